@@ -1,0 +1,37 @@
+// JSON text for the host: turns package files and protocol messages into `mods::json::Value` and back.
+// Parsing is strict (exact doubles, valid UTF-8, no duplicate member names, nesting at most 512 deep) and
+// reports the line and column of the first fault; printing gives the shortest text that reads back to the
+// same double. Stateless; safe to call from several threads at once.
+#ifndef PATHWRIGHT_HOST_JSON_TEXT_JSON_TEXT_H_
+#define PATHWRIGHT_HOST_JSON_TEXT_JSON_TEXT_H_
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "json/value.h"
+
+namespace host {
+
+// Where and why a text is not JSON. Lines and columns count from 1; a column counts bytes.
+struct JsonTextError {
+  std::size_t line = 0;
+  std::size_t column = 0;
+  std::string reason;            // lower-case, no final full stop, e.g. "duplicate member name \"id\""
+  std::string message() const;   // "line L, column C: REASON"
+};
+
+// Parses the whole of `text` (surrounding white space allowed) into `out`. On false, `error` says where
+// and why, and `out` is unspecified.
+bool parse_json(std::string_view text, mods::json::Value& out, JsonTextError& error);
+
+enum class JsonLayout { Compact, Indented };
+
+// Prints `value`: Compact on one line for protocol messages, Indented with two spaces (and a final
+// newline) for files. Integral numbers print without a fraction. On false (a NaN or infinite number
+// anywhere in `value`), `error` names where it was and `out` is unspecified.
+bool print_json(const mods::json::Value& value, JsonLayout layout, std::string& out, std::string& error);
+
+}  // namespace host
+
+#endif  // PATHWRIGHT_HOST_JSON_TEXT_JSON_TEXT_H_
