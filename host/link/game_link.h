@@ -1,0 +1,110 @@
+// The running game as Pathwright sees it over TCP: an editor::LiveGame that speaks the game link protocol
+// (one compact JSON object per line, answers in request order), reconnects by itself between commands
+// and hands the game every loaded package after each (re)connect. The link owns its connection; it is
+// used by the one thread that runs commands.
+#ifndef PATHWRIGHT_HOST_LINK_GAME_LINK_H_
+#define PATHWRIGHT_HOST_LINK_GAME_LINK_H_
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "editor/live_game.h"
+#include "host/link/game_link_error.h"
+#include "host/link/line_connection.h"
+
+namespace host {
+
+// Where the game listens.
+struct GameAddress {
+  std::string host = "127.0.0.1";
+  std::uint16_t port = 47800;
+  std::string text() const;  // "HOST:PORT"
+};
+
+// Reads "HOST:PORT" (port 1..65535). On false, `error` says what is wrong and `address` is unchanged.
+bool parse_game_address(const std::string& text, GameAddress& address, std::string& error);
+
+class GameLink : public editor::LiveGame {
+ public:
+  static constexpr int kProtocol = 1;               // the protocol version both sides speak
+  static constexpr double kDefaultTimeoutSeconds = 2.0;
+  static constexpr int kRetryIntervalMs = 500;      // ms; at most one connection attempt this often
+  static constexpr int kConnectTimeoutMs = 200;     // ms; a local game accepts at once or not at all
+
+  // The packages to hand the game after each (re)connect; the pointers stay valid during the call.
+  using PackageList = std::function<std::vector<const editor::Session::Package*>()>;
+
+  GameLink(GameAddress address, double timeout_seconds);
+  ~GameLink() override;
+
+  PackageList loaded_packages;
+  // Receives what went wrong in the background (a refused connection, a package the game did not
+  // take), for the front end's diagnostics. May be empty.
+  std::function<void(const std::string&)> on_note;
+
+  // Called before each command. When not connected (or the game has closed the connection since), and
+  // the last attempt is at least kRetryIntervalMs old, connects, says "hello" and sends every package of
+  // `loaded_packages` with "load". True when connected afterwards. Never throws: a failure leaves the
+  // link disconnected with the reason in `last_problem`.
+  bool ensure_connected();
+  // The same, without the rate limit.
+  bool connect_now();
+  void disconnect();
+
+  bool connected() const { return connection_ != nullptr; }
+  const std::string& world() const { return world_; }           // from "hello"; "" while disconnected
+  const std::string& last_problem() const { return last_problem_; }
+  const GameAddress& address() const { return address_; }
+  double timeout_seconds() const { return timeout_seconds_; }
+
+  // editor::LiveGame. A failure of the link itself (no answer in time, connection closed, malformed
+  // answer, not connected) drops the connection; ground_height and live_route then throw GameLinkError,
+  // the others answer false with its text. A request the game answers with "ok": false throws
+  // GameLinkError (ground_height, live_route) or answers false with the game's text, and the connection
+  // stays.
+  bool ground_height(const story_notebook::WorldPoint& probe, float& height, std::string& note) override;
+  bool ground_heights(const std::vector<story_notebook::WorldPoint>& probes, std::vector<float>& heights,
+                      std::vector<bool>& found, std::string& error) override;
+  mods::json::Value live_route(editor::Session::Package& package, const std::string& id) override;
+  bool link_position(story_notebook::WorldPoint& point, std::string& error) override;
+  bool camera_position(story_notebook::WorldPoint& point, std::string& error) override;
+  bool load_package(const editor::Session::Package& package, std::string& error) override;
+
+  // Moves Link (the camera follows). On false, `error` says why.
+  bool teleport(const story_notebook::WorldPoint& point, std::string& error);
+  // Advances a game with a manual clock by `seconds`; on true `time` is the game's time after it.
+  bool advance(double seconds, double& time, std::string& error);
+
+  // Sends request `op` whose further members are the JSON text `fields` ("" or `"k":v,...`) and waits
+  // for its answer. True with the answer object in `answer` when the game answered "ok": true; false
+  // with the game's "error" text when it answered "ok": false. Throws GameLinkError (after dropping the
+  // connection) when the link fails, and when not connected.
+  bool exchange(const std::string& op, const std::string& fields, mods::json::Value& answer,
+                std::string& error);
+
+  // The shortest text that reads back to the same float (the protocol's float form).
+  static std::string float_text(float value);
+
+ private:
+  bool greet();
+  [[noreturn]] void fail(const std::string& what);
+  bool read_point(const mods::json::Value& answer, story_notebook::WorldPoint& point);
+  bool position_op(const std::string& op, story_notebook::WorldPoint& point, std::string& error);
+
+  GameAddress address_;
+  double timeout_seconds_;
+  std::unique_ptr<LineConnection> connection_;
+  std::string world_;
+  std::string last_problem_;
+  std::uint64_t next_id_ = 1;
+  bool attempted_ = false;
+  std::chrono::steady_clock::time_point last_attempt_{};
+};
+
+}  // namespace host
+
+#endif  // PATHWRIGHT_HOST_LINK_GAME_LINK_H_
