@@ -1,0 +1,165 @@
+// Creating, growing, changing and removing routes point by point.
+#include "editor/routes/point_edits.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/support/windfall_fixture.h"
+
+namespace {
+
+using mods::json::Value;
+using support::arr;
+using support::num;
+using support::obj;
+using support::point;
+using support::str;
+
+class PointEdits : public support::WindfallTest {
+ protected:
+  PointEdits() { session.where_point = {40.0f, 0.0f, 0.0f}; }
+  Value points_of(const std::string& id) { return actor(id).get("path").get("points"); }
+};
+
+TEST_F(PointEdits, ANewRouteStartsTheWayItsWalkerWalks) {
+  EXPECT_ANSWERED(session.run("add_route_point", params("gate_1")));
+  EXPECT_EQ(actor("gate_1").get("path"), obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("once")}}));
+
+  EXPECT_ANSWERED(session.run("add_route_point", params("boko")));
+  EXPECT_EQ(actor("boko").get("path"),
+            obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("back_and_forth")}}));
+
+  const auto model = session.run("add_route_point", params("statue"));
+  EXPECT_ANSWERED(model);
+  EXPECT_EQ(model.result.get("point"), num(2));
+  EXPECT_EQ(actor("statue").get("path"),
+            obj({{"points", arr({point(1.3, -1.3, 0), point(40, 0, 0)})}, {"mode", str("once")},
+                 {"speed", num(60)}}));
+}
+
+TEST_F(PointEdits, AModelsNewPointCanGoInFrontOfItsStart) {
+  const auto answer = session.run("add_route_point", params("statue", {{"after", num(0)}}));
+  EXPECT_EQ(answer.result.get("point"), num(1));
+  EXPECT_EQ(points_of("statue"), arr({point(40, 0, 0), point(1.3, -1.3, 0)}));
+}
+
+TEST_F(PointEdits, AModelWithoutPositionGetsNoRouteWhateverTheChangeService) {
+  for (auto edits : {support::MemorySession::Edits::OnCopy, support::MemorySession::Edits::InPlace}) {
+    session.edits = edits;
+    const auto answer = session.run("add_route_point", params("ghost"));
+    EXPECT_FALSE(answer.ok);
+    EXPECT_EQ(answer.error, "the actor has no position");
+    EXPECT_FALSE(answer.result.has("point"));
+  }
+  // Editing in place keeps the half-made record: only a copying change service keeps the invariant.
+  EXPECT_EQ(actor("ghost").get("path"), obj({{"points", arr({})}, {"mode", str("once")}}));
+}
+
+TEST_F(PointEdits, AfterPlacesTheNewPointOrIsRefusedWithTheRange) {
+  struct Case {
+    Value after;
+    const char* error;  // "" when accepted
+    double number;
+  };
+  const Case cases[] = {
+      {num(0), "", 1},   {num(2), "", 3},  {num(3), "", 4},        {str("1"), "", 4}, {Value(), "", 4},
+      {num(1.5), "\"after\" is a point number from 0 to 3", 0}, {num(-1), "\"after\" is a point number from 0 to 3", 0},
+      {num(4), "\"after\" is a point number from 0 to 3", 0},   {num(NAN), "\"after\" is a point number from 0 to 3", 0},
+  };
+  const Value before = actor("walker");
+  for (const Case& c : cases) {
+    session.packages["windfall"].document["actors"].items[1] = before;
+    const auto answer = session.run("add_route_point", params("walker", {{"after", c.after}}));
+    if (*c.error == '\0') {
+      EXPECT_ANSWERED(answer);
+      EXPECT_EQ(answer.result.get("point"), num(c.number));
+      EXPECT_EQ(points_of("walker").items[static_cast<std::size_t>(c.number) - 1], point(40, 0, 0));
+    } else {
+      EXPECT_EQ(answer.error, c.error);
+    }
+  }
+}
+
+TEST_F(PointEdits, PointNumbersAreCheckedAgainstTheRouteBeforeTheEdit) {
+  struct Case {
+    const char* command;
+    const char* id;
+    Value point;
+    const char* error;
+  };
+  const char* kOf3 = "\"point\" is a point number from 1 to 3";
+  const char* kOf0 = "\"point\" is a point number from 1 to 0";
+  const Case cases[] = {
+      {"move_route_point", "walker", num(4), kOf3},    {"move_route_point", "walker", num(0), kOf3},
+      {"move_route_point", "walker", num(1.5), kOf3},  {"remove_route_point", "walker", num(-1), kOf3},
+      {"remove_route_point", "walker", str("2"), kOf3}, {"remove_route_point", "walker", Value::of(true), kOf3},
+      {"remove_route_point", "walker", Value(), kOf3}, {"move_route_point", "gate_1", num(1), kOf0},
+  };
+  for (const Case& c : cases) {
+    Value request = params(c.id, {{"position", point(0, 0, 0)}});
+    if (!c.point.is_null()) request["point"] = c.point;
+    EXPECT_EQ(session.run(c.command, request).error, c.error) << c.command;
+  }
+  EXPECT_FALSE(actor("gate_1").has("path")) << "a refused number must not create a record";
+}
+
+TEST_F(PointEdits, MoveReplacesThePointWithTheRoundedPosition) {
+  EXPECT_ANSWERED(session.run("move_route_point",
+                              params("walker", {{"point", num(2)}, {"position", point(12.34, -0.05, 7.25)}})));
+  EXPECT_EQ(points_of("walker"), arr({point(10, 0, 0), point(12.3, -0.1, 7.3), point(30, 0, 0)}));
+}
+
+TEST_F(PointEdits, RemovingBelowTheWalkersMinimumRemovesTheRoute) {
+  const auto longer = session.run("remove_route_point", params("walker", {{"point", num(1)}}));
+  EXPECT_EQ(longer.result, obj({{"id", str("walker")}}));
+  EXPECT_EQ(points_of("walker"), arr({point(20, 0, 0), point(30, 0, 0)}));
+
+  EXPECT_ANSWERED(session.run("add_route_point", params("boko")));
+  const auto only = session.run("remove_route_point", params("boko", {{"point", num(1)}}));
+  EXPECT_EQ(only.result, obj({{"id", str("boko")}, {"route_removed", Value::of(true)}}));
+  EXPECT_FALSE(actor("boko").has("path"));
+
+  EXPECT_ANSWERED(session.run("add_route_point", params("statue")));
+  const auto model = session.run("remove_route_point", params("statue", {{"point", num(2)}}));
+  EXPECT_EQ(model.result.get("route_removed"), Value::of(true));
+  EXPECT_FALSE(actor("statue").has("path"));
+}
+
+TEST_F(PointEdits, ReorderMovesOnePointToItsNewNumber) {
+  struct Case {
+    double point, to;
+    const char* order;
+  };
+  const Case cases[] = {{1, 3, "BCAD"}, {4, 1, "DABC"}, {2, 2, "ABCD"}, {3, 4, "ABDC"}};
+  for (const Case& c : cases) {
+    Value path = obj({{"mode", str("loop")}, {"points", arr({point(1, 0, 0), point(2, 0, 0), point(3, 0, 0),
+                                                            point(4, 0, 0)})}});
+    session.packages["windfall"].document["actors"].items[1]["path"] = path;
+    EXPECT_ANSWERED(session.run("reorder_route_point", params("walker", {{"point", num(c.point)}, {"to", num(c.to)}})));
+    std::string order;
+    for (const Value& p : points_of("walker").items) order += static_cast<char>('A' - 1 + p.get("x").number);
+    EXPECT_EQ(order, c.order);
+  }
+  EXPECT_EQ(session.run("reorder_route_point", params("walker", {{"point", num(5)}, {"to", num(9)}})).error,
+            "\"point\" is a point number from 1 to 4");
+  EXPECT_EQ(session.run("reorder_route_point", params("walker", {{"point", num(1)}, {"to", num(9)}})).error,
+            "\"to\" is a point number from 1 to 4");
+}
+
+TEST_F(PointEdits, RemoveRouteSucceedsWithOrWithoutARoute) {
+  EXPECT_ANSWERED(session.run("remove_route", params("gate_1")));
+  EXPECT_ANSWERED(session.run("remove_route", params("walker")));
+  EXPECT_FALSE(actor("walker").has("path"));
+}
+
+TEST_F(PointEdits, AHandMadeRecordWithoutPointsArrayGrowsFromEmpty) {
+  session.packages["windfall"].document["actors"].items[0]["path"] = obj({{"points", str("none")}});
+  EXPECT_EQ(session.run("move_route_point", params("gate_1", {{"point", num(1)}, {"position", point(0, 0, 0)}})).error,
+            "\"point\" is a point number from 1 to 0");
+  const auto answer = session.run("add_route_point", params("gate_1"));
+  EXPECT_EQ(answer.result.get("point"), num(1));
+  EXPECT_EQ(points_of("gate_1"), arr({point(40, 0, 0)}));
+}
+
+}  // namespace

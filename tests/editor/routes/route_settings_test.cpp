@@ -1,0 +1,93 @@
+// set_route: what each walker class may set, and the refusals in their order.
+#include "editor/routes/route_settings.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/windfall_fixture.h"
+
+namespace {
+
+using mods::json::Value;
+using support::arr;
+using support::num;
+using support::obj;
+using support::point;
+using support::str;
+
+const char* const kNoRoute = "the actor has no route yet: add_route_point adds its first point";
+const char* const kPatrols =
+    "a Bokoblin or Moblin patrols at its own pace, without pauses: only the mode (loop or back_and_forth)";
+const char* const kModelSpeed = "a model's route needs a speed";
+const char* const kOwnAnimations = "a resident walks with its own walk and stands with its own idle";
+
+class RouteSettings : public support::WindfallTest {
+ protected:
+  RouteSettings() {
+    for (const char* id : {"gate_1", "boko", "statue"}) EXPECT_ANSWERED(session.run("add_route_point", params(id)));
+  }
+};
+
+TEST_F(RouteSettings, EachWalkerSetsWhatItsWalkAllows) {
+  struct Case {
+    const char* id;
+    std::vector<std::pair<std::string, Value>> settings;
+    const char* error;                                    // "" when accepted
+    std::vector<std::pair<std::string, Value>> expected;  // the record's settings afterwards
+  };
+  const std::vector<Case> cases = {
+      {"gate_1", {{"speed", num(30)}}, "", {{"mode", str("once")}, {"speed", num(30)}}},
+      {"gate_1", {{"speed", Value()}}, "", {{"mode", str("once")}}},
+      {"gate_1", {{"pauses", Value::of(true)}}, "", {{"mode", str("once")}, {"pauses", Value::of(true)}}},
+      {"gate_1", {{"pauses", num(0)}}, "", {{"mode", str("once")}, {"pauses", num(0)}}},
+      {"gate_1", {{"pauses", Value::of(false)}}, "", {{"mode", str("once")}}},
+      {"gate_1", {{"mode", num(7)}}, "", {{"mode", num(7)}}},
+      {"gate_1", {}, "", {{"mode", str("once")}}},
+      {"gate_1", {{"mode", str("loop")}, {"walk", str("run")}}, kOwnAnimations, {}},
+      {"boko", {{"mode", str("loop")}}, "", {{"mode", str("loop")}}},
+      {"boko", {{"speed", Value()}}, kPatrols, {}},
+      {"boko", {{"pauses", Value::of(false)}}, kPatrols, {}},
+      {"boko", {{"idle", str("sleep")}}, kOwnAnimations, {}},
+      {"statue", {{"speed", Value()}}, kModelSpeed, {}},
+      {"statue", {{"speed", str("fast")}, {"walk", str("march")}, {"idle", str("")}}, "",
+       {{"mode", str("once")}, {"speed", str("fast")}, {"walk", str("march")}}},
+      {"statue", {{"walk", num(3)}}, "", {{"mode", str("once")}, {"speed", num(60)}}},
+      {"statue", {{"walk", Value()}}, "", {{"mode", str("once")}, {"speed", num(60)}}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.id) + " " + (c.settings.empty() ? "" : c.settings[0].first));
+    const Value before = actor(c.id).get("path");
+    Value request = params(c.id, c.settings);
+    const auto answer = session.run("set_route", request);
+    if (*c.error != '\0') {
+      EXPECT_EQ(answer.error, c.error);
+      EXPECT_EQ(actor(c.id).get("path"), before);
+      continue;
+    }
+    EXPECT_ANSWERED(answer);
+    Value expected = obj(c.expected);
+    expected["points"] = before.get("points");
+    EXPECT_EQ(actor(c.id).get("path"), expected);
+    // Back to the record as created, for the next case.
+    session.run("remove_route", params(c.id));
+    session.run("add_route_point", params(c.id));
+  }
+}
+
+TEST_F(RouteSettings, AnActorWithoutARouteIsRefused) {
+  EXPECT_EQ(session.run("set_route", params("walker", {{"mode", str("loop")}})).error, "");
+  session.packages["windfall"].document["actors"].items[2]["path"] = arr({point(1, 2, 3)});
+  EXPECT_EQ(session.run("set_route", params("boko", {{"mode", str("loop")}})).error, kNoRoute);
+  EXPECT_EQ(session.run("set_route", params("bench_man", {{"mode", str("loop")}})).error,
+            "this villager is seated and does not walk");
+  session.run("remove_route", params("gate_1"));
+  EXPECT_EQ(session.run("set_route", params("gate_1", {{"mode", str("loop")}})).error, kNoRoute);
+}
+
+TEST_F(RouteSettings, SettingsWrittenBeforeALateRefusalStayOnlyWhenEditingInPlace) {
+  session.edits = support::MemorySession::Edits::InPlace;
+  EXPECT_EQ(session.run("set_route", params("gate_1", {{"mode", str("loop")}, {"idle", str("sit")}})).error,
+            kOwnAnimations);
+  EXPECT_EQ(actor("gate_1").get("path").get("mode"), str("loop"));
+}
+
+}  // namespace

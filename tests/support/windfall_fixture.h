@@ -1,0 +1,38 @@
+// A small package shared by the route service's tests: one actor of every walker class and of every
+// refusal, placed on flat ground, with a memory session and a scripted game around it.
+#ifndef PATHWRIGHT_TESTS_SUPPORT_WINDFALL_FIXTURE_H_
+#define PATHWRIGHT_TESTS_SUPPORT_WINDFALL_FIXTURE_H_
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/memory_session.h"
+
+namespace support {
+
+class WindfallTest : public ::testing::Test {
+ protected:
+  WindfallTest();
+
+  // The actor named `id` in the windfall package (the first one with that id).
+  const mods::json::Value& actor(const std::string& id);
+  // Parameters naming actor `id`, with further members.
+  static mods::json::Value params(const std::string& id,
+                                  std::vector<std::pair<std::string, mods::json::Value>> more = {});
+  void connect_game() { session.live_game = &game; }
+
+  MemorySession session;
+  ScriptedGame game;
+};
+
+// Fails the test with the command's error text when it did not succeed.
+#define EXPECT_ANSWERED(answer)                                                        \
+  do {                                                                                 \
+    const auto& answered_ = (answer);                                                  \
+    EXPECT_TRUE(answered_.ok && answered_.handled) << "failed: " << answered_.error;  \
+  } while (false)
+
+}  // namespace support
+
+#endif  // PATHWRIGHT_TESTS_SUPPORT_WINDFALL_FIXTURE_H_
