@@ -1,0 +1,153 @@
+#include "game/game_world.h"
+
+#include <cmath>
+
+#include "game/flat_numbers.h"
+#include "game/island.h"
+
+namespace game {
+
+namespace {
+
+using mods::json::Value;
+using story_notebook::WorldPoint;
+
+std::string file_stem(const std::string& path) {
+  const std::size_t slash = path.find_last_of("/\\");
+  std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  const std::size_t dot = name.find_last_of('.');
+  if (dot != std::string::npos && dot > 0) name.resize(dot);
+  return name;
+}
+
+}  // namespace
+
+GameWorld::GameWorld(std::unique_ptr<Ground> ground, std::string name, bool has_sea, WorldPoint spawn,
+                     Clock clock)
+    : ground_(std::move(ground)),
+      name_(std::move(name)),
+      has_sea_(has_sea),
+      clock_(clock),
+      started_(std::chrono::steady_clock::now()),
+      link_(spawn) {}
+
+std::unique_ptr<GameWorld> GameWorld::create(const WorldMesh& mesh, std::string name, bool has_sea,
+                                             WorldPoint spawn, Clock clock, std::string& error) {
+  std::unique_ptr<Ground> ground = Ground::build(mesh, error);
+  if (!ground) return nullptr;
+  return std::unique_ptr<GameWorld>(new GameWorld(std::move(ground), std::move(name), has_sea, spawn, clock));
+}
+
+std::unique_ptr<GameWorld> GameWorld::island(Clock clock, std::string& error) {
+  return create(island::build(), island::kWorldName, true, island::kLinkSpawn, clock, error);
+}
+
+std::unique_ptr<GameWorld> GameWorld::from_obj(const std::string& path, Clock clock, std::string& error) {
+  WorldMesh mesh;
+  if (!load_obj(path, mesh, error)) return nullptr;
+  WorldPoint low, high;
+  mesh.bounds(low, high);
+  std::unique_ptr<GameWorld> world = create(mesh, file_stem(path), false, {}, clock, error);
+  if (!world) return nullptr;
+  // Above the middle of the box, on the ground there when there is some.
+  WorldPoint spawn{low.x + (high.x - low.x) / 2, high.y, low.z + (high.z - low.z) / 2};
+  float height = 0;
+  if (world->ground_->below(spawn.x, spawn.y, spawn.z, height)) spawn.y = height;
+  world->link_ = spawn;
+  return world;
+}
+
+bool GameWorld::ground_height(const WorldPoint& probe, float& height, std::string& note) const {
+  if (ground_->below(probe.x, probe.y, probe.z, height)) return true;
+  note = std::string(has_sea_ ? "open sea below (" : "nothing below (") + float_text(probe.x) + ", " +
+         float_text(probe.z) + ")";
+  return false;
+}
+
+void GameWorld::ground_heights(const float* xyz, std::size_t count, float* heights, std::uint8_t* found) const {
+  ground_->below_batch(xyz, count, heights, found, kFastestBatch);
+}
+
+WorldPoint GameWorld::link() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return link_;
+}
+
+WorldPoint GameWorld::camera() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return {link_.x, link_.y + kCameraAbove, link_.z - kCameraBehind};
+}
+
+void GameWorld::teleport(const WorldPoint& point) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  link_ = point;
+}
+
+bool GameWorld::load(const std::string& package, const Value& document, int& walking, std::string& error) {
+  if (package.empty()) {
+    error = "a package needs a name";
+    return false;
+  }
+  if (!document.is_object()) {
+    error = "the document of \"" + package + "\" is not an object";
+    return false;
+  }
+  const Value& actors = document.get("actors");
+  if (!actors.is_null() && !actors.is_array()) {
+    error = "the \"actors\" of \"" + package + "\" is not an array";
+    return false;
+  }
+  // Planning puts points on the ground; it needs no lock (the ground is read-only).
+  Package loaded;
+  walking = 0;
+  for (const Value& actor : actors.items) {
+    const Value& id = actor.get("id");
+    if (!id.is_string()) continue;
+    Actor entry{id.str, Walk::plan(actor, *ground_)};
+    if (entry.walk) ++walking;
+    loaded.actors.push_back(std::move(entry));
+  }
+  std::lock_guard<std::mutex> lock(mutex_);
+  loaded.loaded_at = time_locked();
+  packages_[package] = std::move(loaded);
+  return true;
+}
+
+Value GameWorld::live_route(const std::string& package, const std::string& actor) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = packages_.find(package);
+  if (found == packages_.end()) return Value();
+  for (const Actor& entry : found->second.actors) {
+    if (entry.id != actor) continue;
+    if (!entry.walk) return Value();
+    return entry.walk->live_route(time_locked() - found->second.loaded_at, *ground_);
+  }
+  return Value();
+}
+
+double GameWorld::time_locked() const {
+  if (clock_ == Clock::Manual) return manual_seconds_;
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count();
+}
+
+double GameWorld::time() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return time_locked();
+}
+
+bool GameWorld::advance(double seconds, double& time, std::string& error) {
+  if (clock_ != Clock::Manual) {
+    error = "\"advance\" needs the manual clock; this game runs on the real clock";
+    return false;
+  }
+  if (!std::isfinite(seconds) || seconds < 0) {
+    error = "\"seconds\" must be a finite number of at least 0";
+    return false;
+  }
+  std::lock_guard<std::mutex> lock(mutex_);
+  manual_seconds_ += seconds;
+  time = manual_seconds_;
+  return true;
+}
+
+}  // namespace game

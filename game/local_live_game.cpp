@@ -1,0 +1,45 @@
+#include "game/local_live_game.h"
+
+#include <cstdint>
+
+namespace game {
+
+bool LocalLiveGame::ground_height(const story_notebook::WorldPoint& probe, float& height, std::string& note) {
+  return world_.ground_height(probe, height, note);
+}
+
+bool LocalLiveGame::ground_heights(const std::vector<story_notebook::WorldPoint>& probes,
+                                   std::vector<float>& heights, std::vector<bool>& found, std::string& error) {
+  (void)error;
+  std::vector<float> xyz;
+  xyz.reserve(probes.size() * 3);
+  for (const auto& probe : probes) xyz.insert(xyz.end(), {probe.x, probe.y, probe.z});
+  std::vector<std::uint8_t> flags(probes.size());
+  heights.assign(probes.size(), 0.0f);
+  world_.ground_heights(xyz.data(), probes.size(), heights.data(), flags.data());
+  found.assign(flags.begin(), flags.end());
+  return true;
+}
+
+mods::json::Value LocalLiveGame::live_route(editor::Session::Package& package, const std::string& id) {
+  return world_.live_route(package.name, id);
+}
+
+bool LocalLiveGame::link_position(story_notebook::WorldPoint& point, std::string& error) {
+  (void)error;
+  point = world_.link();
+  return true;
+}
+
+bool LocalLiveGame::camera_position(story_notebook::WorldPoint& point, std::string& error) {
+  (void)error;
+  point = world_.camera();
+  return true;
+}
+
+bool LocalLiveGame::load_package(const editor::Session::Package& package, std::string& error) {
+  int walking = 0;
+  return world_.load(package.name, package.document, walking, error);
+}
+
+}  // namespace game

@@ -1,0 +1,223 @@
+#include "game/walking.h"
+
+#include <cmath>
+#include <limits>
+
+#include "game/flat_numbers.h"
+#include "residents/walkers.h"
+
+namespace game {
+
+namespace {
+
+using mods::json::Value;
+using story_notebook::WorldPoint;
+
+constexpr double kFullTurnDegrees = 360;
+constexpr double kRadiansToDegrees = 180.0 / 3.14159265358979323846;
+
+bool read_coordinate(const Value& value, float& out) {
+  if (!value.is_number() || !std::isfinite(value.number)) return false;
+  if (std::fabs(value.number) > std::numeric_limits<float>::max()) return false;
+  out = static_cast<float>(value.number);
+  return true;
+}
+
+bool read_point(const Value& value, WorldPoint& point) {
+  return value.is_object() && read_coordinate(value.get("x"), point.x) && read_coordinate(value.get("y"), point.y) &&
+         read_coordinate(value.get("z"), point.z);
+}
+
+// The point with its y on the first surface below a probe kSnapProbeHeight above it, when there is one.
+WorldPoint on_ground(WorldPoint point, const Ground& ground) {
+  const float probe_y = point.y + kSnapProbeHeight;
+  float height = 0;
+  if (std::isfinite(probe_y) && ground.below(point.x, probe_y, point.z, height)) point.y = height;
+  return point;
+}
+
+Value wire_point(const WorldPoint& point) {
+  Value out = Value::object();
+  out["x"] = Value::of(wire_double(point.x));
+  out["y"] = Value::of(wire_double(point.y));
+  out["z"] = Value::of(wire_double(point.z));
+  return out;
+}
+
+bool is_mode(const std::string& mode) { return mode == "once" || mode == "loop" || mode == "back_and_forth"; }
+
+}  // namespace
+
+const char* walk_state_name(WalkState state) {
+  switch (state) {
+    case WalkState::Walking: return "walking";
+    case WalkState::Pausing: return "pausing";
+    case WalkState::Arrived: return "arrived";
+  }
+  return "walking";
+}
+
+void Walk::add_walk(std::vector<Phase>& phases, const WorldPoint& from, int to_number) {
+  Phase phase;
+  phase.from = from;
+  phase.to = points_[static_cast<std::size_t>(to_number - 1)];
+  phase.target = to_number;
+  const double dx = double(phase.to.x) - from.x;
+  const double dz = double(phase.to.z) - from.z;
+  const double distance = std::hypot(dx, dz);
+  if (distance > 0) {
+    double degrees = std::atan2(dx, dz) * kRadiansToDegrees;
+    if (degrees < 0) degrees += kFullTurnDegrees;
+    float heading = static_cast<float>(degrees);
+    if (heading >= static_cast<float>(kFullTurnDegrees)) heading = 0;
+    last_heading_ = heading;
+  }
+  phase.heading = last_heading_;
+  phase.seconds = distance / speed_;
+  phases.push_back(phase);
+}
+
+void Walk::add_pause(std::vector<Phase>& phases, int at_number, int next_number) {
+  if (pause_seconds_ <= 0) return;
+  Phase phase;
+  phase.pause = true;
+  phase.from = phase.to = points_[static_cast<std::size_t>(at_number - 1)];
+  phase.seconds = pause_seconds_;
+  phase.heading = last_heading_;
+  phase.target = next_number;
+  phases.push_back(phase);
+}
+
+std::optional<Walk> Walk::plan(const Value& actor, const Ground& ground) {
+  if (!actor.is_object() || !editor::route_refusal(actor).empty()) return std::nullopt;
+  const Value& path = actor.get("path");
+  if (!path.is_object()) return std::nullopt;
+  const Value& listed = path.get("points");
+  if (!listed.is_array() || listed.items.empty()) return std::nullopt;
+
+  Walk walk;
+  for (const Value& item : listed.items) {
+    WorldPoint point;
+    if (!read_point(item, point)) return std::nullopt;
+    walk.points_.push_back(on_ground(point, ground));
+  }
+
+  const std::string kind = actor.get("kind").string("");
+  const std::string type = actor.get("actor").string("");
+  const bool model = kind == "mod";
+  const bool patroller = actor.get("kind").is_null() && (type == "bokoblin" || type == "moblin");
+
+  walk.mode_ = path.get("mode").string("once");
+  if (!is_mode(walk.mode_)) walk.mode_ = "once";
+  if (patroller) walk.mode_ = "back_and_forth";
+
+  if (model) {
+    const Value& speed = path.get("speed");
+    walk.speed_ = speed.is_number() && speed.number > 0 && std::isfinite(speed.number) ? speed.number
+                                                                                         : kDefaultModelSpeed;
+  } else if (patroller) {
+    walk.speed_ = kPatrolPace;
+  } else {
+    const double pace = editor::resident_pace(actor);
+    walk.speed_ = pace > 0 && std::isfinite(pace) ? pace : kDefaultResidentPace;
+  }
+
+  const Value& pauses = path.get("pauses");
+  if (!path.has("pauses") || (pauses.is_bool() && !pauses.boolean)) {
+    walk.pause_seconds_ = 0;
+  } else if (pauses.is_number()) {
+    walk.pause_seconds_ = std::isfinite(pauses.number) && pauses.number > 0 ? pauses.number : 0;
+  } else {
+    walk.pause_seconds_ = kDefaultPauseSeconds;
+  }
+
+  // Models appear on point 1; everyone else walks there from where they were placed.
+  std::optional<WorldPoint> start;
+  WorldPoint placed;
+  if (!model && read_point(actor.get("position"), placed)) start = on_ground(placed, ground);
+
+  const int n = static_cast<int>(walk.points_.size());
+  if (walk.mode_ == "once") {
+    if (start) walk.add_walk(walk.intro_, *start, 1);
+    for (int k = 1; k < n; ++k) {
+      if (k > 1 || start) walk.add_pause(walk.intro_, k, k + 1);
+      walk.add_walk(walk.intro_, walk.points_[static_cast<std::size_t>(k - 1)], k + 1);
+    }
+    walk.rest_ = {walk.points_.back(), walk.last_heading_, n, WalkState::Arrived};
+  } else {
+    // The repeated tour as point numbers: round the points for a loop, out and back for back and forth.
+    std::vector<int> tour;
+    for (int k = 1; k <= n; ++k) tour.push_back(k);
+    if (walk.mode_ == "back_and_forth") {
+      for (int k = n - 1; k >= 2; --k) tour.push_back(k);
+    }
+    const std::size_t length = tour.size();
+    if (start) {
+      walk.add_walk(walk.intro_, *start, 1);
+      walk.add_pause(walk.intro_, 1, tour[1 % length]);
+    }
+    // A back-and-forth route of one point has nowhere to turn: it only reaches that point.
+    if (walk.mode_ == "loop" || n > 1) {
+      for (std::size_t i = 0; i < length; ++i) {
+        const int from = tour[i], to = tour[(i + 1) % length];
+        walk.add_walk(walk.cycle_, walk.points_[static_cast<std::size_t>(from - 1)], to);
+        walk.add_pause(walk.cycle_, to, tour[(i + 2) % length]);
+      }
+    }
+    walk.rest_ = {walk.points_.front(), walk.last_heading_, 1, WalkState::Arrived};
+  }
+  for (const Phase& phase : walk.intro_) walk.intro_seconds_ += phase.seconds;
+  for (const Phase& phase : walk.cycle_) walk.cycle_seconds_ += phase.seconds;
+  return walk;
+}
+
+WalkerPose Walk::pose_in(const std::vector<Phase>& phases, double seconds, const Ground& ground) const {
+  for (const Phase& phase : phases) {
+    if (seconds < phase.seconds) {
+      WalkerPose pose;
+      pose.heading = phase.heading;
+      pose.target = phase.target;
+      if (phase.pause) {
+        pose.position = phase.from;
+        pose.state = WalkState::Pausing;
+        return pose;
+      }
+      const double f = seconds / phase.seconds;
+      WorldPoint at;
+      at.x = static_cast<float>(phase.from.x + (double(phase.to.x) - phase.from.x) * f);
+      at.y = static_cast<float>(phase.from.y + (double(phase.to.y) - phase.from.y) * f);
+      at.z = static_cast<float>(phase.from.z + (double(phase.to.z) - phase.from.z) * f);
+      pose.position = on_ground(at, ground);
+      pose.state = WalkState::Walking;
+      return pose;
+    }
+    seconds -= phase.seconds;
+  }
+  // Rounding left a sliver past the last phase: stand at its end.
+  const Phase& last = phases.back();
+  return {last.to, last.heading, last.target, last.pause ? WalkState::Pausing : WalkState::Walking};
+}
+
+WalkerPose Walk::pose(double seconds, const Ground& ground) const {
+  if (!(seconds > 0)) seconds = 0;
+  if (seconds < intro_seconds_) return pose_in(intro_, seconds, ground);
+  if (cycle_.empty() || !(cycle_seconds_ > 0)) return rest_;
+  return pose_in(cycle_, std::fmod(seconds - intro_seconds_, cycle_seconds_), ground);
+}
+
+Value Walk::live_route(double seconds, const Ground& ground) const {
+  const WalkerPose now = pose(seconds, ground);
+  Value route = Value::object();
+  Value points = Value::array();
+  for (const WorldPoint& point : points_) points.items.push_back(wire_point(point));
+  route["points"] = std::move(points);
+  route["mode"] = Value::of(mode_);
+  route["speed"] = Value::of(speed_);
+  route["position"] = wire_point(now.position);
+  route["heading"] = Value::of(wire_double(now.heading));
+  route["target"] = Value::of(static_cast<double>(now.target));
+  route["state"] = Value::of(walk_state_name(now.state));
+  return route;
+}
+
+}  // namespace game
