@@ -1,0 +1,143 @@
+// Record frame: u32 payload length, u64 checksum of the payload, payload; all integers little-endian.
+// Payload: kind byte, then for Entry/Change: i64 time, u64 actor index, u8 undone, then label, before and
+// after as length-prefixed strings (actors as compact JSON); for Checkpoint: four u64 (saved hash and
+// size, replaced hash and size); Undo and Redo carry nothing more.
+#include "host/store/change_journal.h"
+
+#include "host/json_text/json_text.h"
+#include "host/store/content_hash.h"
+
+namespace host {
+namespace {
+
+constexpr std::size_t kFrameBytes = 4 + 8;
+constexpr std::uint32_t kMaxPayloadBytes = 1u << 30;  // bytes; anything longer is damage, not a record
+
+void put_u64(std::string& out, std::uint64_t v, int bytes = 8) {
+  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
+}
+
+void put_text(std::string& out, std::string_view text) {
+  put_u64(out, text.size(), 4);
+  out.append(text);
+}
+
+class Reader {
+ public:
+  explicit Reader(std::string_view bytes) : bytes_(bytes) {}
+  bool u64(std::uint64_t& v, int bytes = 8) {
+    if (bytes_.size() < static_cast<std::size_t>(bytes)) return false;
+    v = 0;
+    for (int i = 0; i < bytes; ++i) v |= static_cast<std::uint64_t>(static_cast<unsigned char>(bytes_[i])) << (8 * i);
+    bytes_.remove_prefix(static_cast<std::size_t>(bytes));
+    return true;
+  }
+  bool text(std::string_view& t) {
+    std::uint64_t n = 0;
+    if (!u64(n, 4) || bytes_.size() < n) return false;
+    t = bytes_.substr(0, n);
+    bytes_.remove_prefix(n);
+    return true;
+  }
+  bool done() const { return bytes_.empty(); }
+
+ private:
+  std::string_view bytes_;
+};
+
+bool decode_payload(std::string_view payload, JournalRecord& record) {
+  if (payload.empty()) return false;
+  Reader in(payload.substr(1));
+  record.kind = static_cast<JournalRecord::Kind>(payload[0]);
+  switch (record.kind) {
+    case JournalRecord::Kind::Entry:
+    case JournalRecord::Kind::Change: {
+      std::uint64_t time = 0, index = 0, undone = 0;
+      std::string_view label, before, after;
+      if (!in.u64(time) || !in.u64(index) || !in.u64(undone, 1) || !in.text(label) || !in.text(before) ||
+          !in.text(after) || !in.done())
+        return false;
+      JsonTextError json_error;
+      if (!parse_json(before, record.change.before, json_error) || !parse_json(after, record.change.after, json_error))
+        return false;
+      record.change.time_ms = static_cast<std::int64_t>(time);
+      record.change.actor_index = static_cast<std::size_t>(index);
+      record.change.label = std::string(label);
+      record.undone = undone != 0;
+      record.change.stored_bytes = kFrameBytes + payload.size();
+      return true;
+    }
+    case JournalRecord::Kind::Checkpoint:
+      return in.u64(record.saved.hash) && in.u64(record.saved.size) && in.u64(record.replaced.hash) &&
+             in.u64(record.replaced.size) && in.done();
+    case JournalRecord::Kind::Undo:
+    case JournalRecord::Kind::Redo:
+      return in.done();
+  }
+  return false;
+}
+
+std::uint64_t frame_checksum(std::string_view payload) {
+  return content_hash(payload) ^ (static_cast<std::uint64_t>(payload.size()) * 0x9E3779B97F4A7C15ULL);
+}
+
+}  // namespace
+
+bool encode_record(JournalRecord& record, std::string& bytes, std::string& error) {
+  std::string payload(1, static_cast<char>(record.kind));
+  switch (record.kind) {
+    case JournalRecord::Kind::Entry:
+    case JournalRecord::Kind::Change: {
+      std::string before, after;
+      if (!print_json(record.change.before, JsonLayout::Compact, before, error) ||
+          !print_json(record.change.after, JsonLayout::Compact, after, error))
+        return false;
+      put_u64(payload, static_cast<std::uint64_t>(record.change.time_ms));
+      put_u64(payload, record.change.actor_index);
+      put_u64(payload, record.undone ? 1 : 0, 1);
+      put_text(payload, record.change.label);
+      put_text(payload, before);
+      put_text(payload, after);
+      break;
+    }
+    case JournalRecord::Kind::Checkpoint:
+      put_u64(payload, record.saved.hash);
+      put_u64(payload, record.saved.size);
+      put_u64(payload, record.replaced.hash);
+      put_u64(payload, record.replaced.size);
+      break;
+    case JournalRecord::Kind::Undo:
+    case JournalRecord::Kind::Redo:
+      break;
+  }
+  bytes.clear();
+  put_u64(bytes, payload.size(), 4);
+  put_u64(bytes, frame_checksum(payload));
+  bytes.append(payload);
+  if (record.kind == JournalRecord::Kind::Entry || record.kind == JournalRecord::Kind::Change)
+    record.change.stored_bytes = bytes.size();
+  return true;
+}
+
+bool decode_journal(std::string_view bytes, JournalContents& contents) {
+  contents = JournalContents{};
+  if (bytes.substr(0, kJournalHeader.size()) != kJournalHeader) return false;
+  std::size_t at = kJournalHeader.size();
+  contents.valid_bytes = at;
+  while (bytes.size() - at >= kFrameBytes) {
+    Reader frame(bytes.substr(at, kFrameBytes));
+    std::uint64_t length = 0, checksum = 0;
+    frame.u64(length, 4);
+    frame.u64(checksum);
+    if (length > kMaxPayloadBytes || bytes.size() - at - kFrameBytes < length) break;
+    std::string_view payload = bytes.substr(at + kFrameBytes, length);
+    JournalRecord record;
+    if (frame_checksum(payload) != checksum || !decode_payload(payload, record)) break;
+    contents.records.push_back(std::move(record));
+    at += kFrameBytes + length;
+    contents.valid_bytes = at;
+  }
+  return true;
+}
+
+}  // namespace host

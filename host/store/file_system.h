@@ -1,0 +1,88 @@
+// The few file operations the package store needs, behind an interface so that tests can make any one of
+// them fail on demand (root ignores permissions, so a read-only folder proves nothing). `PosixFileSystem`
+// is the real one. A FileSystem keeps no state of its own; an AppendFile owns its descriptor and is used by
+// one thread at a time.
+#ifndef PATHWRIGHT_HOST_STORE_FILE_SYSTEM_H_
+#define PATHWRIGHT_HOST_STORE_FILE_SYSTEM_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+// What tells one version of a file from another without reading it: a file rewritten in place changes its
+// size or modification time, a file replaced by a rename changes its inode.
+struct FileIdentity {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::uint64_t size = 0;
+  std::int64_t modified_ns = 0;
+  bool regular = false;
+  bool folder = false;
+  unsigned permissions = 0644;  // kept when the file is replaced; not part of the version
+  friend bool operator==(const FileIdentity& a, const FileIdentity& b) {
+    return a.device == b.device && a.inode == b.inode && a.size == b.size && a.modified_ns == b.modified_ns;
+  }
+};
+
+// A file that only grows, each append flushed to the disk before it answers.
+class AppendFile {
+ public:
+  virtual ~AppendFile() = default;
+  // Writes `bytes` at the end and waits until the disk holds them. 0 on success; otherwise the errno that
+  // failed, and how much of `bytes` reached the file is unknown (the caller truncates before going on).
+  // A failed flush is never retried: the kernel may have dropped the pages it could not write.
+  virtual int append(std::string_view bytes) = 0;
+  // Cuts the file to `size` bytes and flushes that. 0 on success, else the errno.
+  virtual int truncate(std::uint64_t size) = 0;
+};
+
+// Every operation answers 0 on success or the errno that made it fail; outputs are meaningful only on 0.
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+  // The whole content of `path` and the identity of the version read.
+  virtual int read_file(const std::string& path, std::string& bytes, FileIdentity& identity) = 0;
+  // The identity of `path` as it stands (stat, following links).
+  virtual int identify(const std::string& path, FileIdentity& identity) = 0;
+  // The names of the entries of folder `path` (without "." and ".."), in no particular order.
+  virtual int list_folder(const std::string& path, std::vector<std::string>& names) = 0;
+  // Creates folder `path`; an existing folder counts as success.
+  virtual int make_folder(const std::string& path) = 0;
+  // Creates a new file in `folder` named `prefix` plus a unique suffix, with permission bits `mode`, holding
+  // `bytes`, flushed to the disk and closed; `temporary` is its path. On failure nothing is left behind.
+  virtual int write_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
+                              unsigned mode, std::string& temporary) = 0;
+  // Replaces `to` by `from` atomically.
+  virtual int rename(const std::string& from, const std::string& to) = 0;
+  // Flushes folder `path` itself, so that renames and new entries in it survive a power cut.
+  virtual int sync_folder(const std::string& path) = 0;
+  virtual int remove(const std::string& path) = 0;
+  // Opens `path` (which must exist) for appending.
+  virtual int open_append(const std::string& path, std::unique_ptr<AppendFile>& file) = 0;
+};
+
+// The real file system through POSIX calls.
+class PosixFileSystem : public FileSystem {
+ public:
+  int read_file(const std::string& path, std::string& bytes, FileIdentity& identity) override;
+  int identify(const std::string& path, FileIdentity& identity) override;
+  int list_folder(const std::string& path, std::vector<std::string>& names) override;
+  int make_folder(const std::string& path) override;
+  int write_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
+                      unsigned mode, std::string& temporary) override;
+  int rename(const std::string& from, const std::string& to) override;
+  int sync_folder(const std::string& path) override;
+  int remove(const std::string& path) override;
+  int open_append(const std::string& path, std::unique_ptr<AppendFile>& file) override;
+};
+
+// strerror(code) in lower case, as the store's messages quote it.
+std::string error_text(int code);
+
+}  // namespace host
+
+#endif  // PATHWRIGHT_HOST_STORE_FILE_SYSTEM_H_

@@ -1,0 +1,171 @@
+// The host's own commands on the store: listing packages and actors, the whole document, undo, redo,
+// history and reload. Results are JSON values for the front end to send as they are.
+#include <ctime>
+
+#include "host/store/host_session.h"
+#include "residents/walkers.h"
+
+namespace host {
+namespace {
+
+using mods::json::Value;
+
+const Value& actors_of(const Value& document) { return document.get("actors"); }
+
+bool has_route(const Value& actor) { return actor.get("path").is_object(); }
+
+std::size_t count_routes(const Value& document) {
+  std::size_t n = 0;
+  for (const Value& actor : actors_of(document).items) n += has_route(actor) ? 1 : 0;
+  return n;
+}
+
+bool is_model(const Value& actor) { return actor.get("kind").string("") == "mod"; }
+
+// Who walks the actor's route: residents at their type's pace, patrolling enemies, or a model along its
+// own points; "none" when the route service refuses it a route.
+std::string walker_of(const Value& actor, const std::string& refusal) {
+  if (!refusal.empty()) return "none";
+  if (is_model(actor)) return "model";
+  return editor::resident_pace(actor) > 0 ? "resident" : "patroller";
+}
+
+std::string iso_time(std::int64_t ms) {
+  std::time_t seconds = static_cast<std::time_t>(ms / 1000);
+  std::tm utc{};
+  gmtime_r(&seconds, &utc);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+  return text;
+}
+
+Value with_package(const std::string& name) {
+  Value result = Value::object();
+  result["package"] = Value::of(name);
+  return result;
+}
+
+}  // namespace
+
+Value HostSession::list_packages(std::string& error, bool& ok) {
+  std::vector<std::string> names;
+  if (!store_->list(names, error)) {
+    ok = false;
+    return Value();
+  }
+  Value list = Value::array();
+  for (const std::string& name : names) {
+    Value entry = Value::object();
+    entry["name"] = Value::of(name);
+    std::string reason;
+    if (StoredPackage* stored = load(name, reason)) {
+      const Value& document = stored->package().document;
+      entry["actors"] = Value::of(static_cast<double>(actors_of(document).items.size()));
+      entry["routes"] = Value::of(static_cast<double>(count_routes(document)));
+    } else {
+      entry["error"] = Value::of(reason);
+    }
+    list.items.push_back(std::move(entry));
+  }
+  Value result = Value::object();
+  result["packages"] = std::move(list);
+  return result;
+}
+
+Value HostSession::list_actors(StoredPackage& stored) {
+  Value list = Value::array();
+  for (const Value& actor : actors_of(stored.package().document).items) {
+    Value entry = Value::object();
+    const Value& id = actor.get("id");
+    entry["id"] = id.is_string() ? id : Value();
+    entry["type"] = Value::of(is_model(actor) ? std::string("model") : actor.get("actor").string("unknown"));
+    std::string refusal = editor::route_refusal(actor);
+    entry["walker"] = Value::of(walker_of(actor, refusal));
+    if (!refusal.empty()) entry["refusal"] = Value::of(refusal);
+    const Value& points = actor.get("path").get("points");
+    entry["points"] = Value::of(static_cast<double>(points.is_array() ? points.items.size() : 0));
+    list.items.push_back(std::move(entry));
+  }
+  Value result = with_package(stored.package().name);
+  result["actors"] = std::move(list);
+  return result;
+}
+
+Value HostSession::history_of(StoredPackage& stored) {
+  const ChangeHistory& history = stored.history();
+  Value list = Value::array();
+  for (std::size_t i = 0; i < history.changes().size(); ++i) {
+    const ChangeRecord& c = history.changes()[i];
+    Value entry = Value::object();
+    entry["label"] = Value::of(c.label);
+    entry["time"] = Value::of(iso_time(c.time_ms));
+    entry["undone"] = Value::of(i >= history.applied());
+    list.items.push_back(std::move(entry));
+  }
+  Value result = with_package(stored.package().name);
+  result["changes"] = std::move(list);
+  return result;
+}
+
+Value HostSession::host_command(const std::string& method, const Value& params, std::string& error, bool& ok,
+                                bool& handled) {
+  static const char* const kCommands[] = {"packages", "actors", "document", "undo", "redo", "history", "reload"};
+  handled = false;
+  for (const char* known : kCommands) handled = handled || method == known;
+  ok = false;
+  if (!handled) return Value();
+  ok = true;
+  if (method == "packages") return list_packages(error, ok);
+
+  if (method == "reload") {
+    std::string name;
+    if (!resolve_name(params, name, error)) {
+      ok = false;
+      return Value();
+    }
+    auto it = packages_.find(name);
+    if (it != packages_.end()) {
+      // Changes still waiting in the journal reach the file first when they can; if others replaced the
+      // file, the reload takes their version and the journal (with its history) is set aside.
+      std::string ignored;
+      it->second->fold(ignored);
+      packages_.erase(it);
+    }
+    StoredPackage* stored = load(name, error);
+    if (stored == nullptr) {
+      ok = false;
+      return Value();
+    }
+    changed(*stored);
+    Value result = with_package(name);
+    result["actors"] = Value::of(static_cast<double>(actors_of(stored->package().document).items.size()));
+    result["changes"] = Value::of(static_cast<double>(stored->history().changes().size()));
+    return result;
+  }
+
+  StoredPackage* stored = this->stored(params, error);
+  if (stored == nullptr) {
+    ok = false;
+    return Value();
+  }
+  const std::string& name = stored->package().name;
+  if (method == "actors") return list_actors(*stored);
+  if (method == "history") return history_of(*stored);
+  if (method == "document") {
+    Value result = with_package(name);
+    result["document"] = stored->package().document;
+    return result;
+  }
+  std::string label;
+  bool undo = method == "undo";
+  if (!(undo ? stored->undo(label, error) : stored->redo(label, error))) {
+    ok = false;
+    return Value();
+  }
+  changed(*stored);
+  Value result = with_package(name);
+  result[undo ? "undone" : "redone"] = Value::of(label);
+  return result;
+}
+
+}  // namespace host

@@ -1,0 +1,79 @@
+// The editor session of the Pathwright host: packages come from a store folder and load on first use,
+// every change goes through the durable change service (journal before the answer, atomic checkpoint of
+// the package file within a second), with undo/redo per package that survives restarts. The session owns
+// its store and open packages; it is used by one thread at a time.
+#ifndef PATHWRIGHT_HOST_STORE_HOST_SESSION_H_
+#define PATHWRIGHT_HOST_STORE_HOST_SESSION_H_
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "editor/session.h"
+#include "host/store/file_system.h"
+#include "host/store/package_store.h"
+#include "host/store/stored_package.h"
+#include "json/value.h"
+
+namespace host {
+
+class HostSession : public editor::Session {
+ public:
+  // Opens the store folder `store_dir` (it must exist and be a folder). On null, `error` says why.
+  static std::unique_ptr<HostSession> open(const std::string& store_dir, std::string& error);
+  // The same through `files` (tests hand in a file system that fails on demand).
+  static std::unique_ptr<HostSession> open(const std::string& store_dir, std::unique_ptr<FileSystem> files,
+                                           std::string& error);
+
+  // The package that the request's "package" names (or the store's only package when it names none),
+  // loading it on first use. Also notes the request's "id" for the `change` that follows. On null,
+  // `error` is one of the store's texts and nothing changed.
+  Package* package(const mods::json::Value& params, std::string& error) override;
+  // Runs `edit` as a change of the actor the last `package` request's "id" names; see StoredPackage.
+  // On true the change is in the journal on disk and `on_changed` was called.
+  bool change(Package& package, const std::string& label, const Edit& edit, mods::json::Value& result,
+              std::string& error) override;
+  // Resolves "position" or "at" (link or camera); see resolve_place.
+  bool where(const mods::json::Value& params, editor::Place& place, std::string& error) override;
+
+  // The host's own commands: "packages", "actors", "document", "undo", "redo", "history", "reload".
+  // `handled` false (and nothing done) for any other name. On failure `ok` false and `error` says why.
+  mods::json::Value host_command(const std::string& method, const mods::json::Value& params,
+                                 std::string& error, bool& ok, bool& handled);
+
+  // Called after every applied change, undo, redo and reload, with the package as it now stands (the
+  // front end uses it to send "load" to the game). May be empty.
+  std::function<void(const Package&)> on_changed;
+
+  // Folds pending journal entries into the package files when due. The server calls it at least every
+  // 200 ms while idle and after each request; `call` calls flush before exiting. A package that cannot be
+  // saved keeps its changes in the journal and is tried again on the next call.
+  void maintain();
+  // Folds everything now. On false, `error` says which package could not be saved and why (the first).
+  bool flush(std::string& error);
+
+  const std::string& store_dir() const;
+  std::vector<std::string> loaded_package_names() const;
+
+ private:
+  explicit HostSession(std::unique_ptr<PackageStore> store);
+  bool resolve_name(const mods::json::Value& params, std::string& name, std::string& error);
+  StoredPackage* stored(const mods::json::Value& params, std::string& error);
+  StoredPackage* load(const std::string& name, std::string& error);
+  StoredPackage* owner_of(const Package& package);
+  void changed(StoredPackage& stored);
+
+  mods::json::Value list_packages(std::string& error, bool& ok);
+  mods::json::Value list_actors(StoredPackage& stored);
+  mods::json::Value history_of(StoredPackage& stored);
+
+  std::unique_ptr<PackageStore> store_;
+  std::map<std::string, std::unique_ptr<StoredPackage>> packages_;
+  std::string request_id_;  // the "id" of the request whose `package` came last
+};
+
+}  // namespace host
+
+#endif  // PATHWRIGHT_HOST_STORE_HOST_SESSION_H_

@@ -1,0 +1,115 @@
+// Store folder operations. Temporaries are named TARGET.tmp-XXXXXX so that a crash leaves them
+// recognisable next to their target; they never end in ".json", so they are never listed as packages.
+#include "host/store/package_store.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "host/store/package_name.h"
+
+namespace host {
+namespace {
+
+std::string folder_of(const std::string& path) {
+  std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash);
+}
+
+std::string base_of(const std::string& path) {
+  std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+}  // namespace
+
+StagedFile::~StagedFile() {
+  if (files_ != nullptr && !temporary_.empty()) files_->remove(temporary_);
+}
+
+PackageStore::PackageStore(std::string folder, std::unique_ptr<FileSystem> files)
+    : folder_(std::move(folder)), files_(std::move(files)) {}
+
+std::string PackageStore::package_path(const std::string& name) const {
+  return folder_ + "/" + name + kPackageFileSuffix;
+}
+
+std::string PackageStore::journal_folder() const { return folder_ + "/" + kJournalFolderName; }
+
+std::string PackageStore::journal_path(const std::string& name) const {
+  return journal_folder() + "/" + name + ".journal";
+}
+
+bool PackageStore::list(std::vector<std::string>& names, std::string& error) {
+  std::vector<std::string> entries;
+  if (int code = files_->list_folder(folder_, entries)) {
+    error = "the store \"" + folder_ + "\" cannot be read: " + error_text(code);
+    return false;
+  }
+  names.clear();
+  for (const std::string& entry : entries) {
+    std::string name = package_name_of_file(entry);
+    FileIdentity identity;
+    if (!name.empty() && files_->identify(package_path(name), identity) == 0 && !identity.folder)
+      names.push_back(std::move(name));
+  }
+  std::sort(names.begin(), names.end());
+  return true;
+}
+
+bool PackageStore::read_package(const std::string& name, std::string& bytes, FileIdentity& identity,
+                                std::string& error) {
+  int code = files_->read_file(package_path(name), bytes, identity);
+  if (code == ENOENT) {
+    error = "no package \"" + name + "\" in the store";
+    return false;
+  }
+  if (code != 0) {
+    error = "package \"" + name + "\" cannot be read: " + error_text(code);
+    return false;
+  }
+  return true;
+}
+
+bool PackageStore::stage(const std::string& target, std::string_view bytes, unsigned permissions,
+                         StagedFile& staged, std::string& error) {
+  std::string temporary;
+  std::string folder = folder_of(target);
+  if (int code = files_->write_temporary(folder, base_of(target) + ".tmp-", bytes, permissions, temporary)) {
+    error = error_text(code);
+    return false;
+  }
+  staged.files_ = files_.get();
+  staged.temporary_ = temporary;
+  staged.target_ = target;
+  staged.folder_ = folder;
+  return true;
+}
+
+bool PackageStore::commit(StagedFile& staged, std::string& error) {
+  if (int code = files_->rename(staged.temporary_, staged.target_)) {
+    error = error_text(code);
+    return false;  // the destructor removes the temporary
+  }
+  staged.temporary_.clear();
+  if (int code = files_->sync_folder(staged.folder_)) {
+    error = error_text(code);
+    return false;
+  }
+  return true;
+}
+
+bool PackageStore::ensure_journal_folder(std::string& error) {
+  if (journal_folder_ready_) return true;
+  if (int code = files_->make_folder(journal_folder())) {
+    error = error_text(code);
+    return false;
+  }
+  if (int code = files_->sync_folder(folder_)) {
+    error = error_text(code);
+    return false;
+  }
+  journal_folder_ready_ = true;
+  return true;
+}
+
+}  // namespace host

@@ -1,0 +1,78 @@
+// The store folder: which packages it holds (every NAME.json), reading one, and replacing a file
+// atomically (a flushed temporary in the same folder renamed over it, then the folder flushed), so that a
+// package or journal file is never seen torn. Owns the FileSystem it works through. Used by one thread at
+// a time.
+#ifndef PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_
+#define PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/store/file_system.h"
+
+namespace host {
+
+// The editor's own files inside the store: the journals.
+constexpr const char* kJournalFolderName = ".pathwright";
+
+class PackageStore;
+
+// A flushed temporary waiting to replace its target. Removes the temporary when destroyed uncommitted.
+class StagedFile {
+ public:
+  StagedFile() = default;
+  StagedFile(const StagedFile&) = delete;
+  StagedFile& operator=(const StagedFile&) = delete;
+  ~StagedFile();
+  bool staged() const { return !temporary_.empty(); }
+
+ private:
+  friend class PackageStore;
+  FileSystem* files_ = nullptr;
+  std::string temporary_;
+  std::string target_;
+  std::string folder_;
+};
+
+class PackageStore {
+ public:
+  PackageStore(std::string folder, std::unique_ptr<FileSystem> files);
+
+  const std::string& folder() const { return folder_; }
+  FileSystem& files() { return *files_; }
+  std::string package_path(const std::string& name) const;
+  std::string journal_folder() const;
+  std::string journal_path(const std::string& name) const;
+
+  // The names of every package file in the folder, sorted. On false, `error` says why the folder could not
+  // be listed and `names` is unspecified.
+  bool list(std::vector<std::string>& names, std::string& error);
+
+  // Reads package `name`'s file. On false, `error` is "no package \"NAME\" in the store" or
+  // "package \"NAME\" cannot be read: REASON", and the outputs are unspecified.
+  bool read_package(const std::string& name, std::string& bytes, FileIdentity& identity, std::string& error);
+
+  // Writes `bytes` into a flushed temporary beside `target` with permission bits `permissions`. On false,
+  // `error` is the lower-case reason and nothing is left behind.
+  bool stage(const std::string& target, std::string_view bytes, unsigned permissions, StagedFile& staged,
+             std::string& error);
+  // Renames the staged temporary over its target and flushes the folder. On false, `error` is the reason;
+  // the temporary is removed, and the target is the old or (when only the folder flush failed) the new
+  // version.
+  bool commit(StagedFile& staged, std::string& error);
+
+  // Creates the journal folder once (and flushes the store folder so that it survives). On false, `error`
+  // is the reason.
+  bool ensure_journal_folder(std::string& error);
+
+ private:
+  std::string folder_;
+  std::unique_ptr<FileSystem> files_;
+  bool journal_folder_ready_ = false;
+};
+
+}  // namespace host
+
+#endif  // PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_

@@ -1,0 +1,89 @@
+// One open package of the store: its document, its undo/redo history and its journal, and the change
+// service that keeps the three in step. Every applied change is flushed to the journal before it is
+// answered; the package file is rewritten atomically by `fold` (a checkpoint), within a second of the
+// oldest change not yet in it. Owned by the HostSession; used by one thread at a time.
+#ifndef PATHWRIGHT_HOST_STORE_STORED_PACKAGE_H_
+#define PATHWRIGHT_HOST_STORE_STORED_PACKAGE_H_
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "editor/session.h"
+#include "host/store/change_history.h"
+#include "host/store/change_journal.h"
+#include "host/store/package_store.h"
+
+namespace host {
+
+class StoredPackage {
+ public:
+  using Clock = std::chrono::steady_clock;
+  // How long a change may wait in the journal before the package file is rewritten. The host calls
+  // `maintain` at least every 200 ms and a large package takes a few hundred ms to write, so this leaves
+  // the file within a second of every answered change while batching quick edits into one rewrite.
+  static constexpr std::chrono::milliseconds kFoldAfter{400};
+  // A journal is rewritten as its history alone once it is this large and more than twice that history.
+  static constexpr std::uint64_t kCompactAboveBytes = 256 * 1024;  // bytes
+
+  // Loads package `name` from `store` (which must outlive it): NAME.json, then its journal; changes the
+  // journal holds beyond the file (a crash came before the checkpoint) are applied and saved first. On
+  // null, `error` is one of the store's load texts and nothing was written.
+  static std::unique_ptr<StoredPackage> open(PackageStore& store, const std::string& name, std::string& error);
+
+  editor::Session::Package& package() { return package_; }
+  const ChangeHistory& history() const { return history_; }
+
+  // Runs `edit` on the document and records it as a change of the first actor whose "id" is `actor_id`.
+  // True when the edit answered true and the change is in the journal on disk. On false, the document is
+  // exactly as before and `error` is the edit's text untouched, the outside-change text, or
+  // "package \"NAME\" could not be saved: REASON".
+  bool change(const std::string& label, const editor::Session::Edit& edit, const std::string& actor_id,
+              std::string& error);
+  // Reverts the last applied change / re-applies the next undone one, durably like a change. On true,
+  // `label` is that change's label; on false nothing changed and `error` says why.
+  bool undo(std::string& label, std::string& error);
+  bool redo(std::string& label, std::string& error);
+
+  // True when changes wait for a checkpoint and the oldest has waited kFoldAfter by `now`.
+  bool fold_due(Clock::time_point now) const;
+  bool has_unfolded() const { return oldest_unfolded_.has_value() || journal_state_ == JournalState::Broken; }
+  // Rewrites the package file atomically with every change (a checkpoint). True at once when nothing waits.
+  // On false, `error` says why; the changes stay in the journal and a later call tries again.
+  bool fold(std::string& error);
+
+ private:
+  enum class JournalState {
+    Missing,  // no journal fits the file; a fresh one is written with the first change
+    Open,     // the journal fits the file; changes are appended
+    Broken,   // an append failed and could not be cut back; the next change or fold rewrites it
+  };
+
+  StoredPackage(PackageStore& store, std::string name);
+  bool read_journal(const std::string& file_bytes, std::string& error);
+  bool replay(const JournalContents& contents, long start);
+  bool unchanged_on_disk(std::string& error);
+  bool ready_to_record(std::string& error);
+  bool append(const std::string& bytes, std::string& error);
+  bool write_fresh_journal(const std::string& extra, std::string& error);
+  bool journal_wants_compacting() const;
+  void mark_unfolded();
+  std::string saving_failed(const std::string& reason) const;
+
+  PackageStore& store_;
+  editor::Session::Package package_;
+  ChangeHistory history_;
+  FileIdentity identity_;  // NAME.json as last read or written: any other version was written by others
+  FileVersion version_;    // the same version's content hash and size, as checkpoints name it
+  JournalState journal_state_ = JournalState::Missing;
+  std::unique_ptr<AppendFile> journal_;  // opened on the first append
+  std::uint64_t journal_bytes_ = 0;      // whole records in the journal; beyond that lies a torn tail
+  bool journal_torn_ = false;            // cut the torn tail before appending after it
+  std::optional<Clock::time_point> oldest_unfolded_;
+};
+
+}  // namespace host
+
+#endif  // PATHWRIGHT_HOST_STORE_STORED_PACKAGE_H_
