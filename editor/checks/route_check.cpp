@@ -41,7 +41,10 @@ const Value* checked_actor(const Value& document, const std::string& id) {
   if (actors.kind != Value::Kind::Array) return nullptr;
   const Value* found = nullptr;
   for (const Value& actor : actors.items) {
-    if (actor.get("id").string("") == id) found = &actor;
+    // The id read as text ("" when not a string), compared without copying it.
+    const Value& actor_id = actor.get("id");
+    const bool same = actor_id.kind == Value::Kind::String ? actor_id.str == id : id.empty();
+    if (same) found = &actor;
   }
   return found;
 }
