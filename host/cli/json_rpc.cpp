@@ -1,0 +1,106 @@
+#include "host/cli/json_rpc.h"
+
+#include <exception>
+
+#include "host/json_text/json_text.h"
+
+namespace host {
+namespace {
+
+using mods::json::Value;
+
+Value error_answer(const Value& id, int code, const std::string& message, const Value& data = Value()) {
+  Value answer = Value::object();
+  answer["jsonrpc"] = Value::of("2.0");
+  answer["id"] = id;
+  Value& error = answer["error"];
+  error["code"] = Value::of(static_cast<double>(code));
+  error["message"] = Value::of(message);
+  if (!data.is_null()) error["data"] = data;
+  return answer;
+}
+
+// A partial result worth passing on under "data": anything but null and an empty object.
+bool worth_sending(const Value& partial) {
+  return !partial.is_null() && !(partial.is_object() && partial.members.empty());
+}
+
+}  // namespace
+
+Value JsonRpcServer::answer(const Value& request) {
+  if (!request.is_object()) return error_answer(Value(), rpc_code::kInvalidRequest, "invalid request: not an object");
+  const bool notification = !request.has("id");
+  const Value& id = request.get("id");
+  const bool id_ok = id.is_null() || id.is_string() || id.is_number();
+  const Value& answer_id = id_ok ? id : Value();
+  if (!id_ok) return error_answer(answer_id, rpc_code::kInvalidRequest, "invalid request: \"id\" is not a string, number or null");
+  if (request.get("jsonrpc").string("") != "2.0") {
+    return error_answer(answer_id, rpc_code::kInvalidRequest, "invalid request: \"jsonrpc\" is not \"2.0\"");
+  }
+  if (!request.get("method").is_string()) {
+    return error_answer(answer_id, rpc_code::kInvalidRequest, "invalid request: \"method\" is not a string");
+  }
+  const std::string& method = request.get("method").str;
+  const Value& params = request.get("params");
+  if (request.has("params") && !params.is_object()) {
+    if (notification) return Value();
+    return error_answer(answer_id, rpc_code::kInvalidParams, "invalid params: \"params\" must be an object");
+  }
+  const Value no_params = Value::object();
+
+  CallOutcome outcome;
+  try {
+    outcome = runner_(method, request.has("params") ? params : no_params);
+  } catch (const std::exception& e) {
+    outcome = {};
+    outcome.handled = true;
+    outcome.code = rpc_code::kInternalError;
+    outcome.error = std::string("internal error: ") + e.what();
+  }
+  if (notification) return Value();
+  if (!outcome.handled) {
+    return error_answer(answer_id, rpc_code::kMethodNotFound, "unknown method \"" + method + "\"");
+  }
+  if (!outcome.ok) {
+    return error_answer(answer_id, outcome.code, outcome.error,
+                        worth_sending(outcome.result) ? outcome.result : Value());
+  }
+  Value answer = Value::object();
+  answer["jsonrpc"] = Value::of("2.0");
+  answer["id"] = answer_id;
+  answer["result"] = outcome.result;
+  return answer;
+}
+
+std::string JsonRpcServer::answer_line(std::string_view line) {
+  Value message;
+  JsonTextError parse_error;
+  Value reply;
+  if (!parse_json(line, message, parse_error)) {
+    reply = error_answer(Value(), rpc_code::kParseError, "parse error: " + parse_error.message());
+  } else if (message.is_array()) {
+    if (message.items.empty()) {
+      reply = error_answer(Value(), rpc_code::kInvalidRequest, "invalid request: an empty batch");
+    } else {
+      reply = Value::array();
+      for (const Value& request : message.items) {
+        Value one = answer(request);
+        if (!one.is_null()) reply.items.push_back(std::move(one));
+      }
+      if (reply.items.empty()) return "";
+    }
+  } else {
+    reply = answer(message);
+    if (reply.is_null()) return "";
+  }
+  std::string text, error;
+  if (!print_json(reply, JsonLayout::Compact, text, error)) {
+    // A result with a NaN cannot be written as JSON; say so instead of sending broken text.
+    Value id = reply.is_object() ? reply.get("id") : Value();
+    print_json(error_answer(id, rpc_code::kInternalError, "internal error: the answer cannot be written: " + error),
+               JsonLayout::Compact, text, error);
+  }
+  return text;
+}
+
+}  // namespace host

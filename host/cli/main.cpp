@@ -1,0 +1,173 @@
+// The `pathwright` command: `serve` (JSON-RPC 2.0 over standard input and output), `call` (one request,
+// then exit) and `tour` (a guided walk through what Pathwright does). Exceptions end here, each turned
+// into a message on standard error.
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "host/cli/stdio_server.h"
+#include "host/cli/tour.h"
+#include "host/cli/workbench.h"
+#include "host/json_text/json_text.h"
+
+namespace {
+
+using host::Workbench;
+using host::WorkbenchOptions;
+
+constexpr int kExitFailed = 1;      // the command failed
+constexpr int kExitBadUsage = 2;    // unknown method, bad flags or parameters
+
+struct Flags {
+  std::string store;
+  std::string game;
+  double game_timeout = host::GameLink::kDefaultTimeoutSeconds;
+  bool demo = false;
+  std::string examples = PATHWRIGHT_EXAMPLES_DIR;
+};
+
+void add_store_flags(CLI::App& command, Flags& flags) {
+  command.add_option("--store", flags.store, "the store folder holding the mod packages (default: the current folder)");
+  command.add_option("--game", flags.game, "connect to the game at HOST:PORT (the game listens on 127.0.0.1:47800)");
+  command.add_option("--game-timeout", flags.game_timeout, "seconds to wait for each answer of the game")
+      ->check(CLI::PositiveNumber)
+      ->default_val(host::GameLink::kDefaultTimeoutSeconds);
+  command.add_flag("--demo", flags.demo,
+                   "run the simulated game in this process on the built-in island and, unless --store is given, "
+                   "work on a temporary copy of the demo store");
+  command.add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
+      ->default_val(std::string(PATHWRIGHT_EXAMPLES_DIR));
+}
+
+// Opens the workbench the flags describe; null after writing the reason to standard error.
+std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status) {
+  WorkbenchOptions options;
+  options.store_dir = flags.store;
+  options.demo = flags.demo;
+  options.examples_dir = flags.examples;
+  options.game_timeout_seconds = flags.game_timeout;
+  std::string error;
+  if (!flags.game.empty()) {
+    if (flags.demo) {
+      std::cerr << "pathwright: --game and --demo exclude each other\n";
+      status = kExitBadUsage;
+      return nullptr;
+    }
+    if (!host::parse_game_address(flags.game, options.game, error)) {
+      std::cerr << "pathwright: " << error << "\n";
+      status = kExitBadUsage;
+      return nullptr;
+    }
+    options.use_game = true;
+  }
+  auto bench = Workbench::open(options, error);
+  if (!bench) {
+    std::cerr << "pathwright: " << error << "\n";
+    status = kExitFailed;
+    return nullptr;
+  }
+  bench->on_note = [](const std::string& text) { std::cerr << "pathwright: " << text << "\n"; };
+  return bench;
+}
+
+int serve(const Flags& flags) {
+  int status = 0;
+  auto bench = open_bench(flags, status);
+  if (!bench) return status;
+  std::string error;
+  status = host::serve_stdio(*bench, error);
+  if (status != 0) std::cerr << "pathwright: " << error << "\n";
+  return status;
+}
+
+int call(const Flags& flags, const std::string& method, const std::string& params_text) {
+  mods::json::Value params = mods::json::Value::object();
+  if (!params_text.empty()) {
+    host::JsonTextError parse_error;
+    if (!host::parse_json(params_text, params, parse_error)) {
+      std::cerr << "pathwright: the parameters are not JSON: " << parse_error.message() << "\n";
+      return kExitBadUsage;
+    }
+    if (!params.is_object()) {
+      std::cerr << "pathwright: the parameters must be a JSON object\n";
+      return kExitBadUsage;
+    }
+  }
+  int status = 0;
+  auto bench = open_bench(flags, status);
+  if (!bench) return status;
+  host::CallOutcome outcome = bench->run(method, params);
+  std::string text, error;
+  if (!outcome.handled) {
+    std::cerr << "pathwright: unknown method \"" << method << "\"\n";
+    status = kExitBadUsage;
+  } else if (!outcome.ok) {
+    std::cerr << outcome.error << "\n";
+    if (!outcome.result.is_null() && host::print_json(outcome.result, host::JsonLayout::Indented, text, error)) {
+      std::cerr << text;
+    }
+    status = kExitFailed;
+  } else if (!host::print_json(outcome.result, host::JsonLayout::Indented, text, error)) {
+    std::cerr << "pathwright: the result cannot be written: " << error << "\n";
+    status = kExitFailed;
+  } else {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+  }
+  if (!bench->flush(error)) {
+    std::cerr << "pathwright: " << error << "\n";
+    status = kExitFailed;
+  }
+  return status;
+}
+
+int run(int argc, char** argv) {
+  CLI::App app{"Pathwright: edits the routes that actors of a mod package walk, and asks the running game about them."};
+  app.require_subcommand(1);
+  Flags flags;
+
+  CLI::App* serve_command = app.add_subcommand(
+      "serve", "speak JSON-RPC 2.0 on standard input and output, one message per line (see docs/json-rpc.md)");
+  add_store_flags(*serve_command, flags);
+
+  std::string method, params_text;
+  CLI::App* call_command = app.add_subcommand(
+      "call", "run one command and print its result as JSON; on failure the error goes to standard error "
+              "(exit status 1, or 2 for an unknown method or bad usage)");
+  add_store_flags(*call_command, flags);
+  call_command->add_option("METHOD", method, "the command, e.g. add_route_point, undo, status")->required();
+  call_command->add_option("PARAMS", params_text, "the command's parameters as a JSON object, e.g. '{\"id\":\"gate_guard\"}'");
+
+  CLI::App* tour_command = app.add_subcommand(
+      "tour", "a guided tour on a temporary copy of the demo store with the simulated game; exits 0 only "
+              "when every step answered as expected");
+  tour_command->add_flag("--demo", flags.demo, "accepted for symmetry: the tour always runs the simulated game");
+  tour_command->add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
+      ->default_val(std::string(PATHWRIGHT_EXAMPLES_DIR));
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    int code = app.exit(e);
+    return code == 0 ? 0 : kExitBadUsage;
+  }
+  if (serve_command->parsed()) return serve(flags);
+  if (call_command->parsed()) return call(flags, method, params_text);
+  return host::run_tour(flags.examples, std::cout) ? 0 : kExitFailed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error return from write, not a death
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& e) {
+    std::cerr << "pathwright: " << e.what() << "\n";
+    return kExitFailed;
+  }
+}

@@ -1,0 +1,83 @@
+#include "host/cli/stdio_server.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+#include "host/cli/json_rpc.h"
+#include "host/cli/workbench.h"
+
+namespace host {
+namespace {
+
+// Writes all of `text` to standard output. False when it is closed.
+bool write_out(const std::string& text) {
+  std::size_t done = 0;
+  while (done < text.size()) {
+    ssize_t n = ::write(STDOUT_FILENO, text.data() + done, text.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    done += static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+bool blank(std::string_view line) {
+  return line.find_first_not_of(" \t\r") == std::string_view::npos;
+}
+
+}  // namespace
+
+int serve_stdio(Workbench& bench, std::string& error) {
+  JsonRpcServer server([&bench](const std::string& method, const mods::json::Value& params) {
+    return bench.run(method, params);
+  });
+  std::string pending;
+  bool open = true;
+  bool output_open = true;
+  while (open && output_open) {
+    pollfd in{STDIN_FILENO, POLLIN, 0};
+    int ready = ::poll(&in, 1, kIdlePollMs);
+    if (ready < 0 && errno != EINTR) {
+      error = std::string("cannot read standard input: ") + std::strerror(errno);
+      break;
+    }
+    if (ready <= 0) {
+      bench.maintain();
+      continue;
+    }
+    char chunk[65536];
+    ssize_t n = ::read(STDIN_FILENO, chunk, sizeof chunk);
+    if (n < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+    if (n <= 0) {
+      open = false;  // end of input: a last line without "\n" still counts
+      if (!pending.empty()) pending.push_back('\n');
+    } else {
+      pending.append(chunk, static_cast<std::size_t>(n));
+    }
+    std::size_t start = 0;
+    for (auto end = pending.find('\n'); end != std::string::npos; end = pending.find('\n', start)) {
+      std::string_view line(pending.data() + start, end - start);
+      start = end + 1;
+      if (blank(line)) continue;
+      std::string answer = server.answer_line(line);
+      if (!answer.empty() && !write_out(answer + "\n")) {
+        output_open = false;
+        break;
+      }
+      bench.maintain();
+    }
+    pending.erase(0, start);
+  }
+  std::string flush_error;
+  if (!bench.flush(flush_error)) {
+    error = flush_error;
+    return 1;
+  }
+  return error.empty() ? 0 : 1;
+}
+
+}  // namespace host

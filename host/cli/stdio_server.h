@@ -1,0 +1,22 @@
+// `pathwright serve`'s loop: reads JSON-RPC messages from standard input, one per line, answers each on
+// standard output as one line, and lets the store fold its journal while input is idle. Nothing else is
+// ever written to standard output. Runs on the calling thread until input ends.
+#ifndef PATHWRIGHT_HOST_CLI_STDIO_SERVER_H_
+#define PATHWRIGHT_HOST_CLI_STDIO_SERVER_H_
+
+#include <string>
+
+namespace host {
+
+class Workbench;
+
+// How long the loop waits for input before it lets the store do its upkeep (ms).
+constexpr int kIdlePollMs = 150;
+
+// Serves until standard input ends (or standard output closes), then flushes the store. Answers 0 when
+// everything was saved; otherwise 1, with `error` saying why.
+int serve_stdio(Workbench& bench, std::string& error);
+
+}  // namespace host
+
+#endif  // PATHWRIGHT_HOST_CLI_STDIO_SERVER_H_

@@ -1,0 +1,178 @@
+#include "host/cli/workbench.h"
+
+#include <vector>
+
+#include "game/game_world.h"
+#include "game/local_live_game.h"
+#include "host/cli/temp_folder.h"
+#include "host/store/host_session.h"
+
+namespace host {
+namespace {
+
+using mods::json::Value;
+
+constexpr const char* kDemoStore = "windfall";  // the folder under the examples that --demo copies
+
+}  // namespace
+
+std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std::string& error) {
+  std::unique_ptr<Workbench> bench(new Workbench());
+  bench->options_ = options;
+  std::string store_dir = options.store_dir;
+  if (store_dir.empty() && options.demo) {
+    bench->temp_store_ = TempFolder::copy_of(options.examples_dir + "/" + kDemoStore, error);
+    if (!bench->temp_store_) return nullptr;
+    store_dir = bench->temp_store_->path();
+  }
+  if (store_dir.empty()) store_dir = ".";
+  bench->options_.store_dir = store_dir;
+  bench->session_ = HostSession::open(store_dir, error);
+  if (!bench->session_) return nullptr;
+
+  Workbench* self = bench.get();
+  if (options.demo) {
+    bench->world_ = game::GameWorld::island(options.manual_clock ? game::Clock::Manual : game::Clock::Real, error);
+    if (!bench->world_) return nullptr;
+    bench->local_ = std::make_unique<game::LocalLiveGame>(*bench->world_);
+  } else if (options.use_game) {
+    bench->link_ = std::make_unique<GameLink>(options.game, options.game_timeout_seconds);
+    bench->link_->on_note = [self](const std::string& text) { self->note(text); };
+    // A fresh connection: the game has none of our packages yet.
+    bench->link_->loaded_packages = [self] {
+      self->handed_over_.clear();
+      std::vector<const editor::Session::Package*> packages;
+      for (const std::string& name : self->session_->loaded_package_names()) {
+        Value params = Value::object();
+        params["package"] = Value::of(name);
+        std::string problem;
+        if (const editor::Session::Package* package = self->session_->package(params, problem)) {
+          packages.push_back(package);
+          self->handed_over_.insert(name);
+        } else {
+          self->note("cannot hand package \"" + name + "\" to the game: " + problem);
+        }
+      }
+      return packages;
+    };
+  }
+  // Whatever the modder just changed is what the game walks next.
+  bench->session_->on_changed = [self](const editor::Session::Package& package) {
+    if (self->session_->live_game != nullptr) self->hand_over(package);
+  };
+  return bench;
+}
+
+Workbench::~Workbench() = default;
+
+void Workbench::note(const std::string& text) const {
+  if (on_note) on_note(text);
+}
+
+editor::LiveGame* Workbench::game() const {
+  if (local_) return local_.get();
+  if (link_ && link_->connected()) return link_.get();
+  return nullptr;
+}
+
+void Workbench::refresh_live_game() { session_->live_game = game(); }
+
+bool Workbench::hand_over(const editor::Session::Package& package) {
+  std::string problem;
+  if (!session_->live_game->load_package(package, problem)) {
+    note("the game did not take package \"" + package.name + "\": " + problem);
+    return false;
+  }
+  handed_over_.insert(package.name);
+  return true;
+}
+
+// The store opens packages as commands name them: hand the game each one it has not had yet, before the
+// command that may ask the game about it.
+void Workbench::sync_game(const Value& params) {
+  if (session_->live_game == nullptr) return;
+  std::string problem;
+  for (const std::string& name : session_->loaded_package_names()) {
+    if (handed_over_.count(name) != 0) continue;
+    Value named = Value::object();
+    named["package"] = Value::of(name);
+    if (const editor::Session::Package* package = session_->package(named, problem)) hand_over(*package);
+    refresh_live_game();
+    if (session_->live_game == nullptr) return;
+  }
+  if (!params.is_object()) return;
+  if (editor::Session::Package* package = session_->package(params, problem)) {
+    if (handed_over_.count(package->name) == 0) hand_over(*package);
+  }
+}
+
+Value Workbench::status() const {
+  Value status = Value::object();
+  status["store"] = Value::of(options_.store_dir);
+  status["packages"] = Value::array();
+  for (const std::string& name : session_->loaded_package_names()) {
+    status["packages"].items.push_back(Value::of(name));
+  }
+  status["game_timeout"] = Value::of(options_.game_timeout_seconds);
+  Value& game = status["game"];
+  game = Value::object();
+  if (world_) {
+    game["connected"] = Value::of(true);
+    game["address"] = Value::of("in-process");
+    game["world"] = Value::of(world_->name());
+    game["time"] = Value::of(world_->time());
+  } else if (link_) {
+    game["connected"] = Value::of(link_->connected());
+    game["address"] = Value::of(link_->address().text());
+    if (link_->connected()) game["world"] = Value::of(link_->world());
+    if (!link_->connected() && !link_->last_problem().empty()) game["problem"] = Value::of(link_->last_problem());
+  } else {
+    game["connected"] = Value::of(false);
+    game["problem"] = Value::of("no game address was given (--game HOST:PORT or --demo)");
+  }
+  return status;
+}
+
+CallOutcome Workbench::run(const std::string& method, const Value& params) {
+  if (link_) link_->ensure_connected();
+  refresh_live_game();
+
+  CallOutcome outcome;
+  try {
+    if (method != "status") sync_game(params);
+    refresh_live_game();
+    if (method == "status") {
+      outcome.handled = outcome.ok = true;
+      outcome.result = status();
+    } else {
+      outcome.result = session_->dispatch_route(method, params, outcome.error, outcome.ok, outcome.handled);
+      if (!outcome.handled) {
+        outcome.error.clear();
+        outcome.result = session_->host_command(method, params, outcome.error, outcome.ok, outcome.handled);
+      }
+    }
+  } catch (const GameLinkError& e) {
+    outcome.handled = true;
+    outcome.ok = false;
+    outcome.code = rpc_code::kGameLinkFailed;
+    outcome.error = e.what();
+    outcome.result = Value();
+  }
+  refresh_live_game();
+  return outcome;
+}
+
+void Workbench::maintain() { session_->maintain(); }
+
+bool Workbench::flush(std::string& error) { return session_->flush(error); }
+
+bool Workbench::advance_game(double seconds, std::string& error) {
+  if (!world_) {
+    error = "only the in-process game (--demo) has a clock to move on";
+    return false;
+  }
+  double time = 0;
+  return world_->advance(seconds, time, error);
+}
+
+}  // namespace host

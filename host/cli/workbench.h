@@ -1,0 +1,82 @@
+// What every front end runs commands against: the open store (a host::HostSession), the game (over the
+// TCP link, or simulated in this process for --demo and the tour), and the host's "status". It keeps
+// the session's `live_game` pointing at the game only while the game is connected, hands the game every
+// package after a (re)connect and each package again after it changes, and turns a failing game link
+// into the command's error. Owned by the front end; used by one thread.
+#ifndef PATHWRIGHT_HOST_CLI_WORKBENCH_H_
+#define PATHWRIGHT_HOST_CLI_WORKBENCH_H_
+
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "host/cli/json_rpc.h"
+#include "host/link/game_link.h"
+#include "json/value.h"
+
+namespace game {
+class GameWorld;
+class LocalLiveGame;
+}
+
+namespace host {
+
+class HostSession;
+class TempFolder;
+
+struct WorkbenchOptions {
+  std::string store_dir;          // "" with `demo`: a temporary copy of the demo store
+  bool demo = false;              // run the simulated game in this process
+  bool manual_clock = false;      // with `demo`: the game's time stands still until advance_game
+  bool use_game = false;          // connect to the game at `game`
+  GameAddress game;
+  double game_timeout_seconds = GameLink::kDefaultTimeoutSeconds;
+  std::string examples_dir;       // holds windfall/, the demo store
+};
+
+class Workbench {
+ public:
+  // Opens the store (copying the demo store first when asked) and sets up the game. On null, `error`
+  // says why and nothing is left behind.
+  static std::unique_ptr<Workbench> open(const WorkbenchOptions& options, std::string& error);
+  ~Workbench();
+
+  // Runs one command: "status", a route command or a host command. Before it, reconnects to the game
+  // when due. Never throws for a failing game: that ends the command with code kGameLinkFailed.
+  CallOutcome run(const std::string& method, const mods::json::Value& params);
+
+  // Lets the store fold its journal when due; called while idle and after each command.
+  void maintain();
+  // Saves everything now. On false, `error` says which package could not be saved and why.
+  bool flush(std::string& error);
+
+  // Moves the in-process game's manual clock on by `seconds` (the tour's way to let residents walk). On
+  // false (no in-process game, or its clock is real), `error` says why.
+  bool advance_game(double seconds, std::string& error);
+
+  // Receives diagnostics (a lost game, a package the game did not take); the front end writes them to
+  // standard error. May be empty.
+  std::function<void(const std::string&)> on_note;
+
+ private:
+  Workbench() = default;
+  mods::json::Value status() const;
+  void note(const std::string& text) const;
+  void refresh_live_game();
+  editor::LiveGame* game() const;
+  bool hand_over(const editor::Session::Package& package);
+  void sync_game(const mods::json::Value& params);
+
+  WorkbenchOptions options_;
+  std::unique_ptr<TempFolder> temp_store_;  // outlives the session that works in it
+  std::unique_ptr<HostSession> session_;
+  std::unique_ptr<GameLink> link_;
+  std::unique_ptr<game::GameWorld> world_;      // the in-process game, for --demo
+  std::unique_ptr<game::LocalLiveGame> local_;  // the session's view of `world_`
+  std::set<std::string> handed_over_;  // packages the game has had since it (re)connected
+};
+
+}  // namespace host
+
+#endif  // PATHWRIGHT_HOST_CLI_WORKBENCH_H_
