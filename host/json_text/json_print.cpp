@@ -177,7 +177,9 @@ bool describe_refusal(const Value& v, std::string& path, std::string& what) {
     case Value::Kind::Array:
       for (std::size_t i = 0; i < v.items.size(); ++i) {
         const std::size_t length = path.size();
-        path.append("[" + std::to_string(i) + "]");
+        path.push_back('[');
+        path.append(std::to_string(i));
+        path.push_back(']');
         if (describe_refusal(v.items[i], path, what)) return true;
         path.resize(length);
       }
