@@ -1,0 +1,126 @@
+#include "game/ground.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <random>
+
+#include "game/game_world.h"
+#include "game/world_mesh.h"
+
+namespace game {
+namespace {
+
+// Floors with known heights: a step of exactly 50 and one just above, a bridge deck over a floor, and
+// a ramp.
+WorldMesh known_mesh() {
+  WorldMesh mesh;
+  mesh.add_floor(0, 100, 0, 100, 0);
+  mesh.add_floor(100, 200, 0, 100, 50);         // exactly 50 above the first floor
+  mesh.add_floor(200, 300, 0, 100, 100.001f);   // just above 50 above the second
+  mesh.add_floor(400, 500, 0, 100, 0);          // the floor under the bridge
+  mesh.add_floor(400, 500, 40, 60, 200);        // the bridge deck
+  mesh.add_quad({600, 0, 0}, {700, 100, 0}, {700, 100, 100}, {600, 0, 100});  // ramp rising east
+  return mesh;
+}
+
+struct ProbeCase {
+  const char* what;
+  float x, y, z;
+  bool found;
+  float height;
+};
+
+TEST(Ground, AnswersTheFirstSurfaceStraightBelowTheProbe) {
+  std::string error;
+  auto ground = Ground::build(known_mesh(), error);
+  ASSERT_TRUE(ground) << error;
+  const ProbeCase cases[] = {
+      {"low floor", 50, 100, 50, true, 0},
+      {"step of exactly 50", 150, 100, 50, true, 50},
+      {"step just above 50", 250, 200, 50, true, 100.001f},
+      {"bridge deck from above", 450, 300, 50, true, 200},
+      {"floor from between deck and floor", 450, 150, 50, true, 0},
+      {"floor beside the deck", 450, 300, 10, true, 0},
+      {"ramp halfway", 650, 300, 50, true, 50},
+      {"nothing below: outside", 1000, 100, 1000, false, 0},
+      {"nothing below: under the floor", 50, -10, 50, false, 0},
+  };
+  for (const ProbeCase& c : cases) {
+    float height = -1;
+    EXPECT_EQ(ground->below(c.x, c.y, c.z, height), c.found) << c.what;
+    if (c.found) {
+      EXPECT_NEAR(height, c.height, 1e-3) << c.what;
+    }
+  }
+  float flat = 0;
+  ASSERT_TRUE(ground->below(150, 100, 50, flat));
+  EXPECT_EQ(flat, 50.0f) << "a flat floor's height is exact, so a step of 50 is not above 50";
+}
+
+TEST(Ground, BatchMethodsAgreeWithSingleProbes) {
+  std::string error;
+  auto ground = Ground::build(bumpy_terrain(64, 500, 80), error);
+  ASSERT_TRUE(ground) << error;
+  std::mt19937 random(7);
+  std::uniform_real_distribution<float> across(-600, 600);  // some probes miss the terrain
+  const std::size_t count = 1003;                            // not a multiple of 16
+  std::vector<float> probes;
+  for (std::size_t k = 0; k < count; ++k) probes.insert(probes.end(), {across(random), 200.0f, across(random)});
+  for (BatchMethod method : {BatchMethod::SingleRays, BatchMethod::Stream, BatchMethod::Packets16}) {
+    std::vector<float> heights(count, -1);
+    std::vector<std::uint8_t> found(count, 9);
+    ground->below_batch(probes.data(), count, heights.data(), found.data(), method);
+    std::size_t misses = 0;
+    for (std::size_t k = 0; k < count; ++k) {
+      float single = 0;
+      const bool hit = ground->below(probes[3 * k], probes[3 * k + 1], probes[3 * k + 2], single);
+      ASSERT_EQ(found[k], hit ? 1 : 0) << "probe " << k;
+      EXPECT_EQ(heights[k], hit ? single : 0.0f) << "probe " << k;
+      misses += hit ? 0 : 1;
+    }
+    EXPECT_GT(misses, 0u);
+  }
+}
+
+TEST(Ground, NoteNamesTheSeaOnlyInAWorldThatHasOne) {
+  std::string error;
+  auto island = GameWorld::island(Clock::Manual, error);
+  ASSERT_TRUE(island) << error;
+  auto plain = GameWorld::create(known_mesh(), "plain", false, {}, Clock::Manual, error);
+  ASSERT_TRUE(plain) << error;
+  float height = 0;
+  std::string note;
+  EXPECT_FALSE(island->ground_height({3000, 100, -40.5f}, height, note));
+  EXPECT_EQ(note, "open sea below (3000, -40.5)");
+  EXPECT_FALSE(plain->ground_height({0.1f, 100, -1e7f}, height, note));
+  EXPECT_EQ(note, "nothing below (0.1, -1e+07)");
+}
+
+TEST(WorldMesh, LoadsObjFacesAndRefusesFilesWithoutTriangles) {
+  const std::string good = testing::TempDir() + "pw_game_quad.obj";
+  const std::string empty = testing::TempDir() + "pw_game_empty.obj";
+  std::ofstream(good) << "v 0 5 0\nv 10 5 0\nv 10 5 10\nv 0 5 10\nf 1 2 3 4\n";
+  std::ofstream(empty) << "v 0 5 0\n";
+  WorldMesh mesh;
+  std::string error;
+  ASSERT_TRUE(load_obj(good, mesh, error)) << error;
+  EXPECT_EQ(mesh.triangle_count(), 2u);
+
+  auto world = GameWorld::from_obj(good, Clock::Manual, error);
+  ASSERT_TRUE(world) << error;
+  EXPECT_EQ(world->name(), "pw_game_quad");
+  EXPECT_EQ(world->link().y, 5.0f);
+  EXPECT_EQ(world->link().x, 5.0f);
+
+  EXPECT_FALSE(load_obj(empty, mesh, error));
+  EXPECT_EQ(error, "the world \"" + empty + "\" holds no triangles");
+  EXPECT_FALSE(load_obj(testing::TempDir() + "pw_game_missing.obj", mesh, error));
+  EXPECT_NE(error.find("cannot read the world"), std::string::npos) << error;
+  std::remove(good.c_str());
+  std::remove(empty.c_str());
+}
+
+}  // namespace
+}  // namespace game

@@ -1,0 +1,155 @@
+#include "game/protocol.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "host/json_text/json_text.h"
+
+namespace game {
+namespace {
+
+using mods::json::Value;
+
+Value parse(const std::string& text) {
+  Value value;
+  host::JsonTextError error;
+  EXPECT_TRUE(host::parse_json(text, value, error)) << error.message() << " in " << text;
+  return value;
+}
+
+class Protocol : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string error;
+    world_ = GameWorld::island(Clock::Manual, error);
+    ASSERT_TRUE(world_) << error;
+    protocol_ = std::make_unique<LinkProtocol>(*world_);
+  }
+  Value ask(const std::string& line) {
+    const std::string answer = protocol_->answer(line);
+    EXPECT_EQ(answer.find('\n'), std::string::npos) << answer;
+    return parse(answer);
+  }
+  std::unique_ptr<GameWorld> world_;
+  std::unique_ptr<LinkProtocol> protocol_;
+};
+
+struct Exchange {
+  const char* request;
+  const char* answer;  // the whole answer, compared as JSON
+};
+
+TEST_F(Protocol, AnswersEveryOpWithItsFields) {
+  const Exchange exchanges[] = {
+      {R"({"id":1,"op":"hello"})", R"({"id":1,"ok":true,"protocol":1,"world":"island"})"},
+      {R"({"op":"ground_height","id":2,"x":0,"y":200,"z":0})", R"({"id":2,"ok":true,"found":true,"height":100})"},
+      {R"({"id":3,"op":"ground_height","x":0.1,"y":200,"z":-3000.5})",
+       R"j({"id":3,"ok":true,"found":false,"note":"open sea below (0.1, -3000.5)"})j"},
+      {R"({"id":4,"op":"ground_heights","probes":[0,200,0, 0,200,-3000, -950,400,0]})",
+       R"({"id":4,"ok":true,"heights":[100,0,300],"found":[1,0,1]})"},
+      {R"({"id":5,"op":"ground_heights","probes":[]})", R"({"id":5,"ok":true,"heights":[],"found":[]})"},
+      {R"({"id":6,"op":"ground_heights","pro\u0062es":[1800,50,0]})", R"({"id":6,"ok":true,"heights":[0],"found":[1]})"},
+      {R"({"id":7,"op":"link"})", R"({"id":7,"ok":true,"x":0,"y":100,"z":200})"},
+      {R"({"id":8,"op":"camera"})", R"({"id":8,"ok":true,"x":0,"y":300,"z":-100})"},
+      {R"({"id":9,"op":"teleport","x":1800.25,"y":0,"z":0})", R"({"id":9,"ok":true})"},
+      {R"({"id":10,"op":"camera"})", R"({"id":10,"ok":true,"x":1800.25,"y":200,"z":-300})"},
+      {R"({"id":11,"op":"load","package":"p","document":{"actors":[{"id":"m","kind":"mod",
+          "path":{"points":[{"x":0,"y":100,"z":0},{"x":0,"y":100,"z":600}],"speed":60}}]}})",
+       R"({"id":11,"ok":true,"walking":1})"},
+      {R"({"id":12,"op":"advance","seconds":0.5})", R"({"id":12,"ok":true,"time":0.5})"},
+      {R"({"id":13,"op":"live_route","package":"p","actor":"m"})",
+       R"({"id":13,"ok":true,"route":{"points":[{"x":0,"y":100,"z":0},{"x":0,"y":100,"z":600}],"mode":"once",
+          "speed":60,"position":{"x":0,"y":100,"z":30},"heading":0,"target":2,"state":"walking"}})"},
+      {R"({"id":14,"op":"live_route","package":"p","actor":"nobody"})", R"({"id":14,"ok":true,"route":null})"},
+      {R"({"id":1.5,"op":"hello","probes":[1,2]})", R"({"id":1.5,"ok":true,"protocol":1,"world":"island"})"},
+  };
+  for (const Exchange& e : exchanges) EXPECT_EQ(ask(e.request), parse(e.answer)) << e.request;
+}
+
+TEST_F(Protocol, RefusesBadRequestsAndGarbageWithAnErrorAnswer) {
+  const Exchange exchanges[] = {
+      {R"({"id":1,"op":"fly"})", R"({"id":1,"ok":false,"error":"unknown op \"fly\""})"},
+      {R"({"id":2})", R"({"id":2,"ok":false,"error":"a request needs a string \"op\""})"},
+      {R"({"op":"hello"})", R"({"id":null,"ok":false,"error":"a request needs a number \"id\""})"},
+      {R"({"id":"3","op":"hello"})", R"({"id":null,"ok":false,"error":"a request needs a number \"id\""})"},
+      {R"([1,2])", R"({"id":null,"ok":false,"error":"a request must be a json object"})"},
+      {R"({"id":4,"op":"ground_heights","probes":[1,2]})",
+       R"({"id":4,"ok":false,"error":"\"probes\" holds 2 numbers, not a multiple of 3"})"},
+      {R"({"id":5,"op":"ground_heights","probes":[1,2,"x"]})",
+       R"({"id":5,"ok":false,"error":"\"probes\" holds a non-number at index 2"})"},
+      {R"({"id":6,"op":"ground_heights","probes":{"x":1}})", R"({"id":6,"ok":false,"error":"\"probes\" is not an array"})"},
+      {R"({"id":7,"op":"ground_heights"})", R"({"id":7,"ok":false,"error":"\"ground_heights\" needs a \"probes\" array"})"},
+      {R"({"id":8,"op":"ground_heights","probes":[1,2,1e999]})",
+       R"({"id":8,"ok":false,"error":"\"probes\" holds a number out of range at index 2"})"},
+      {R"({"id":9,"op":"ground_height","x":1,"y":2})",
+       R"({"id":9,"ok":false,"error":"\"ground_height\" needs numbers \"x\", \"y\" and \"z\""})"},
+      {R"({"id":10,"op":"teleport","x":1,"y":2,"z":"3"})",
+       R"({"id":10,"ok":false,"error":"\"teleport\" needs numbers \"x\", \"y\" and \"z\""})"},
+      {R"({"id":11,"op":"load","document":{}})", R"({"id":11,"ok":false,"error":"\"load\" needs a string \"package\""})"},
+      {R"({"id":12,"op":"load","package":"p","document":[]})",
+       R"({"id":12,"ok":false,"error":"the document of \"p\" is not an object"})"},
+      {R"({"id":13,"op":"live_route","package":"p"})",
+       R"({"id":13,"ok":false,"error":"\"live_route\" needs strings \"package\" and \"actor\""})"},
+      {R"({"id":14,"op":"advance","seconds":-1})",
+       R"({"id":14,"ok":false,"error":"\"seconds\" must be a finite number of at least 0"})"},
+      {R"({"id":15,"op":"hello","probes":[tru]})", nullptr},
+      {R"({"id":16,"op":"ground_heights","probes":[1,2,3)", nullptr},
+      {"", nullptr},
+      {"garbage", nullptr},
+      {R"({"id":17,"op":"hello"} {"id":18})", nullptr},
+  };
+  for (const Exchange& e : exchanges) {
+    const Value answer = ask(e.request);
+    if (e.answer) {
+      EXPECT_EQ(answer, parse(e.answer)) << e.request;
+    } else {
+      EXPECT_TRUE(answer.get("id").is_null()) << e.request;
+      EXPECT_EQ(answer.get("ok"), Value::of(false)) << e.request;
+      EXPECT_EQ(answer.get("error").str.rfind("the line is not json: ", 0), 0u) << e.request;
+    }
+  }
+}
+
+TEST_F(Protocol, FloatsTravelAsTheirShortestTextAndArriveBitExact) {
+  ask(R"({"id":1,"op":"teleport","x":0.1,"y":100,"z":-1234.567})");
+  EXPECT_EQ(world_->link().x, 0.1f);
+  EXPECT_EQ(world_->link().z, -1234.567f);
+  EXPECT_EQ(protocol_->answer(R"({"id":2,"op":"link"})"), R"({"id":2,"ok":true,"x":0.1,"y":100,"z":-1234.567})");
+  EXPECT_EQ(protocol_->answer(R"({"id":3,"op":"ground_heights","probes":[ -950.5 , 301 , 0.1 ,3000,0,0]})"),
+            R"({"id":3,"ok":true,"heights":[300,0],"found":[1,0]})");
+}
+
+TEST_F(Protocol, AdvanceIsRefusedOnTheRealClock) {
+  std::string error;
+  auto real = GameWorld::island(Clock::Real, error);
+  ASSERT_TRUE(real) << error;
+  const Value answer = parse(LinkProtocol(*real).answer(R"({"id":1,"op":"advance","seconds":1})"));
+  EXPECT_EQ(answer.get("error").str, "\"advance\" needs the manual clock; this game runs on the real clock");
+}
+
+TEST_F(Protocol, SurvivesRandomBytesAndMangledRequests) {
+  std::mt19937 random(11);
+  const std::string seeds[] = {R"({"id":1,"op":"ground_heights","probes":[0,200,0,1,2,3]})",
+                               R"({"id":2,"op":"load","package":"p","document":{"actors":[{"id":"a"}]}})"};
+  for (int round = 0; round < 2000; ++round) {
+    std::string line = seeds[round % 2];
+    const int edits = 1 + static_cast<int>(random() % 4);
+    for (int k = 0; k < edits; ++k) {
+      const std::size_t at = random() % line.size();
+      if (random() % 2) {
+        line[at] = static_cast<char>(random() % 256);
+      } else {
+        const std::size_t cut = std::min<std::size_t>(line.size(), at + 1 + random() % 5);
+        line = line.substr(0, at) + line.substr(cut);
+        if (line.empty()) line.push_back('{');
+      }
+    }
+    const Value answer = ask(line);
+    ASSERT_TRUE(answer.is_object()) << line;
+    EXPECT_TRUE(answer.get("ok").is_bool()) << line;
+  }
+}
+
+}  // namespace
+}  // namespace game

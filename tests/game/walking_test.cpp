@@ -1,0 +1,151 @@
+#include "game/walking.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "game/game_world.h"
+#include "host/json_text/json_text.h"
+#include "residents/walkers.h"
+
+namespace game {
+namespace {
+
+using mods::json::Value;
+
+Value json(const std::string& text) {
+  Value value;
+  host::JsonTextError error;
+  EXPECT_TRUE(host::parse_json(text, value, error)) << error.message() << " in " << text;
+  return value;
+}
+
+// Three points on the island's flat town ground: east 100, then north 100.
+const char* kThreePoints = R"([{"x":0,"y":100,"z":0},{"x":100,"y":100,"z":0},{"x":100,"y":100,"z":100}])";
+
+std::string model(const std::string& path_extra) {
+  return R"({"id":"m","kind":"mod","path":{"points":)" + std::string(kThreePoints) + R"(,"speed":50)" + path_extra +
+         "}}";
+}
+
+struct Expected {
+  double seconds;
+  float x, z;
+  const char* state;
+  int target;
+  float heading;
+};
+
+struct WalkCase {
+  const char* what;
+  std::string actor;
+  std::vector<Expected> moments;
+};
+
+class Walking : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string error;
+    world_ = GameWorld::island(Clock::Manual, error);
+    ASSERT_TRUE(world_) << error;
+  }
+  std::unique_ptr<GameWorld> world_;
+};
+
+TEST_F(Walking, EveryModeFollowsItsRouteOverTime) {
+  const WalkCase cases[] = {
+      {"once arrives and stops", model(R"(,"mode":"once")"),
+       {{1, 50, 0, "walking", 2, 90}, {3, 100, 50, "walking", 3, 0}, {4, 100, 100, "arrived", 3, 0},
+        {60, 100, 100, "arrived", 3, 0}}},
+      {"loop goes round to point 1", model(R"(,"mode":"loop")"),
+       {{4.5, 100 - 25 / std::sqrt(2.0f), 100 - 25 / std::sqrt(2.0f), "walking", 1, 225},
+        {(200 + 100 * std::sqrt(2.0)) / 50 + 1, 50, 0, "walking", 2, 90}}},
+      {"back and forth turns at the ends", model(R"(,"mode":"back_and_forth")"),
+       {{5, 100, 50, "walking", 2, 180}, {7, 50, 0, "walking", 1, 270}, {9, 50, 0, "walking", 2, 90}}},
+      {"a numeric pause stands that long at each point", model(R"(,"mode":"once","pauses":1.5)"),
+       {{2.5, 100, 0, "pausing", 3, 90}, {4, 100, 25, "walking", 3, 0}, {6, 100, 100, "arrived", 3, 0}}},
+      {"pauses true stands the default time", model(R"(,"mode":"once","pauses":true)"),
+       {{3.9, 100, 0, "pausing", 3, 90}, {4.5, 100, 25, "walking", 3, 0}}},
+      {"pauses false walks on", model(R"(,"mode":"once","pauses":false)"), {{2.5, 100, 25, "walking", 3, 0}}},
+      {"a model without a speed walks at 60",
+       R"({"id":"m","kind":"mod","path":{"points":[{"x":0,"y":100,"z":0},{"x":0,"y":100,"z":600}]}})",
+       {{5, 0, 300, "walking", 2, 0}}},
+      {"a patroller walks back and forth at patrol pace whatever the mode",
+       R"({"id":"b","actor":"bokoblin","position":{"x":0,"y":100,"z":0},
+           "path":{"mode":"once","points":[{"x":0,"y":100,"z":0},{"x":80,"y":100,"z":0}]}})",
+       {{1, 40, 0, "walking", 2, 90}, {3, 40, 0, "walking", 1, 270}, {5, 40, 0, "walking", 2, 90}}},
+      {"a resident walks from its position first",
+       R"({"id":"r","actor":"resident","parameters":{"resident":"um2"},"position":{"x":-144,"y":100,"z":0},
+           "path":{"points":[{"x":0,"y":100,"z":0},{"x":0,"y":100,"z":720}]}})",
+       {{1, -72, 0, "walking", 1, 90}, {3, 0, 72, "walking", 2, 0}, {20, 0, 720, "arrived", 2, 0}}},
+  };
+  for (const WalkCase& c : cases) {
+    const Value actor = json(c.actor);
+    std::optional<Walk> walk = Walk::plan(actor, world_->ground());
+    ASSERT_TRUE(walk) << c.what;
+    for (const Expected& e : c.moments) {
+      const WalkerPose pose = walk->pose(e.seconds, world_->ground());
+      const std::string at = std::string(c.what) + " at " + std::to_string(e.seconds) + " s";
+      EXPECT_NEAR(pose.position.x, e.x, 1e-3) << at;
+      EXPECT_NEAR(pose.position.z, e.z, 1e-3) << at;
+      EXPECT_EQ(pose.position.y, 100.0f) << at;
+      EXPECT_STREQ(walk_state_name(pose.state), e.state) << at;
+      EXPECT_EQ(pose.target, e.target) << at;
+      EXPECT_NEAR(pose.heading, e.heading, 1e-3) << at;
+    }
+  }
+}
+
+TEST_F(Walking, ResidentsWalkAtTheirTypesPace) {
+  for (const char* type : {"uo1", "ub1", "um2", "sa3"}) {
+    const Value actor = json(R"({"id":"r","actor":"resident","parameters":{"resident":")" + std::string(type) +
+                             R"("},"path":{"points":[{"x":0,"y":100,"z":0}]}})");
+    std::optional<Walk> walk = Walk::plan(actor, world_->ground());
+    ASSERT_TRUE(walk) << type;
+    EXPECT_EQ(walk->speed(), editor::resident_pace(actor)) << type;
+    EXPECT_GT(walk->speed(), 0) << type;
+  }
+}
+
+TEST_F(Walking, PointsStandOnTheGroundBelowThemWhereThereIsGround) {
+  const Value actor = json(R"({"id":"m","kind":"mod","path":{"points":[
+      {"x":0,"y":400,"z":0},{"x":-950,"y":250,"z":0},{"x":0,"y":100,"z":-3000}]}})");
+  std::optional<Walk> walk = Walk::plan(actor, world_->ground());
+  ASSERT_TRUE(walk);
+  ASSERT_EQ(walk->points().size(), 3u);
+  EXPECT_EQ(walk->points()[0].y, 100.0f) << "high above the square: the plateau";
+  EXPECT_EQ(walk->points()[1].y, 300.0f) << "just below the wall's top: its top";
+  EXPECT_EQ(walk->points()[2].y, 100.0f) << "over open sea: kept";
+}
+
+TEST_F(Walking, TheWorldWalksOnlyActorsThatMayWalkARoute) {
+  const Value document = json(R"({"actors":[
+      {"id":"walker","kind":"mod","path":{"points":[{"x":0,"y":100,"z":0},{"x":100,"y":100,"z":0}]}},
+      {"id":"seated","actor":"resident","parameters":{"resident":"ym1"},"path":{"points":[{"x":0,"y":100,"z":0}]}},
+      {"id":"barrel","actor":"barrel","path":{"points":[{"x":0,"y":100,"z":0}]}},
+      {"id":"still","kind":"mod"},
+      {"id":"broken","kind":"mod","path":{"points":[{"x":"a","y":100,"z":0}]}}]})");
+  int walking = -1;
+  std::string error;
+  ASSERT_TRUE(world_->load("pkg", document, walking, error)) << error;
+  EXPECT_EQ(walking, 1);
+  for (const char* id : {"seated", "barrel", "still", "broken", "nobody"}) {
+    EXPECT_TRUE(world_->live_route("pkg", id).is_null()) << id;
+  }
+  EXPECT_TRUE(world_->live_route("other", "walker").is_null());
+
+  double time = 0;
+  ASSERT_TRUE(world_->advance(1, time, error));
+  Value route = world_->live_route("pkg", "walker");
+  EXPECT_EQ(route.get("position").get("x").number, 60);
+  EXPECT_EQ(route.get("state").str, "walking");
+  ASSERT_TRUE(world_->load("pkg", document, walking, error));
+  EXPECT_EQ(world_->live_route("pkg", "walker").get("position").get("x").number, 0) << "reloading restarts";
+
+  EXPECT_FALSE(world_->load("pkg", json(R"({"actors":{}})"), walking, error));
+  EXPECT_EQ(error, "the \"actors\" of \"pkg\" is not an array");
+  EXPECT_FALSE(world_->advance(-1, time, error));
+}
+
+}  // namespace
+}  // namespace game
