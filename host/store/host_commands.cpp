@@ -20,14 +20,19 @@ std::size_t count_routes(const Value& document) {
   return n;
 }
 
-bool is_model(const Value& actor) { return actor.get("kind").string("") == "mod"; }
+bool is_model(const Value& actor) {
+  return actor.get("kind").string("") == "mod" && actor.get("actor").string("") != "resident";
+}
 
-// Who walks the actor's route: residents at their type's pace, patrolling enemies, or a model along its
-// own points; "none" when the route service refuses it a route.
+// Who walks the actor's route: a resident at its type's pace, a Bokoblin or Moblin on patrol, or one of
+// the mod's own models; "none" when the route service refuses it a route. Residents and patrollers are
+// told apart as the route service does: by "actor", and for the enemies only without a "kind".
 std::string walker_of(const Value& actor, const std::string& refusal) {
   if (!refusal.empty()) return "none";
-  if (is_model(actor)) return "model";
-  return editor::resident_pace(actor) > 0 ? "resident" : "patroller";
+  const std::string type = actor.get("actor").string("");
+  if (type == "resident") return "resident";
+  if ((type == "bokoblin" || type == "moblin") && actor.get("kind").is_null()) return "patroller";
+  return "model";
 }
 
 std::string iso_time(std::int64_t ms) {
