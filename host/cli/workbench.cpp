@@ -19,13 +19,15 @@ constexpr const char* kDemoStore = "windfall";  // the folder under the examples
 std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std::string& error) {
   std::unique_ptr<Workbench> bench(new Workbench());
   bench->options_ = options;
-  std::string store_dir = options.store_dir;
-  if (store_dir.empty() && options.demo) {
-    bench->temp_store_ = TempFolder::copy_of(options.examples_dir + "/" + kDemoStore, error);
+  // Without --store: the current folder, or for --demo a private copy of the demo store.
+  std::string store_dir(options.store_dir.empty() ? "." : options.store_dir);
+  if (options.store_dir.empty() && options.demo) {
+    std::string demo_store = options.examples_dir;
+    demo_store.append("/").append(kDemoStore);
+    bench->temp_store_ = TempFolder::copy_of(demo_store, error);
     if (!bench->temp_store_) return nullptr;
     store_dir = bench->temp_store_->path();
   }
-  if (store_dir.empty()) store_dir = ".";
   bench->options_.store_dir = store_dir;
   bench->session_ = HostSession::open(store_dir, error);
   if (!bench->session_) return nullptr;

@@ -137,26 +137,29 @@ TEST(GameLink, ProbesAndHeightsTravelBitExact) {
 TEST(GameLink, ABrokenGameEndsTheCommandWithAClearErrorAndDropsTheConnection) {
   struct Case {
     const char* name;
-    Reply reply;
-    std::string error;
+    Reply::Act act;
+    const char* line;
+    const char* error;
   };
   const Case cases[] = {
-      {"killed mid-command", {Reply::Act::Close, ""}, "the game closed the connection"},
-      {"never answers", {Reply::Act::Silent, ""}, "the game did not answer within 0.3 s"},
-      {"sends garbage", {Reply::Act::Answer, "Segmentation fault"},
+      {"killed mid-command", Reply::Act::Close, "", "the game closed the connection"},
+      {"never answers", Reply::Act::Silent, "", "the game did not answer within 0.3 s"},
+      {"sends garbage", Reply::Act::Answer, "Segmentation fault",
        "the game sent a malformed answer: line 1, column 1"},
-      {"sends an array", {Reply::Act::Answer, "[1,2]"}, "the game sent a malformed answer: not a JSON object"},
-      {"answers another id", {Reply::Act::Answer, R"({"id":99,"ok":true,"found":false})"},
+      {"sends an array", Reply::Act::Answer, "[1,2]", "the game sent a malformed answer: not a JSON object"},
+      {"answers another id", Reply::Act::Answer, R"({"id":99,"ok":true,"found":false})",
        "the game sent a malformed answer: its \"id\" is not the request's 2"},
-      {"omits ok", {Reply::Act::Answer, R"({"id":2,"found":false})"},
+      {"omits ok", Reply::Act::Answer, R"({"id":2,"found":false})",
        "the game sent a malformed answer: no boolean \"ok\""},
-      {"sends a height as text", {Reply::Act::Answer, R"({"id":2,"ok":true,"found":true,"height":"100"})"},
+      {"sends a height as text", Reply::Act::Answer, R"({"id":2,"ok":true,"found":true,"height":"100"})",
        "the game sent a malformed answer: \"height\" is not a number"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
+    const Reply reply{c.act, c.line};
+    const std::string expected = c.error;
     FakeGame game([&](const Value& request) {
-      return request.get("op").string("") == "hello" ? testing::island_reply(request) : c.reply;
+      return request.get("op").string("") == "hello" ? testing::island_reply(request) : reply;
     });
     auto link = link_to(game.port());
     ASSERT_TRUE(link->connect_now()) << link->last_problem();
@@ -166,7 +169,7 @@ TEST(GameLink, ABrokenGameEndsTheCommandWithAClearErrorAndDropsTheConnection) {
       link->ground_height({0, 200, 0}, height, note);
       ADD_FAILURE() << "no GameLinkError";
     } catch (const GameLinkError& e) {
-      EXPECT_EQ(std::string(e.what()).substr(0, c.error.size()), c.error);
+      EXPECT_EQ(std::string(e.what()).substr(0, expected.size()), expected);
     }
     EXPECT_FALSE(link->connected());
     std::vector<float> heights;
