@@ -277,6 +277,22 @@ bool StoredPackage::fold(std::string& error) {
   return true;
 }
 
+long StoredPackage::find_actor(const mods::json::Value& actors, const std::string& id) {
+  if (!ids_indexed_ || indexed_count_ != actors.items.size()) {
+    first_actor_.clear();
+    for (std::size_t i = 0; i < actors.items.size(); ++i) {
+      const mods::json::Value& actor_id = actors.items[i].get("id");
+      if (actor_id.is_string()) first_actor_.emplace(actor_id.str, i);  // keeps the first of equal ids
+    }
+    ids_indexed_ = true;
+    indexed_count_ = actors.items.size();
+  }
+  auto it = first_actor_.find(id);
+  if (it == first_actor_.end()) return -1;
+  assert(actors.items[it->second].get("id").string("") == id);
+  return static_cast<long>(it->second);
+}
+
 bool StoredPackage::change(const std::string& label, const editor::Session::Edit& edit,
                            const std::string& actor_id, std::string& error) {
   if (!ready_to_record(error)) return false;
@@ -286,11 +302,7 @@ bool StoredPackage::change(const std::string& label, const editor::Session::Edit
   const bool had_actors = found != document.members.end();
   const bool actors_array = had_actors && found->second.is_array();
   const std::size_t actor_count = actors_array ? found->second.items.size() : 0;
-  long index = -1;
-  for (std::size_t i = 0; actors_array && i < actor_count && index < 0; ++i) {
-    const mods::json::Value& id = found->second.items[i].get("id");
-    if (id.is_string() && id.str == actor_id) index = static_cast<long>(i);
-  }
+  const long index = actors_array ? find_actor(found->second, actor_id) : -1;
   mods::json::Value before = index >= 0 ? found->second.items[static_cast<std::size_t>(index)] : mods::json::Value();
   // Only a non-array "actors" (a document no route edit can succeed on) is kept whole.
   mods::json::Value odd_actors = had_actors && !actors_array ? found->second : mods::json::Value();
@@ -318,6 +330,7 @@ bool StoredPackage::change(const std::string& label, const editor::Session::Edit
   assert(only_that_actor && "a route edit changes exactly the actor its request names");
   if (!only_that_actor) {
     restore(std::move(before));
+    ids_indexed_ = false;
     error = "package \"" + package_.name + "\" was not changed: the edit went beyond the actor \"" + actor_id + "\"";
     return false;
   }
@@ -339,6 +352,7 @@ bool StoredPackage::change(const std::string& label, const editor::Session::Edit
     restore(std::move(record.change.before));
     return false;
   }
+  if (!(record.change.before.get("id") == record.change.after.get("id"))) ids_indexed_ = false;
   history_.record(std::move(record.change));
   mark_unfolded();
   return true;
@@ -358,6 +372,7 @@ bool StoredPackage::undo(std::string& label, std::string& error) {
   encode_record(record, bytes, reason);
   if (!append(bytes, error)) return false;
   package_.document.members["actors"].items[c.actor_index] = c.before;
+  if (!(c.before.get("id") == c.after.get("id"))) ids_indexed_ = false;
   label = c.label;
   history_.undo();
   mark_unfolded();
@@ -378,6 +393,7 @@ bool StoredPackage::redo(std::string& label, std::string& error) {
   encode_record(record, bytes, reason);
   if (!append(bytes, error)) return false;
   package_.document.members["actors"].items[c.actor_index] = c.after;
+  if (!(c.before.get("id") == c.after.get("id"))) ids_indexed_ = false;
   label = c.label;
   history_.redo();
   mark_unfolded();

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 
 #include "editor/session.h"
 #include "host/store/change_history.h"
@@ -71,6 +72,7 @@ class StoredPackage {
   bool journal_wants_compacting() const;
   void mark_unfolded();
   std::string saving_failed(const std::string& reason) const;
+  long find_actor(const mods::json::Value& actors, const std::string& id);
 
   PackageStore& store_;
   editor::Session::Package package_;
@@ -82,6 +84,11 @@ class StoredPackage {
   std::uint64_t journal_bytes_ = 0;      // whole records in the journal; beyond that lies a torn tail
   bool journal_torn_ = false;            // cut the torn tail before appending after it
   std::optional<Clock::time_point> oldest_unfolded_;
+  // Where the first actor of each id is, so that a change of a 50,000-actor package does not scan it.
+  // Valid while no change altered an id and the actor count is what was indexed (edits never change it).
+  std::unordered_map<std::string, std::size_t> first_actor_;
+  std::size_t indexed_count_ = 0;
+  bool ids_indexed_ = false;
 };
 
 }  // namespace host
