@@ -140,6 +140,7 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
   refresh_live_game();
 
   CallOutcome outcome;
+  const bool linked = link_ && link_->connected();
   try {
     if (method != "status") sync_game(params);
     refresh_live_game();
@@ -160,6 +161,9 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
     outcome.error = e.what();
     outcome.result = Value();
   }
+  // A failure of the link inside a step that reports errors as text (such as ground_heights) has
+  // dropped the connection: the command failed because of the game, whatever the step called it.
+  if (!outcome.ok && linked && !link_->connected()) outcome.code = rpc_code::kGameLinkFailed;
   refresh_live_game();
   return outcome;
 }

@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "host/cli/temp_folder.h"
+#include "host/json_text/json_text.h"
 #include "tests/host/cli/pathwright_process.h"
 
 namespace host::testing {
@@ -152,6 +153,14 @@ TEST(JsonRpcServe, RunsEveryRouteAndHostCommandAndSavesAtTheEnd) {
   EXPECT_EQ(compact(parse(file_text(store->path() + "/windfall.json"))), compact(document));
 }
 
+TEST(DemoStore, IsWrittenInTheLayoutThatSavingPrints) {
+  // So that saving an unchanged package rewrites the very same bytes.
+  const std::string text = file_text(std::string(PATHWRIGHT_EXAMPLES_DIR) + "/windfall/windfall.json");
+  std::string printed, error;
+  ASSERT_TRUE(print_json(parse(text), JsonLayout::Indented, printed, error)) << error;
+  EXPECT_EQ(printed, text);
+}
+
 TEST(JsonRpcServe, ReportsAGameThatCannotBeReached) {
   auto store = demo_store();
   ServeProcess server({"--store", store->path(), "--game", "127.0.0.1:1", "--game-timeout", "0.3"},
@@ -226,6 +235,8 @@ class GameProcess {
     ::kill(pid_, SIGKILL);
     ::waitpid(pid_, nullptr, 0);
   }
+  // Freezes the game (it stops answering, its connections stay open) or lets it go on.
+  void freeze(bool frozen) { ::kill(pid_, frozen ? SIGSTOP : SIGCONT); }
 
  private:
   pid_t pid_;
@@ -240,11 +251,11 @@ bool wait_for_game(ServeProcess& server) {
   return false;
 }
 
-TEST(JsonRpcServe, FollowsTheGameThroughADeathAndARestart) {
+TEST(JsonRpcServe, FollowsTheGameThroughDeathRestartAndHang) {
   auto store = demo_store();
   const std::uint16_t port = free_port();
   const std::string address = "127.0.0.1:" + std::to_string(port);
-  ServeProcess server({"--store", store->path(), "--game", address, "--game-timeout", "2"},
+  ServeProcess server({"--store", store->path(), "--game", address, "--game-timeout", "0.5"},
                       store->path() + "/serve.log");
   auto game = std::make_unique<GameProcess>(port);
   ASSERT_TRUE(wait_for_game(server));
@@ -260,6 +271,13 @@ TEST(JsonRpcServe, FollowsTheGameThroughADeathAndARestart) {
   ASSERT_TRUE(wait_for_game(server));
   // The restarted game was handed the package again, with the point added before it died.
   EXPECT_EQ(server.result("route_status", parse(R"({"id":"baker_ub3"})")).get("points").items.size(), 5u);
+
+  game->freeze(true);  // hung: the command ends after the timeout, the server goes on
+  const Value hung = server.call("check_route", parse(R"({"id":"baker_ub3"})"));
+  EXPECT_EQ(compact(hung.get("error")), R"({"code":2,"message":"the game did not answer within 0.5 s"})");
+  EXPECT_EQ(server.result("status", Value::object()).get("game").get("connected"), Value::of(false));
+  game->freeze(false);
+  ASSERT_TRUE(wait_for_game(server));
   EXPECT_EQ(server.finish(), 0);
 }
 
