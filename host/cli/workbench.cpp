@@ -62,6 +62,19 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
   bench->session_->on_changed = [self](const editor::Session::Package& package) {
     if (self->session_->live_game != nullptr) self->hand_over(package);
   };
+  if (bench->world_ || bench->link_) {
+    // Open every package of the store now, so the game walks all of them from the start rather than
+    // each from the first command that names it.
+    bool listed = false, known = false;
+    std::string problem;
+    for (const Value& entry :
+         bench->session_->host_command("packages", Value::object(), problem, listed, known).get("packages").items) {
+      if (entry.has("error")) bench->note("package \"" + entry.get("name").str + "\": " + entry.get("error").str);
+    }
+    if (bench->link_) bench->link_->ensure_connected();
+    bench->refresh_live_game();
+    bench->sync_game(Value());
+  }
   return bench;
 }
 
