@@ -21,6 +21,10 @@ std::string float_text(float value);
 // the float as the link wants it ("0.1", not "0.10000000149011612"); narrowing it gives `value` back.
 double wire_double(float value);
 
+// Narrows `value` to the nearest float, as a reader of the link does. False (and `out` untouched) when
+// that is not finite: NaN, infinite, or at least halfway from the largest float to the next power of two.
+bool narrow_to_float(double value, float& out);
+
 // Appends "[v0,v1,...]" with every value written as `append_float` does.
 void append_float_array(std::string& out, const float* values, std::size_t count);
 // Appends "[f0,f1,...]" with 1 for a non-zero flag and 0 otherwise.

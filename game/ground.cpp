@@ -12,6 +12,18 @@ namespace {
 
 constexpr float kNoFarLimit = std::numeric_limits<float>::infinity();
 constexpr std::size_t kStreamChunk = 1024;  // rays per rtcIntersect1M call: keeps the ray array in cache
+constexpr std::size_t kPacketSize = 16;
+// Packets pay off when their rays visit the same nodes and cost more than single rays when not. A
+// "jump" is a step between successive probes of more than kJumpDistance (world units, |dx| + |dz|); a
+// group of 16 with at most kMaxPacketJumps jumps (a few tight clusters, such as the ends of two route
+// legs) goes down as one packet, any other as single rays.
+constexpr float kJumpDistance = 1000;
+constexpr std::size_t kMaxPacketJumps = 2;
+// From this many probes on, a batch whose order jumps more than once per 16 probes on average is put
+// in Morton order (a space-filling curve over x and z) first, so that neighbours in the batch are
+// neighbours in the world.
+constexpr std::size_t kSortFromProbes = 4096;
+constexpr float kMortonCells = 65535;  // 16 bits per axis
 
 std::string device_error_text(RTCError code) {
   switch (code) {
@@ -22,34 +34,58 @@ std::string device_error_text(RTCError code) {
   }
 }
 
+void aim_down(RTCRayHit& hit, float x, float y, float z) {
+  hit.ray.org_x = x;
+  hit.ray.org_y = y;
+  hit.ray.org_z = z;
+  hit.ray.dir_x = 0;
+  hit.ray.dir_y = -1;
+  hit.ray.dir_z = 0;
+  hit.ray.tnear = 0;
+  hit.ray.tfar = kNoFarLimit;
+  hit.ray.time = 0;
+  hit.ray.mask = 0xFFFFFFFFu;
+  hit.ray.id = 0;
+  hit.ray.flags = 0;
+  hit.hit.geomID = RTC_INVALID_GEOMETRY_ID;
+  hit.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
+}
+
+// Spreads the low 16 bits of `v` to the even bits.
+std::uint32_t spread_bits(std::uint32_t v) {
+  v &= 0xFFFF;
+  v = (v | (v << 8)) & 0x00FF00FF;
+  v = (v | (v << 4)) & 0x0F0F0F0F;
+  v = (v | (v << 2)) & 0x33333333;
+  v = (v | (v << 1)) & 0x55555555;
+  return v;
+}
+
+bool jumps_between(const float* xyz, std::size_t a, std::size_t b) {
+  return std::fabs(xyz[3 * a] - xyz[3 * b]) + std::fabs(xyz[3 * a + 2] - xyz[3 * b + 2]) > kJumpDistance;
+}
+
 }  // namespace
 
-// The Embree objects plus our own copy of the triangles, which the scene shares (no second copy) and
-// which exact heights are computed from.
+// The Embree objects, our copy of the triangles (which the scene shares), and each flat triangle's height.
 struct Ground::Scene {
   RTCDevice device = nullptr;
   RTCScene scene = nullptr;
   std::vector<float> vertices;          // padded by one float: Embree reads vertices 16 bytes at a time
   std::vector<std::uint32_t> indices;
+  std::vector<float> level;             // each triangle's first vertex y: its height when it is flat
 
   ~Scene() {
     if (scene) rtcReleaseScene(scene);
     if (device) rtcReleaseDevice(device);
   }
 
-  // The triangle's height at (x, z), from its plane; exactly the vertices' y for a flat triangle.
-  float plane_height(unsigned prim, float x, float z, float fallback) const {
-    const std::uint32_t* t = &indices[3 * static_cast<std::size_t>(prim)];
-    const float* a = &vertices[3 * static_cast<std::size_t>(t[0])];
-    const float* b = &vertices[3 * static_cast<std::size_t>(t[1])];
-    const float* c = &vertices[3 * static_cast<std::size_t>(t[2])];
-    const double e1x = double(b[0]) - a[0], e1y = double(b[1]) - a[1], e1z = double(b[2]) - a[2];
-    const double e2x = double(c[0]) - a[0], e2y = double(c[1]) - a[1], e2z = double(c[2]) - a[2];
-    const double nx = e1y * e2z - e1z * e2y;
-    const double ny = e1z * e2x - e1x * e2z;
-    const double nz = e1x * e2y - e1y * e2x;
-    if (ny == 0) return fallback;  // a vertical triangle is never hit by a downward ray in practice
-    return static_cast<float>(a[1] - (nx * (double(x) - a[0]) + nz * (double(z) - a[2])) / ny);
+  // The ground's height for a hit. A flat triangle (its normal straight up or down, which the cross
+  // product of its edges gives exactly) answers its own y, so floors come out exact; any other answers
+  // the ray's length, without touching the triangle data again.
+  float height(unsigned prim, float org_y, float tfar, float ng_x, float ng_z) const {
+    if (ng_x == 0 && ng_z == 0) return level[prim];
+    return org_y - tfar;
   }
 };
 
@@ -67,6 +103,8 @@ std::unique_ptr<Ground> Ground::build(const WorldMesh& mesh, std::string& error)
   scene->vertices = mesh.vertices;
   scene->vertices.push_back(0.0f);
   scene->indices = mesh.indices;
+  scene->level.resize(mesh.triangle_count());
+  for (std::size_t t = 0; t < scene->level.size(); ++t) scene->level[t] = mesh.vertices[3 * mesh.indices[3 * t] + 1];
 
   scene->device = rtcNewDevice(nullptr);
   if (!scene->device) {
@@ -96,27 +134,6 @@ std::unique_ptr<Ground> Ground::build(const WorldMesh& mesh, std::string& error)
   return std::unique_ptr<Ground>(new Ground(std::move(scene), triangles));
 }
 
-namespace {
-
-void aim_down(RTCRayHit& hit, float x, float y, float z) {
-  hit.ray.org_x = x;
-  hit.ray.org_y = y;
-  hit.ray.org_z = z;
-  hit.ray.dir_x = 0;
-  hit.ray.dir_y = -1;
-  hit.ray.dir_z = 0;
-  hit.ray.tnear = 0;
-  hit.ray.tfar = kNoFarLimit;
-  hit.ray.time = 0;
-  hit.ray.mask = 0xFFFFFFFFu;
-  hit.ray.id = 0;
-  hit.ray.flags = 0;
-  hit.hit.geomID = RTC_INVALID_GEOMETRY_ID;
-  hit.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
-}
-
-}  // namespace
-
 bool Ground::below(float x, float y, float z, float& height) const {
   RTCIntersectContext context;
   rtcInitIntersectContext(&context);
@@ -124,7 +141,7 @@ bool Ground::below(float x, float y, float z, float& height) const {
   aim_down(hit, x, y, z);
   rtcIntersect1(scene_->scene, &context, &hit);
   if (hit.hit.geomID == RTC_INVALID_GEOMETRY_ID) return false;
-  height = scene_->plane_height(hit.hit.primID, x, z, y - hit.ray.tfar);
+  height = scene_->height(hit.hit.primID, y, hit.ray.tfar, hit.hit.Ng_x, hit.hit.Ng_z);
   return true;
 }
 
@@ -132,21 +149,57 @@ void Ground::below_batch(const float* xyz, std::size_t count, float* heights, st
                          BatchMethod method) const {
   RTCIntersectContext context;
   rtcInitIntersectContext(&context);
-  auto settle = [&](std::size_t k, unsigned geom, unsigned prim, float tfar) {
-    const float x = xyz[3 * k], y = xyz[3 * k + 1], z = xyz[3 * k + 2];
-    const bool hit = geom != RTC_INVALID_GEOMETRY_ID;
-    found[k] = hit ? 1 : 0;
-    heights[k] = hit ? scene_->plane_height(prim, x, z, y - tfar) : 0.0f;
+  const Scene& s = *scene_;
+  // Casts probe k as a single ray and records its answer.
+  auto cast_one = [&](std::size_t k) {
+    RTCRayHit hit;
+    aim_down(hit, xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2]);
+    rtcIntersect1(s.scene, &context, &hit);
+    const bool hit_something = hit.hit.geomID != RTC_INVALID_GEOMETRY_ID;
+    found[k] = hit_something ? 1 : 0;
+    heights[k] = hit_something ? s.height(hit.hit.primID, xyz[3 * k + 1], hit.ray.tfar, hit.hit.Ng_x, hit.hit.Ng_z)
+                               : 0.0f;
+  };
+  // Casts the probes numbered order[0..n) (n <= 16) as one packet.
+  alignas(64) RTCRayHit16 packet;
+  alignas(64) int valid[kPacketSize];
+  auto cast_packet = [&](const std::uint32_t* order, std::size_t n) {
+    RTCIntersectContext coherent;
+    rtcInitIntersectContext(&coherent);
+    coherent.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
+    for (std::size_t i = 0; i < kPacketSize; ++i) {
+      const bool live = i < n;
+      valid[i] = live ? -1 : 0;
+      const std::size_t k = order[live ? i : 0];
+      packet.ray.org_x[i] = xyz[3 * k];
+      packet.ray.org_y[i] = xyz[3 * k + 1];
+      packet.ray.org_z[i] = xyz[3 * k + 2];
+      packet.ray.dir_x[i] = 0;
+      packet.ray.dir_y[i] = -1;
+      packet.ray.dir_z[i] = 0;
+      packet.ray.tnear[i] = 0;
+      packet.ray.tfar[i] = kNoFarLimit;
+      packet.ray.time[i] = 0;
+      packet.ray.mask[i] = 0xFFFFFFFFu;
+      packet.ray.id[i] = 0;
+      packet.ray.flags[i] = 0;
+      packet.hit.geomID[i] = RTC_INVALID_GEOMETRY_ID;
+      packet.hit.instID[0][i] = RTC_INVALID_GEOMETRY_ID;
+    }
+    rtcIntersect16(valid, s.scene, &coherent, &packet);
+    for (std::size_t i = 0; i < n; ++i) {
+      const std::size_t k = order[i];
+      const bool hit_something = packet.hit.geomID[i] != RTC_INVALID_GEOMETRY_ID;
+      found[k] = hit_something ? 1 : 0;
+      heights[k] = hit_something ? s.height(packet.hit.primID[i], packet.ray.org_y[i], packet.ray.tfar[i],
+                                            packet.hit.Ng_x[i], packet.hit.Ng_z[i])
+                                 : 0.0f;
+    }
   };
 
   switch (method) {
     case BatchMethod::SingleRays:
-      for (std::size_t k = 0; k < count; ++k) {
-        RTCRayHit hit;
-        aim_down(hit, xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2]);
-        rtcIntersect1(scene_->scene, &context, &hit);
-        settle(k, hit.hit.geomID, hit.hit.primID, hit.ray.tfar);
-      }
+      for (std::size_t k = 0; k < count; ++k) cast_one(k);
       return;
     case BatchMethod::Stream: {
       context.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
@@ -157,40 +210,61 @@ void Ground::below_batch(const float* xyz, std::size_t count, float* heights, st
           const std::size_t k = start + i;
           aim_down(rays[i], xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2]);
         }
-        rtcIntersect1M(scene_->scene, &context, rays.data(), static_cast<unsigned>(n), sizeof(RTCRayHit));
-        for (std::size_t i = 0; i < n; ++i)
-          settle(start + i, rays[i].hit.geomID, rays[i].hit.primID, rays[i].ray.tfar);
+        rtcIntersect1M(s.scene, &context, rays.data(), static_cast<unsigned>(n), sizeof(RTCRayHit));
+        for (std::size_t i = 0; i < n; ++i) {
+          const RTCRayHit& r = rays[i];
+          const bool hit_something = r.hit.geomID != RTC_INVALID_GEOMETRY_ID;
+          found[start + i] = hit_something ? 1 : 0;
+          heights[start + i] =
+              hit_something ? s.height(r.hit.primID, r.ray.org_y, r.ray.tfar, r.hit.Ng_x, r.hit.Ng_z) : 0.0f;
+        }
       }
       return;
     }
     case BatchMethod::Packets16: {
-      context.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
-      alignas(64) RTCRayHit16 packet;
-      alignas(64) int valid[16];
-      for (std::size_t start = 0; start < count; start += 16) {
-        const std::size_t n = std::min<std::size_t>(16, count - start);
-        for (std::size_t i = 0; i < 16; ++i) {
-          const bool live = i < n;
-          valid[i] = live ? -1 : 0;
-          const std::size_t k = start + (live ? i : 0);
-          packet.ray.org_x[i] = xyz[3 * k];
-          packet.ray.org_y[i] = xyz[3 * k + 1];
-          packet.ray.org_z[i] = xyz[3 * k + 2];
-          packet.ray.dir_x[i] = 0;
-          packet.ray.dir_y[i] = -1;
-          packet.ray.dir_z[i] = 0;
-          packet.ray.tnear[i] = 0;
-          packet.ray.tfar[i] = kNoFarLimit;
-          packet.ray.time[i] = 0;
-          packet.ray.mask[i] = 0xFFFFFFFFu;
-          packet.ray.id[i] = 0;
-          packet.ray.flags[i] = 0;
-          packet.hit.geomID[i] = RTC_INVALID_GEOMETRY_ID;
-          packet.hit.instID[0][i] = RTC_INVALID_GEOMETRY_ID;
+      std::uint32_t order[kPacketSize];
+      for (std::size_t start = 0; start < count; start += kPacketSize) {
+        const std::size_t n = std::min(kPacketSize, count - start);
+        for (std::size_t i = 0; i < n; ++i) order[i] = static_cast<std::uint32_t>(start + i);
+        cast_packet(order, n);
+      }
+      return;
+    }
+    case BatchMethod::Adaptive: {
+      std::vector<std::uint32_t> order(count);
+      for (std::size_t k = 0; k < count; ++k) order[k] = static_cast<std::uint32_t>(k);
+      std::size_t jumps = 0;
+      for (std::size_t k = 1; k < count; ++k) jumps += jumps_between(xyz, k - 1, k) ? 1 : 0;
+      if (count >= kSortFromProbes && jumps > count / kPacketSize) {
+        float low_x = xyz[0], high_x = xyz[0], low_z = xyz[2], high_z = xyz[2];
+        for (std::size_t k = 0; k < count; ++k) {
+          low_x = std::min(low_x, xyz[3 * k]);
+          high_x = std::max(high_x, xyz[3 * k]);
+          low_z = std::min(low_z, xyz[3 * k + 2]);
+          high_z = std::max(high_z, xyz[3 * k + 2]);
         }
-        rtcIntersect16(valid, scene_->scene, &context, &packet);
-        for (std::size_t i = 0; i < n; ++i)
-          settle(start + i, packet.hit.geomID[i], packet.hit.primID[i], packet.ray.tfar[i]);
+        const double scale_x = high_x > low_x ? kMortonCells / (double(high_x) - low_x) : 0;
+        const double scale_z = high_z > low_z ? kMortonCells / (double(high_z) - low_z) : 0;
+        std::vector<std::uint64_t> keyed(count);
+        for (std::size_t k = 0; k < count; ++k) {
+          const auto cx = static_cast<std::uint32_t>((double(xyz[3 * k]) - low_x) * scale_x);
+          const auto cz = static_cast<std::uint32_t>((double(xyz[3 * k + 2]) - low_z) * scale_z);
+          const std::uint64_t morton = spread_bits(cx) | (spread_bits(cz) << 1);
+          keyed[k] = (morton << 32) | k;
+        }
+        std::sort(keyed.begin(), keyed.end());
+        for (std::size_t k = 0; k < count; ++k) order[k] = static_cast<std::uint32_t>(keyed[k]);
+      }
+      for (std::size_t start = 0; start < count; start += kPacketSize) {
+        const std::size_t n = std::min(kPacketSize, count - start);
+        const std::uint32_t* group = order.data() + start;
+        std::size_t group_jumps = 0;
+        for (std::size_t i = 1; i < n; ++i) group_jumps += jumps_between(xyz, group[i - 1], group[i]) ? 1 : 0;
+        if (n > 1 && group_jumps <= kMaxPacketJumps) {
+          cast_packet(group, n);
+        } else {
+          for (std::size_t i = 0; i < n; ++i) cast_one(group[i]);
+        }
       }
       return;
     }

@@ -19,7 +19,9 @@ namespace game {
 enum class BatchMethod {
   SingleRays,  // one rtcIntersect1 per probe
   Stream,      // rtcIntersect1M over the whole batch
-  Packets16,   // rtcIntersect16 over groups of 16 probes
+  Packets16,   // rtcIntersect16 over groups of 16 probes, in the order given
+  Adaptive,    // large scattered batches put in Morton order first; each group of 16 as a packet when
+               // its probes lie in a few tight clusters, else as single rays
 };
 
 class Ground {
@@ -50,7 +52,7 @@ class Ground {
 };
 
 // The batch method the simulated game uses, chosen by measurement (see bench/game).
-inline constexpr BatchMethod kFastestBatch = BatchMethod::Packets16;
+inline constexpr BatchMethod kFastestBatch = BatchMethod::Adaptive;
 
 }  // namespace game
 

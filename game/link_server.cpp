@@ -8,9 +8,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
 namespace game {
 
@@ -135,10 +137,12 @@ void LinkServer::run() {
 
 void LinkServer::serve(int socket, Connection& connection) {
   Descriptor closer(socket);
-  std::string buffer;
-  std::size_t scanned = 0;    // bytes of `buffer` known to hold no newline
+  // Bytes [0, held) of `buffer` are received and not yet answered; the rest is room for the next read.
+  // The vector only grows, so reads never pay for clearing fresh space.
+  std::vector<char> buffer(kReadChunkBytes);
+  std::size_t held = 0;
+  std::size_t scanned = 0;    // bytes of the held data known to hold no newline
   bool skipping = false;      // inside the rest of an over-long line
-  std::string chunk(kReadChunkBytes, '\0');
   while (!stopping_) {
     pollfd waits[2] = {{socket, POLLIN, 0}, {wake_read_, POLLIN, 0}};
     if (::poll(waits, 2, -1) < 0) {
@@ -146,18 +150,20 @@ void LinkServer::serve(int socket, Connection& connection) {
       break;
     }
     if (waits[1].revents != 0) break;
-    const ssize_t got = ::recv(socket, chunk.data(), chunk.size(), 0);
+    if (buffer.size() < held + kReadChunkBytes) buffer.resize(std::max(buffer.size() * 2, held + kReadChunkBytes));
+    const ssize_t got = ::recv(socket, buffer.data() + held, buffer.size() - held, 0);
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) break;  // closed by the client, or broken
-    buffer.append(chunk.data(), static_cast<std::size_t>(got));
+    held += static_cast<std::size_t>(got);
 
+    const std::string_view data(buffer.data(), held);
     std::size_t consumed = 0;
     bool broken = false;
     for (;;) {
-      const std::size_t newline = buffer.find('\n', std::max(consumed, scanned));
-      if (newline == std::string::npos) break;
+      const std::size_t newline = data.find('\n', std::max(consumed, scanned));
+      if (newline == std::string_view::npos) break;
       if (!skipping) {
-        std::string answer = protocol_.answer(std::string_view(buffer).substr(consumed, newline - consumed));
+        std::string answer = protocol_.answer(data.substr(consumed, newline - consumed));
         answer.push_back('\n');
         if (!send_all(socket, answer.data(), answer.size())) {
           broken = true;
@@ -168,16 +174,17 @@ void LinkServer::serve(int socket, Connection& connection) {
       consumed = newline + 1;
     }
     if (broken) break;
-    buffer.erase(0, consumed);
-    scanned = buffer.size();
-    if (buffer.size() > kMaxLineBytes) {
+    if (consumed > 0) std::memmove(buffer.data(), buffer.data() + consumed, held - consumed);
+    held -= consumed;
+    scanned = held;
+    if (held > kMaxLineBytes) {
       if (!skipping) {
         const std::string answer = "{\"id\":null,\"ok\":false,\"error\":\"the line is longer than " +
                                    std::to_string(kMaxLineBytes) + " bytes\"}\n";
         if (!send_all(socket, answer.data(), answer.size())) break;
       }
       skipping = true;
-      buffer.clear();
+      held = 0;
       scanned = 0;
     }
   }

@@ -65,9 +65,19 @@ bool skip_value(std::string_view s, std::size_t& i) {
   return i > start;
 }
 
-// The extent [begin, end) of the value of top-level member `name` of the object in `text`; false when
-// the text does not scan as an object or has no such member spelled without escapes.
-bool find_member(std::string_view text, std::string_view name, std::size_t& begin, std::size_t& end) {
+// A top-level "probes" member found in the raw line, with its numbers read on the way when it is an
+// array of numbers (so that the array is scanned once).
+struct RawProbes {
+  bool found = false;
+  std::size_t begin = 0, end = 0;  // the value's extent in the line
+  bool read = false;               // `numbers` holds the array; otherwise `error` says why not
+  std::vector<float> numbers;
+  std::string error;
+};
+
+// Looks for a "probes" member (spelled without escapes) at the top level of the object in `text`. On
+// false the text does not scan as an object or has no such member, and the JSON parser judges the line.
+bool find_probes(std::string_view text, RawProbes& probes) {
   std::size_t i = 0;
   skip_space(text, i);
   if (i >= text.size() || text[i] != '{') return false;
@@ -84,12 +94,19 @@ bool find_member(std::string_view text, std::string_view name, std::size_t& begi
     ++i;
     skip_space(text, i);
     const std::size_t value_start = i;
-    if (!skip_value(text, i)) return false;
-    if (!escaped && key == name) {
-      begin = value_start;
-      end = i;
+    if (!escaped && key == "probes") {
+      std::size_t end = i;
+      probes.read = read_float_array(text, end, probes.numbers, probes.error);
+      if (!probes.read) {
+        end = i;
+        if (!skip_value(text, end)) return false;
+      }
+      probes.found = true;
+      probes.begin = value_start;
+      probes.end = end;
       return true;
     }
+    if (!skip_value(text, i)) return false;
     skip_space(text, i);
     if (i >= text.size() || text[i] != ',') return false;
     ++i;
@@ -122,12 +139,7 @@ Value success(const Value& id) {
 }
 
 bool read_coordinate(const Value& value, float& out) {
-  if (!value.is_number() || !std::isfinite(value.number) ||
-      std::fabs(value.number) > std::numeric_limits<float>::max()) {
-    return false;
-  }
-  out = static_cast<float>(value.number);
-  return true;
+  return value.is_number() && narrow_to_float(value.number, out);
 }
 
 bool read_point(const Value& request, WorldPoint& point) {
@@ -169,12 +181,12 @@ std::string LinkProtocol::answer(std::string_view line) const {
 
   // A "probes" array can hold hundreds of thousands of numbers: read it straight into floats and let the
   // JSON parser see the rest of the line with an empty array in its place.
-  std::size_t probes_begin = 0, probes_end = 0;
-  const bool probes_apart = find_member(line, "probes", probes_begin, probes_end);
+  RawProbes raw;
+  const bool probes_apart = find_probes(line, raw);
   std::string rest;
   if (probes_apart) {
-    rest.reserve(line.size() - (probes_end - probes_begin) + 2);
-    rest.append(line.substr(0, probes_begin)).append("[]").append(line.substr(probes_end));
+    rest.reserve(line.size() - (raw.end - raw.begin) + 2);
+    rest.append(line.substr(0, raw.begin)).append("[]").append(line.substr(raw.end));
   }
 
   Value request;
@@ -194,8 +206,8 @@ std::string LinkProtocol::answer(std::string_view line) const {
     std::vector<float> probes;
     std::string error;
     if (probes_apart) {
-      std::size_t pos = probes_begin;
-      if (!read_float_array(line, pos, probes, error)) return failure(id, "\"probes\" " + error);
+      if (!raw.read) return failure(id, "\"probes\" " + raw.error);
+      probes = std::move(raw.numbers);
     } else if (!probes_from_tree(request, probes, error)) {
       return failure(id, error);
     }
@@ -217,7 +229,8 @@ std::string LinkProtocol::answer(std::string_view line) const {
   }
 
   // Any other op ignores "probes", but the whole line must still be JSON.
-  if (probes_apart && !host::parse_json(line, request, parse_error)) {
+  Value whole;
+  if (probes_apart && !host::parse_json(line, whole, parse_error)) {
     return failure(Value(), "the line is not json: " + parse_error.message());
   }
 

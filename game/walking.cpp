@@ -17,10 +17,7 @@ constexpr double kFullTurnDegrees = 360;
 constexpr double kRadiansToDegrees = 180.0 / 3.14159265358979323846;
 
 bool read_coordinate(const Value& value, float& out) {
-  if (!value.is_number() || !std::isfinite(value.number)) return false;
-  if (std::fabs(value.number) > std::numeric_limits<float>::max()) return false;
-  out = static_cast<float>(value.number);
-  return true;
+  return value.is_number() && narrow_to_float(value.number, out);
 }
 
 bool read_point(const Value& value, WorldPoint& point) {

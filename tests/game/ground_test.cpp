@@ -61,14 +61,15 @@ TEST(Ground, AnswersTheFirstSurfaceStraightBelowTheProbe) {
 
 TEST(Ground, BatchMethodsAgreeWithSingleProbes) {
   std::string error;
-  auto ground = Ground::build(bumpy_terrain(64, 500, 80), error);
+  auto ground = Ground::build(bumpy_terrain(64, 5000, 80), error);
   ASSERT_TRUE(ground) << error;
   std::mt19937 random(7);
-  std::uniform_real_distribution<float> across(-600, 600);  // some probes miss the terrain
-  const std::size_t count = 1003;                            // not a multiple of 16
+  std::uniform_real_distribution<float> across(-6000, 6000);  // some probes miss the terrain
+  const std::size_t count = 5003;  // enough to be put in Morton order; not a multiple of 16
   std::vector<float> probes;
   for (std::size_t k = 0; k < count; ++k) probes.insert(probes.end(), {across(random), 200.0f, across(random)});
-  for (BatchMethod method : {BatchMethod::SingleRays, BatchMethod::Stream, BatchMethod::Packets16}) {
+  for (BatchMethod method :
+       {BatchMethod::SingleRays, BatchMethod::Stream, BatchMethod::Packets16, BatchMethod::Adaptive}) {
     std::vector<float> heights(count, -1);
     std::vector<std::uint8_t> found(count, 9);
     ground->below_batch(probes.data(), count, heights.data(), found.data(), method);

@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <random>
 
+#include "game/flat_numbers.h"
 #include "host/json_text/json_text.h"
 
 namespace game {
@@ -148,6 +152,46 @@ TEST_F(Protocol, SurvivesRandomBytesAndMangledRequests) {
     const Value answer = ask(line);
     ASSERT_TRUE(answer.is_object()) << line;
     EXPECT_TRUE(answer.get("ok").is_bool()) << line;
+  }
+}
+
+}  // namespace
+}  // namespace game
+
+namespace game {
+namespace {
+
+TEST(FlatNumbers, ReadEveryDecimalAsTheNearestDoubleNarrowedToFloat) {
+  std::mt19937 random(5);
+  std::string text = "[";
+  std::vector<float> written;
+  for (int k = 0; k < 20000; ++k) {
+    std::uint32_t bits = static_cast<std::uint32_t>(random());
+    float value;
+    std::memcpy(&value, &bits, sizeof value);
+    if (!std::isfinite(value)) continue;
+    written.push_back(value);
+    if (written.size() > 1) text += ',';
+    append_float(text, value);
+  }
+  // Long and awkward decimals, checked against the C library's conversion.
+  const char* awkward[] = {"0.1000000000000000055511151231257827", "123456789012345678901234567890",
+                           "-0.000000000000000000000000000000000000000000001", "1e-400", "0.30000001192092896",
+                           "16777217", "3.4028235e38", "1.17549435e-38"};
+  for (const char* decimal : awkward) {
+    text += ',';
+    text += decimal;
+    written.push_back(static_cast<float>(std::strtod(decimal, nullptr)));
+  }
+  text += ']';
+  std::vector<float> read;
+  std::string error;
+  std::size_t pos = 0;
+  ASSERT_TRUE(read_float_array(text, pos, read, error)) << error;
+  EXPECT_EQ(pos, text.size());
+  ASSERT_EQ(read.size(), written.size());
+  for (std::size_t k = 0; k < read.size(); ++k) {
+    EXPECT_EQ(std::memcmp(&read[k], &written[k], sizeof(float)), 0) << "number " << k << " of " << text.size();
   }
 }
 
