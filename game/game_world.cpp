@@ -59,6 +59,10 @@ std::unique_ptr<GameWorld> GameWorld::from_obj(const std::string& path, Clock cl
 
 bool GameWorld::ground_height(const WorldPoint& probe, float& height, std::string& note) const {
   if (ground_->below(probe.x, probe.y, probe.z, height)) return true;
+  if (!std::isfinite(probe.x) || !std::isfinite(probe.y) || !std::isfinite(probe.z)) {
+    note = "the probe is not a finite point";
+    return false;
+  }
   note = std::string(has_sea_ ? "open sea below (" : "nothing below (") + float_text(probe.x) + ", " +
          float_text(probe.z) + ")";
   return false;

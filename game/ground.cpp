@@ -61,6 +61,17 @@ std::uint32_t spread_bits(std::uint32_t v) {
   return v;
 }
 
+bool finite_probe(const float* xyz, std::size_t k) {
+  return std::isfinite(xyz[3 * k]) && std::isfinite(xyz[3 * k + 1]) && std::isfinite(xyz[3 * k + 2]);
+}
+
+// A coordinate's cell on the Morton grid; anything outside (or not a number) goes to the nearest edge.
+std::uint32_t morton_cell(double offset) {
+  if (!(offset > 0)) return 0;
+  if (offset >= kMortonCells) return static_cast<std::uint32_t>(kMortonCells);
+  return static_cast<std::uint32_t>(offset);
+}
+
 bool jumps_between(const float* xyz, std::size_t a, std::size_t b) {
   return std::fabs(xyz[3 * a] - xyz[3 * b]) + std::fabs(xyz[3 * a + 2] - xyz[3 * b + 2]) > kJumpDistance;
 }
@@ -135,6 +146,8 @@ std::unique_ptr<Ground> Ground::build(const WorldMesh& mesh, std::string& error)
 }
 
 bool Ground::below(float x, float y, float z, float& height) const {
+  // A probe that is not a point has nothing below it (and Embree is not asked about it).
+  if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z)) return false;
   RTCIntersectContext context;
   rtcInitIntersectContext(&context);
   RTCRayHit hit;
@@ -152,6 +165,11 @@ void Ground::below_batch(const float* xyz, std::size_t count, float* heights, st
   const Scene& s = *scene_;
   // Casts probe k as a single ray and records its answer.
   auto cast_one = [&](std::size_t k) {
+    if (!finite_probe(xyz, k)) {
+      found[k] = 0;
+      heights[k] = 0.0f;
+      return;
+    }
     RTCRayHit hit;
     aim_down(hit, xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2]);
     rtcIntersect1(s.scene, &context, &hit);
@@ -168,9 +186,9 @@ void Ground::below_batch(const float* xyz, std::size_t count, float* heights, st
     rtcInitIntersectContext(&coherent);
     coherent.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
     for (std::size_t i = 0; i < kPacketSize; ++i) {
-      const bool live = i < n;
+      const bool live = i < n && finite_probe(xyz, order[i]);
       valid[i] = live ? -1 : 0;
-      const std::size_t k = order[live ? i : 0];
+      const std::size_t k = order[i < n ? i : 0];
       packet.ray.org_x[i] = xyz[3 * k];
       packet.ray.org_y[i] = xyz[3 * k + 1];
       packet.ray.org_z[i] = xyz[3 * k + 2];
@@ -209,6 +227,12 @@ void Ground::below_batch(const float* xyz, std::size_t count, float* heights, st
         for (std::size_t i = 0; i < n; ++i) {
           const std::size_t k = start + i;
           aim_down(rays[i], xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2]);
+          // A probe that is not a point gets an empty ray: nothing can be hit.
+          if (!finite_probe(xyz, k)) {
+            aim_down(rays[i], 0, 0, 0);
+            rays[i].ray.tnear = 1;  // tnear beyond tfar: Embree leaves the ray out
+            rays[i].ray.tfar = 0;
+          }
         }
         rtcIntersect1M(s.scene, &context, rays.data(), static_cast<unsigned>(n), sizeof(RTCRayHit));
         for (std::size_t i = 0; i < n; ++i) {
@@ -236,19 +260,20 @@ void Ground::below_batch(const float* xyz, std::size_t count, float* heights, st
       std::size_t jumps = 0;
       for (std::size_t k = 1; k < count; ++k) jumps += jumps_between(xyz, k - 1, k) ? 1 : 0;
       if (count >= kSortFromProbes && jumps > count / kPacketSize) {
-        float low_x = xyz[0], high_x = xyz[0], low_z = xyz[2], high_z = xyz[2];
+        double low_x = kNoFarLimit, high_x = -kNoFarLimit, low_z = kNoFarLimit, high_z = -kNoFarLimit;
         for (std::size_t k = 0; k < count; ++k) {
-          low_x = std::min(low_x, xyz[3 * k]);
-          high_x = std::max(high_x, xyz[3 * k]);
-          low_z = std::min(low_z, xyz[3 * k + 2]);
-          high_z = std::max(high_z, xyz[3 * k + 2]);
+          if (!finite_probe(xyz, k)) continue;
+          low_x = std::min<double>(low_x, xyz[3 * k]);
+          high_x = std::max<double>(high_x, xyz[3 * k]);
+          low_z = std::min<double>(low_z, xyz[3 * k + 2]);
+          high_z = std::max<double>(high_z, xyz[3 * k + 2]);
         }
-        const double scale_x = high_x > low_x ? kMortonCells / (double(high_x) - low_x) : 0;
-        const double scale_z = high_z > low_z ? kMortonCells / (double(high_z) - low_z) : 0;
+        const double scale_x = high_x > low_x ? kMortonCells / (high_x - low_x) : 0;
+        const double scale_z = high_z > low_z ? kMortonCells / (high_z - low_z) : 0;
         std::vector<std::uint64_t> keyed(count);
         for (std::size_t k = 0; k < count; ++k) {
-          const auto cx = static_cast<std::uint32_t>((double(xyz[3 * k]) - low_x) * scale_x);
-          const auto cz = static_cast<std::uint32_t>((double(xyz[3 * k + 2]) - low_z) * scale_z);
+          const std::uint32_t cx = morton_cell((xyz[3 * k] - low_x) * scale_x);
+          const std::uint32_t cz = morton_cell((xyz[3 * k + 2] - low_z) * scale_z);
           const std::uint64_t morton = spread_bits(cx) | (spread_bits(cz) << 1);
           keyed[k] = (morton << 32) | k;
         }

@@ -113,6 +113,44 @@ bool find_probes(std::string_view text, RawProbes& probes) {
   }
 }
 
+// The byte offset of the first byte that does not belong to well-formed UTF-8 (no overlong forms, no
+// surrogates, nothing above U+10FFFF), or npos. The JSON parser is given only well-formed text: a
+// sequence cut short at the end of a line must never make it read past the line.
+std::size_t first_bad_utf8(std::string_view s) {
+  std::size_t i = 0;
+  while (i < s.size()) {
+    const auto c = static_cast<unsigned char>(s[i]);
+    if (c < 0x80) {
+      ++i;
+      continue;
+    }
+    std::size_t length = 0;
+    unsigned char low = 0x80, high = 0xBF;  // the allowed range of the second byte
+    if (c >= 0xC2 && c <= 0xDF) {
+      length = 2;
+    } else if (c >= 0xE0 && c <= 0xEF) {
+      length = 3;
+      if (c == 0xE0) low = 0xA0;
+      if (c == 0xED) high = 0x9F;
+    } else if (c >= 0xF0 && c <= 0xF4) {
+      length = 4;
+      if (c == 0xF0) low = 0x90;
+      if (c == 0xF4) high = 0x8F;
+    } else {
+      return i;
+    }
+    if (i + length > s.size()) return i;
+    const auto second = static_cast<unsigned char>(s[i + 1]);
+    if (second < low || second > high) return i;
+    for (std::size_t k = 2; k < length; ++k) {
+      const auto next = static_cast<unsigned char>(s[i + k]);
+      if (next < 0x80 || next > 0xBF) return i;
+    }
+    i += length;
+  }
+  return std::string_view::npos;
+}
+
 // --- Answers ------------------------------------------------------------------------------------------
 
 std::string print(const Value& value) {
@@ -189,6 +227,13 @@ std::string LinkProtocol::answer(std::string_view line) const {
     rest.append(line.substr(0, raw.begin)).append("[]").append(line.substr(raw.end));
   }
 
+  // Probes read as numbers are plain ASCII; everything else is checked before any parser sees it.
+  const bool check_rest_only = probes_apart && raw.read;
+  std::size_t bad = first_bad_utf8(check_rest_only ? std::string_view(rest) : line);
+  if (bad != std::string_view::npos) {
+    if (check_rest_only && bad >= raw.begin + 2) bad += (raw.end - raw.begin) - 2;  // where it is in the line
+    return failure(Value(), "the line is not json: line 1, column " + std::to_string(bad + 1) + ": invalid utf-8");
+  }
   Value request;
   host::JsonTextError parse_error;
   if (!host::parse_json(probes_apart ? std::string_view(rest) : line, request, parse_error)) {

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <limits>
 #include <random>
 
 #include "game/game_world.h"
@@ -68,6 +69,9 @@ TEST(Ground, BatchMethodsAgreeWithSingleProbes) {
   const std::size_t count = 5003;  // enough to be put in Morton order; not a multiple of 16
   std::vector<float> probes;
   for (std::size_t k = 0; k < count; ++k) probes.insert(probes.end(), {across(random), 200.0f, across(random)});
+  // Probes that are not points find nothing, in every method.
+  probes[3 * 17] = std::numeric_limits<float>::quiet_NaN();
+  probes[3 * 4000 + 2] = std::numeric_limits<float>::infinity();
   for (BatchMethod method :
        {BatchMethod::SingleRays, BatchMethod::Stream, BatchMethod::Packets16, BatchMethod::Adaptive}) {
     std::vector<float> heights(count, -1);

@@ -102,6 +102,10 @@ TEST_F(Protocol, RefusesBadRequestsAndGarbageWithAnErrorAnswer) {
       {"", nullptr},
       {"garbage", nullptr},
       {R"({"id":17,"op":"hello"} {"id":18})", nullptr},
+      {"{\"id\":19,\"op\":\"\xf0", nullptr},
+      {"{\"id\":20,\"op\":\"hello\",\"probes\":[1,2,3],\"x\":\"\xe2\x82", nullptr},
+      {"{\"id\":21,\"op\":\"\xed\xa0\x80\"}", nullptr},
+      {"{\"id\":22,\"op\":\"hello\",\"probes\":[\"\xf4", nullptr},
   };
   for (const Exchange& e : exchanges) {
     const Value answer = ask(e.request);
