@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <string_view>
 #include <vector>
@@ -20,6 +21,7 @@ namespace {
 
 constexpr std::size_t kReadChunkBytes = 256 * 1024;
 constexpr int kListenBacklog = 16;
+constexpr std::chrono::milliseconds kAcceptBackoff{50};  // pause after running out of descriptors
 
 // Closes the descriptor when it goes out of scope.
 struct Descriptor {
@@ -47,7 +49,8 @@ bool send_all(int socket, const char* data, std::size_t size) {
 
 }  // namespace
 
-LinkServer::LinkServer(GameWorld& world) : protocol_(world) {}
+LinkServer::LinkServer(GameWorld& world, std::size_t max_line_bytes)
+    : protocol_(world), max_line_bytes_(max_line_bytes) {}
 
 LinkServer::~LinkServer() {
   stop();
@@ -122,7 +125,13 @@ void LinkServer::run() {
     }
     if (!(waits[0].revents & POLLIN)) continue;
     const int socket = ::accept4(listen_fd_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (socket < 0) continue;  // the client gave up before being accepted, or out of descriptors for now
+    if (socket < 0) {
+      // The client gave up before being accepted, or descriptors ran out for now: do not spin on it.
+      if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+        std::this_thread::sleep_for(kAcceptBackoff);
+      }
+      continue;
+    }
     const int yes = 1;
     ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
     Connection& connection = connections_.emplace_back();
@@ -133,6 +142,11 @@ void LinkServer::run() {
     if (connection.thread.joinable()) connection.thread.join();
   }
   connections_.clear();
+}
+
+std::string LinkServer::overlong_answer() const {
+  return "{\"id\":null,\"ok\":false,\"error\":\"the line is longer than " + std::to_string(max_line_bytes_) +
+         " bytes\"}";
 }
 
 void LinkServer::serve(int socket, Connection& connection) {
@@ -163,7 +177,8 @@ void LinkServer::serve(int socket, Connection& connection) {
       const std::size_t newline = data.find('\n', std::max(consumed, scanned));
       if (newline == std::string_view::npos) break;
       if (!skipping) {
-        std::string answer = protocol_.answer(data.substr(consumed, newline - consumed));
+        const std::size_t length = newline - consumed;
+        std::string answer = length > max_line_bytes_ ? overlong_answer() : protocol_.answer(data.substr(consumed, length));
         answer.push_back('\n');
         if (!send_all(socket, answer.data(), answer.size())) {
           broken = true;
@@ -177,10 +192,9 @@ void LinkServer::serve(int socket, Connection& connection) {
     if (consumed > 0) std::memmove(buffer.data(), buffer.data() + consumed, held - consumed);
     held -= consumed;
     scanned = held;
-    if (held > kMaxLineBytes) {
+    if (held > max_line_bytes_) {
       if (!skipping) {
-        const std::string answer = "{\"id\":null,\"ok\":false,\"error\":\"the line is longer than " +
-                                   std::to_string(kMaxLineBytes) + " bytes\"}\n";
+        const std::string answer = overlong_answer() + "\n";
         if (!send_all(socket, answer.data(), answer.size())) break;
       }
       skipping = true;

@@ -26,7 +26,8 @@ inline constexpr std::size_t kMaxLineBytes = 64u << 20;
 
 class LinkServer {
  public:
-  explicit LinkServer(GameWorld& world);
+  // `max_line_bytes`: the longest request line answered (longer ones get an error answer).
+  explicit LinkServer(GameWorld& world, std::size_t max_line_bytes = kMaxLineBytes);
   ~LinkServer();  // stops, closes every socket and joins every thread
   LinkServer(const LinkServer&) = delete;
   LinkServer& operator=(const LinkServer&) = delete;
@@ -49,8 +50,10 @@ class LinkServer {
     std::atomic<bool> done{false};
   };
   void serve(int socket, Connection& connection);
+  std::string overlong_answer() const;
 
   LinkProtocol protocol_;
+  std::size_t max_line_bytes_;
   int listen_fd_ = -1;
   int wake_read_ = -1, wake_write_ = -1;  // readable once `stop` has been called
   std::uint16_t port_ = 0;

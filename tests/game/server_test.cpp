@@ -82,6 +82,30 @@ TEST(LinkServer, ServesPipelinedAndSplitLinesInOrderOnSeveralConnections) {
   serving.join();
 }
 
+TEST(LinkServer, AnswersAnOverlongLineWithAnErrorAndCarriesOn) {
+  std::string error;
+  auto world = GameWorld::island(Clock::Manual, error);
+  ASSERT_TRUE(world) << error;
+  constexpr std::size_t kSmallLimit = 64;
+  LinkServer server(*world, kSmallLimit);
+  ASSERT_TRUE(server.listen(0, error)) << error;
+  std::thread serving([&server] { server.run(); });
+  {
+    Client client(server.port());
+    ASSERT_TRUE(client.connected());
+    client.send("{\"id\":1,\"op\":\"hello\",\"padding\":\"" + std::string(5000, 'x') + "\"}\n{\"id\":2,\"op\":\"hello\"}\n");
+    EXPECT_EQ(client.line(), R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})");
+    EXPECT_EQ(client.line(), R"({"id":2,"ok":true,"protocol":1,"world":"island"})");
+    // The same, arriving in pieces: answered once, as soon as it is known to be too long.
+    client.send("{\"id\":3,\"op\":\"hello\",\"padding\":\"" + std::string(100, 'x'));
+    EXPECT_EQ(client.line(), R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})");
+    client.send(std::string(300, 'y') + "\"}\n{\"id\":4,\"op\":\"hello\"}\n");
+    EXPECT_EQ(client.line(), R"({"id":4,"ok":true,"protocol":1,"world":"island"})");
+  }
+  server.stop();
+  serving.join();
+}
+
 // Starts the real binary on a free port and reads the port from its first stderr line.
 class GameProcess {
  public:
