@@ -47,7 +47,7 @@ class GameWorld {
   const Ground& ground() const { return *ground_; }
 
   // The first surface straight below `probe`. On false, `note` says why there is none ("open sea below
-  // (x, z)" or "nothing below (x, z)") and `height` is untouched.
+  // (x, z)", "nothing below (x, z)", or "the probe is not a finite point") and `height` is untouched.
   bool ground_height(const story_notebook::WorldPoint& probe, float& height, std::string& note) const;
   // Ground below `count` probes given as x, y, z triples; one height and found flag per probe
   // (height 0 where nothing is below).
