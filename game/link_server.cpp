@@ -178,7 +178,8 @@ void LinkServer::serve(int socket, Connection& connection) {
       if (newline == std::string_view::npos) break;
       if (!skipping) {
         const std::size_t length = newline - consumed;
-        std::string answer = length > max_line_bytes_ ? overlong_answer() : protocol_.answer(data.substr(consumed, length));
+        std::string answer =
+            length > max_line_bytes_ ? overlong_answer() : protocol_.answer(data.substr(consumed, length));
         answer.push_back('\n');
         if (!send_all(socket, answer.data(), answer.size())) {
           broken = true;

@@ -1,7 +1,9 @@
 #include "game/world_mesh.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
+#include <fstream>
 
 #include <tiny_obj_loader.h>
 
@@ -51,11 +53,18 @@ bool load_obj(const std::string& path, WorldMesh& mesh, std::string& error) {
   config.triangulate = true;
   config.vertex_color = false;
   config.mtl_search_path = "";  // materials play no part in collision
+  if (!std::ifstream(path)) {
+    error = "cannot read the world \"" + path + "\": no such file, or it cannot be opened";
+    return false;
+  }
   tinyobj::ObjReader reader;
   if (!reader.ParseFromFile(path, config)) {
+    // The reader's own words, in the form of our messages: one line, lower-case, no final full stop.
     std::string why = reader.Error();
-    while (!why.empty() && (why.back() == '\n' || why.back() == '.')) why.pop_back();
-    error = "cannot read the world \"" + path + "\": " + (why.empty() ? "unreadable" : why);
+    std::replace(why.begin(), why.end(), '\n', ' ');
+    while (!why.empty() && (why.back() == ' ' || why.back() == '.')) why.pop_back();
+    if (!why.empty()) why[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(why[0])));
+    error = "cannot read the world \"" + path + "\": " + (why.empty() ? "it is not an obj file" : why);
     return false;
   }
   mesh = WorldMesh{};

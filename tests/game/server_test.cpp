@@ -93,7 +93,8 @@ TEST(LinkServer, AnswersAnOverlongLineWithAnErrorAndCarriesOn) {
   {
     Client client(server.port());
     ASSERT_TRUE(client.connected());
-    client.send("{\"id\":1,\"op\":\"hello\",\"padding\":\"" + std::string(5000, 'x') + "\"}\n{\"id\":2,\"op\":\"hello\"}\n");
+    client.send("{\"id\":1,\"op\":\"hello\",\"padding\":\"" + std::string(5000, 'x') +
+                "\"}\n{\"id\":2,\"op\":\"hello\"}\n");
     EXPECT_EQ(client.line(), R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})");
     EXPECT_EQ(client.line(), R"({"id":2,"ok":true,"protocol":1,"world":"island"})");
     // The same, arriving in pieces: answered once, as soon as it is known to be too long.
