@@ -22,7 +22,7 @@ Value parse(const std::string& text) {
   return value;
 }
 
-class Protocol : public testing::Test {
+class LinkProtocolTest : public testing::Test {
  protected:
   void SetUp() override {
     std::string error;
@@ -44,7 +44,7 @@ struct Exchange {
   const char* answer;  // the whole answer, compared as JSON
 };
 
-TEST_F(Protocol, AnswersEveryOpWithItsFields) {
+TEST_F(LinkProtocolTest, AnswersEveryOpWithItsFields) {
   const Exchange exchanges[] = {
       {R"({"id":1,"op":"hello"})", R"({"id":1,"ok":true,"protocol":1,"world":"island"})"},
       {R"({"op":"ground_height","id":2,"x":0,"y":200,"z":0})", R"({"id":2,"ok":true,"found":true,"height":100})"},
@@ -72,7 +72,7 @@ TEST_F(Protocol, AnswersEveryOpWithItsFields) {
   for (const Exchange& e : exchanges) EXPECT_EQ(ask(e.request), parse(e.answer)) << e.request;
 }
 
-TEST_F(Protocol, RefusesBadRequestsAndGarbageWithAnErrorAnswer) {
+TEST_F(LinkProtocolTest, RefusesBadRequestsAndGarbageWithAnErrorAnswer) {
   const Exchange exchanges[] = {
       {R"({"id":1,"op":"fly"})", R"({"id":1,"ok":false,"error":"unknown op \"fly\""})"},
       {R"({"id":2})", R"({"id":2,"ok":false,"error":"a request needs a string \"op\""})"},
@@ -123,7 +123,7 @@ TEST_F(Protocol, RefusesBadRequestsAndGarbageWithAnErrorAnswer) {
   }
 }
 
-TEST_F(Protocol, FloatsTravelAsTheirShortestTextAndArriveBitExact) {
+TEST_F(LinkProtocolTest, FloatsTravelAsTheirShortestTextAndArriveBitExact) {
   ask(R"({"id":1,"op":"teleport","x":0.1,"y":100,"z":-1234.567})");
   EXPECT_EQ(world_->link().x, 0.1f);
   EXPECT_EQ(world_->link().z, -1234.567f);
@@ -132,7 +132,7 @@ TEST_F(Protocol, FloatsTravelAsTheirShortestTextAndArriveBitExact) {
             R"({"id":3,"ok":true,"heights":[300,0],"found":[1,0]})");
 }
 
-TEST_F(Protocol, AdvanceIsRefusedOnTheRealClock) {
+TEST_F(LinkProtocolTest, AdvanceIsRefusedOnTheRealClock) {
   std::string error;
   auto real = GameWorld::island(Clock::Real, error);
   ASSERT_TRUE(real) << error;
@@ -140,7 +140,7 @@ TEST_F(Protocol, AdvanceIsRefusedOnTheRealClock) {
   EXPECT_EQ(answer.get("error").str, "\"advance\" needs the manual clock; this game runs on the real clock");
 }
 
-TEST_F(Protocol, SurvivesRandomBytesAndMangledRequests) {
+TEST_F(LinkProtocolTest, SurvivesRandomBytesAndMangledRequests) {
   std::mt19937 random(11);
   const std::string seeds[] = {R"({"id":1,"op":"ground_heights","probes":[0,200,0,1,2,3]})",
                                R"({"id":2,"op":"load","package":"p","document":{"actors":[{"id":"a"}]}})"};
