@@ -67,8 +67,8 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
     // each from the first command that names it.
     bool listed = false, known = false;
     std::string problem;
-    for (const Value& entry :
-         bench->session_->host_command("packages", Value::object(), problem, listed, known).get("packages").items) {
+    const Value listing = bench->session_->host_command("packages", Value::object(), problem, listed, known);
+    for (const Value& entry : listing.get("packages").items) {
       if (entry.has("error")) bench->note("package \"" + entry.get("name").str + "\": " + entry.get("error").str);
     }
     if (bench->link_) bench->link_->ensure_connected();

@@ -102,6 +102,7 @@ RunResult run_pathwright(const std::vector<std::string>& args, const std::string
 }
 
 ServeProcess::ServeProcess(const std::vector<std::string>& args, const std::string& stderr_path) {
+  ::signal(SIGPIPE, SIG_IGN);  // a server that died is a failed expectation, not the end of the tests
   int in[2], out[2];
   if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("cannot make pipes");
   int err = ::open(stderr_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);

@@ -2,7 +2,9 @@
 // store, spoken to over pipes.
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -226,6 +228,11 @@ class GameProcess {
   explicit GameProcess(std::uint16_t port) {
     pid_ = ::fork();
     if (pid_ == 0) {
+      // Dies with the test, and keeps no pipe of the test runner open behind it.
+      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+      int quiet = ::open("/dev/null", O_WRONLY);
+      ::dup2(quiet, 1);
+      ::dup2(quiet, 2);
       std::string binary = PATHWRIGHT_GAME_BINARY, port_text = std::to_string(port);
       ::execl(binary.c_str(), binary.c_str(), "--port", port_text.c_str(), "--clock", "manual", nullptr);
       ::_exit(127);
