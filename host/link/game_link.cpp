@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include <simdjson.h>
+
 #include "host/json_text/json_text.h"
 
 namespace host {
@@ -13,11 +15,13 @@ using mods::json::Value;
 using story_notebook::WorldPoint;
 
 // A JSON string literal for `text`.
-std::string quoted(const std::string& text) {
+std::string json_string(const std::string& text) {
   std::string out, error;
   print_json(Value::of(text), JsonLayout::Compact, out, error);
   return out;
 }
+
+constexpr std::size_t kFloatTextBytes = 12;  // bytes a typical coordinate and its comma take
 
 std::string seconds_text(double seconds) {
   char buffer[32];
@@ -57,13 +61,64 @@ bool parse_game_address(const std::string& text, GameAddress& address, std::stri
 GameLink::GameLink(GameAddress address, double timeout_seconds)
     : address_(std::move(address)), timeout_seconds_(timeout_seconds) {}
 
-GameLink::~GameLink() = default;
 
 std::string GameLink::float_text(float value) {
+  std::string text;
+  append_float(text, value);
+  return text;
+}
+
+void GameLink::append_float(std::string& out, float value) {
   char buffer[64];
   auto end = std::to_chars(buffer, buffer + sizeof buffer, value).ptr;
-  return std::string(buffer, end);
+  out.append(buffer, end);
 }
+
+// A route check asks for the ground below thousands of probes; building a JSON value per number costs
+// far more than the round trip itself, so well-formed answers are read straight off simdjson's tape.
+struct GameLink::FastReader {
+  simdjson::dom::parser parser;
+
+  // True when `text` is an "ok" answer to request `id` holding `count` heights and found flags, which
+  // are then in the outputs. False for anything else, with the outputs unspecified.
+  bool heights(const std::string& text, std::uint64_t id, std::size_t count, std::vector<float>& heights,
+               std::vector<bool>& found) {
+    simdjson::dom::object answer;
+    if (parser.parse(text).get_object().get(answer) != simdjson::SUCCESS) return false;
+    double answer_id = 0;
+    bool ok = false;
+    simdjson::dom::array h, f;
+    if (answer["id"].get_double().get(answer_id) != simdjson::SUCCESS || answer_id != static_cast<double>(id) ||
+        answer["ok"].get_bool().get(ok) != simdjson::SUCCESS || !ok ||
+        answer["heights"].get_array().get(h) != simdjson::SUCCESS ||
+        answer["found"].get_array().get(f) != simdjson::SUCCESS || h.size() != count || f.size() != count) {
+      return false;
+    }
+    heights.resize(count);
+    found.resize(count);
+    std::size_t k = 0;
+    for (simdjson::dom::element height : h) {
+      double value = 0;
+      if (height.get_double().get(value) != simdjson::SUCCESS) return false;
+      heights[k++] = static_cast<float>(value);
+    }
+    k = 0;
+    for (simdjson::dom::element flag : f) {
+      double number = 0;
+      bool boolean = false;
+      if (flag.get_double().get(number) == simdjson::SUCCESS) {
+        found[k++] = number != 0;
+      } else if (flag.get_bool().get(boolean) == simdjson::SUCCESS) {
+        found[k++] = boolean;
+      } else {
+        return false;
+      }
+    }
+    return true;
+  }
+};
+
+GameLink::~GameLink() = default;
 
 void GameLink::disconnect() {
   connection_.reset();
@@ -147,11 +202,17 @@ bool GameLink::greet() {
 }
 
 bool GameLink::exchange(const std::string& op, const std::string& fields, Value& answer, std::string& error) {
+  std::uint64_t id = 0;
+  const std::string text = round_trip(op, fields, id);
+  return read_answer(text, id, answer, error);
+}
+
+std::string GameLink::round_trip(const std::string& op, const std::string& fields, std::uint64_t& id) {
   if (!connection_) throw GameLinkError("the game is not connected");
-  std::uint64_t id = next_id_++;
-  std::string line = "{\"id\":" + std::to_string(id) + ",\"op\":" + quoted(op);
-  if (!fields.empty()) line += "," + fields;
-  line += "}";
+  id = next_id_++;
+  std::string line = "{\"id\":" + std::to_string(id) + ",\"op\":" + json_string(op);
+  if (!fields.empty()) line.append(",").append(fields);
+  line.push_back('}');
 
   const int timeout_ms = static_cast<int>(std::ceil(timeout_seconds_ * 1000.0));
   const std::string late = "the game did not answer within " + seconds_text(timeout_seconds_) + " s";
@@ -167,6 +228,10 @@ bool GameLink::exchange(const std::string& op, const std::string& fields, Value&
     case LineConnection::Read::Closed: fail("the game closed the connection");
     case LineConnection::Read::Failed: fail("the game link failed: " + problem);
   }
+  return text;
+}
+
+bool GameLink::read_answer(const std::string& text, std::uint64_t id, Value& answer, std::string& error) {
   JsonTextError parse_error;
   if (!parse_json(text, answer, parse_error)) fail("the game sent a malformed answer: " + parse_error.message());
   if (!answer.is_object()) fail("the game sent a malformed answer: not a JSON object");
@@ -210,19 +275,29 @@ bool GameLink::ground_height(const WorldPoint& probe, float& height, std::string
 
 bool GameLink::ground_heights(const std::vector<WorldPoint>& probes, std::vector<float>& heights,
                               std::vector<bool>& found, std::string& error) {
-  std::string list;
-  list.reserve(probes.size() * 24);
+  std::string fields = "\"probes\":[";
+  fields.reserve(fields.size() + probes.size() * 3 * kFloatTextBytes);
   for (std::size_t k = 0; k < probes.size(); ++k) {
     if (!finite(probes[k])) {
       error = "probe " + std::to_string(k + 1) + " is not a finite point";
       return false;
     }
-    if (k > 0) list += ',';
-    list += float_text(probes[k].x) + "," + float_text(probes[k].y) + "," + float_text(probes[k].z);
+    if (k > 0) fields.push_back(',');
+    append_float(fields, probes[k].x);
+    fields.push_back(',');
+    append_float(fields, probes[k].y);
+    fields.push_back(',');
+    append_float(fields, probes[k].z);
   }
+  fields.push_back(']');
   try {
+    std::uint64_t id = 0;
+    const std::string text = round_trip("ground_heights", fields, id);
+    if (!fast_) fast_ = std::make_unique<FastReader>();
+    if (fast_->heights(text, id, probes.size(), heights, found)) return true;
+    // Anything the fast reader does not take goes the careful way, which names what is wrong.
     Value answer;
-    if (!exchange("ground_heights", "\"probes\":[" + list + "]", answer, error)) {
+    if (!read_answer(text, id, answer, error)) {
       error = "the game refused \"ground_heights\": " + error;
       return false;
     }
@@ -252,7 +327,7 @@ bool GameLink::ground_heights(const std::vector<WorldPoint>& probes, std::vector
 Value GameLink::live_route(editor::Session::Package& package, const std::string& id) {
   Value answer;
   std::string error;
-  if (!exchange("live_route", "\"package\":" + quoted(package.name) + ",\"actor\":" + quoted(id), answer, error)) {
+  if (!exchange("live_route", "\"package\":" + json_string(package.name) + ",\"actor\":" + json_string(id), answer, error)) {
     throw GameLinkError("the game refused \"live_route\": " + error);
   }
   if (!answer.has("route")) fail("the game sent a malformed answer: no \"route\"");
@@ -296,7 +371,7 @@ bool GameLink::load_package(const editor::Session::Package& package, std::string
   if (!print_json(package.document, JsonLayout::Compact, document, error)) return false;
   try {
     Value answer;
-    if (!exchange("load", "\"package\":" + quoted(package.name) + ",\"document\":" + document, answer, error)) {
+    if (!exchange("load", "\"package\":" + json_string(package.name) + ",\"document\":" + document, answer, error)) {
       return false;
     }
     if (!answer.get("walking").is_number()) fail("the game sent a malformed answer: \"walking\" is not a number");

@@ -88,8 +88,16 @@ class GameLink : public editor::LiveGame {
 
   // The shortest text that reads back to the same float (the protocol's float form).
   static std::string float_text(float value);
+  static void append_float(std::string& out, float value);
 
  private:
+  struct FastReader;  // reads well-formed "ground_heights" answers without building a JSON value
+
+  // Sends request `op` and answers the answer line. Throws GameLinkError (after dropping the connection)
+  // when the link fails, and when not connected. `id` is the request's id.
+  std::string round_trip(const std::string& op, const std::string& fields, std::uint64_t& id);
+  // Reads answer line `text` to request `id`, as `exchange` answers.
+  bool read_answer(const std::string& text, std::uint64_t id, mods::json::Value& answer, std::string& error);
   bool greet();
   [[noreturn]] void fail(const std::string& what);
   bool read_point(const mods::json::Value& answer, story_notebook::WorldPoint& point);
@@ -98,6 +106,7 @@ class GameLink : public editor::LiveGame {
   GameAddress address_;
   double timeout_seconds_;
   std::unique_ptr<LineConnection> connection_;
+  std::unique_ptr<FastReader> fast_;
   std::string world_;
   std::string last_problem_;
   std::uint64_t next_id_ = 1;

@@ -180,6 +180,44 @@ TEST(GameLink, ABrokenGameEndsTheCommandWithAClearErrorAndDropsTheConnection) {
   }
 }
 
+TEST(GameLink, GroundHeightsTakesOnlyOneWellFormedEntryPerProbe) {
+  struct Case {
+    const char* fields;  // the answer's members after "id"
+    bool ok;
+    std::vector<bool> found;
+    const char* error;
+  };
+  const Case cases[] = {
+      {R"("ok":true,"heights":[100,0.1],"found":[1,0])", true, {true, false}, ""},
+      {R"("ok":true,"found":[true,false],"heights":[100,0.1])", true, {true, false}, ""},
+      {R"("ok":true,"heights":[100],"found":[1])", false, {},
+       "the game sent a malformed answer: \"heights\" and \"found\" do not hold one entry per probe"},
+      {R"("ok":true,"heights":["100",0],"found":[1,0])", false, {},
+       "the game sent a malformed answer: entry 1 is not a number"},
+      {R"("ok":false,"error":"probes must be numbers")", false, {},
+       "the game refused \"ground_heights\": probes must be numbers"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.fields);
+    FakeGame game([&](const Value& request) {
+      if (request.get("op").string("") == "hello") return testing::island_reply(request);
+      const int id = static_cast<int>(request.get("id").number);
+      return Reply{Reply::Act::Answer, "{\"id\":" + std::to_string(id) + "," + c.fields + "}"};
+    });
+    auto link = link_to(game.port());
+    ASSERT_TRUE(link->connect_now()) << link->last_problem();
+    std::vector<float> heights;
+    std::vector<bool> found;
+    std::string error;
+    EXPECT_EQ(link->ground_heights({{0, 200, 0}, {0, 200, 25}}, heights, found, error), c.ok);
+    EXPECT_EQ(error, c.error);
+    if (c.ok) {
+      EXPECT_EQ(found, c.found);
+      EXPECT_EQ(heights, (std::vector<float>{100.0f, 0.1f}));
+    }
+  }
+}
+
 TEST(GameLink, OperationsWithAnErrorTextReportALinkFailureThere) {
   FakeGame game([](const Value& request) {
     return request.get("op").string("") == "hello" ? testing::island_reply(request) : Reply{Reply::Act::Close, ""};
