@@ -4,9 +4,8 @@
 #include <cmath>
 #include <utility>
 
-#include <simdjson.h>
-
 #include "host/json_text/json_text.h"
+#include "host/link/heights_answer_reader.h"
 
 namespace host {
 namespace {
@@ -73,50 +72,6 @@ void GameLink::append_float(std::string& out, float value) {
   auto end = std::to_chars(buffer, buffer + sizeof buffer, value).ptr;
   out.append(buffer, end);
 }
-
-// A route check asks for the ground below thousands of probes; building a JSON value per number costs
-// far more than the round trip itself, so well-formed answers are read straight off simdjson's tape.
-struct GameLink::FastReader {
-  simdjson::dom::parser parser;
-
-  // True when `text` is an "ok" answer to request `id` holding `count` heights and found flags, which
-  // are then in the outputs. False for anything else, with the outputs unspecified.
-  bool heights(const std::string& text, std::uint64_t id, std::size_t count, std::vector<float>& heights,
-               std::vector<bool>& found) {
-    simdjson::dom::object answer;
-    if (parser.parse(text).get_object().get(answer) != simdjson::SUCCESS) return false;
-    double answer_id = 0;
-    bool ok = false;
-    simdjson::dom::array h, f;
-    if (answer["id"].get_double().get(answer_id) != simdjson::SUCCESS || answer_id != static_cast<double>(id) ||
-        answer["ok"].get_bool().get(ok) != simdjson::SUCCESS || !ok ||
-        answer["heights"].get_array().get(h) != simdjson::SUCCESS ||
-        answer["found"].get_array().get(f) != simdjson::SUCCESS || h.size() != count || f.size() != count) {
-      return false;
-    }
-    heights.resize(count);
-    found.resize(count);
-    std::size_t k = 0;
-    for (simdjson::dom::element height : h) {
-      double value = 0;
-      if (height.get_double().get(value) != simdjson::SUCCESS) return false;
-      heights[k++] = static_cast<float>(value);
-    }
-    k = 0;
-    for (simdjson::dom::element flag : f) {
-      double number = 0;
-      bool boolean = false;
-      if (flag.get_double().get(number) == simdjson::SUCCESS) {
-        found[k++] = number != 0;
-      } else if (flag.get_bool().get(boolean) == simdjson::SUCCESS) {
-        found[k++] = boolean;
-      } else {
-        return false;
-      }
-    }
-    return true;
-  }
-};
 
 GameLink::~GameLink() = default;
 
@@ -293,8 +248,8 @@ bool GameLink::ground_heights(const std::vector<WorldPoint>& probes, std::vector
   try {
     std::uint64_t id = 0;
     const std::string text = round_trip("ground_heights", fields, id);
-    if (!fast_) fast_ = std::make_unique<FastReader>();
-    if (fast_->heights(text, id, probes.size(), heights, found)) return true;
+    if (!fast_) fast_ = std::make_unique<HeightsAnswerReader>();
+    if (fast_->read(text, id, probes.size(), heights, found)) return true;
     // Anything the fast reader does not take goes the careful way, which names what is wrong.
     Value answer;
     if (!read_answer(text, id, answer, error)) {

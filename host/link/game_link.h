@@ -18,6 +18,8 @@
 
 namespace host {
 
+class HeightsAnswerReader;
+
 // Where the game listens.
 struct GameAddress {
   std::string host = "127.0.0.1";
@@ -91,8 +93,6 @@ class GameLink : public editor::LiveGame {
   static void append_float(std::string& out, float value);
 
  private:
-  struct FastReader;  // reads well-formed "ground_heights" answers without building a JSON value
-
   // Sends request `op` and answers the answer line. Throws GameLinkError (after dropping the connection)
   // when the link fails, and when not connected. `id` is the request's id.
   std::string round_trip(const std::string& op, const std::string& fields, std::uint64_t& id);
@@ -106,7 +106,7 @@ class GameLink : public editor::LiveGame {
   GameAddress address_;
   double timeout_seconds_;
   std::unique_ptr<LineConnection> connection_;
-  std::unique_ptr<FastReader> fast_;
+  std::unique_ptr<HeightsAnswerReader> fast_;  // made on the first "ground_heights"
   std::string world_;
   std::string last_problem_;
   std::uint64_t next_id_ = 1;
