@@ -31,15 +31,19 @@ struct Flags {
 };
 
 void add_store_flags(CLI::App& command, Flags& flags) {
-  command.add_option("--store", flags.store, "the store folder holding the mod packages (default: the current folder)");
-  command.add_option("--game", flags.game, "connect to the game at HOST:PORT (the game listens on 127.0.0.1:47800)");
+  command.add_option("--store", flags.store, "the store folder holding the mod packages (default: the current folder)")
+      ->type_name("DIR");
+  command.add_option("--game", flags.game, "connect to the game at HOST:PORT (the game listens on 127.0.0.1:47800)")
+      ->type_name("HOST:PORT");
   command.add_option("--game-timeout", flags.game_timeout, "seconds to wait for each answer of the game")
       ->check(CLI::PositiveNumber)
+      ->type_name("SECONDS")
       ->default_val(host::GameLink::kDefaultTimeoutSeconds);
   command.add_flag("--demo", flags.demo,
                    "run the simulated game in this process on the built-in island and, unless --store is given, "
                    "work on a temporary copy of the demo store");
   command.add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
+      ->type_name("DIR")
       ->default_val(std::string(PATHWRIGHT_EXAMPLES_DIR));
 }
 
@@ -147,6 +151,7 @@ int run(int argc, char** argv) {
               "when every step answered as expected");
   tour_command->add_flag("--demo", flags.demo, "accepted for symmetry: the tour always runs the simulated game");
   tour_command->add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
+      ->type_name("DIR")
       ->default_val(std::string(PATHWRIGHT_EXAMPLES_DIR));
 
   try {
