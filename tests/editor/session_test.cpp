@@ -8,6 +8,7 @@
 namespace {
 
 using mods::json::Value;
+using support::arr;
 using support::num;
 using support::obj;
 using support::point;
@@ -18,8 +19,7 @@ class Dispatcher : public support::WindfallTest {};
 TEST_F(Dispatcher, NamesThatAreNotExactlyACommandAreNotHandled) {
   for (const char* name : {"Add_route_point", "add_route_point ", "", "check", "route_status\n"}) {
     const auto answer = session.run(name, params("walker"), "earlier text");
-    EXPECT_FALSE(answer.handled) << name;
-    EXPECT_FALSE(answer.ok) << name;
+    EXPECT_FALSE(answer.handled || answer.ok) << name;
     EXPECT_EQ(answer.error, "earlier text") << name;
     EXPECT_TRUE(answer.result.is_null()) << name;
   }
@@ -27,31 +27,27 @@ TEST_F(Dispatcher, NamesThatAreNotExactlyACommandAreNotHandled) {
 }
 
 TEST_F(Dispatcher, EachEditIsRecordedUnderItsLabel) {
+  const Value here = point(1, 1, 1);
   struct Case {
     const char* command;
     Value params;
     const char* label;
+  } const table[] = {
+      {"add_route_point", params("gate_1"), "Add a route point to gate_1"},
+      {"move_route_point", params("walker", {{"point", num(3.9)}, {"position", here}}), "Move route point 3 of walker"},
+      {"move_route_point", params("walker", {{"point", num(-1.5)}, {"position", here}}), "Move route point -1 of walker"},
+      {"move_route_point", params("walker", {{"point", num(1e12)}, {"position", here}}),
+       "Move route point 2147483647 of walker"},
+      {"remove_route_point", params("walker", {{"point", num(2)}}), "Remove route point 2 of walker"},
+      {"remove_route_point", params("walker", {{"point", str("2")}}), "Remove route point 0 of walker"},
+      {"reorder_route_point", params("walker", {{"point", num(1)}, {"to", num(2)}}), "Reorder the route of walker"},
+      {"set_route", params("walker"), "Route settings of walker"},
+      {"remove_route", obj({}), "Remove the route of "},
   };
-  const Case cases[] = {
-      {"add_route_point", params("gate_1"), "change Add a route point to gate_1"},
-      {"move_route_point", params("walker", {{"point", num(3.9)}, {"position", point(1, 1, 1)}}),
-       "change Move route point 3 of walker"},
-      {"move_route_point", params("walker", {{"point", num(-1.5)}, {"position", point(1, 1, 1)}}),
-       "change Move route point -1 of walker"},
-      {"move_route_point", params("walker", {{"point", num(1e12)}, {"position", point(1, 1, 1)}}),
-       "change Move route point 2147483647 of walker"},
-      {"remove_route_point", params("walker", {{"point", num(2)}}), "change Remove route point 2 of walker"},
-      {"remove_route_point", params("walker", {{"point", str("2")}}), "change Remove route point 0 of walker"},
-      {"reorder_route_point", params("walker", {{"point", num(1)}, {"to", num(2)}}),
-       "change Reorder the route of walker"},
-      {"set_route", params("walker"), "change Route settings of walker"},
-      {"remove_route", obj({}), "change Remove the route of "},
-  };
-  for (const Case& c : cases) {
+  for (const Case& c : table) {
     session.calls.clear();
     session.run(c.command, c.params);
-    ASSERT_FALSE(session.calls.empty()) << c.command;
-    EXPECT_EQ(session.calls.back(), c.label) << c.command;
+    EXPECT_EQ(session.calls.back(), std::string("change ") + c.label) << c.command;
   }
 }
 
@@ -60,30 +56,25 @@ TEST_F(Dispatcher, SuccessAnswersIdBesideTheEditsMembersAndKeepsTheCallersText) 
   EXPECT_ANSWERED(added);
   EXPECT_EQ(added.error, "kept");
   EXPECT_EQ(added.result, obj({{"id", str("gate_1")}, {"point", num(1)}}));
-
-  const auto removed = session.run("remove_route", params("walker"));
-  EXPECT_ANSWERED(removed);
-  EXPECT_EQ(removed.result, obj({{"id", str("walker")}}));
+  EXPECT_EQ(session.run("remove_route", params("walker")).result, obj({{"id", str("walker")}}));
 }
 
-TEST_F(Dispatcher, PlacingFailsBeforeThePackageIsLookedUp) {
+TEST_F(Dispatcher, PlacingAndTheSayWhereTextWinOverAMissingPackageAndActor) {
+  const Value nowhere = params("nobody", {{"package", str("missing")}});
   session.where_error = "nowhere to be found";
-  const auto answer = session.run("add_route_point", params("nobody", {{"package", str("missing")}}));
-  EXPECT_FALSE(answer.ok);
-  EXPECT_TRUE(answer.handled);
-  EXPECT_EQ(answer.error, "nowhere to be found");
-  EXPECT_TRUE(answer.result.is_null());
+  const auto placing = session.run("add_route_point", nowhere);
+  EXPECT_EQ(placing.error, "nowhere to be found");
+  EXPECT_TRUE(placing.handled && placing.result.is_null());
   EXPECT_EQ(session.calls, std::vector<std::string>{"where"});
-}
 
-TEST_F(Dispatcher, MoveWithoutAUsablePlaceSaysWhereBeforeAnythingElse) {
-  const Value not_points[] = {obj({{"x", num(1)}, {"y", num(2)}}), support::arr({num(1), num(2), num(3)}),
-                              obj({{"x", num(1)}, {"y", str("2")}, {"z", num(3)}}),
-                              obj({{"x", num(1)}, {"y", num(1e39)}, {"z", num(3)}})};
-  for (const Value& position : not_points) {
-    for (const Value& at : {Value(), Value::of("absent")}) {
-      Value request = params("nobody", {{"package", str("missing")}, {"position", position}});
-      if (at.is_null()) request["at"] = Value();
+  session.calls.clear();
+  // Not points: a missing coordinate, an array, a text coordinate, one too large for a float.
+  for (const Value& position : {obj({{"x", num(1)}, {"y", num(2)}}), arr({num(1), num(2), num(3)}),
+                                obj({{"x", num(1)}, {"y", str("2")}, {"z", num(3)}}), point(1, 1e39, 3)}) {
+    for (const bool null_at : {false, true}) {
+      Value request = nowhere;
+      request["position"] = position;
+      if (null_at) request["at"] = Value();
       const auto answer = session.run("move_route_point", request);
       EXPECT_EQ(answer.error, "say where: \"position\" or \"at\" (link or camera)");
       EXPECT_TRUE(answer.result.is_null());
@@ -96,42 +87,33 @@ TEST_F(Dispatcher, AMissingPackageStopsEveryCommandWithThePackagesText) {
   connect_game();
   for (const char* command : {"add_route_point", "move_route_point", "remove_route_point", "reorder_route_point",
                               "set_route", "remove_route", "check_route", "route_status"}) {
-    const auto answer = session.run(command, params("walker", {{"package", str("elsewhere")},
-                                                               {"position", point(0, 0, 0)}}));
+    const auto answer = session.run(command, params("walker", {{"package", str("elsewhere")}, {"position", point(0, 0, 0)}}));
     EXPECT_FALSE(answer.ok) << command;
     EXPECT_EQ(answer.error, "no package \"elsewhere\" in the store") << command;
     EXPECT_FALSE(answer.result.has("id")) << command;
   }
 }
 
-TEST_F(Dispatcher, ActorsAreFoundByTheirExactTextId) {
-  session.packages["windfall"].document["actors"].items.push_back(
-      obj({{"id", num(5)}, {"actor", str("resident")}}));
-  struct Case {
-    Value params;
-    const char* error;
-  };
-  const Case cases[] = {
+TEST_F(Dispatcher, ActorsAreFoundByTheFirstExactTextId) {
+  Value twin = actor("gate_1");
+  twin["path"] = str("second");
+  session.packages["windfall"].document["actors"].items.push_back(twin);
+  session.packages["windfall"].document["actors"].items.push_back(obj({{"id", num(5)}, {"actor", str("resident")}}));
+  const std::pair<Value, const char*> cases[] = {
       {params("5"), "no placed actor \"5\" in windfall"},
       {obj({}), "no placed actor \"\" in windfall"},
       {obj({{"id", num(7)}}), "no placed actor \"\" in windfall"},
       {params("Walker"), "no placed actor \"Walker\" in windfall"},
   };
-  for (const Case& c : cases) EXPECT_EQ(session.run("remove_route", c.params).error, c.error);
+  for (const auto& [request, error] : cases) EXPECT_EQ(session.run("remove_route", request).error, error);
+  EXPECT_ANSWERED(session.run("add_route_point", params("gate_1")));
+  EXPECT_TRUE(actor("gate_1").get("path").is_object());
+  EXPECT_EQ(session.packages["windfall"].document["actors"].items[7].get("path"), str("second"));
 
-  for (Value document : {obj({}), obj({{"actors", obj({})}})}) {
+  for (const Value& document : {obj({}), obj({{"actors", obj({})}})}) {
     session.packages["windfall"].document = document;
     EXPECT_EQ(session.run("remove_route", params("walker")).error, "no placed actor \"walker\" in windfall");
   }
-}
-
-TEST_F(Dispatcher, TheFirstOfTwoActorsWithOneIdIsEdited) {
-  Value twin = actor("gate_1");
-  twin["marker"] = str("second");
-  session.packages["windfall"].document["actors"].items.push_back(twin);
-  EXPECT_ANSWERED(session.run("add_route_point", params("gate_1")));
-  EXPECT_TRUE(actor("gate_1").has("path"));
-  EXPECT_FALSE(session.packages["windfall"].document["actors"].items.back().has("path"));
 }
 
 TEST_F(Dispatcher, TheRefusalWinsOverTheCommandsOwnBadParameters) {

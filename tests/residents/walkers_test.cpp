@@ -10,7 +10,6 @@
 namespace {
 
 using mods::json::Value;
-using support::boolean;
 using support::num;
 using support::obj;
 using support::str;
@@ -70,7 +69,7 @@ TEST(Walkers, RefusalAndPaceFollowTheActorsClassAndType) {
       {"moblin with null kind", obj({{"actor", str("moblin")}, {"kind", Value()}}), "", 63},
       {"bokoblin model", obj({{"actor", str("bokoblin")}, {"kind", str("mod")}}), "", 63},
       {"bokoblin with empty kind", obj({{"actor", str("bokoblin")}, {"kind", str("")}}), kOthers, 63},
-      {"bokoblin with false kind", obj({{"actor", str("bokoblin")}, {"kind", boolean(false)}}), kOthers, 63},
+      {"bokoblin with false kind", obj({{"actor", str("bokoblin")}, {"kind", Value::of(false)}}), kOthers, 63},
       {"capitalised Bokoblin", obj({{"actor", str("Bokoblin")}}), kOthers, 63},
       {"resident with kind mod", obj({{"actor", str("resident")}, {"kind", str("mod")},
                                       {"parameters", obj({{"resident", str("ym1")}})}}), kSeated, 0},

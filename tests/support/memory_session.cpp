@@ -1,5 +1,7 @@
 #include "tests/support/memory_session.h"
 
+#include <utility>
+
 namespace support {
 
 using mods::json::Value;
@@ -15,38 +17,25 @@ editor::Session::Package* MemorySession::package(const Value& params, std::strin
   calls.push_back("package");
   const std::string name = params.get("package").string("windfall");
   auto it = packages.find(name);
-  if (it == packages.end()) {
-    error = "no package \"" + name + "\" in the store";
-    return nullptr;
-  }
-  return &it->second;
+  if (it != packages.end()) return &it->second;
+  error = "no package \"" + name + "\" in the store";
+  return nullptr;
 }
 
-bool MemorySession::change(Package& package, const std::string& label, const Edit& edit, Value& result,
+bool MemorySession::change(Package& package, const std::string& label, const Edit& edit, Value&,
                            std::string& error) {
-  (void)result;
   calls.push_back("change " + label);
-  if (edits == Edits::InPlace) {
-    if (!edit(package.document, error)) return false;
-  } else {
-    Value copy = package.document;
-    if (!edit(copy, error)) return false;
-    if (change_refusal.empty()) package.document = std::move(copy);
-  }
-  if (!change_refusal.empty()) {
-    error = change_refusal;
-    return false;
-  }
+  Value copy;
+  if (edits == Edits::OnCopy) copy = package.document;
+  if (!edit(edits == Edits::OnCopy ? copy : package.document, error)) return false;
+  if (!change_refusal.empty()) return error = change_refusal, false;
+  if (edits == Edits::OnCopy) package.document = std::move(copy);
   return true;
 }
 
-bool MemorySession::where(const Value& params, editor::Place& place, std::string& error) {
-  (void)params;
+bool MemorySession::where(const Value&, editor::Place& place, std::string& error) {
   calls.push_back("where");
-  if (!where_error.empty()) {
-    error = where_error;
-    return false;
-  }
+  if (!where_error.empty()) return error = where_error, false;
   place.point = where_point;
   return true;
 }
@@ -55,8 +44,6 @@ MemorySession::Answer MemorySession::run(const std::string& route, const Value& 
                                          const std::string& error_before) {
   Answer answer;
   answer.error = error_before;
-  answer.ok = true;
-  answer.handled = false;
   answer.result = dispatch_route(route, params, answer.error, answer.ok, answer.handled);
   return answer;
 }
@@ -64,22 +51,18 @@ MemorySession::Answer MemorySession::run(const std::string& route, const Value& 
 bool ScriptedGame::ground_height(const story_notebook::WorldPoint& probe, float& height, std::string& note) {
   single_probes.push_back(probe);
   if (ground(probe, height)) return true;
-  note = no_ground_note;
+  note = "open sea below";
   return false;
 }
 
 bool ScriptedGame::ground_heights(const std::vector<story_notebook::WorldPoint>& probes,
                                   std::vector<float>& heights, std::vector<bool>& found, std::string& error) {
   batch_probes.push_back(probes);
-  if (!batch_error.empty()) {
-    error = batch_error;
-    return false;
-  }
+  if (!batch_error.empty()) return error = batch_error, false;
   for (const story_notebook::WorldPoint& probe : probes) {
     float height = 0.0f;
-    const bool there = ground(probe, height);
-    found.push_back(there);
-    heights.push_back(there ? height : 0.0f);
+    found.push_back(ground(probe, height));
+    heights.push_back(found.back() ? height : 0.0f);
   }
   return true;
 }
@@ -91,7 +74,6 @@ Value ScriptedGame::live_route(editor::Session::Package& package, const std::str
 
 Value num(double n) { return Value::of(n); }
 Value str(const std::string& s) { return Value::of(s); }
-Value boolean(bool b) { return Value::of(b); }
 
 Value arr(std::vector<Value> items) {
   Value value = Value::array();
@@ -112,33 +94,25 @@ Value point(double x, double y, double z) { return obj({{"x", num(x)}, {"y", num
 namespace mods::json {
 
 void PrintTo(const Value& value, std::ostream* out) {
+  const char* separator = "";
   switch (value.kind) {
-    case Value::Kind::Null: *out << "null"; break;
-    case Value::Kind::Bool: *out << (value.boolean ? "true" : "false"); break;
-    case Value::Kind::Number: *out << value.number; break;
-    case Value::Kind::String: *out << '"' << value.str << '"'; break;
-    case Value::Kind::Array: {
+    case Value::Kind::Null: *out << "null"; return;
+    case Value::Kind::Bool: *out << (value.boolean ? "true" : "false"); return;
+    case Value::Kind::Number: *out << value.number; return;
+    case Value::Kind::String: *out << '"' << value.str << '"'; return;
+    case Value::Kind::Array:
       *out << '[';
-      const char* separator = "";
-      for (const Value& item : value.items) {
-        *out << separator;
-        PrintTo(item, out);
-        separator = ",";
-      }
+      for (const Value& item : value.items) *out << std::exchange(separator, ","), PrintTo(item, out);
       *out << ']';
-      break;
-    }
-    case Value::Kind::Object: {
+      return;
+    case Value::Kind::Object:
       *out << '{';
-      const char* separator = "";
       for (const auto& [key, member] : value.members) {
-        *out << separator << '"' << key << "\":";
+        *out << std::exchange(separator, ",") << '"' << key << "\":";
         PrintTo(member, out);
-        separator = ",";
       }
       *out << '}';
-      break;
-    }
+      return;
   }
 }
 

@@ -5,8 +5,8 @@
 #define PATHWRIGHT_TESTS_SUPPORT_MEMORY_SESSION_H_
 
 #include <functional>
-#include <ostream>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -19,50 +19,41 @@ namespace support {
 class MemorySession : public editor::Session {
  public:
   // InPlace: the edit runs on the document itself, so a refused edit's changes stay.
-  // OnCopy: the edit runs on a copy that becomes the document only when the edit answers true.
+  // OnCopy: the edit runs on a copy that becomes the document only when the change is applied.
   enum class Edits { InPlace, OnCopy };
 
   Edits edits = Edits::OnCopy;
-  std::map<std::string, Package> packages;  // by name; "package" in the request picks one
+  std::map<std::string, Package> packages;  // "package" in the request picks one; default "windfall"
   std::vector<std::string> calls;           // "package", "where", "change LABEL", in call order
+  story_notebook::WorldPoint where_point{1.0f, 2.0f, 3.0f};  // what `where` answers...
+  std::string where_error;     // ...unless this is set, and then it fails with it
+  std::string change_refusal;  // when set, `change` refuses with it after the edit succeeded
 
-  // `where`: the point it answers, or (when `where_error` is set) the failure it reports.
-  story_notebook::WorldPoint where_point{1.0f, 2.0f, 3.0f};
-  std::string where_error;
-  // `change`: when set, the change service refuses after the edit succeeded, with this text.
-  std::string change_refusal;
-
-  // Adds a package named `name` whose document is parsed from a compact literal built by the test.
   Package& add(const std::string& name, mods::json::Value document);
-
   Package* package(const mods::json::Value& params, std::string& error) override;
   bool change(Package& package, const std::string& label, const Edit& edit, mods::json::Value& result,
               std::string& error) override;
   bool where(const mods::json::Value& params, editor::Place& place, std::string& error) override;
 
-  // Runs `route` and keeps the flags; the error text starts as `error_before`.
   struct Answer {
     mods::json::Value result;
     std::string error;
-    bool ok = false;
+    bool ok = true;  // dispatch_route must set both flags itself
     bool handled = false;
   };
+  // Runs `route`; the error text starts as `error_before`.
   Answer run(const std::string& route, const mods::json::Value& params, const std::string& error_before = "");
 };
 
 class ScriptedGame : public editor::LiveGame {
  public:
-  // Ground below one probe: found, and the height. Default: flat ground at y = 0 everywhere.
+  // Ground below a probe: found, and its height. Default: flat ground at y = 0 everywhere.
   std::function<bool(const story_notebook::WorldPoint&, float&)> ground =
-      [](const story_notebook::WorldPoint&, float& height) {
-        height = 0.0f;
-        return true;
-      };
-  std::string no_ground_note = "open sea below";
+      [](const story_notebook::WorldPoint&, float& height) { return height = 0.0f, true; };
   std::string batch_error;  // when set, ground_heights fails with it
   mods::json::Value live;   // what live_route answers
 
-  std::vector<story_notebook::WorldPoint> single_probes;               // every ground_height probe
+  std::vector<story_notebook::WorldPoint> single_probes;              // every ground_height probe
   std::vector<std::vector<story_notebook::WorldPoint>> batch_probes;  // every ground_heights call
   std::vector<std::string> live_asks;                                 // "PACKAGE/ID" per live_route
 
@@ -72,10 +63,9 @@ class ScriptedGame : public editor::LiveGame {
   mods::json::Value live_route(editor::Session::Package& package, const std::string& id) override;
 };
 
-// Builds values tersely in tests: obj({{"x", num(1)}}), arr({...}), str("a").
+// Terse values for tests: obj({{"x", num(1)}}), arr({...}), str("a"), point(x, y, z).
 mods::json::Value num(double n);
 mods::json::Value str(const std::string& s);
-mods::json::Value boolean(bool b);
 mods::json::Value arr(std::vector<mods::json::Value> items);
 mods::json::Value obj(std::vector<std::pair<std::string, mods::json::Value>> members);
 mods::json::Value point(double x, double y, double z);
@@ -83,7 +73,7 @@ mods::json::Value point(double x, double y, double z);
 }  // namespace support
 
 namespace mods::json {
-// Lets test failures show values as compact JSON-like text instead of bytes.
+// Shows values in test failures as compact JSON-like text instead of bytes.
 void PrintTo(const Value& value, std::ostream* out);
 }  // namespace mods::json
 

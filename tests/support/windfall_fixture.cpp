@@ -6,35 +6,26 @@ using mods::json::Value;
 
 namespace {
 
-Value resident(const std::string& id, const std::string& type, Value position) {
-  return obj({{"id", str(id)}, {"actor", str("resident")}, {"parameters", obj({{"resident", str(type)}})},
-              {"position", std::move(position)}});
-}
-
-Value with_path(Value actor, Value path) {
-  actor["path"] = std::move(path);
+Value placed(const std::string& id, const std::string& type, const std::string& resident_type = "") {
+  Value actor = obj({{"id", str(id)}, {"actor", str(type)}, {"position", point(0, 0, 0)}});
+  if (!resident_type.empty()) actor["parameters"] = obj({{"resident", str(resident_type)}});
   return actor;
-}
-
-Value route(std::vector<Value> points, const std::string& mode) {
-  return obj({{"points", arr(std::move(points))}, {"mode", str(mode)}});
 }
 
 }  // namespace
 
+// Actors by index: 0 gate_1 (resident, no route), 1 walker (resident, 3 points), 2 boko (Bokoblin),
+// 3 statue (model), 4 ghost (model without position), 5 bench_man (seated), 6 chest (may not walk).
 WindfallTest::WindfallTest() {
-  Value actors = arr({
-      resident("gate_1", "ub4", point(0, 0, 0)),
-      with_path(resident("walker", "ub3", point(0, 0, 0)),
-                route({point(10, 0, 0), point(20, 0, 0), point(30, 0, 0)}, "once")),
-      obj({{"id", str("boko")}, {"actor", str("bokoblin")}, {"position", point(5, 0, 5)}}),
-      obj({{"id", str("statue")}, {"actor", str("statue_model")}, {"kind", str("mod")},
-           {"position", point(1.25, -1.25, 0.04)}}),
-      obj({{"id", str("ghost")}, {"actor", str("ghost_model")}, {"kind", str("mod")}}),
-      resident("bench_man", "ym1", point(0, 0, 0)),
-      obj({{"id", str("chest")}, {"actor", str("treasure_chest")}, {"position", point(0, 0, 0)}}),
-  });
-  session.add("windfall", obj({{"name", str("Windfall")}, {"actors", std::move(actors)}}));
+  Value walker = placed("walker", "resident", "ub3");
+  walker["path"] = obj({{"points", arr({point(10, 0, 0), point(20, 0, 0), point(30, 0, 0)})}, {"mode", str("once")}});
+  Value statue = placed("statue", "statue_model");
+  statue["kind"] = str("mod");
+  statue["position"] = point(1.25, -1.25, 0.04);
+  Value ghost = obj({{"id", str("ghost")}, {"actor", str("ghost_model")}, {"kind", str("mod")}});
+  session.add("windfall", obj({{"actors", arr({placed("gate_1", "resident", "ub4"), walker, placed("boko", "bokoblin"),
+                                              statue, ghost, placed("bench_man", "resident", "ym1"),
+                                              placed("chest", "treasure_chest")})}}));
 }
 
 const Value& WindfallTest::actor(const std::string& id) {

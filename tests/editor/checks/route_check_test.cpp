@@ -24,7 +24,7 @@ class RouteCheck : public support::WindfallTest {
 
   // Gives actor `index` of the package a route; returns its id.
   std::string route(std::size_t index, std::vector<Value> points, const std::string& mode = "once") {
-    Value& actor = session.packages["windfall"].document["actors"].items[index];
+    Value& actor = actor_at(index);
     actor["path"] = obj({{"points", arr(std::move(points))}, {"mode", str(mode)}});
     return actor.get("id").str;
   }
@@ -145,8 +145,7 @@ TEST_F(RouteCheck, SegmentsAreNumberedAsTheRouteRecordNumbersItsPoints) {
 }
 
 TEST_F(RouteCheck, UnreadablePointsArePassedOverWithoutRenumberingTheRest) {
-  Value& walker = session.packages["windfall"].document["actors"].items[0];
-  walker.members.erase("position");
+  actor_at(0).members.erase("position");
   route(0, {point(10, 0, 0), obj({{"x", num(1)}}), point(30, 0, 0)});
   const auto answer = session.run("check_route", params("gate_1"));
   EXPECT_EQ(answer.result.get("skipped"), arr({num(0), num(2)}));

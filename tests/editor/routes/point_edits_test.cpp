@@ -23,80 +23,69 @@ class PointEdits : public support::WindfallTest {
 };
 
 TEST_F(PointEdits, ANewRouteStartsTheWayItsWalkerWalks) {
-  EXPECT_ANSWERED(session.run("add_route_point", params("gate_1")));
-  EXPECT_EQ(actor("gate_1").get("path"), obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("once")}}));
-
-  EXPECT_ANSWERED(session.run("add_route_point", params("boko")));
-  EXPECT_EQ(actor("boko").get("path"),
-            obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("back_and_forth")}}));
-
-  const auto model = session.run("add_route_point", params("statue"));
-  EXPECT_ANSWERED(model);
-  EXPECT_EQ(model.result.get("point"), num(2));
-  EXPECT_EQ(actor("statue").get("path"),
-            obj({{"points", arr({point(1.3, -1.3, 0), point(40, 0, 0)})}, {"mode", str("once")},
-                 {"speed", num(60)}}));
-}
-
-TEST_F(PointEdits, AModelsNewPointCanGoInFrontOfItsStart) {
-  const auto answer = session.run("add_route_point", params("statue", {{"after", num(0)}}));
-  EXPECT_EQ(answer.result.get("point"), num(1));
-  EXPECT_EQ(points_of("statue"), arr({point(40, 0, 0), point(1.3, -1.3, 0)}));
+  struct Case {
+    const char* id;
+    Value after;
+    Value path;
+    double point;
+  } const cases[] = {
+      {"gate_1", Value(), obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("once")}}), 1},
+      {"boko", Value(), obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("back_and_forth")}}), 1},
+      {"statue", Value(),
+       obj({{"points", arr({point(1.3, -1.3, 0), point(40, 0, 0)})}, {"mode", str("once")}, {"speed", num(60)}}), 2},
+      {"statue", num(0),
+       obj({{"points", arr({point(40, 0, 0), point(1.3, -1.3, 0)})}, {"mode", str("once")}, {"speed", num(60)}}), 1},
+  };
+  for (const Case& c : cases) {
+    session.run("remove_route", params(c.id));
+    const auto answer = session.run("add_route_point", params(c.id, {{"after", c.after}}));
+    EXPECT_EQ(answer.result, obj({{"id", str(c.id)}, {"point", num(c.point)}}));
+    EXPECT_EQ(actor(c.id).get("path"), c.path) << c.id;
+  }
 }
 
 TEST_F(PointEdits, AModelWithoutPositionGetsNoRouteWhateverTheChangeService) {
   for (auto edits : {support::MemorySession::Edits::OnCopy, support::MemorySession::Edits::InPlace}) {
     session.edits = edits;
     const auto answer = session.run("add_route_point", params("ghost"));
-    EXPECT_FALSE(answer.ok);
     EXPECT_EQ(answer.error, "the actor has no position");
-    EXPECT_FALSE(answer.result.has("point"));
+    EXPECT_TRUE(answer.result.is_null());
   }
   // Editing in place keeps the half-made record: only a copying change service keeps the invariant.
   EXPECT_EQ(actor("ghost").get("path"), obj({{"points", arr({})}, {"mode", str("once")}}));
 }
 
 TEST_F(PointEdits, AfterPlacesTheNewPointOrIsRefusedWithTheRange) {
-  struct Case {
-    Value after;
-    const char* error;  // "" when accepted
-    double number;
-  };
-  const Case cases[] = {
-      {num(0), "", 1},   {num(2), "", 3},  {num(3), "", 4},        {str("1"), "", 4}, {Value(), "", 4},
-      {num(1.5), "\"after\" is a point number from 0 to 3", 0}, {num(-1), "\"after\" is a point number from 0 to 3", 0},
-      {num(4), "\"after\" is a point number from 0 to 3", 0},   {num(NAN), "\"after\" is a point number from 0 to 3", 0},
-  };
+  const char* kRange = "\"after\" is a point number from 0 to 3";
+  const std::pair<Value, double> accepted[] = {{num(0), 1}, {num(2), 3}, {num(3), 4}, {str("1"), 4}, {Value(), 4}};
   const Value before = actor("walker");
-  for (const Case& c : cases) {
-    session.packages["windfall"].document["actors"].items[1] = before;
-    const auto answer = session.run("add_route_point", params("walker", {{"after", c.after}}));
-    if (*c.error == '\0') {
-      EXPECT_ANSWERED(answer);
-      EXPECT_EQ(answer.result.get("point"), num(c.number));
-      EXPECT_EQ(points_of("walker").items[static_cast<std::size_t>(c.number) - 1], point(40, 0, 0));
-    } else {
-      EXPECT_EQ(answer.error, c.error);
-    }
+  for (const auto& [after, number] : accepted) {
+    actor_at(1) = before;
+    const auto answer = session.run("add_route_point", params("walker", {{"after", after}}));
+    EXPECT_EQ(answer.result.get("point"), num(number));
+    EXPECT_EQ(points_of("walker").items.at(static_cast<std::size_t>(number) - 1), point(40, 0, 0));
+  }
+  for (const Value& after : {num(1.5), num(-1), num(4), num(NAN)}) {
+    actor_at(1) = before;
+    EXPECT_EQ(session.run("add_route_point", params("walker", {{"after", after}})).error, kRange);
   }
 }
 
 TEST_F(PointEdits, PointNumbersAreCheckedAgainstTheRouteBeforeTheEdit) {
-  struct Case {
+  const char* kOf3 = "\"point\" is a point number from 1 to 3";
+  const char* kOf0 = "\"point\" is a point number from 1 to 0";
+  const struct {
     const char* command;
     const char* id;
     Value point;
     const char* error;
-  };
-  const char* kOf3 = "\"point\" is a point number from 1 to 3";
-  const char* kOf0 = "\"point\" is a point number from 1 to 0";
-  const Case cases[] = {
-      {"move_route_point", "walker", num(4), kOf3},    {"move_route_point", "walker", num(0), kOf3},
-      {"move_route_point", "walker", num(1.5), kOf3},  {"remove_route_point", "walker", num(-1), kOf3},
+  } cases[] = {
+      {"move_route_point", "walker", num(4), kOf3},     {"move_route_point", "walker", num(0), kOf3},
+      {"move_route_point", "walker", num(1.5), kOf3},   {"remove_route_point", "walker", num(-1), kOf3},
       {"remove_route_point", "walker", str("2"), kOf3}, {"remove_route_point", "walker", Value::of(true), kOf3},
-      {"remove_route_point", "walker", Value(), kOf3}, {"move_route_point", "gate_1", num(1), kOf0},
+      {"remove_route_point", "walker", Value(), kOf3},  {"move_route_point", "gate_1", num(1), kOf0},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Value request = params(c.id, {{"position", point(0, 0, 0)}});
     if (!c.point.is_null()) request["point"] = c.point;
     EXPECT_EQ(session.run(c.command, request).error, c.error) << c.command;
@@ -114,28 +103,21 @@ TEST_F(PointEdits, RemovingBelowTheWalkersMinimumRemovesTheRoute) {
   const auto longer = session.run("remove_route_point", params("walker", {{"point", num(1)}}));
   EXPECT_EQ(longer.result, obj({{"id", str("walker")}}));
   EXPECT_EQ(points_of("walker"), arr({point(20, 0, 0), point(30, 0, 0)}));
-
-  EXPECT_ANSWERED(session.run("add_route_point", params("boko")));
-  const auto only = session.run("remove_route_point", params("boko", {{"point", num(1)}}));
-  EXPECT_EQ(only.result, obj({{"id", str("boko")}, {"route_removed", Value::of(true)}}));
-  EXPECT_FALSE(actor("boko").has("path"));
-
-  EXPECT_ANSWERED(session.run("add_route_point", params("statue")));
-  const auto model = session.run("remove_route_point", params("statue", {{"point", num(2)}}));
-  EXPECT_EQ(model.result.get("route_removed"), Value::of(true));
-  EXPECT_FALSE(actor("statue").has("path"));
+  for (const auto& [id, last] : {std::pair{"boko", 1}, std::pair{"statue", 2}}) {
+    session.run("add_route_point", params(id));
+    const auto answer = session.run("remove_route_point", params(id, {{"point", num(last)}}));
+    EXPECT_EQ(answer.result, obj({{"id", str(id)}, {"route_removed", Value::of(true)}}));
+    EXPECT_FALSE(actor(id).has("path"));
+  }
 }
 
 TEST_F(PointEdits, ReorderMovesOnePointToItsNewNumber) {
-  struct Case {
+  const struct {
     double point, to;
     const char* order;
-  };
-  const Case cases[] = {{1, 3, "BCAD"}, {4, 1, "DABC"}, {2, 2, "ABCD"}, {3, 4, "ABDC"}};
-  for (const Case& c : cases) {
-    Value path = obj({{"mode", str("loop")}, {"points", arr({point(1, 0, 0), point(2, 0, 0), point(3, 0, 0),
-                                                            point(4, 0, 0)})}});
-    session.packages["windfall"].document["actors"].items[1]["path"] = path;
+  } cases[] = {{1, 3, "BCAD"}, {4, 1, "DABC"}, {2, 2, "ABCD"}, {3, 4, "ABDC"}};
+  for (const auto& c : cases) {
+    actor_at(1)["path"]["points"] = arr({point(1, 0, 0), point(2, 0, 0), point(3, 0, 0), point(4, 0, 0)});
     EXPECT_ANSWERED(session.run("reorder_route_point", params("walker", {{"point", num(c.point)}, {"to", num(c.to)}})));
     std::string order;
     for (const Value& p : points_of("walker").items) order += static_cast<char>('A' - 1 + p.get("x").number);
@@ -154,11 +136,10 @@ TEST_F(PointEdits, RemoveRouteSucceedsWithOrWithoutARoute) {
 }
 
 TEST_F(PointEdits, AHandMadeRecordWithoutPointsArrayGrowsFromEmpty) {
-  session.packages["windfall"].document["actors"].items[0]["path"] = obj({{"points", str("none")}});
+  actor_at(0)["path"] = obj({{"points", str("none")}});
   EXPECT_EQ(session.run("move_route_point", params("gate_1", {{"point", num(1)}, {"position", point(0, 0, 0)}})).error,
             "\"point\" is a point number from 1 to 0");
-  const auto answer = session.run("add_route_point", params("gate_1"));
-  EXPECT_EQ(answer.result.get("point"), num(1));
+  EXPECT_EQ(session.run("add_route_point", params("gate_1")).result.get("point"), num(1));
   EXPECT_EQ(points_of("gate_1"), arr({point(40, 0, 0)}));
 }
 

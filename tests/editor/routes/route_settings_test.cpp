@@ -75,7 +75,7 @@ TEST_F(RouteSettings, EachWalkerSetsWhatItsWalkAllows) {
 
 TEST_F(RouteSettings, AnActorWithoutARouteIsRefused) {
   EXPECT_EQ(session.run("set_route", params("walker", {{"mode", str("loop")}})).error, "");
-  session.packages["windfall"].document["actors"].items[2]["path"] = arr({point(1, 2, 3)});
+  actor_at(2)["path"] = arr({point(1, 2, 3)});
   EXPECT_EQ(session.run("set_route", params("boko", {{"mode", str("loop")}})).error, kNoRoute);
   EXPECT_EQ(session.run("set_route", params("bench_man", {{"mode", str("loop")}})).error,
             "this villager is seated and does not walk");
