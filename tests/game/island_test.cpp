@@ -2,73 +2,59 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <set>
-
-#include "game/game_world.h"
+#include "game/local_live_game.h"
+#include "tests/game/game_test_helpers.h"
+#include "tests/support/memory_session.h"
 
 namespace game {
 namespace {
 
+using mods::json::Value;
 using story_notebook::WorldPoint;
+using support::obj;
+using support::str;
 
-// The route check's sampling: every leg in steps of at most 25 units, a probe 100 above the route line,
-// successive grounds more than 50 apart (a drop or a step up), ground more than 150 from the line.
-constexpr float kStep = 25, kProbeAbove = 100, kStepLimit = 50, kLineLimit = 150;
-
-std::set<std::string> route_problems(const GameWorld& world, const std::vector<WorldPoint>& points) {
-  std::set<std::string> problems;
-  bool have_previous = false;
-  float previous = 0;
-  for (std::size_t leg = 0; leg + 1 < points.size(); ++leg) {
-    const WorldPoint a = points[leg], b = points[leg + 1];
-    const float length = std::hypot(b.x - a.x, b.z - a.z);
-    const int steps = std::max(1, static_cast<int>(std::ceil(length / kStep)));
-    for (int s = (leg == 0 ? 0 : 1); s <= steps; ++s) {
-      const float f = static_cast<float>(s) / static_cast<float>(steps);
-      const WorldPoint line{a.x + (b.x - a.x) * f, a.y + (b.y - a.y) * f, a.z + (b.z - a.z) * f};
-      float ground = 0;
-      std::string note;
-      if (!world.ground_height({line.x, line.y + kProbeAbove, line.z}, ground, note)) {
-        problems.insert("no ground");
-        have_previous = false;
-        continue;
-      }
-      if (have_previous && previous - ground > kStepLimit) problems.insert("a drop");
-      if (have_previous && ground - previous > kStepLimit) problems.insert("a step up too high");
-      if (std::fabs(line.y - ground) > kLineLimit) problems.insert("far from the route's height");
-      previous = ground;
-      have_previous = true;
-    }
-  }
-  return problems;
-}
-
-TEST(Island, ShowsEveryProblemOfARouteCheckAtItsDocumentedPlaces) {
-  std::string error;
-  auto world = GameWorld::island(Clock::Manual, error);
-  ASSERT_TRUE(world) << error;
+// The routes the island's guide gives for each problem, run through the editor's own route check over
+// the in-process link: one problem per segment, "" for a fine one.
+TEST(Island, ShowsEveryProblemOfARouteCheckOnTheRoutesItsGuideGives) {
+  auto world = manual_island();
+  ASSERT_TRUE(world);
+  LocalLiveGame live(*world);
+  support::MemorySession session;
+  session.live_game = &live;
   struct Case {
     const char* what;
     std::vector<WorldPoint> route;
-    std::set<std::string> problems;
+    std::vector<std::string> problems;
   };
   const Case cases[] = {
       {"off the pier end", {{0, 100, -2400}, island::kOpenSeaSouth}, {"no ground"}},
       {"east over the cliff", {{1000, 100, 0}, {2000, 0, 0}}, {"a drop"}},
-      {"west up the cliff", {{2000, 0, 0}, {1000, 100, 0}}, {"a step up too high"}},
-      {"onto the wall block", {{-1200, 100, 0}, island::kOnTheWall}, {"a step up too high"}},
-      {"high above the plateau", {{-300, 400, 300}, {300, 400, 300}}, {"far from the route's height"}},
-      {"round the town", {island::kTownSquare, {400, 100, 0}, {400, 100, 400}}, {}},
-      {"along the pier", {{0, 100, -1400}, {0, 100, -2550}}, {}},
+      {"west up the cliff", {{2000, 0, 0}, {1000, 100, 0}}, {"a step up too high (a wall)"}},
+      {"onto the wall block", {{-1200, 100, 0}, island::kOnTheWall}, {"a step up too high (a wall)"}},
+      {"through the wall block at walking height", {{-1200, 100, 0}, {-700, 100, 0}}, {""}},
+      {"high above the plateau", {{-300, 400, 300}, {300, 400, 300}}, {"the ground is far from the route's height"}},
+      {"round the town", {island::kTownSquare, {400, 100, 0}, {400, 100, 400}}, {"", ""}},
+      {"along the pier", {{0, 100, -1400}, {0, 100, -2550}}, {""}},
   };
-  for (const Case& c : cases) EXPECT_EQ(route_problems(*world, c.route), c.problems) << c.what;
+  for (const Case& c : cases) {
+    Value points = Value::array();
+    for (const WorldPoint& p : c.route) points.items.push_back(support::point(p.x, p.y, p.z));
+    session.add("windfall", parsed(R"({"actors":[{"id":"m","kind":"mod"}]})"))
+        .document["actors"].items[0]["path"] = obj({{"points", points}});
+    const auto answer = session.run("check_route", obj({{"id", str("m")}}));
+    ASSERT_TRUE(answer.ok) << c.what << ": " << answer.error;
+    std::vector<std::string> problems;
+    for (const Value& segment : answer.result.get("segments").items) {
+      problems.push_back(segment.get("problem").string(""));
+    }
+    EXPECT_EQ(problems, c.problems) << c.what;
+  }
 }
 
 TEST(Island, NamedPlacesStandWhereTheLayoutSays) {
-  std::string error;
-  auto world = GameWorld::island(Clock::Manual, error);
-  ASSERT_TRUE(world) << error;
+  auto world = manual_island();
+  ASSERT_TRUE(world);
   struct Place {
     const char* what;
     WorldPoint point;
@@ -79,22 +65,18 @@ TEST(Island, NamedPlacesStandWhereTheLayoutSays) {
       {"town square", island::kTownSquare, true, 100},   {"link's spawn", island::kLinkSpawn, true, 100},
       {"cliff edge", island::kCliffEdge, true, 100},     {"below the cliff", island::kBelowCliff, true, 0},
       {"on the wall", island::kOnTheWall, true, 300},    {"west face of the wall", island::kWallFace, true, 100},
-      {"pier end", island::kPierEndPoint, true, 100},       {"open sea south", island::kOpenSeaSouth, false, 0},
+      {"pier end", island::kPierEndPoint, true, 100},    {"open sea south", island::kOpenSeaSouth, false, 0},
       {"open sea east", island::kOpenSeaEast, false, 0}, {"between pier and plateau edge", {500, 100, -1600}, false, 0},
   };
   for (const Place& p : places) {
     float height = -1;
     std::string note;
-    const WorldPoint probe{p.point.x, p.point.y + 1, p.point.z};
-    EXPECT_EQ(world->ground_height(probe, height, note), p.found) << p.what;
-    if (p.found) {
-      EXPECT_EQ(height, p.height) << p.what;
-    }
+    EXPECT_EQ(world->ground_height({p.point.x, p.point.y + 1, p.point.z}, height, note), p.found) << p.what;
+    EXPECT_EQ(height, p.found ? p.height : -1) << p.what;
   }
   EXPECT_EQ(world->link().z, 200.0f);
-  const WorldPoint camera = world->camera();
-  EXPECT_EQ(camera.y, 300.0f);
-  EXPECT_EQ(camera.z, -100.0f);
+  EXPECT_EQ(world->camera().y, 300.0f);
+  EXPECT_EQ(world->camera().z, -100.0f);
 }
 
 }  // namespace

@@ -2,24 +2,22 @@
 
 #include <gtest/gtest.h>
 
-#include "host/json_text/json_text.h"
+#include "tests/game/game_test_helpers.h"
 
 namespace game {
 namespace {
 
 TEST(LocalLiveGame, AnswersTheEditorFromTheWorldInTheSameProcess) {
-  std::string error;
-  auto world = GameWorld::island(Clock::Manual, error);
-  ASSERT_TRUE(world) << error;
+  auto world = manual_island();
+  ASSERT_TRUE(world);
   LocalLiveGame live(*world);
   editor::LiveGame& game = live;
-
+  std::string error;
   std::vector<float> heights;
   std::vector<bool> found;
   ASSERT_TRUE(game.ground_heights({{0, 200, 0}, {0, 200, -3000}, {-950, 400, 0}}, heights, found, error));
-  EXPECT_EQ(heights[0], 100.0f);
+  EXPECT_EQ(heights, (std::vector<float>{100, 0, 300}));
   EXPECT_EQ(found, (std::vector<bool>{true, false, true}));
-  EXPECT_EQ(heights[2], 300.0f);
   float height = 0;
   std::string note;
   EXPECT_FALSE(game.ground_height({0, 200, -3000}, height, note));
@@ -32,17 +30,13 @@ TEST(LocalLiveGame, AnswersTheEditorFromTheWorldInTheSameProcess) {
   ASSERT_TRUE(game.link_position(at, error));
   EXPECT_EQ(at.x, 10.0f);
 
-  editor::Session::Package package;
-  package.name = "walks";
-  host::JsonTextError parse_error;
-  ASSERT_TRUE(host::parse_json(R"({"actors":[{"id":"m","kind":"mod","path":{"points":[{"x":0,"y":100,"z":0},
-      {"x":0,"y":100,"z":120}]}}]})", package.document, parse_error));
+  editor::Session::Package package{"walks", parsed(R"({"actors":[{"id":"m","kind":"mod","path":{"points":[
+      {"x":0,"y":100,"z":0},{"x":0,"y":100,"z":120}]}}]})")};
   EXPECT_TRUE(game.live_route(package, "m").is_null()) << "not handed over yet";
   ASSERT_TRUE(game.load_package(package, error)) << error;
   double time = 0;
   ASSERT_TRUE(world->advance(1, time, error));
   EXPECT_EQ(game.live_route(package, "m").get("position").get("z").number, 60);
-
   package.document = mods::json::Value::of(3.0);
   EXPECT_FALSE(game.load_package(package, error));
   EXPECT_EQ(error, "the document of \"walks\" is not an object");

@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,9 +10,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <thread>
 
-extern char** environ;
+#include "tests/game/game_test_helpers.h"
 
 namespace game {
 namespace {
@@ -21,7 +21,7 @@ namespace {
 // A blocking line client over loopback, enough to drive the server.
 class Client {
  public:
-  explicit Client(std::uint16_t port) : fd_(::socket(AF_INET, SOCK_STREAM, 0)) {
+  explicit Client(std::uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -30,114 +30,85 @@ class Client {
   }
   ~Client() { ::close(fd_); }
   bool connected() const { return connected_; }
-  void send(const std::string& text) {
-    for (std::size_t sent = 0; sent < text.size();) {
-      const ssize_t n = ::send(fd_, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
-      if (n <= 0) return;
-      sent += static_cast<std::size_t>(n);
-    }
-  }
+  // A blocking send takes everything unless the server is gone, which the next line() then shows.
+  void send(const std::string& text) { ::send(fd_, text.data(), text.size(), MSG_NOSIGNAL); }
+  // The next line without its newline; "<closed>" once the server has closed the connection.
   std::string line() {
-    for (;;) {
-      const std::size_t newline = pending_.find('\n');
-      if (newline != std::string::npos) {
-        std::string out = pending_.substr(0, newline);
-        pending_.erase(0, newline + 1);
-        return out;
-      }
-      char chunk[4096];
-      const ssize_t n = ::recv(fd_, chunk, sizeof chunk, 0);
-      if (n <= 0) return "<closed>";
-      pending_.append(chunk, static_cast<std::size_t>(n));
+    std::string out;
+    for (char c; ::recv(fd_, &c, 1, 0) == 1; out.push_back(c)) {
+      if (c == '\n') return out;
     }
+    return "<closed>";
   }
 
  private:
-  int fd_;
+  int fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
   bool connected_ = false;
-  std::string pending_;
 };
 
-TEST(LinkServer, ServesPipelinedAndSplitLinesInOrderOnSeveralConnections) {
-  std::string error;
-  auto world = GameWorld::island(Clock::Manual, error);
-  ASSERT_TRUE(world) << error;
-  LinkServer server(*world);
-  ASSERT_TRUE(server.listen(0, error)) << error;
-  std::thread serving([&server] { server.run(); });
-  {
-    Client first(server.port()), second(server.port());
-    ASSERT_TRUE(first.connected());
-    ASSERT_TRUE(second.connected());
-    first.send("{\"id\":1,\"op\":\"hel");
-    second.send("{\"id\":7,\"op\":\"teleport\",\"x\":5,\"y\":6,\"z\":7}\n");
-    EXPECT_EQ(second.line(), R"({"id":7,"ok":true})");
-    first.send("lo\"}\nnot json\r\n{\"id\":2,\"op\":\"link\"}\n\n");
-    EXPECT_EQ(first.line(), R"({"id":1,"ok":true,"protocol":1,"world":"island"})");
-    EXPECT_EQ(first.line().rfind(R"({"error":"the line is not json)", 0), 0u);
-    EXPECT_EQ(first.line(), R"({"id":2,"ok":true,"x":5,"y":6,"z":7})");
-    EXPECT_EQ(first.line().rfind(R"({"error":"the line is not json)", 0), 0u) << "an empty line is answered too";
+// A server on a free port with a line limit small enough to pass cheaply, serving on its own thread.
+class LinkServerTest : public testing::Test {
+ protected:
+  static constexpr std::size_t kSmallLimit = 64;  // bytes in a line
+  void SetUp() override {
+    std::string error;
+    ASSERT_TRUE(server_.listen(0, error)) << error;
+    serving_ = std::thread([this] { server_.run(); });
   }
-  server.stop();
-  serving.join();
+  void TearDown() override {
+    server_.stop();
+    if (serving_.joinable()) serving_.join();
+  }
+  std::unique_ptr<GameWorld> world_ = manual_island();
+  LinkServer server_{*world_, kSmallLimit};
+  std::thread serving_;
+};
+
+TEST_F(LinkServerTest, ServesPipelinedAndSplitLinesInOrderOnSeveralConnections) {
+  Client first(server_.port()), second(server_.port());
+  ASSERT_TRUE(first.connected());
+  ASSERT_TRUE(second.connected());
+  first.send("{\"id\":1,\"op\":\"hel");
+  second.send("{\"id\":7,\"op\":\"teleport\",\"x\":5,\"y\":6,\"z\":7}\n");
+  EXPECT_EQ(second.line(), R"({"id":7,"ok":true})");
+  first.send("lo\"}\nnot json\r\n{\"id\":2,\"op\":\"link\"}\n\n");
+  EXPECT_EQ(first.line(), R"({"id":1,"ok":true,"protocol":1,"world":"island"})");
+  EXPECT_EQ(first.line().rfind(R"({"error":"the line is not json)", 0), 0u);
+  EXPECT_EQ(first.line(), R"({"id":2,"ok":true,"x":5,"y":6,"z":7})");
+  EXPECT_EQ(first.line().rfind(R"({"error":"the line is not json)", 0), 0u) << "an empty line is answered too";
 }
 
-TEST(LinkServer, AnswersAnOverlongLineWithAnErrorAndCarriesOn) {
-  std::string error;
-  auto world = GameWorld::island(Clock::Manual, error);
-  ASSERT_TRUE(world) << error;
-  constexpr std::size_t kSmallLimit = 64;
-  LinkServer server(*world, kSmallLimit);
-  ASSERT_TRUE(server.listen(0, error)) << error;
-  std::thread serving([&server] { server.run(); });
-  {
-    Client client(server.port());
-    ASSERT_TRUE(client.connected());
-    client.send("{\"id\":1,\"op\":\"hello\",\"padding\":\"" + std::string(5000, 'x') +
-                "\"}\n{\"id\":2,\"op\":\"hello\"}\n");
-    EXPECT_EQ(client.line(), R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})");
-    EXPECT_EQ(client.line(), R"({"id":2,"ok":true,"protocol":1,"world":"island"})");
-    // The same, arriving in pieces: answered once, as soon as it is known to be too long.
-    client.send("{\"id\":3,\"op\":\"hello\",\"padding\":\"" + std::string(100, 'x'));
-    EXPECT_EQ(client.line(), R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})");
-    client.send(std::string(300, 'y') + "\"}\n{\"id\":4,\"op\":\"hello\"}\n");
-    EXPECT_EQ(client.line(), R"({"id":4,"ok":true,"protocol":1,"world":"island"})");
-  }
-  server.stop();
-  serving.join();
+TEST_F(LinkServerTest, AnswersAnOverlongLineWithAnErrorAndCarriesOn) {
+  const std::string too_long = R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})";
+  Client client(server_.port());
+  ASSERT_TRUE(client.connected());
+  client.send("{\"id\":1,\"op\":\"hello\",\"padding\":\"" + std::string(5000, 'x') + "\"}\n{\"id\":2,\"op\":\"hello\"}\n");
+  EXPECT_EQ(client.line(), too_long);
+  EXPECT_EQ(client.line(), R"({"id":2,"ok":true,"protocol":1,"world":"island"})");
+  // The same, arriving in pieces: answered once, as soon as it is known to be too long.
+  client.send("{\"id\":3,\"op\":\"hello\",\"padding\":\"" + std::string(100, 'x'));
+  EXPECT_EQ(client.line(), too_long);
+  client.send(std::string(300, 'y') + "\"}\n{\"id\":4,\"op\":\"hello\"}\n");
+  EXPECT_EQ(client.line(), R"({"id":4,"ok":true,"protocol":1,"world":"island"})");
 }
 
-// Starts the real binary on a free port and reads the port from its first stderr line.
+// The real binary on a free port, started by a shell that prints its own pid and then becomes the game;
+// the game's first stderr line names its port.
 class GameProcess {
  public:
   GameProcess() {
-    int pipe_fds[2];
-    if (::pipe(pipe_fds) != 0) return;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, pipe_fds[1], STDERR_FILENO);
-    posix_spawn_file_actions_addclose(&actions, pipe_fds[0]);
-    char binary[] = PATHWRIGHT_GAME_BINARY;
-    char port_flag[] = "--port", port_value[] = "0", clock_flag[] = "--clock", clock_value[] = "manual";
-    char* argv[] = {binary, port_flag, port_value, clock_flag, clock_value, nullptr};
-    if (posix_spawn(&pid_, binary, &actions, nullptr, argv, environ) != 0) pid_ = -1;
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(pipe_fds[1]);
-    std::string first_line;
-    char c = 0;
-    while (::read(pipe_fds[0], &c, 1) == 1 && c != '\n') first_line.push_back(c);
-    ::close(pipe_fds[0]);
-    const std::size_t colon = first_line.rfind("127.0.0.1:");
-    if (colon != std::string::npos) port_ = static_cast<std::uint16_t>(std::stoi(first_line.substr(colon + 10)));
-    banner_ = first_line;
+    char text[256];
+    if (out_ && std::fgets(text, sizeof text, out_)) pid_ = std::atoi(text);
+    if (out_ && std::fgets(text, sizeof text, out_)) banner_ = text;
+    const std::size_t colon = banner_.rfind("127.0.0.1:");
+    if (colon != std::string::npos) port_ = static_cast<std::uint16_t>(std::stoi(banner_.substr(colon + 10)));
   }
   // Asks the game to stop and answers its exit status.
   int stop() {
-    if (pid_ <= 0) return -1;
-    ::kill(pid_, SIGTERM);
-    int status = 0;
-    ::waitpid(pid_, &status, 0);
-    pid_ = -1;
+    if (!out_) return -1;
+    if (pid_ > 0) ::kill(pid_, SIGTERM);
+    const int status = ::pclose(out_);
+    out_ = nullptr;
     return status;
   }
   ~GameProcess() { stop(); }
@@ -145,7 +116,8 @@ class GameProcess {
   const std::string& banner() const { return banner_; }
 
  private:
-  pid_t pid_ = -1;
+  FILE* out_ = ::popen("echo $$; exec '" PATHWRIGHT_GAME_BINARY "' --port 0 --clock manual 2>&1", "r");
+  pid_t pid_ = 0;
   std::uint16_t port_ = 0;
   std::string banner_;
 };

@@ -4,21 +4,13 @@
 
 #include <cmath>
 
-#include "game/game_world.h"
-#include "host/json_text/json_text.h"
 #include "residents/walkers.h"
+#include "tests/game/game_test_helpers.h"
 
 namespace game {
 namespace {
 
 using mods::json::Value;
-
-Value json(const std::string& text) {
-  Value value;
-  host::JsonTextError error;
-  EXPECT_TRUE(host::parse_json(text, value, error)) << error.message() << " in " << text;
-  return value;
-}
 
 // Three points on the island's flat town ground: east 100, then north 100.
 const char* kThreePoints = R"([{"x":0,"y":100,"z":0},{"x":100,"y":100,"z":0},{"x":100,"y":100,"z":100}])";
@@ -36,23 +28,18 @@ struct Expected {
   float heading;
 };
 
-struct WalkCase {
-  const char* what;
-  std::string actor;
-  std::vector<Expected> moments;
-};
-
 class Walking : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string error;
-    world_ = GameWorld::island(Clock::Manual, error);
-    ASSERT_TRUE(world_) << error;
-  }
-  std::unique_ptr<GameWorld> world_;
+  void SetUp() override { ASSERT_TRUE(world_); }
+  std::unique_ptr<GameWorld> world_ = manual_island();
 };
 
 TEST_F(Walking, EveryModeFollowsItsRouteOverTime) {
+  struct WalkCase {
+    const char* what;
+    std::string actor;
+    std::vector<Expected> moments;
+  };
   const WalkCase cases[] = {
       {"once arrives and stops", model(R"(,"mode":"once")"),
        {{1, 50, 0, "walking", 2, 90}, {3, 100, 50, "walking", 3, 0}, {4, 100, 100, "arrived", 3, 0},
@@ -80,7 +67,7 @@ TEST_F(Walking, EveryModeFollowsItsRouteOverTime) {
        {{1, -72, 0, "walking", 1, 90}, {3, 0, 72, "walking", 2, 0}, {20, 0, 720, "arrived", 2, 0}}},
   };
   for (const WalkCase& c : cases) {
-    const Value actor = json(c.actor);
+    const Value actor = parsed(c.actor);
     std::optional<Walk> walk = Walk::plan(actor, world_->ground());
     ASSERT_TRUE(walk) << c.what;
     for (const Expected& e : c.moments) {
@@ -98,17 +85,17 @@ TEST_F(Walking, EveryModeFollowsItsRouteOverTime) {
 
 TEST_F(Walking, ResidentsWalkAtTheirTypesPace) {
   for (const char* type : {"uo1", "ub1", "um2", "sa3"}) {
-    const Value actor = json(R"({"id":"r","actor":"resident","parameters":{"resident":")" + std::string(type) +
-                             R"("},"path":{"points":[{"x":0,"y":100,"z":0}]}})");
+    const Value actor = parsed(R"({"id":"r","actor":"resident","parameters":{"resident":")" + std::string(type) +
+                               R"("},"path":{"points":[{"x":0,"y":100,"z":0}]}})");
     std::optional<Walk> walk = Walk::plan(actor, world_->ground());
     ASSERT_TRUE(walk) << type;
+    EXPECT_GT(editor::resident_pace(actor), 0) << type;
     EXPECT_EQ(walk->speed(), editor::resident_pace(actor)) << type;
-    EXPECT_GT(walk->speed(), 0) << type;
   }
 }
 
 TEST_F(Walking, PointsStandOnTheGroundBelowThemWhereThereIsGround) {
-  const Value actor = json(R"({"id":"m","kind":"mod","path":{"points":[
+  const Value actor = parsed(R"({"id":"m","kind":"mod","path":{"points":[
       {"x":0,"y":400,"z":0},{"x":-950,"y":250,"z":0},{"x":0,"y":100,"z":-3000}]}})");
   std::optional<Walk> walk = Walk::plan(actor, world_->ground());
   ASSERT_TRUE(walk);
@@ -119,7 +106,7 @@ TEST_F(Walking, PointsStandOnTheGroundBelowThemWhereThereIsGround) {
 }
 
 TEST_F(Walking, TheWorldWalksOnlyActorsThatMayWalkARoute) {
-  const Value document = json(R"({"actors":[
+  const Value document = parsed(R"({"actors":[
       {"id":"walker","kind":"mod","path":{"points":[{"x":0,"y":100,"z":0},{"x":100,"y":100,"z":0}]}},
       {"id":"seated","actor":"resident","parameters":{"resident":"ym1"},"path":{"points":[{"x":0,"y":100,"z":0}]}},
       {"id":"barrel","actor":"barrel","path":{"points":[{"x":0,"y":100,"z":0}]}},
@@ -142,7 +129,7 @@ TEST_F(Walking, TheWorldWalksOnlyActorsThatMayWalkARoute) {
   ASSERT_TRUE(world_->load("pkg", document, walking, error));
   EXPECT_EQ(world_->live_route("pkg", "walker").get("position").get("x").number, 0) << "reloading restarts";
 
-  EXPECT_FALSE(world_->load("pkg", json(R"({"actors":{}})"), walking, error));
+  EXPECT_FALSE(world_->load("pkg", parsed(R"({"actors":{}})"), walking, error));
   EXPECT_EQ(error, "the \"actors\" of \"pkg\" is not an array");
   EXPECT_FALSE(world_->advance(-1, time, error));
 }

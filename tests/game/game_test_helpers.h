@@ -1,0 +1,34 @@
+// Helpers shared by the simulated game's tests: JSON from text and the island on the manual clock.
+// Test use only; single-threaded.
+#ifndef PATHWRIGHT_TESTS_GAME_GAME_TEST_HELPERS_H_
+#define PATHWRIGHT_TESTS_GAME_GAME_TEST_HELPERS_H_
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "game/game_world.h"
+#include "host/json_text/json_text.h"
+
+namespace game {
+
+// The value of `text`; a parse failure fails the calling test.
+inline mods::json::Value parsed(const std::string& text) {
+  mods::json::Value value;
+  host::JsonTextError error;
+  EXPECT_TRUE(host::parse_json(text, value, error)) << error.message() << " in " << text;
+  return value;
+}
+
+// The island with its clock standing still; null (and the calling test failed) when it cannot be built.
+inline std::unique_ptr<GameWorld> manual_island() {
+  std::string error;
+  auto world = GameWorld::island(Clock::Manual, error);
+  EXPECT_TRUE(world) << error;
+  return world;
+}
+
+}  // namespace game
+
+#endif  // PATHWRIGHT_TESTS_GAME_GAME_TEST_HELPERS_H_
