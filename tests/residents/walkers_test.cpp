@@ -10,9 +10,7 @@
 namespace {
 
 using mods::json::Value;
-using support::num;
-using support::obj;
-using support::str;
+using namespace support;  // the terse value builders and the fixture
 namespace types = story_resident_types;
 
 TEST(ResidentTypes, EveryCodeFindsItsOwnRowAndNothingElseMatches) {

@@ -12,11 +12,7 @@ namespace {
 
 using mods::json::Value;
 using story_notebook::WorldPoint;
-using support::arr;
-using support::num;
-using support::obj;
-using support::point;
-using support::str;
+using namespace support;  // the terse value builders and the fixture
 
 class RouteCheck : public support::WindfallTest {
  protected:

@@ -8,10 +8,7 @@
 namespace {
 
 using mods::json::Value;
-using support::arr;
-using support::num;
-using support::obj;
-using support::str;
+using namespace support;  // the terse value builders and the fixture
 
 class RouteStatus : public support::WindfallTest {};
 

@@ -9,11 +9,7 @@
 namespace {
 
 using mods::json::Value;
-using support::arr;
-using support::num;
-using support::obj;
-using support::point;
-using support::str;
+using namespace support;  // the terse value builders and the fixture
 
 class Placing : public support::WindfallTest {
  protected:

@@ -10,11 +10,7 @@
 namespace {
 
 using mods::json::Value;
-using support::arr;
-using support::num;
-using support::obj;
-using support::point;
-using support::str;
+using namespace support;  // the terse value builders and the fixture
 
 class PointEdits : public support::WindfallTest {
  protected:

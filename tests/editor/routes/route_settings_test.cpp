@@ -8,11 +8,7 @@
 namespace {
 
 using mods::json::Value;
-using support::arr;
-using support::num;
-using support::obj;
-using support::point;
-using support::str;
+using namespace support;  // the terse value builders and the fixture
 
 const char* const kNoRoute = "the actor has no route yet: add_route_point adds its first point";
 const char* const kPatrols =
