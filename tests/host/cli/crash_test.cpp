@@ -6,27 +6,22 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <optional>
 #include <random>
-#include <sstream>
 #include <thread>
 
 #include "host/cli/temp_folder.h"
-#include "host/json_text/json_text.h"
 #include "tests/host/cli/pathwright_process.h"
 
 namespace host::testing {
 namespace {
 
-using mods::json::Value;
-
-constexpr int kRounds = 8;                 // server lives, each ended by SIGKILL
+constexpr int kRounds = 8;  // server lives, each ended by SIGKILL
 constexpr int kMaxChangesPerRound = 25;
-constexpr int kInFlightKillMaxMicros = 3000;   // µs after sending the last request: usually mid-request
-constexpr int kIdleKillMaxMillis = 1200;       // ms: long enough to land while the journal is folded
-constexpr int kPauseMaxMillis = 120;           // ms between some changes, so folding happens mid-stream
+constexpr int kInFlightKillMaxMicros = 3000;  // µs after sending the last request: usually mid-request
+constexpr int kIdleKillMaxMillis = 1200;      // ms: long enough to land while the journal is folded
+constexpr int kPauseMaxMillis = 120;          // ms between some changes, so folding happens mid-stream
 
 // Actors of the demo store that have a route, so both kinds of change apply to them.
 const char* const kWalkers[] = {"gate_guard", "baker_ub3",     "bar_worker_uw1", "well_dressed_uo3",
@@ -34,7 +29,7 @@ const char* const kWalkers[] = {"gate_guard", "baker_ub3",     "bar_worker_uw1",
                                 "cliff_moblin", "ferry_cart",    "kite_runner",    "lantern_porter"};
 
 struct Change {
-  std::string method;  // add_route_point or move_route_point
+  bool add;  // add_route_point, or move_route_point on point 1
   Value params;
 };
 
@@ -44,47 +39,10 @@ void apply(Value& document, const Change& change) {
   for (Value& actor : document["actors"].items) {
     if (actor.get("id") != change.params.get("id")) continue;
     std::vector<Value>& points = actor["path"]["points"].items;
-    if (change.method == "add_route_point") {
-      points.push_back(change.params.get("position"));
-    } else {
-      points[0] = change.params.get("position");
-    }
+    if (change.add) points.push_back(change.params.get("position"));
+    else points[0] = change.params.get("position");
     return;
   }
-}
-
-Change random_change(std::mt19937& random) {
-  std::uniform_int_distribution<int> pick(0, std::size(kWalkers) - 1), coordinate(-1400, 1400), coin(0, 1);
-  Change change;
-  change.method = coin(random) != 0 ? "add_route_point" : "move_route_point";
-  change.params = Value::object();
-  change.params["id"] = Value::of(kWalkers[pick(random)]);
-  Value& position = change.params["position"];
-  position["x"] = Value::of(static_cast<double>(coordinate(random)));
-  position["y"] = Value::of(100.0);
-  position["z"] = Value::of(static_cast<double>(coordinate(random)));
-  if (change.method == "move_route_point") change.params["point"] = Value::of(1.0);
-  return change;
-}
-
-std::string request_line(const Change& change, int id) {
-  Value request = Value::object();
-  request["jsonrpc"] = Value::of("2.0");
-  request["id"] = Value::of(static_cast<double>(id));
-  request["method"] = Value::of(change.method);
-  request["params"] = change.params;
-  return compact(request);
-}
-
-bool file_parses(const std::string& path, std::string& error) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  Value document;
-  JsonTextError parse_error;
-  if (parse_json(text.str(), document, parse_error) && document.is_object()) return true;
-  error = parse_error.message();
-  return false;
 }
 
 TEST(ServeCrash, AnsweredChangesSurviveSigkillAndUndoStillWorks) {
@@ -93,86 +51,72 @@ TEST(ServeCrash, AnsweredChangesSurviveSigkillAndUndoStillWorks) {
   std::cout << "crash test seed " << seed << " (PATHWRIGHT_CRASH_SEED replays it)" << std::endl;
   RecordProperty("seed", std::to_string(seed));
   std::mt19937 random(seed);
+  auto roll = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
 
   std::string error;
   auto store = TempFolder::copy_of(std::string(PATHWRIGHT_EXAMPLES_DIR) + "/windfall", error);
   ASSERT_NE(store, nullptr) << error;
   const std::string package_file = store->path() + "/windfall.json";
-  const std::vector<std::string> args{"--store", store->path()};
+  const std::vector<std::string> args{"serve", "--store", store->path()};
   const std::string log = store->path() + "/serve.log";
 
-  std::optional<Change> in_flight;  // sent, then killed before its answer came
-  Value model;                      // the document as every change known to be applied left it
-  std::vector<Value> before;        // the document before each applied change, for the undo check
-  {
-    ServeProcess first(args, log);
-    model = first.result("document", Value::object()).get("document");
-  }
-
-  // The restarted server's document: the model, or the model plus the change that was in flight.
-  auto recover = [&](ServeProcess& server) {
-    const Value document = server.result("document", Value::object()).get("document");
+  Value model = parse(file_text(package_file));  // the document as every change known to be applied left it
+  Value before;                                  // the document before the last applied change
+  std::optional<Change> in_flight;               // sent, then killed before its answer came
+  auto applied = [&](const Change& change) {
+    before = model;
+    apply(model, change);
+  };
+  // The restarted server's document must be the model, or the model plus the change that was in flight.
+  auto recovered = [&](Child& server) {
+    const Value document = server.result("document").get("document");
     if (in_flight) {
       Value with = model;
       apply(with, *in_flight);
-      if (document == with) {
-        before.push_back(model);
-        model = with;
-      }
+      if (document == with) applied(*in_flight);
       in_flight.reset();
     }
     return document == model;
   };
 
-  int id = 1;
   for (int round = 0; round < kRounds; ++round) {
     SCOPED_TRACE("round " + std::to_string(round));
-    ServeProcess server(args, log);
-    ASSERT_TRUE(recover(server)) << "the package lost an answered change or holds an unanswered one";
-
-    const int changes = std::uniform_int_distribution<int>(1, kMaxChangesPerRound)(random);
-    for (int k = 0; k < changes; ++k) {
-      const Change change = random_change(random);
-      ASSERT_TRUE(server.send(request_line(change, id++)));
-      if (k + 1 < changes) {
-        std::string line;
+    Child server(PATHWRIGHT_BINARY, args, log);
+    ASSERT_TRUE(recovered(server)) << "the package lost an answered change or holds an unanswered one";
+    for (int k = roll(1, kMaxChangesPerRound); k > 0; --k) {
+      Change change{roll(0, 1) != 0, Value::object()};
+      change.params["id"] = Value::of(kWalkers[roll(0, std::size(kWalkers) - 1)]);
+      change.params["position"] = parse(R"({"y":100})");
+      change.params["position"]["x"] = Value::of(static_cast<double>(roll(-1400, 1400)));
+      change.params["position"]["z"] = Value::of(static_cast<double>(roll(-1400, 1400)));
+      if (!change.add) change.params["point"] = Value::of(1.0);
+      ASSERT_TRUE(server.request(change.add ? "add_route_point" : "move_route_point", change.params));
+      std::string line;
+      if (k > 1) {
         ASSERT_TRUE(server.read_line(line));
         ASSERT_TRUE(parse(line).has("result")) << line;
-        before.push_back(model);
-        apply(model, change);
-        if (std::uniform_int_distribution<int>(0, 7)(random) == 0) {
-          std::this_thread::sleep_for(std::chrono::milliseconds(
-              std::uniform_int_distribution<int>(0, kPauseMaxMillis)(random)));
-        }
+        applied(change);
+        if (roll(0, 7) == 0) std::this_thread::sleep_for(std::chrono::milliseconds(roll(0, kPauseMaxMillis)));
         continue;
       }
       // The last change: kill the server soon after sending it, or after it has gone quiet.
-      if (std::uniform_int_distribution<int>(0, 2)(random) != 0) {
-        std::this_thread::sleep_for(std::chrono::microseconds(
-            std::uniform_int_distribution<int>(0, kInFlightKillMaxMicros)(random)));
-      } else {
-        std::this_thread::sleep_for(std::chrono::milliseconds(
-            std::uniform_int_distribution<int>(0, kIdleKillMaxMillis)(random)));
-      }
+      if (roll(0, 2) != 0) std::this_thread::sleep_for(std::chrono::microseconds(roll(0, kInFlightKillMaxMicros)));
+      else std::this_thread::sleep_for(std::chrono::milliseconds(roll(0, kIdleKillMaxMillis)));
       server.kill_now();
-      std::string line;
       if (server.read_line(line, 0)) {  // answered before it died: it must be there
         ASSERT_TRUE(parse(line).has("result")) << line;
-        before.push_back(model);
-        apply(model, change);
+        applied(change);
       } else {
         in_flight = change;
       }
     }
-    ASSERT_TRUE(file_parses(package_file, error)) << "after the kill: " << error;
+    ASSERT_TRUE(parse(file_text(package_file)).is_object()) << "after the kill";
   }
 
-  ServeProcess last(args, log);
-  ASSERT_TRUE(recover(last)) << "the package lost an answered change or holds an unanswered one";
-  ASSERT_FALSE(before.empty());
-  EXPECT_TRUE(last.result("undo", Value::object()).has("undone"));
-  EXPECT_TRUE(last.result("document", Value::object()).get("document") == before.back())
-      << "undo did not take back the last change";
+  Child last(PATHWRIGHT_BINARY, args, log);
+  ASSERT_TRUE(recovered(last)) << "the package lost an answered change or holds an unanswered one";
+  EXPECT_TRUE(last.result("undo").has("undone"));
+  EXPECT_TRUE(last.result("document").get("document") == before) << "undo did not take back the last change";
   EXPECT_EQ(last.finish(), 0);
 }
 

@@ -1,62 +1,153 @@
-// The real `pathwright` binary run as a child process, for end-to-end tests: `serve` with pipes to its
-// standard input and output (one JSON-RPC message per line), and one-shot runs that capture everything.
-// Each object owns its child and reaps it; used by one test thread.
+// A child process for the end-to-end tests (`pathwright` or the simulated game): its standard input and
+// output are pipes held here, one line a message; its standard error goes to a file, or into the output
+// when no file is named. The object owns the child and kills and reaps it when it goes; one thread. The
+// tests install no signal handlers, so no system call here is interrupted.
 #ifndef PATHWRIGHT_TESTS_HOST_CLI_PATHWRIGHT_PROCESS_H_
 #define PATHWRIGHT_TESTS_HOST_CLI_PATHWRIGHT_PROCESS_H_
 
-#include <sys/types.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "host/json_text/json_text.h"
 #include "json/value.h"
 
 namespace host::testing {
 
+using mods::json::Value;
+
 constexpr int kAnswerWaitMs = 20000;  // ms; generous, for the sanitizer build on a busy machine
 
-// What a finished run left behind.
-struct RunResult {
-  int exit_status = -1;  // the exit code, or -1 when the process died of a signal
-  std::string out;
-  std::string err;
-};
+inline Value parse(const std::string& text) {
+  Value value;
+  JsonTextError error;
+  if (!parse_json(text, value, error)) ADD_FAILURE() << "not JSON: " << error.message() << ": " << text;
+  return value;
+}
 
-// Runs `pathwright ARGS...` to the end with `input` on its standard input.
-RunResult run_pathwright(const std::vector<std::string>& args, const std::string& input = "");
+inline std::string compact(const Value& value) {
+  std::string text, error;
+  print_json(value, JsonLayout::Compact, text, error);
+  return text;
+}
 
-class ServeProcess {
+inline std::string file_text(const std::string& path) {
+  std::stringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+class Child {
  public:
-  // Starts `pathwright serve ARGS...`; its standard error goes to the file `stderr_path`.
-  ServeProcess(const std::vector<std::string>& args, const std::string& stderr_path);
-  ~ServeProcess();
-  ServeProcess(const ServeProcess&) = delete;
-  ServeProcess& operator=(const ServeProcess&) = delete;
+  Child(const std::string& binary, std::vector<std::string> args, const std::string& stderr_path = "") {
+    ::signal(SIGPIPE, SIG_IGN);  // a child that died is a failed expectation, not the end of the tests
+    int in[2], out[2];
+    if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("cannot make pipes");
+    const int err = stderr_path.empty() ? out[1] : ::open(stderr_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    args.insert(args.begin(), binary);
+    std::vector<char*> argv;
+    for (std::string& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // dies with the test
+      ::dup2(in[0], 0);
+      ::dup2(out[1], 1);
+      ::dup2(err, 2);
+      ::execv(argv[0], argv.data());
+      ::_exit(127);
+    }
+    if (err != out[1]) ::close(err);
+    ::close(in[0]);
+    ::close(out[1]);
+    in_ = in[1];
+    out_ = out[0];
+    if (pid_ < 0) throw std::runtime_error("cannot start " + binary);
+  }
+  ~Child() {
+    if (pid_ > 0) kill_now();
+    ::close(in_);
+    ::close(out_);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
 
-  // Writes `line` and a newline. False when the server's input is closed.
-  bool send(const std::string& line);
+  // Writes `line` and a newline. False when the child's input is closed.
+  bool send(const std::string& line) {
+    const std::string text = line + "\n";
+    for (std::size_t done = 0; done < text.size();) {
+      const ssize_t n = ::write(in_, text.data() + done, text.size() - done);
+      if (n <= 0) return false;
+      done += static_cast<std::size_t>(n);
+    }
+    return true;
+  }
   // The next line of output. False at end of output, or after `timeout_ms` without one.
-  bool read_line(std::string& line, int timeout_ms = kAnswerWaitMs);
-  // Sends a request with the next id and answers the parsed answer (null when none came).
-  mods::json::Value call(const std::string& method, const mods::json::Value& params);
-  // The "result" of `call`, failing the test on an error answer.
-  mods::json::Value result(const std::string& method, const mods::json::Value& params);
-
-  // Closes the server's input and waits for it: its exit code.
-  int finish();
-  // Ends the server at once with SIGKILL and reaps it.
-  void kill_now();
+  bool read_line(std::string& line, int timeout_ms = kAnswerWaitMs) {
+    for (std::size_t end; (end = pending_.find('\n')) == std::string::npos;) {
+      pollfd ready{out_, POLLIN, 0};
+      char chunk[65536];
+      const ssize_t n = ::poll(&ready, 1, timeout_ms) > 0 ? ::read(out_, chunk, sizeof chunk) : 0;
+      if (n <= 0) return false;
+      pending_.append(chunk, static_cast<std::size_t>(n));
+    }
+    line = pending_.substr(0, pending_.find('\n'));
+    pending_.erase(0, line.size() + 1);
+    return true;
+  }
+  // Sends JSON-RPC request `method` with the next id.
+  bool request(const std::string& method, const Value& params) {
+    return send(R"({"jsonrpc":"2.0","id":)" + std::to_string(next_id_++) + R"(,"method":")" + method +
+                R"(","params":)" + compact(params) + "}");
+  }
+  // The answer to a request (null when none came), and its "result", failing the test on an error.
+  Value call(const std::string& method, const Value& params) {
+    std::string line;
+    return request(method, params) && read_line(line) ? parse(line) : Value();
+  }
+  Value result(const std::string& method, const Value& params = Value::object()) {
+    const Value answer = call(method, params);
+    EXPECT_TRUE(answer.has("result")) << method << " " << compact(params) << " -> " << compact(answer);
+    return answer.get("result");
+  }
+  // Closes the child's input and answers the rest of its output.
+  std::string rest() {
+    ::close(std::exchange(in_, -1));
+    std::string line, text;
+    while (read_line(line)) text += line + "\n";
+    return text;
+  }
+  // Closes the child's input and waits for it: its exit code, or -1 when a signal ended it.
+  int finish() {
+    ::close(std::exchange(in_, -1));
+    int status = 0;
+    ::waitpid(std::exchange(pid_, -1), &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+  void kill_now() {
+    ::kill(pid_, SIGKILL);
+    finish();
+  }
+  void signal(int number) { ::kill(pid_, number); }
 
  private:
   pid_t pid_ = -1;
-  int in_ = -1;
-  int out_ = -1;
+  int in_ = -1, out_ = -1;
   std::string pending_;
-  double next_id_ = 1;
+  int next_id_ = 1;
 };
-
-mods::json::Value parse(const std::string& text);
-std::string compact(const mods::json::Value& value);
 
 }  // namespace host::testing
 

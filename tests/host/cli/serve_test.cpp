@@ -1,29 +1,16 @@
 // `pathwright serve` and `pathwright call` end to end: the real binary on a temporary copy of the demo
-// store, spoken to over pipes.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
+// store, spoken to over pipes, with the simulated game as its own process.
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <fstream>
-#include <sstream>
+#include <cstdio>
 #include <thread>
 
 #include "host/cli/temp_folder.h"
-#include "host/json_text/json_text.h"
 #include "tests/host/cli/pathwright_process.h"
 
 namespace host::testing {
 namespace {
-
-using mods::json::Value;
 
 std::unique_ptr<TempFolder> demo_store() {
   std::string error;
@@ -32,27 +19,13 @@ std::unique_ptr<TempFolder> demo_store() {
   return store;
 }
 
-std::string file_text(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 // "code:id" for an error answer, "ok:id" for a result; a batch in brackets.
 std::string summary(const Value& answer) {
-  if (answer.is_array()) {
-    std::string out = "[";
-    for (const Value& item : answer.items) {
-      if (out.size() > 1) out.push_back(',');
-      out.append(summary(item));
-    }
-    out.push_back(']');
-    return out;
-  }
-  const Value& error = answer.get("error");
-  std::string head = error.is_object() ? std::to_string(static_cast<int>(error.get("code").number)) : "ok";
-  return head + ":" + compact(answer.get("id"));
+  std::string items;
+  for (const Value& item : answer.items) (items += items.empty() ? "" : ",") += summary(item);
+  if (answer.is_array()) return "[" + items + "]";
+  const Value& code = answer.get("error").get("code");
+  return (code.is_number() ? std::to_string(static_cast<int>(code.number)) : "ok") + ":" + compact(answer.get("id"));
 }
 
 const Value& actor(const Value& document, const std::string& id) {
@@ -64,11 +37,7 @@ const Value& actor(const Value& document, const std::string& id) {
 }
 
 TEST(JsonRpcServe, AnswersBadMessagesAsJsonRpcSaysAndGoesOnServing) {
-  struct Case {
-    const char* line;
-    const char* answers;  // summaries of every answer line, "" for none
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {  // a line, the summaries of its answers
       {"this is not json", "-32700:null"},
       {R"({"jsonrpc":"2.0","id":1,"method":"fly"})", "-32601:1"},
       {R"({"jsonrpc":"2.0","method":"fly"})", ""},
@@ -86,20 +55,15 @@ TEST(JsonRpcServe, AnswersBadMessagesAsJsonRpcSaysAndGoesOnServing) {
       {R"({"jsonrpc":"2.0","id":8,"method":"check_route","params":{"id":"gate_guard"}})", "1:8"},
   };
   auto store = demo_store();
-  ServeProcess server({"--store", store->path()}, store->path() + "/serve.log");
-  for (const Case& c : cases) {
+  Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
+  for (const auto& [request, expected] : cases) {
     // A status request after each case marks where the case's answers end.
-    ASSERT_TRUE(server.send(c.line));
-    ASSERT_TRUE(server.send(R"({"jsonrpc":"2.0","id":"end","method":"status"})"));
+    ASSERT_TRUE(server.send(request) && server.send(R"({"jsonrpc":"2.0","id":"end","method":"status"})"));
     std::string answers, line;
-    for (;;) {
-      ASSERT_TRUE(server.read_line(line)) << c.line;
-      Value answer = parse(line);
-      if (answer.get("id") == Value::of("end")) break;
-      if (!answers.empty()) answers.push_back(' ');
-      answers.append(summary(answer));
+    while (server.read_line(line) && parse(line).get("id") != Value::of("end")) {
+      (answers += answers.empty() ? "" : " ") += summary(parse(line));
     }
-    EXPECT_EQ(answers, c.answers) << c.line;
+    EXPECT_EQ(answers, expected) << request;
   }
   EXPECT_EQ(server.finish(), 0);
 }
@@ -129,30 +93,26 @@ TEST(JsonRpcServe, RunsEveryRouteAndHostCommandAndSavesAtTheEnd) {
        "the game is not running: \"at\" needs it to find link or the camera"},
       {"undo", "{}", "undone", "\"Remove the route of bar_worker_uw1\""},
       {"redo", "{}", "redone", "\"Remove the route of bar_worker_uw1\""},
-      {"packages", "{}", "packages",
-       R"([{"actors":30,"name":"windfall","routes":14}])"},
+      {"packages", "{}", "packages", R"([{"actors":30,"name":"windfall","routes":14}])"},
       {"reload", R"({"package":"windfall"})", "changes", "6"},
       {"status", "{}", "game", R"j({"connected":false,"problem":"no game address was given (--game HOST:PORT or --demo)"})j"},
   };
   auto store = demo_store();
-  ServeProcess server({"--store", store->path()}, store->path() + "/serve.log");
+  Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
   for (const Case& c : cases) {
-    Value answer = server.call(c.method, parse(c.params));
-    if (*c.member != '\0') {
-      EXPECT_EQ(compact(answer.get("result").get(c.member)), c.wanted) << c.method << " " << compact(answer);
-    } else {
-      EXPECT_EQ(answer.get("error").get("message").string(""), c.wanted) << c.method << " " << compact(answer);
-      EXPECT_EQ(answer.get("error").get("code"), Value::of(1.0));
-    }
+    const Value answer = server.call(c.method, parse(c.params));
+    const Value& error = answer.get("error");
+    EXPECT_EQ(*c.member ? compact(answer.get("result").get(c.member)) : error.get("message").string(""), c.wanted)
+        << c.method << " " << compact(answer);
+    EXPECT_EQ(error.get("code"), *c.member ? Value() : Value::of(1.0));
   }
-  const Value history = server.result("history", Value::object());
-  EXPECT_EQ(history.get("changes").items.size(), 6u);
-  const Value document = server.result("document", Value::object()).get("document");
+  EXPECT_EQ(server.result("history").get("changes").items.size(), 6u);
+  const Value document = server.result("document").get("document");
   EXPECT_EQ(compact(actor(document, "gate_guard").get("path")),
             R"({"mode":"loop","pauses":4,"points":[{"x":-600,"y":100,"z":1100},{"x":-300,"y":100,"z":1100}]})");
   EXPECT_EQ(server.finish(), 0);
   // The end of input saved everything into the package file itself.
-  EXPECT_EQ(compact(parse(file_text(store->path() + "/windfall.json"))), compact(document));
+  EXPECT_EQ(parse(file_text(store->path() + "/windfall.json")), document);
 }
 
 TEST(DemoStore, IsWrittenInTheLayoutThatSavingPrints) {
@@ -163,127 +123,88 @@ TEST(DemoStore, IsWrittenInTheLayoutThatSavingPrints) {
   EXPECT_EQ(printed, text);
 }
 
-TEST(JsonRpcServe, ReportsAGameThatCannotBeReached) {
-  auto store = demo_store();
-  ServeProcess server({"--store", store->path(), "--game", "127.0.0.1:1", "--game-timeout", "0.3"},
-                      store->path() + "/serve.log");
-  const Value status = server.result("status", Value::object());
-  EXPECT_EQ(status.get("game").get("connected"), Value::of(false));
-  EXPECT_EQ(status.get("game").get("address"), Value::of("127.0.0.1:1"));
-  EXPECT_EQ(status.get("game_timeout"), Value::of(0.3));
-  EXPECT_EQ(status.get("game").get("problem").string("").rfind("cannot reach the game at 127.0.0.1:1: ", 0), 0u);
-  EXPECT_EQ(server.call("route_status", parse(R"({"id":"baker_ub3"})")).get("error").get("message"),
-            Value::of("the game is not running"));
-  EXPECT_EQ(server.finish(), 0);
-}
-
 TEST(CallCommand, ExitStatusSaysHowItWentAndTheChangeIsSaved) {
   auto store = demo_store();
+  const std::string err_file = store->path() + "/call.err";
   struct Case {
     std::vector<std::string> args;
     int status;
-    const char* err;  // what standard error starts with
+    const char* err;  // standard error, "..." at the end when only its start is pinned
   };
   const Case cases[] = {
       {{"call", "status"}, 0, ""},
       {{"call", "add_route_point", R"({"id":"baker_ub3","position":{"x":10,"y":100,"z":10}})"}, 0, ""},
-      {{"call", "fly"}, 2, "pathwright: unknown method \"fly\""},
-      {{"call", "check_route", R"({"id":"baker_ub3"})"}, 1, "the game is not running"},
-      {{"call", "add_route_point", "{bad"}, 2, "pathwright: the parameters are not JSON: line 1, column 2"},
-      {{"call", "add_route_point", "[1]"}, 2, "pathwright: the parameters must be a JSON object"},
-      {{"call", "status", "--game", "nowhere"}, 2, "pathwright: the game address \"nowhere\" is not HOST:PORT"},
-      {{"call"}, 2, ""},
-      {{"launch"}, 2, ""},
+      {{"call", "fly"}, 2, "pathwright: unknown method \"fly\"\n"},
+      {{"call", "check_route", R"({"id":"baker_ub3"})"}, 1, "the game is not running..."},
+      {{"call", "add_route_point", "{bad"}, 2, "pathwright: the parameters are not JSON: line 1, column 2..."},
+      {{"call", "add_route_point", "[1]"}, 2, "pathwright: the parameters must be a JSON object\n"},
+      {{"call", "status", "--game", "nowhere"}, 2, "pathwright: the game address \"nowhere\" is not HOST:PORT\n"},
+      {{"call"}, 2, "..."},
+      {{"launch"}, 2, "..."},
   };
   for (const Case& c : cases) {
     std::vector<std::string> args = c.args;
-    if (args.size() > 1 && args[0] == "call") args.insert(args.begin() + 1, {"--store", store->path()});
-    RunResult run = run_pathwright(args);
-    EXPECT_EQ(run.exit_status, c.status) << args[1] << "\n" << run.err;
-    EXPECT_EQ(run.err.rfind(c.err, 0), 0u) << run.err;
+    if (args.size() > 1) args.insert(args.begin() + 1, {"--store", store->path()});
+    Child run(PATHWRIGHT_BINARY, args, err_file);
+    EXPECT_EQ(run.finish(), c.status) << args[1];
+    const std::string err = file_text(err_file), expected = c.err;
+    std::remove(err_file.c_str());
+    EXPECT_EQ(expected.ends_with("...") ? err.substr(0, expected.size() - 3) + "..." : err, expected);
   }
   const Value document = parse(file_text(store->path() + "/windfall.json"));
   EXPECT_EQ(actor(document, "baker_ub3").get("path").get("points").items.size(), 5u);
-  RunResult help = run_pathwright({"call", "--help"});
-  EXPECT_EQ(help.exit_status, 0);
-  EXPECT_NE(help.out.find("--game-timeout"), std::string::npos);
+  Child help(PATHWRIGHT_BINARY, {"call", "--help"});
+  EXPECT_NE(help.rest().find("--game-timeout"), std::string::npos);
+  EXPECT_EQ(help.finish(), 0);
 }
 
-// A port on the loopback interface that was free a moment ago.
-std::uint16_t free_port() {
-  int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-  socklen_t length = sizeof address;
-  ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-  ::close(fd);
-  return ntohs(address.sin_port);
-}
-
-// The simulated game as its own process, killed with SIGKILL when the object goes.
-class GameProcess {
- public:
-  explicit GameProcess(std::uint16_t port) {
-    pid_ = ::fork();
-    if (pid_ == 0) {
-      // Dies with the test, and keeps no pipe of the test runner open behind it.
-      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-      int quiet = ::open("/dev/null", O_WRONLY);
-      ::dup2(quiet, 1);
-      ::dup2(quiet, 2);
-      std::string binary = PATHWRIGHT_GAME_BINARY, port_text = std::to_string(port);
-      ::execl(binary.c_str(), binary.c_str(), "--port", port_text.c_str(), "--clock", "manual", nullptr);
-      ::_exit(127);
-    }
-  }
-  ~GameProcess() {
-    ::kill(pid_, SIGKILL);
-    ::waitpid(pid_, nullptr, 0);
-  }
-  // Freezes the game (it stops answering, its connections stay open) or lets it go on.
-  void freeze(bool frozen) { ::kill(pid_, frozen ? SIGSTOP : SIGCONT); }
-
- private:
-  pid_t pid_;
-};
-
-// Asks for status until the game is connected (it needs a moment to start listening).
-bool wait_for_game(ServeProcess& server) {
+// Asks for status until the game is connected (the server tries at most every half second).
+bool wait_for_game(Child& server) {
   for (int attempt = 0; attempt < 100; ++attempt) {
-    if (server.result("status", Value::object()).get("game").get("connected") == Value::of(true)) return true;
+    if (server.result("status").get("game").get("connected") == Value::of(true)) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
   return false;
 }
 
-TEST(JsonRpcServe, FollowsTheGameThroughDeathRestartAndHang) {
+TEST(JsonRpcServe, FollowsTheGameThroughAbsenceStartDeathRestartAndHang) {
+  // The simulated game picks a free port and says which; it is started again on that port later.
+  std::vector<std::string> args{"--port", "0", "--clock", "manual"};
+  auto game = std::make_unique<Child>(PATHWRIGHT_GAME_BINARY, args);
+  std::string line;
+  ASSERT_TRUE(game->read_line(line)) << "the game did not start";  // "... listening on 127.0.0.1:PORT (...)"
+  args[1] = line.substr(line.find("127.0.0.1:") + 10);
+  args[1].resize(args[1].find(' '));
+  const std::string address = "127.0.0.1:" + args[1];
+  game.reset();
   auto store = demo_store();
-  const std::uint16_t port = free_port();
-  const std::string address = "127.0.0.1:" + std::to_string(port);
-  ServeProcess server({"--store", store->path(), "--game", address, "--game-timeout", "0.5"},
-                      store->path() + "/serve.log");
-  auto game = std::make_unique<GameProcess>(port);
+  Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path(), "--game", address, "--game-timeout", "0.5"},
+               store->path() + "/serve.log");
+  const Value status = server.result("status");
+  EXPECT_EQ(status.get("game").get("address"), Value::of(address));
+  EXPECT_EQ(status.get("game_timeout"), Value::of(0.5));
+  EXPECT_EQ(status.get("game").get("problem").string("").rfind("cannot reach the game at " + address + ": ", 0), 0u);
+  const Value baker = parse(R"({"id":"baker_ub3"})");
+  EXPECT_EQ(server.call("route_status", baker).get("error").get("message"), Value::of("the game is not running"));
+
+  game = std::make_unique<Child>(PATHWRIGHT_GAME_BINARY, args);  // starts late
   ASSERT_TRUE(wait_for_game(server));
-  const Value added = server.result("add_route_point", parse(R"({"id":"baker_ub3","at":"camera"})"));
-  EXPECT_EQ(added.get("point"), Value::of(5.0));
-  const Value walked = server.result("route_status", parse(R"({"id":"baker_ub3"})"));
+  EXPECT_EQ(server.result("add_route_point", parse(R"({"id":"baker_ub3","at":"camera"})")).get("point"), Value::of(5.0));
+  const Value walked = server.result("route_status", baker);
   EXPECT_EQ(compact(walked.get("points").items.at(4)), R"({"x":0,"y":100,"z":-100})");  // on the ground
 
-  game.reset();  // killed: the next command finds no game
-  EXPECT_EQ(server.call("route_status", parse(R"({"id":"baker_ub3"})")).get("error").get("message"),
-            Value::of("the game is not running"));
-  game = std::make_unique<GameProcess>(port);
+  game.reset();  // killed: the next command finds no game rather than failing on the dead connection
+  EXPECT_EQ(server.call("route_status", baker).get("error").get("message"), Value::of("the game is not running"));
+  game = std::make_unique<Child>(PATHWRIGHT_GAME_BINARY, args);
   ASSERT_TRUE(wait_for_game(server));
   // The restarted game was handed the package again, with the point added before it died.
-  EXPECT_EQ(server.result("route_status", parse(R"({"id":"baker_ub3"})")).get("points").items.size(), 5u);
+  EXPECT_EQ(server.result("route_status", baker).get("points").items.size(), 5u);
 
-  game->freeze(true);  // hung: the command ends after the timeout, the server goes on
-  const Value hung = server.call("check_route", parse(R"({"id":"baker_ub3"})"));
-  EXPECT_EQ(compact(hung.get("error")), R"({"code":2,"message":"the game did not answer within 0.5 s"})");
-  EXPECT_EQ(server.result("status", Value::object()).get("game").get("connected"), Value::of(false));
-  game->freeze(false);
+  game->signal(SIGSTOP);  // hung: the command ends after the timeout, the server goes on
+  EXPECT_EQ(compact(server.call("check_route", baker).get("error")),
+            R"({"code":2,"message":"the game did not answer within 0.5 s"})");
+  EXPECT_EQ(server.result("status").get("game").get("connected"), Value::of(false));
+  game->signal(SIGCONT);
   ASSERT_TRUE(wait_for_game(server));
   EXPECT_EQ(server.finish(), 0);
 }
