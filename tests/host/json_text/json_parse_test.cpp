@@ -91,6 +91,7 @@ TEST(ParseJson, RefusesBadTextNamingLineColumnAndReason) {
       {"[\"\xC0\xAF\"]", 1, 3, "invalid utf-8 in string"},        // overlong '/'
       {"[\"\xED\xA0\x80\"]", 1, 3, "invalid utf-8 in string"},    // a surrogate written in UTF-8
       {"[\"\xF5\x80\x80\x80\"]", 1, 3, "invalid utf-8 in string"},  // beyond U+10FFFF
+      {"\"\xF0\x9F", 1, 2, "invalid utf-8 in string"},  // cut short at the end: read past the text
       {"[1, 1e400]", 1, 5, "number too large for a double"},
       {"\n -1e400", 2, 2, "number too large for a double"},
       {"[1000e306]", 1, 2, "number too large for a double"},
