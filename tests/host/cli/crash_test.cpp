@@ -69,7 +69,7 @@ TEST(ServeCrash, AnsweredChangesSurviveSigkillAndUndoStillWorks) {
   };
   // The restarted server's document must be the model, or the model plus the change that was in flight.
   auto recovered = [&](Child& server) {
-    const Value document = server.result("document").get("document");
+    const Value document = server.call("document").get("result").get("document");
     if (in_flight) {
       Value with = model;
       apply(with, *in_flight);
@@ -115,8 +115,8 @@ TEST(ServeCrash, AnsweredChangesSurviveSigkillAndUndoStillWorks) {
 
   Child last(PATHWRIGHT_BINARY, args, log);
   ASSERT_TRUE(recovered(last)) << "the package lost an answered change or holds an unanswered one";
-  EXPECT_TRUE(last.result("undo").has("undone"));
-  EXPECT_TRUE(last.result("document").get("document") == before) << "undo did not take back the last change";
+  EXPECT_TRUE(last.call("undo").get("result").has("undone"));
+  EXPECT_TRUE(last.call("document").get("result").get("document") == before) << "undo did not take back the last change";
   EXPECT_EQ(last.finish(), 0);
 }
 

@@ -112,22 +112,10 @@ class Child {
     return send(R"({"jsonrpc":"2.0","id":)" + std::to_string(next_id_++) + R"(,"method":")" + method +
                 R"(","params":)" + compact(params) + "}");
   }
-  // The answer to a request (null when none came), and its "result", failing the test on an error.
-  Value call(const std::string& method, const Value& params) {
+  // Sends request `method` and answers its answer (null when none came).
+  Value call(const std::string& method, const Value& params = Value::object()) {
     std::string line;
     return request(method, params) && read_line(line) ? parse(line) : Value();
-  }
-  Value result(const std::string& method, const Value& params = Value::object()) {
-    const Value answer = call(method, params);
-    EXPECT_TRUE(answer.has("result")) << method << " " << compact(params) << " -> " << compact(answer);
-    return answer.get("result");
-  }
-  // Closes the child's input and answers the rest of its output.
-  std::string rest() {
-    ::close(std::exchange(in_, -1));
-    std::string line, text;
-    while (read_line(line)) text += line + "\n";
-    return text;
   }
   // Closes the child's input and waits for it: its exit code, or -1 when a signal ended it.
   int finish() {
@@ -136,10 +124,7 @@ class Child {
     ::waitpid(std::exchange(pid_, -1), &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
-  void kill_now() {
-    ::kill(pid_, SIGKILL);
-    finish();
-  }
+  void kill_now() { ::kill(pid_, SIGKILL); finish(); }
   void signal(int number) { ::kill(pid_, number); }
 
  private:
