@@ -26,27 +26,18 @@ WorldMesh known_mesh() {
   return mesh;
 }
 
-struct ProbeCase {
-  const char* what;
-  float x, y, z;
-  bool found;
-  float height;
-  float tolerance = 0;  // flat floors answer their height exactly
-};
+// A probe and the ground it must find; flat floors answer their height exactly (tolerance 0).
+struct ProbeCase { const char* what; float x, y, z; bool found; float height; float tolerance = 0; };
 
 TEST(Ground, AnswersTheFirstSurfaceStraightBelowTheProbe) {
   std::string error;
   auto ground = Ground::build(known_mesh(), error);
   ASSERT_TRUE(ground) << error;
   const ProbeCase cases[] = {
-      {"low floor", 50, 100, 50, true, 0},
-      {"step of exactly 50", 150, 100, 50, true, 50},
-      {"step just above 50", 250, 200, 50, true, 100.001f},
-      {"bridge deck from above", 450, 300, 50, true, 200},
-      {"floor from between deck and floor", 450, 150, 50, true, 0},
-      {"floor beside the deck", 450, 300, 10, true, 0},
-      {"ramp halfway", 650, 300, 50, true, 50, 1e-3f},
-      {"nothing below: outside", 1000, 100, 1000, false, 0},
+      {"low floor", 50, 100, 50, true, 0},             {"step of exactly 50", 150, 100, 50, true, 50},
+      {"step just above 50", 250, 200, 50, true, 100.001f}, {"bridge deck from above", 450, 300, 50, true, 200},
+      {"floor from between deck and floor", 450, 150, 50, true, 0}, {"floor beside the deck", 450, 300, 10, true, 0},
+      {"ramp halfway", 650, 300, 50, true, 50, 1e-3f},  {"nothing below: outside", 1000, 100, 1000, false, 0},
       {"nothing below: under the floor", 50, -10, 50, false, 0},
   };
   for (const ProbeCase& c : cases) {

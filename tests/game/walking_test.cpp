@@ -12,21 +12,15 @@ namespace {
 
 using mods::json::Value;
 
-// Three points on the island's flat town ground: east 100, then north 100.
-const char* kThreePoints = R"([{"x":0,"y":100,"z":0},{"x":100,"y":100,"z":0},{"x":100,"y":100,"z":100}])";
-
+// A model walking 50 a second over three points of the island's flat town ground: east 100, then north 100.
 std::string model(const std::string& path_extra) {
-  return R"({"id":"m","kind":"mod","path":{"points":)" + std::string(kThreePoints) + R"(,"speed":50)" + path_extra +
-         "}}";
+  return R"({"id":"m","kind":"mod","path":{"speed":50,"points":[{"x":0,"y":100,"z":0},{"x":100,"y":100,"z":0},)"
+         R"({"x":100,"y":100,"z":100}])" + path_extra + "}}";
 }
 
-struct Expected {
-  double seconds;
-  float x, z;
-  const char* state;
-  int target;
-  float heading;
-};
+// Where a walker stands at a moment: horizontal place (its height is the town's 100), state, the number of
+// the point it heads for, and heading in degrees.
+struct Expected { double seconds; float x, z; const char* state; int target; float heading; };
 
 class Walking : public testing::Test {
  protected:
@@ -35,11 +29,7 @@ class Walking : public testing::Test {
 };
 
 TEST_F(Walking, EveryModeFollowsItsRouteOverTime) {
-  struct WalkCase {
-    const char* what;
-    std::string actor;
-    std::vector<Expected> moments;
-  };
+  struct WalkCase { const char* what; std::string actor; std::vector<Expected> moments; };
   const WalkCase cases[] = {
       {"once arrives and stops", model(R"(,"mode":"once")"),
        {{1, 50, 0, "walking", 2, 90}, {3, 100, 50, "walking", 3, 0}, {4, 100, 100, "arrived", 3, 0},
@@ -99,19 +89,18 @@ TEST_F(Walking, PointsStandOnTheGroundBelowThemWhereThereIsGround) {
       {"x":0,"y":400,"z":0},{"x":-950,"y":250,"z":0},{"x":0,"y":100,"z":-3000}]}})");
   std::optional<Walk> walk = Walk::plan(actor, world_->ground());
   ASSERT_TRUE(walk);
-  ASSERT_EQ(walk->points().size(), 3u);
-  EXPECT_EQ(walk->points()[0].y, 100.0f) << "high above the square: the plateau";
-  EXPECT_EQ(walk->points()[1].y, 300.0f) << "just below the wall's top: its top";
-  EXPECT_EQ(walk->points()[2].y, 100.0f) << "over open sea: kept";
+  std::vector<float> heights;
+  for (const story_notebook::WorldPoint& point : walk->points()) heights.push_back(point.y);
+  // High above the square: the plateau; just below the wall's top: its top; over open sea: kept.
+  EXPECT_EQ(heights, (std::vector<float>{100, 300, 100}));
 }
 
-TEST_F(Walking, TheWorldWalksOnlyActorsThatMayWalkARoute) {
+TEST_F(Walking, TheWorldWalksOnlyActorsThatMayWalkARouteAndOnlyOnTheManualClock) {
   const Value document = parsed(R"({"actors":[
       {"id":"walker","kind":"mod","path":{"points":[{"x":0,"y":100,"z":0},{"x":100,"y":100,"z":0}]}},
       {"id":"seated","actor":"resident","parameters":{"resident":"ym1"},"path":{"points":[{"x":0,"y":100,"z":0}]}},
       {"id":"barrel","actor":"barrel","path":{"points":[{"x":0,"y":100,"z":0}]}},
-      {"id":"still","kind":"mod"},
-      {"id":"broken","kind":"mod","path":{"points":[{"x":"a","y":100,"z":0}]}}]})");
+      {"id":"still","kind":"mod"}, {"id":"broken","kind":"mod","path":{"points":[{"x":"a","y":100,"z":0}]}}]})");
   int walking = -1;
   std::string error;
   ASSERT_TRUE(world_->load("pkg", document, walking, error)) << error;
@@ -132,6 +121,10 @@ TEST_F(Walking, TheWorldWalksOnlyActorsThatMayWalkARoute) {
   EXPECT_FALSE(world_->load("pkg", parsed(R"({"actors":{}})"), walking, error));
   EXPECT_EQ(error, "the \"actors\" of \"pkg\" is not an array");
   EXPECT_FALSE(world_->advance(-1, time, error));
+  auto real = GameWorld::island(Clock::Real, error);
+  ASSERT_TRUE(real) << error;
+  EXPECT_FALSE(real->advance(1, time, error));
+  EXPECT_EQ(error, "\"advance\" needs the manual clock; this game runs on the real clock");
 }
 
 }  // namespace
