@@ -1,86 +1,165 @@
-// Test surroundings for the package store: a temporary store folder, a file system that fails chosen
-// operations on demand (root ignores permissions, so read-only folders prove nothing), and a fixture that
-// opens a HostSession on the folder with the small windfall package. Single-threaded, test use only.
+// Test surroundings for the package store: a fixture that opens a HostSession on a fresh temporary store
+// folder holding the small windfall package, through a file system that fails chosen operations on demand
+// (root ignores permissions, so read-only folders prove nothing). Single-threaded, test use only.
 #ifndef PATHWRIGHT_TESTS_HOST_STORE_STORE_FIXTURE_H_
 #define PATHWRIGHT_TESTS_HOST_STORE_STORE_FIXTURE_H_
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
-#include <map>
+#include <filesystem>
+#include <fstream>
 #include <memory>
+#include <iterator>
 #include <string>
 
+#include "host/json_text/json_text.h"
 #include "host/store/file_system.h"
 #include "host/store/host_session.h"
 #include "json/value.h"
 
 namespace store_test {
 
-// A fresh folder under the system's temporary folder, removed with everything in it at the end.
-class TempFolder {
- public:
-  TempFolder();
-  ~TempFolder();
-  const std::string& path() const { return path_; }
+using mods::json::Value;
 
- private:
-  std::string path_;
-};
+inline std::string read_text(const std::string& path) {  // "" when it cannot be read
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
 
-std::string read_text(const std::string& path);  // "" when it cannot be read
-void write_text(const std::string& path, const std::string& text);
-bool exists(const std::string& path);
+inline void write_text(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+}
 
-// Operation name ("read_file", "write_temporary", "rename", "sync_folder", "append", "truncate", ...) to
-// the errno it fails with while the entry is there.
-using Faults = std::map<std::string, int>;
+inline Value parse(const std::string& text) {
+  Value value;
+  host::JsonTextError error;
+  EXPECT_TRUE(host::parse_json(text, value, error)) << error.message();
+  return value;
+}
+
+// Seven actors of every walker class and refusal; "walker" (actor 1) and "statue" (actor 3) have routes.
+inline constexpr const char* kWindfallText = R"({"name": "Windfall", "actors": [
+  {"id": "gate_1", "actor": "resident", "parameters": {"resident": "ub4"}, "position": {"x": 0, "y": 0, "z": 0}},
+  {"id": "walker", "actor": "resident", "parameters": {"resident": "ub3"}, "position": {"x": 0, "y": 0, "z": 0},
+   "path": {"points": [{"x": 10, "y": 0, "z": 0}, {"x": 20, "y": 0, "z": 0}], "mode": "once"}},
+  {"id": "boko", "actor": "bokoblin", "position": {"x": 5, "y": 0, "z": 5}},
+  {"id": "statue", "actor": "statue_model", "kind": "mod", "position": {"x": 1, "y": 0, "z": 0},
+   "path": {"points": [{"x": 1, "y": 0, "z": 0}, {"x": 2, "y": 0, "z": 0}], "mode": "loop", "speed": 60}},
+  {"id": "ghost", "actor": "ghost_model", "kind": "mod"},
+  {"id": "bench_man", "actor": "resident", "parameters": {"resident": "ym1"}, "position": {"x": 0, "y": 0, "z": 0}},
+  {"id": "chest", "actor": "treasure_chest", "position": {"x": 0, "y": 0, "z": 0}}
+]}
+)";
+
+// The errno each operation fails with while it is not 0.
+struct Faults { int write_temporary = 0, rename = 0, append = 0, truncate = 0; };
 
 class FaultyFileSystem : public host::PosixFileSystem {
  public:
-  explicit FaultyFileSystem(std::shared_ptr<Faults> faults) : faults_(std::move(faults)) {}
-  int read_file(const std::string& path, std::string& bytes, host::FileIdentity& identity) override;
+  explicit FaultyFileSystem(const Faults& faults) : faults_(faults) {}
   int write_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
-                      unsigned mode, std::string& temporary) override;
-  int rename(const std::string& from, const std::string& to) override;
-  int sync_folder(const std::string& path) override;
-  int open_append(const std::string& path, std::unique_ptr<host::AppendFile>& file) override;
+                      unsigned mode, std::string& temporary) override {
+    if (faults_.write_temporary) return faults_.write_temporary;
+    return PosixFileSystem::write_temporary(folder, prefix, bytes, mode, temporary);
+  }
+  int rename(const std::string& from, const std::string& to) override {
+    return faults_.rename ? faults_.rename : PosixFileSystem::rename(from, to);
+  }
+  int open_append(const std::string& path, std::unique_ptr<host::AppendFile>& file) override {
+    std::unique_ptr<host::AppendFile> inner;
+    const int code = PosixFileSystem::open_append(path, inner);
+    if (code == 0) file = std::make_unique<FaultyAppendFile>(std::move(inner), faults_);
+    return code;
+  }
 
  private:
-  std::shared_ptr<Faults> faults_;
+  struct FaultyAppendFile : host::AppendFile {
+    FaultyAppendFile(std::unique_ptr<host::AppendFile> inner, const Faults& faults)
+        : inner(std::move(inner)), faults(faults) {}
+    int append(std::string_view bytes) override {
+      // A failed flush after the bytes were written: the worst case, the record may be on disk.
+      const int written = inner->append(bytes);
+      return faults.append ? faults.append : written;
+    }
+    int truncate(std::uint64_t size) override {
+      return faults.truncate ? faults.truncate : inner->truncate(size);
+    }
+    std::unique_ptr<host::AppendFile> inner;
+    const Faults& faults;
+  };
+
+  const Faults& faults_;
 };
-
-// Seven actors of every walker class and refusal; "walker" and "statue" have routes.
-extern const char* const kWindfallText;
-
-mods::json::Value parse(const std::string& text);
 
 class StoreTest : public ::testing::Test {
  protected:
-  StoreTest();
+  StoreTest() {
+    folder = (std::filesystem::temp_directory_path() / "pathwright-store-XXXXXX").string();
+    if (::mkdtemp(folder.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
+    start_over();
+  }
+  ~StoreTest() override {
+    session.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+  }
+
   // (Re)opens the session on the folder, as a restart of the editor would.
-  void reopen();
-  std::string package_path(const std::string& name = "windfall") const;
-  std::string journal_path(const std::string& name = "windfall") const;
-
-  struct Answer {
-    mods::json::Value result;
+  void reopen() {
+    session.reset();
     std::string error;
-    bool ok = false;
-  };
-  // Runs a route command or, when it is none, a host command, on the windfall package unless `params`
-  // names another.
-  Answer run(const std::string& method, mods::json::Value params);
-  const mods::json::Value& document(const std::string& name = "windfall");
+    session = host::HostSession::open(folder, std::make_unique<FaultyFileSystem>(faults), error);
+    ASSERT_TRUE(session) << error;
+    session->on_changed = [this](const editor::Session::Package&) { ++changed_calls; };
+  }
+  // Back to the windfall file alone, without journal, and reopened.
+  void start_over() {
+    session.reset();
+    std::filesystem::remove_all(folder + "/.pathwright");
+    write_text(package_path(), kWindfallText);
+    reopen();
+  }
+  std::string package_path(const std::string& name = "windfall") const {
+    return folder + "/" + name + ".json";
+  }
+  std::string journal_path() const { return folder + "/.pathwright/windfall.journal"; }
 
-  TempFolder folder;
-  std::shared_ptr<Faults> faults = std::make_shared<Faults>();
+  struct Answer { Value result; std::string error; bool ok = false; };
+  // Runs a route command or, when it is none, a host command with the parameters in `params` (JSON text),
+  // on the windfall package unless they name another.
+  Answer run(const std::string& method, const std::string& params = "{}") {
+    Value request = parse(params);
+    if (!request.has("package")) request["package"] = Value::of("windfall");
+    Answer answer;
+    bool handled = false;
+    answer.result = session->dispatch_route(method, request, answer.error, answer.ok, handled);
+    if (!handled) answer.result = session->host_command(method, request, answer.error, answer.ok, handled);
+    EXPECT_TRUE(handled) << method;
+    return answer;
+  }
+  // A checkpoint of every package now: "" when it succeeded, else why not.
+  std::string flush_error() {
+    std::string error;
+    return session->flush(error) ? "" : error;
+  }
+
+  const Value& document(const std::string& name = "windfall") {
+    std::string error;
+    editor::Session::Package* package = session->package(parse("{\"package\": \"" + name + "\"}"), error);
+    EXPECT_NE(package, nullptr) << error;
+    static const Value none;
+    return package != nullptr ? package->document : none;
+  }
+  std::string walker_mode() { return document().get("actors").items[1].get("path").get("mode").string(""); }
+  bool statue_has_route() { return document().get("actors").items[3].has("path"); }
+  Value history() { return run("history").result.get("changes"); }
+
+  std::string folder;
+  Faults faults;  // outlives the session
   std::unique_ptr<host::HostSession> session;
   int changed_calls = 0;
 };
-
-// Builds request parameters tersely: params({{"id", "gate_1"}, {"mode", "loop"}}) with string values,
-// and then members of other kinds set directly.
-mods::json::Value params(std::initializer_list<std::pair<const char*, const char*>> strings);
 
 }  // namespace store_test
 
