@@ -1,0 +1,196 @@
+// parse_json and print_json: what parsing builds, the exact double of every number, where and why text is
+// refused; number and string forms, the two layouts, refusals that name where, and round trips.
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <tuple>
+
+#include <gtest/gtest.h>
+
+#include "host/json_text/json_text.h"
+
+namespace {
+
+using mods::json::Value;
+
+Value parsed(const std::string& text) {
+  Value v;
+  host::JsonTextError error;
+  EXPECT_TRUE(host::parse_json(text, v, error)) << text << ": " << error.message();
+  return v;
+}
+
+std::string printed(const Value& v, host::JsonLayout layout = host::JsonLayout::Compact) {
+  std::string out, error;
+  EXPECT_TRUE(host::print_json(v, layout, out, error)) << error;
+  return out;
+}
+
+TEST(ParseJson, BuildsNestedValuesWithEveryMemberInPlace) {
+  EXPECT_EQ(printed(parsed(R"( {"z": [1, [true, null], {"k": "s"}], "a": {"b": {}, "c": []}, "m": false} )")),
+            R"({"a":{"b":{},"c":[]},"m":false,"z":[1,[true,null],{"k":"s"}]})");
+}
+
+TEST(ParseJson, KeepsTheExactDoubleOfEveryNumber) {
+  const struct { const char* text; double expected; } cases[] = {
+      {"0.1", 0.1}, {"1e-7", 1e-7}, {"-88.25", -88.25}, {"0.30000000000000004", 0.30000000000000004},
+      {"9007199254740993", 9007199254740992.0},  // halfway: rounds to even
+      {"1.7976931348623157e308", 1.7976931348623157e308}, {"5e-324", 5e-324},
+      {"2.4703282292062328e-324", 5e-324},  // just above half the smallest denormal
+      {"2.4703282292062327e-324", 0.0},     // just below it
+      {"1e-400", 0.0}, {"-1e-400", -0.0}, {"-0", -0.0},
+      {"123456789012345678901234567890", 1.2345678901234568e29},
+  };
+  for (const auto& c : cases) {
+    const Value v = parsed(c.text);
+    EXPECT_TRUE(v.is_number() && std::memcmp(&v.number, &c.expected, sizeof(double)) == 0)
+        << c.text << " read as " << v.number << ", sign " << std::signbit(v.number);
+  }
+}
+
+TEST(ParseJson, DecodesEscapesIntoUtf8) {
+  const struct { const char* text; std::string expected; } cases[] = {
+      {R"("\"\\\/\b\f\n\r\t")", "\"\\/\b\f\n\r\t"},
+      {R"("\u0041\u00e9\u20AC")", "A\xC3\xA9\xE2\x82\xAC"},
+      {R"("\uD83D\uDE00")", "\xF0\x9F\x98\x80"},  // a surrogate pair becomes one 4-byte character
+      {"\"caf\xC3\xA9 \xF0\x9F\x98\x80\"", "caf\xC3\xA9 \xF0\x9F\x98\x80"},
+      {R"("a\u0000b")", std::string("a\0b", 3)},
+  };
+  for (const auto& c : cases) EXPECT_EQ(parsed(c.text).str, c.expected) << c.text;
+}
+
+TEST(ParseJson, RefusesBadTextNamingLineColumnAndReason) {
+  const struct { std::string text; std::size_t line, column; const char* reason; } cases[] = {
+      {"", 1, 1, "empty text"},
+      {"  \n ", 2, 2, "empty text"},
+      {"[1, x]", 1, 5, "unexpected character 'x', expected a JSON value"},
+      {"{\n  \"id\": 1\n  \"actor\": 2\n}", 3, 3, "unexpected character '\"', expected ',' or '}'"},
+      {"[1] 2", 1, 5, "text after the JSON value"},
+      {"[\"abc", 1, 6, "unterminated string"},
+      {"[\"a\tb\"]", 1, 4, "control character in string"},
+      {"[\"a\\qb\"]", 1, 4, "invalid escape '\\q'"},
+      {"[\"\\u12G4\"]", 1, 3, "invalid \\u escape, expected four hex digits"},
+      {"[\"ab\\uDC00\"]", 1, 5, "lone surrogate in \\u escape"},
+      {"{\"k\\uDC00\": 1}", 1, 4, "lone surrogate in \\u escape"},
+      {"[\"\\uD800x\"]", 1, 3, "lone surrogate in \\u escape"},
+      {"[\"\xC0\xAF\"]", 1, 3, "invalid utf-8 in string"},        // overlong '/'
+      {"[\"\xED\xA0\x80\"]", 1, 3, "invalid utf-8 in string"},    // a surrogate written in UTF-8
+      {"[\"\xF5\x80\x80\x80\"]", 1, 3, "invalid utf-8 in string"},  // beyond U+10FFFF
+      {"\"\xF0\x9F", 1, 2, "invalid utf-8 in string"},  // cut short at the end: read past the text
+      {"[1, 1e400]", 1, 5, "number too large for a double"},
+      {"\n -1e400", 2, 2, "number too large for a double"},
+      {"[1000e306]", 1, 2, "number too large for a double"},
+      {"[0, 0e400]", 1, 5, "number written with a power of ten beyond 308 is not supported"},
+      {"{\"id\": 1, \"x\": {\"id\": 2}, \"id\": 3}", 1, 27, "duplicate member name \"id\""},
+      {"[tru]", 1, 2, "invalid literal, expected true, false or null"},
+      {"[-]", 1, 3, "unexpected character ']', expected a digit after '-'"},
+      {"[1.]", 1, 4, "unexpected character ']', expected a digit after the decimal point"},
+      {"{\"a\" 1}", 1, 6, "unexpected character '1', expected ':'"},
+      {"{1: 2}", 1, 2, "unexpected character '1', expected a member name in double quotes"},
+      {"[1,", 1, 4, "unexpected end of text, expected a JSON value"},
+      {std::string("[1]\0", 4), 1, 4, "text after the JSON value"},
+      {std::string("[1\0]", 4), 1, 3, "unexpected byte 0x00, expected ',' or ']'"},
+      {std::string("[\"a\0\"]", 6), 1, 4, "control character in string"},
+      {"\xEF\xBB\xBF{}", 1, 1, "unexpected byte 0xef, expected a JSON value"},
+  };
+  for (const auto& c : cases) {
+    Value v;
+    host::JsonTextError error;
+    EXPECT_FALSE(host::parse_json(c.text, v, error)) << c.text;
+    EXPECT_EQ(std::tie(error.line, error.column, error.reason), std::tie(c.line, c.column, c.reason))
+        << c.text;
+  }
+}
+
+TEST(ParseJson, AllowsNestingTo512LevelsAndRefusesTheNextAtItsBracket) {
+  std::string ok;
+  for (int i = 0; i < 511; ++i) ok += i % 2 ? "{\"k\":" : "[";
+  ok += "[]";
+  for (int i = 510; i >= 0; --i) ok += i % 2 ? "}" : "]";
+  parsed(ok);
+  Value v;
+  host::JsonTextError error;
+  ASSERT_FALSE(host::parse_json(std::string(513, '[') + std::string(513, ']'), v, error));
+  EXPECT_EQ(error.message(), "line 1, column 513: nesting deeper than 512");
+}
+
+TEST(PrintJson, WritesIntegralNumbersPlainAndOthersInTheirShortestForm) {
+  const struct { double n; const char* text; } cases[] = {
+      {60, "60"}, {-3, "-3"}, {0, "0"}, {-0.0, "-0"}, {1234.5, "1234.5"}, {-88.25, "-88.25"},
+      {0.1, "0.1"}, {1e-7, "1e-07"}, {1.0 / 3, "0.3333333333333333"},
+      {9007199254740991.0, "9007199254740991"}, {1e15, "1000000000000000"},
+      {1e300, "1e+300"}, {1.7976931348623157e308, "1.7976931348623157e+308"}, {5e-324, "5e-324"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(printed(Value::of(c.n)), c.text) << c.n;
+}
+
+TEST(PrintJson, EscapesOnlyWhatJsonRequires) {
+  const struct { std::string s; const char* text; } cases[] = {
+      {"q\"b\\s/", R"("q\"b\\s/")"},
+      {"\n\t\r\b\f", R"("\n\t\r\b\f")"},
+      {std::string("\0\x01\x1f\x7f", 4), "\"\\u0000\\u0001\\u001f\x7f\""},
+      {"caf\xC3\xA9 \xF0\x9F\x98\x80", "\"caf\xC3\xA9 \xF0\x9F\x98\x80\""},
+  };
+  for (const auto& c : cases) EXPECT_EQ(printed(Value::of(c.s)), c.text);
+}
+
+const char* const kSample =
+    R"({"on": true, "actors": [{"tags": [], "id": "mill_1", "path": {"points": [1.5], "pauses": {}}}]})";
+
+TEST(PrintJson, LaysOutMembersInKeyOrderIndentedOrCompact) {
+  EXPECT_EQ(printed(parsed(kSample), host::JsonLayout::Indented),
+            "{\n"
+            "  \"actors\": [\n"
+            "    {\n"
+            "      \"id\": \"mill_1\",\n"
+            "      \"path\": {\n"
+            "        \"pauses\": {},\n"
+            "        \"points\": [\n"
+            "          1.5\n"
+            "        ]\n"
+            "      },\n"
+            "      \"tags\": []\n"
+            "    }\n"
+            "  ],\n"
+            "  \"on\": true\n"
+            "}\n");
+  EXPECT_EQ(printed(parsed(kSample)),
+            R"({"actors":[{"id":"mill_1","path":{"pauses":{},"points":[1.5]},"tags":[]}],"on":true})");
+  EXPECT_EQ(printed(Value::of(7.0), host::JsonLayout::Indented), "7\n");
+}
+
+TEST(PrintJson, RefusesWhatJsonCannotCarryNamingWhere) {
+  const double inf = std::numeric_limits<double>::infinity();
+  Value nan_x = parsed(R"({"actors": [{}, {"position": {"x": 0}}]})");
+  nan_x["actors"].items[1]["position"]["x"] = Value::of(std::nan(""));
+  Value odd_key = parsed(R"({"a b": {"c": [1, 0]}})");
+  odd_key["a b"]["c"].items[1] = Value::of(-inf);
+  Value bad_text = parsed(R"({"names": {"x": ""}})");
+  bad_text["names"]["x"] = Value::of("\xC3(");
+  const struct { Value v; const char* error; } cases[] = {
+      {nan_x, "a number that is not finite at actors[1].position.x cannot be written"},
+      {odd_key, "a number that is not finite at [\"a b\"].c[1] cannot be written"},
+      {Value::of(inf), "a number that is not finite at the top level cannot be written"},
+      {bad_text, "a string that is not valid utf-8 at names.x cannot be written"},
+  };
+  for (const auto& c : cases) {
+    for (auto layout : {host::JsonLayout::Compact, host::JsonLayout::Indented}) {
+      std::string out, error;
+      EXPECT_TRUE(!host::print_json(c.v, layout, out, error) && error == c.error) << error;
+    }
+  }
+}
+
+// Every accepted conformance file round-trips too; these are the doubles hardest to print exactly.
+TEST(JsonRoundTrip, ReadsBackEveryNumberItPrintsExactly) {
+  Value numbers = Value::array();
+  for (double n : {9007199254740993.0, 1.7976931348623157e308, 5e-324, 1e21, 123456.789, 2.5e-300}) {
+    numbers.items.push_back(Value::of(n));
+  }
+  for (auto layout : {host::JsonLayout::Compact, host::JsonLayout::Indented}) {
+    EXPECT_EQ(parsed(printed(numbers, layout)), numbers) << printed(numbers, layout);
+  }
+}
+
+}  // namespace
