@@ -24,9 +24,9 @@ constexpr int kIdleKillMaxMillis = 1200;      // ms: long enough to land while t
 constexpr int kPauseMaxMillis = 120;          // ms between some changes, so folding happens mid-stream
 
 // Actors of the demo store that have a route, so both kinds of change apply to them.
-const char* const kWalkers[] = {"gate_guard", "baker_ub3",     "bar_worker_uw1", "well_dressed_uo3",
+const char* const kWalkers[] = {"gate_guard",      "baker_ub3",      "bar_worker_uw1",  "well_dressed_uo3",
                                 "young_woman_uw2", "bar_sailor_sa1", "dock_sailor_sa3", "beach_bokoblin",
-                                "cliff_moblin", "ferry_cart",    "kite_runner",    "lantern_porter"};
+                                "cliff_moblin",    "ferry_cart",     "kite_runner",     "lantern_porter"};
 
 struct Change {
   bool add;  // add_route_point, or move_route_point on point 1
@@ -39,15 +39,16 @@ void apply(Value& document, const Change& change) {
   for (Value& actor : document["actors"].items) {
     if (actor.get("id") != change.params.get("id")) continue;
     std::vector<Value>& points = actor["path"]["points"].items;
-    if (change.add) points.push_back(change.params.get("position"));
-    else points[0] = change.params.get("position");
+    (change.add ? points.emplace_back() : points[0]) = change.params.get("position");
     return;
   }
 }
 
 TEST(ServeCrash, AnsweredChangesSurviveSigkillAndUndoStillWorks) {
   unsigned seed = std::random_device{}();
-  if (const char* given = std::getenv("PATHWRIGHT_CRASH_SEED")) seed = static_cast<unsigned>(std::strtoul(given, nullptr, 10));
+  if (const char* given = std::getenv("PATHWRIGHT_CRASH_SEED")) {
+    seed = static_cast<unsigned>(std::strtoul(given, nullptr, 10));
+  }
   std::cout << "crash test seed " << seed << " (PATHWRIGHT_CRASH_SEED replays it)" << std::endl;
   RecordProperty("seed", std::to_string(seed));
   std::mt19937 random(seed);
@@ -84,30 +85,31 @@ TEST(ServeCrash, AnsweredChangesSurviveSigkillAndUndoStillWorks) {
     Child server(PATHWRIGHT_BINARY, args, log);
     ASSERT_TRUE(recovered(server)) << "the package lost an answered change or holds an unanswered one";
     for (int k = roll(1, kMaxChangesPerRound); k > 0; --k) {
-      Change change{roll(0, 1) != 0, Value::object()};
+      Change change{roll(0, 1) != 0, parse(R"({"position":{"y":100}})")};
       change.params["id"] = Value::of(kWalkers[roll(0, std::size(kWalkers) - 1)]);
-      change.params["position"] = parse(R"({"y":100})");
       change.params["position"]["x"] = Value::of(static_cast<double>(roll(-1400, 1400)));
       change.params["position"]["z"] = Value::of(static_cast<double>(roll(-1400, 1400)));
       if (!change.add) change.params["point"] = Value::of(1.0);
       ASSERT_TRUE(server.request(change.add ? "add_route_point" : "move_route_point", change.params));
-      std::string line;
-      if (k > 1) {
-        ASSERT_TRUE(server.read_line(line));
-        ASSERT_TRUE(parse(line).has("result")) << line;
-        applied(change);
-        if (roll(0, 7) == 0) std::this_thread::sleep_for(std::chrono::milliseconds(roll(0, kPauseMaxMillis)));
-        continue;
-      }
       // The last change: kill the server soon after sending it, or after it has gone quiet.
-      if (roll(0, 2) != 0) std::this_thread::sleep_for(std::chrono::microseconds(roll(0, kInFlightKillMaxMicros)));
-      else std::this_thread::sleep_for(std::chrono::milliseconds(roll(0, kIdleKillMaxMillis)));
-      server.kill_now();
-      if (server.read_line(line, 0)) {  // answered before it died: it must be there
+      const bool last = k == 1;
+      if (last) {
+        using std::chrono::microseconds, std::chrono::milliseconds;
+        std::this_thread::sleep_for(roll(0, 2) != 0 ? microseconds(roll(0, kInFlightKillMaxMicros))
+                                                    : milliseconds(roll(0, kIdleKillMaxMillis)));
+        server.kill_now();
+      }
+      std::string line;
+      // Answered (even if it died since): the change must be there.
+      if (server.read_line(line, last ? 0 : kAnswerWaitMs)) {
         ASSERT_TRUE(parse(line).has("result")) << line;
         applied(change);
       } else {
+        ASSERT_TRUE(last) << "no answer";
         in_flight = change;
+      }
+      if (!last && roll(0, 7) == 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(roll(0, kPauseMaxMillis)));
       }
     }
     ASSERT_TRUE(parse(file_text(package_file)).is_object()) << "after the kill";
@@ -116,7 +118,8 @@ TEST(ServeCrash, AnsweredChangesSurviveSigkillAndUndoStillWorks) {
   Child last(PATHWRIGHT_BINARY, args, log);
   ASSERT_TRUE(recovered(last)) << "the package lost an answered change or holds an unanswered one";
   EXPECT_TRUE(last.call("undo").get("result").has("undone"));
-  EXPECT_TRUE(last.call("document").get("result").get("document") == before) << "undo did not take back the last change";
+  EXPECT_TRUE(last.call("document").get("result").get("document") == before)
+      << "undo did not take back the last change";
   EXPECT_EQ(last.finish(), 0);
 }
 

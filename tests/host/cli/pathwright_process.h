@@ -6,13 +6,12 @@
 #define PATHWRIGHT_TESTS_HOST_CLI_PATHWRIGHT_PROCESS_H_
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <fstream>
 #include <sstream>
@@ -54,8 +53,12 @@ class Child {
   Child(const std::string& binary, std::vector<std::string> args, const std::string& stderr_path = "") {
     ::signal(SIGPIPE, SIG_IGN);  // a child that died is a failed expectation, not the end of the tests
     int in[2], out[2];
-    if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("cannot make pipes");
-    const int err = stderr_path.empty() ? out[1] : ::open(stderr_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0) {
+      throw std::runtime_error("cannot make pipes");
+    }
+    const int err = stderr_path.empty()
+                        ? out[1]
+                        : ::open(stderr_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
     args.insert(args.begin(), binary);
     std::vector<char*> argv;
     for (std::string& arg : args) argv.push_back(arg.data());
@@ -124,7 +127,10 @@ class Child {
     ::waitpid(std::exchange(pid_, -1), &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
-  void kill_now() { ::kill(pid_, SIGKILL); finish(); }
+  void kill_now() {
+    ::kill(pid_, SIGKILL);
+    finish();
+  }
   void signal(int number) { ::kill(pid_, number); }
 
  private:

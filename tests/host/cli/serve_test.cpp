@@ -2,9 +2,11 @@
 // store, spoken to over pipes, with the simulated game as its own process.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <thread>
+#include <tuple>
 
 #include "host/cli/temp_folder.h"
 #include "tests/host/cli/pathwright_process.h"
@@ -25,19 +27,13 @@ std::string summary(const Value& answer) {
   for (const Value& item : answer.items) (items += items.empty() ? "" : ",") += summary(item);
   if (answer.is_array()) return "[" + items + "]";
   const Value& code = answer.get("error").get("code");
-  return (code.is_number() ? std::to_string(static_cast<int>(code.number)) : "ok") + ":" + compact(answer.get("id"));
-}
-
-const Value& actor(const Value& document, const std::string& id) {
-  for (const Value& a : document.get("actors").items) {
-    if (a.get("id").string("") == id) return a;
-  }
-  static const Value none;
-  return none;
+  return (code.is_number() ? std::to_string(static_cast<int>(code.number)) : "ok") + ":" +
+         compact(answer.get("id"));
 }
 
 TEST(JsonRpcServe, AnswersBadMessagesAsJsonRpcSaysAndGoesOnServing) {
-  const std::pair<const char*, const char*> cases[] = {  // a line, the summaries of its answers
+  // A line, and the summaries of its answers.
+  const std::pair<const char*, const char*> cases[] = {
       {"this is not json", "-32700:null"},
       {R"({"jsonrpc":"2.0","id":1,"method":"fly"})", "-32601:1"},
       {R"({"jsonrpc":"2.0","method":"fly"})", ""},
@@ -69,41 +65,40 @@ TEST(JsonRpcServe, AnswersBadMessagesAsJsonRpcSaysAndGoesOnServing) {
 }
 
 TEST(JsonRpcServe, RunsEveryRouteAndHostCommandAndSavesAtTheEnd) {
-  struct Case {
-    const char* method;
-    const char* params;
-    const char* member;  // a member of the result to compare, or "" to compare the error's message
-    const char* wanted;  // that member's JSON text, or the error message
-  };
-  const Case cases[] = {
-      {"add_route_point", R"({"id":"gate_guard","position":{"x":-150.04,"y":100,"z":1100}})", "point", "3"},
-      {"move_route_point", R"({"id":"gate_guard","point":3,"position":{"x":-150,"y":100,"z":1300}})", "id",
-       "\"gate_guard\""},
-      {"reorder_route_point", R"({"id":"gate_guard","point":3,"to":1})", "id", "\"gate_guard\""},
-      {"remove_route_point", R"({"id":"gate_guard","point":1})", "id", "\"gate_guard\""},
-      {"set_route", R"({"id":"gate_guard","mode":"loop"})", "id", "\"gate_guard\""},
-      {"remove_route", R"({"id":"bar_worker_uw1"})", "id", "\"bar_worker_uw1\""},
-      {"check_route", R"({"id":"gate_guard"})", "", "the game is not running"},
-      {"route_status", R"({"id":"gate_guard"})", "", "the game is not running"},
-      {"undo", "{}", "undone", "\"Remove the route of bar_worker_uw1\""},
-      {"redo", "{}", "redone", "\"Remove the route of bar_worker_uw1\""},
-      {"packages", "{}", "packages", R"([{"actors":30,"name":"windfall","routes":14}])"},
-      {"reload", R"({"package":"windfall"})", "changes", "6"},
-      {"status", "{}", "game", R"j({"connected":false,"problem":"no game address was given (--game HOST:PORT or --demo)"})j"},
+  // The method, its params, and the result or error it answers.
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"add_route_point", R"({"id":"gate_guard","position":{"x":-150.04,"y":100,"z":1100}})",
+       R"({"id":"gate_guard","point":3})"},
+      {"move_route_point", R"({"id":"gate_guard","point":3,"position":{"x":-150,"y":100,"z":1300}})",
+       R"({"id":"gate_guard"})"},
+      {"reorder_route_point", R"({"id":"gate_guard","point":3,"to":1})", R"({"id":"gate_guard"})"},
+      {"remove_route_point", R"({"id":"gate_guard","point":1})", R"({"id":"gate_guard"})"},
+      {"set_route", R"({"id":"gate_guard","mode":"loop"})", R"({"id":"gate_guard"})"},
+      {"remove_route", R"({"id":"bar_worker_uw1"})", R"({"id":"bar_worker_uw1"})"},
+      {"check_route", R"({"id":"gate_guard"})", R"({"code":1,"message":"the game is not running"})"},
+      {"route_status", R"({"id":"gate_guard"})", R"({"code":1,"message":"the game is not running"})"},
+      {"undo", "{}", R"({"package":"windfall","undone":"Remove the route of bar_worker_uw1"})"},
+      {"redo", "{}", R"({"package":"windfall","redone":"Remove the route of bar_worker_uw1"})"},
+      {"packages", "{}", R"({"packages":[{"actors":30,"name":"windfall","routes":14}]})"},
+      {"reload", R"({"package":"windfall"})", R"({"actors":30,"changes":6,"package":"windfall"})"},
   };
   auto store = demo_store();
   Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
-  for (const Case& c : cases) {
-    const Value answer = server.call(c.method, parse(c.params));
-    const Value& error = answer.get("error");
-    EXPECT_EQ(*c.member ? compact(answer.get("result").get(c.member)) : error.get("message").string(""), c.wanted)
-        << c.method << " " << compact(answer);
-    EXPECT_EQ(error.get("code"), *c.member ? Value() : Value::of(1.0));
+  for (const auto& [method, params, expected] : cases) {
+    const Value answer = server.call(method, parse(params));
+    EXPECT_EQ(compact(answer.has("result") ? answer.get("result") : answer.get("error")), expected) << method;
   }
+  EXPECT_EQ(compact(server.call("status").get("result").get("game")),
+            R"j({"connected":false,"problem":"no game address was given (--game HOST:PORT or --demo)"})j");
   EXPECT_EQ(server.call("history").get("result").get("changes").items.size(), 6u);
   const Value document = server.call("document").get("result").get("document");
-  EXPECT_EQ(compact(actor(document, "gate_guard").get("path")),
-            R"({"mode":"loop","pauses":4,"points":[{"x":-600,"y":100,"z":1100},{"x":-300,"y":100,"z":1100}]})");
+  const auto& actors = document.get("actors").items;
+  const auto guard = std::find_if(actors.begin(), actors.end(),
+                                  [](auto& a) { return a.get("id") == Value::of("gate_guard"); });
+  ASSERT_NE(guard, actors.end());
+  EXPECT_EQ(
+      compact(guard->get("path")),
+      R"({"mode":"loop","pauses":4,"points":[{"x":-600,"y":100,"z":1100},{"x":-300,"y":100,"z":1100}]})");
   EXPECT_EQ(server.finish(), 0);
   // The end of input saved everything into the package file itself.
   EXPECT_EQ(parse(file_text(store->path() + "/windfall.json")), document);
@@ -128,11 +123,20 @@ TEST(CallCommand, ExitStatusSaysHowItWentAndTheChangeIsSaved) {
   const Case cases[] = {
       {{"call", "status"}, 0, ""},
       {{"call", "add_route_point", R"({"id":"baker_ub3","position":{"x":10,"y":100,"z":10}})"}, 0, ""},
+      // The next call finds the point saved.
+      {{"call", "remove_route_point", R"({"id":"baker_ub3","point":6})"},
+       1,
+       "\"point\" is a point number from 1 to 5\n"},
+      {{"call", "remove_route_point", R"({"id":"baker_ub3","point":5})"}, 0, ""},
       {{"call", "fly"}, 2, "pathwright: unknown method \"fly\"\n"},
-      {{"call", "check_route", R"({"id":"baker_ub3"})"}, 1, "the game is not running..."},
-      {{"call", "add_route_point", "{bad"}, 2, "pathwright: the parameters are not JSON: line 1, column 2..."},
+      {{"call", "check_route", R"({"id":"baker_ub3"})"}, 1, "the game is not running\n"},
+      {{"call", "add_route_point", "{bad"},
+       2,
+       "pathwright: the parameters are not JSON: line 1, column 2..."},
       {{"call", "add_route_point", "[1]"}, 2, "pathwright: the parameters must be a JSON object\n"},
-      {{"call", "status", "--game", "nowhere"}, 2, "pathwright: the game address \"nowhere\" is not HOST:PORT\n"},
+      {{"call", "status", "--game", "nowhere"},
+       2,
+       "pathwright: the game address \"nowhere\" is not HOST:PORT\n"},
       {{"call"}, 2, "..."},
       {{"launch"}, 2, "..."},
   };
@@ -143,10 +147,8 @@ TEST(CallCommand, ExitStatusSaysHowItWentAndTheChangeIsSaved) {
     EXPECT_EQ(run.finish(), c.status) << args[1];
     const std::string err = file_text(err_file), expected = c.err;
     std::remove(err_file.c_str());
-    EXPECT_EQ(expected.ends_with("...") ? err.substr(0, expected.size() - 3) + "..." : err, expected);
+    EXPECT_EQ(err.substr(0, expected.find("...")), expected.substr(0, expected.find("...")));
   }
-  const Value document = parse(file_text(store->path() + "/windfall.json"));
-  EXPECT_EQ(actor(document, "baker_ub3").get("path").get("points").items.size(), 5u);
   Child help(PATHWRIGHT_BINARY, {"call", "--help"});
   std::string line, text;
   while (help.read_line(line)) text += line + "\n";
@@ -174,14 +176,18 @@ TEST(JsonRpcServe, FollowsTheGameThroughAbsenceStartDeathRestartAndHang) {
   const std::string address = "127.0.0.1:" + args[1];
   game.reset();
   auto store = demo_store();
-  Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path(), "--game", address, "--game-timeout", "0.5"},
+  Child server(PATHWRIGHT_BINARY,
+               {"serve", "--store", store->path(), "--game", address, "--game-timeout", "0.5"},
                store->path() + "/serve.log");
   const Value status = server.call("status").get("result");
   EXPECT_EQ(status.get("game").get("address"), Value::of(address));
   EXPECT_EQ(status.get("game_timeout"), Value::of(0.5));
-  EXPECT_EQ(status.get("game").get("problem").string("").rfind("cannot reach the game at " + address + ": ", 0), 0u);
+  EXPECT_EQ(
+      status.get("game").get("problem").string("").rfind("cannot reach the game at " + address + ": ", 0),
+      0u);
   const Value baker = parse(R"({"id":"baker_ub3"})");
-  EXPECT_EQ(server.call("route_status", baker).get("error").get("message"), Value::of("the game is not running"));
+  EXPECT_EQ(server.call("route_status", baker).get("error").get("message"),
+            Value::of("the game is not running"));
 
   game = std::make_unique<Child>(PATHWRIGHT_GAME_BINARY, args);  // starts late
   ASSERT_TRUE(wait_for_game(server));
@@ -191,7 +197,8 @@ TEST(JsonRpcServe, FollowsTheGameThroughAbsenceStartDeathRestartAndHang) {
   EXPECT_EQ(compact(walked.get("points").items.at(4)), R"({"x":0,"y":100,"z":-100})");  // on the ground
 
   game.reset();  // killed: the next command finds no game rather than failing on the dead connection
-  EXPECT_EQ(server.call("route_status", baker).get("error").get("message"), Value::of("the game is not running"));
+  EXPECT_EQ(server.call("route_status", baker).get("error").get("message"),
+            Value::of("the game is not running"));
   game = std::make_unique<Child>(PATHWRIGHT_GAME_BINARY, args);
   ASSERT_TRUE(wait_for_game(server));
   // The restarted game was handed the package again, with the point added before it died.

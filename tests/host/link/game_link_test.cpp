@@ -3,12 +3,11 @@
 #include "host/link/game_link.h"
 
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <bit>
@@ -38,14 +37,13 @@ constexpr const char* kHello = R"({"id":1,"ok":true,"protocol":1,"world":"island
 class FakeGame {
  public:
   explicit FakeGame(std::vector<std::string> answers, bool hang_up = false, std::uint16_t port = 0) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
+    sockaddr_in address{
+        .sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
     socklen_t length = sizeof address;
     int one = 1;
     ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-    if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), length) != 0 || ::listen(listener_, 4) != 0 ||
+    if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+        ::listen(listener_, 4) != 0 ||
         ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
       ::close(listener_);
       throw std::runtime_error("the fake game cannot listen");
@@ -65,7 +63,10 @@ class FakeGame {
       ::close(client);
     });
   }
-  ~FakeGame() { requests(); ::close(listener_); }
+  ~FakeGame() {
+    requests();
+    ::close(listener_);
+  }
   std::uint16_t port() const { return port_; }
   // Stops serving once the link has gone quiet: every request line received.
   std::vector<std::string> requests() {
@@ -110,7 +111,8 @@ std::unique_ptr<GameLink> link_to(std::uint16_t port, editor::Session::Package* 
 }
 
 TEST(GameAddress, ReadsHostAndPortAndRefusesTheRest) {
-  const std::pair<const char*, const char*> cases[] = {  // text, error
+  // The text, and the error ("" when it is read).
+  const std::pair<const char*, const char*> cases[] = {
       {"127.0.0.1:47800", ""},
       {"localhost:1", ""},
       {"127.0.0.1", "the game address \"127.0.0.1\" is not HOST:PORT"},
@@ -129,11 +131,12 @@ TEST(GameAddress, ReadsHostAndPortAndRefusesTheRest) {
 }
 
 TEST(GameLink, GreetsLoadsEveryPackageAndSpeaksEachOp) {
-  FakeGame game({kHello, R"({"id":2,"ok":true,"walking":0})", R"({"id":3,"ok":true,"found":true,"height":100})",
-                 R"({"id":4,"ok":true,"found":false,"note":"open sea below"})",
-                 R"({"id":5,"ok":true,"heights":[100,0],"found":[1,0]})", R"({"id":6,"ok":true,"heights":[],"found":[]})",
-                 R"({"id":7,"ok":true,"x":0,"y":100,"z":200})", R"({"id":8,"ok":false,"error":"unknown op \"camera\""})",
-                 R"({"id":9,"ok":true,"route":null})"});
+  FakeGame game(
+      {kHello, R"({"id":2,"ok":true,"walking":0})", R"({"id":3,"ok":true,"found":true,"height":100})",
+       R"({"id":4,"ok":true,"found":false,"note":"open sea below"})",
+       R"({"id":5,"ok":true,"heights":[100,0],"found":[1,0]})",
+       R"({"id":6,"ok":true,"heights":[],"found":[]})", R"({"id":7,"ok":true,"x":0,"y":100,"z":200})",
+       R"({"id":8,"ok":false,"error":"unknown op \"camera\""})", R"({"id":9,"ok":true,"route":null})"});
   editor::Session::Package package{"windfall_walks", parse(R"({"actors":[{"id":"gate_1"}]})")};
   auto link = link_to(game.port(), &package);
   ASSERT_TRUE(link->ensure_connected()) << link->last_problem();
@@ -160,22 +163,26 @@ TEST(GameLink, GreetsLoadsEveryPackageAndSpeaksEachOp) {
   EXPECT_TRUE(link->connected());  // a refusal is an answer, not a broken link
   EXPECT_TRUE(link->live_route(package, "gate_1").is_null());
 
-  EXPECT_EQ(game.requests(), (std::vector<std::string>{
-      R"({"id":1,"op":"hello"})",
-      R"({"id":2,"op":"load","package":"windfall_walks","document":{"actors":[{"id":"gate_1"}]}})",
-      R"({"id":3,"op":"ground_height","x":0,"y":200,"z":0})", R"({"id":4,"op":"ground_height","x":2000,"y":200,"z":0})",
-      R"({"id":5,"op":"ground_heights","probes":[0,200,0,5000,1,2]})", R"({"id":6,"op":"ground_heights","probes":[]})",
-      R"({"id":7,"op":"link"})", R"({"id":8,"op":"camera"})",
-      R"({"id":9,"op":"live_route","package":"windfall_walks","actor":"gate_1"})"}));
+  EXPECT_EQ(game.requests(),
+            (std::vector<std::string>{
+                R"({"id":1,"op":"hello"})",
+                R"({"id":2,"op":"load","package":"windfall_walks","document":{"actors":[{"id":"gate_1"}]}})",
+                R"({"id":3,"op":"ground_height","x":0,"y":200,"z":0})",
+                R"({"id":4,"op":"ground_height","x":2000,"y":200,"z":0})",
+                R"({"id":5,"op":"ground_heights","probes":[0,200,0,5000,1,2]})",
+                R"({"id":6,"op":"ground_heights","probes":[]})", R"({"id":7,"op":"link"})",
+                R"({"id":8,"op":"camera"})",
+                R"({"id":9,"op":"live_route","package":"windfall_walks","actor":"gate_1"})"}));
 }
 
 TEST(GameLink, ProbesAndHeightsTravelBitExact) {
   // Heights come back as the game prints them: the shortest text of the float it found.
-  const std::vector<float> samples{0.1f, -40.5f, 1e-7f, 3.4028235e38f, 16777215.0f, 1234.5678f, -0.0f, 1.17549435e-38f};
+  const std::vector<float> samples{0.1f,        -40.5f,     1e-7f, 3.4028235e38f,
+                                   16777215.0f, 1234.5678f, -0.0f, 1.17549435e-38f};
   std::vector<std::string> answers{kHello};
   for (float y : samples) {
-    answers.push_back(R"({"id":)" + std::to_string(answers.size() + 1) + R"(,"ok":true,"found":true,"height":)" +
-                      GameLink::float_text(y) + "}");
+    answers.push_back(R"({"id":)" + std::to_string(answers.size() + 1) +
+                      R"(,"ok":true,"found":true,"height":)" + GameLink::float_text(y) + "}");
   }
   FakeGame game(answers);
   auto link = link_to(game.port());
@@ -190,14 +197,16 @@ TEST(GameLink, ProbesAndHeightsTravelBitExact) {
   ASSERT_EQ(sent.size(), samples.size() + 1);
   for (std::size_t k = 0; k < samples.size(); ++k) {
     const Value probe = parse(sent[k + 1]);
-    EXPECT_EQ(std::bit_cast<std::uint32_t>(static_cast<float>(probe.get("y").number)), std::bit_cast<std::uint32_t>(samples[k]));
+    EXPECT_EQ(std::bit_cast<std::uint32_t>(static_cast<float>(probe.get("y").number)),
+              std::bit_cast<std::uint32_t>(samples[k]));
     EXPECT_EQ(static_cast<float>(probe.get("x").number), 1.0f / 3.0f);
   }
   EXPECT_EQ(GameLink::float_text(0.1f), "0.1");  // the float's shortest form, not the double's
 }
 
 TEST(GameLink, ALinkFailureEndsTheCommandWithAClearErrorAndDropsTheConnectionWhileARefusalKeepsIt) {
-  enum Op { Height, Heights, LinkPosition, LiveRoute };  // ground_height and live_route throw, the others answer
+  // ground_height and live_route throw, the others answer false.
+  enum Op { Height, Heights, LinkPosition, LiveRoute };
   struct Case {
     Op op;
     const char* reply;  // to the command, which is request 2; nullptr: the game hangs up instead
@@ -227,8 +236,9 @@ TEST(GameLink, ALinkFailureEndsTheCommandWithAClearErrorAndDropsTheConnectionWhi
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.reply ? c.reply : "(hangs up)");
-    FakeGame game(c.reply && *c.reply ? std::vector<std::string>{kHello, c.reply} : std::vector<std::string>{kHello},
-                  !c.reply);
+    FakeGame game(
+        c.reply && *c.reply ? std::vector<std::string>{kHello, c.reply} : std::vector<std::string>{kHello},
+        !c.reply);
     auto link = link_to(game.port());
     ASSERT_TRUE(link->connect_now()) << link->last_problem();
     std::string error;
@@ -239,17 +249,20 @@ TEST(GameLink, ALinkFailureEndsTheCommandWithAClearErrorAndDropsTheConnectionWhi
     editor::Session::Package package{"windfall_walks", Value::object()};
     bool ok = false, threw = false;
     try {
-      if (c.op == Height) link->ground_height({0, 200, 0}, height, error);
-      else if (c.op == Heights) ok = link->ground_heights({{0, 200, 0}, {0, 200, 25}}, heights, found, error);
-      else if (c.op == LinkPosition) ok = link->link_position(at, error);
-      else link->live_route(package, "gate_1");
+      if (c.op == Height)
+        link->ground_height({0, 200, 0}, height, error);
+      else if (c.op == Heights)
+        ok = link->ground_heights({{0, 200, 0}, {0, 200, 25}}, heights, found, error);
+      else if (c.op == LinkPosition)
+        ok = link->link_position(at, error);
+      else
+        link->live_route(package, "gate_1");
     } catch (const GameLinkError& e) {
       threw = true;
       error = e.what();
     }
     const std::string expected = c.error;
-    if (!expected.ends_with("...")) EXPECT_EQ(error, expected);
-    else EXPECT_EQ(error.substr(0, expected.size() - 3), expected.substr(0, expected.size() - 3));
+    EXPECT_EQ(error.substr(0, expected.find("...")), expected.substr(0, expected.find("...")));
     EXPECT_EQ(ok, expected.empty());
     EXPECT_EQ(threw, c.op == Height || c.op == LiveRoute);
     EXPECT_EQ(link->connected(), c.connected);
@@ -269,7 +282,8 @@ TEST(GameLink, TriesAnAbsentGameAtMostOncePerRetryIntervalAndConnectsOnceItListe
   const std::uint16_t port = FakeGame({}).port();  // free a moment ago
   auto link = link_to(port);
   EXPECT_FALSE(link->ensure_connected());
-  EXPECT_EQ(link->last_problem().rfind("cannot reach the game at 127.0.0.1:" + std::to_string(port) + ": ", 0), 0u);
+  EXPECT_EQ(
+      link->last_problem().rfind("cannot reach the game at 127.0.0.1:" + std::to_string(port) + ": ", 0), 0u);
   FakeGame game({kHello}, false, port);
   EXPECT_FALSE(link->ensure_connected());  // too soon after the last attempt
   std::this_thread::sleep_for(std::chrono::milliseconds(GameLink::kRetryIntervalMs + 50));
