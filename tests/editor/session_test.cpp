@@ -24,11 +24,7 @@ TEST_F(Dispatcher, NamesThatAreNotExactlyACommandAreNotHandled) {
 
 TEST_F(Dispatcher, EachEditIsRecordedUnderItsLabel) {
   const Value here = point(1, 1, 1);
-  struct Case {
-    const char* command;
-    Value params;
-    const char* label;
-  } const table[] = {
+  struct Case { const char* command; Value params; const char* label; } const table[] = {
       {"add_route_point", params("gate_1"), "Add a route point to gate_1"},
       {"move_route_point", params("walker", {{"point", num(3.9)}, {"position", here}}), "Move route point 3 of walker"},
       {"move_route_point", params("walker", {{"point", num(-1.5)}, {"position", here}}), "Move route point -1 of walker"},

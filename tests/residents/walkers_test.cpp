@@ -45,12 +45,7 @@ Value resident_of(Value type) {
 TEST(Walkers, RefusalAndPaceFollowTheActorsClassAndType) {
   const std::string kSeated = "this villager is seated and does not walk";
   const std::string kOthers = "only residents, Bokoblins, Moblins and the mod's own models walk routes";
-  struct Case {
-    const char* what;
-    Value actor;
-    std::string refusal;
-    double pace;
-  };
+  struct Case { const char* what; Value actor; std::string refusal; double pace; };
   const Case cases[] = {
       {"seated villager", resident_of(str("ym1")), kSeated, 0},
       {"pier woman", resident_of(str("ub3")), "", 36},

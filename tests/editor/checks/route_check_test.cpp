@@ -40,10 +40,7 @@ class RouteCheck : public support::WindfallTest {
 };
 
 TEST_F(RouteCheck, SegmentsAreSampledEvery25UnitsHorizontallyWithBothEnds) {
-  struct Case {
-    Value to;
-    std::size_t samples;
-  };
+  struct Case { Value to; std::size_t samples; };
   const Case cases[] = {{point(60, 0, 0), 4}, {point(50, 0, 0), 3}, {point(0, 0, 0), 2},
                         {point(30, 1000, 0), 3}, {point(30, 0, 40), 3}, {point(0, 0, 50.01), 4}};
   for (const Case& c : cases) {
@@ -69,17 +66,10 @@ TEST_F(RouteCheck, ProbesStandOneHundredAboveTheRouteLine) {
 }
 
 TEST_F(RouteCheck, StepsAndOffsetsAtTheirLimitsPassAndJustBeyondFail) {
-  struct Case {
-    std::vector<float> grounds;  // for the three samples of a 50-unit segment at height 0
-    const char* problem;         // "" when the segment is fine
-    double at_x;
-  };
-  const Case cases[] = {
-      {{0, 50, 100}, "", 0},
-      {{0, 50.5f, 50.5f}, "a step up too high (a wall)", 25},
-      {{0, -50.5f, 0}, "a drop", 25},
-      {{150, 150, 150}, "", 0},
-      {{-150.5f, 0, 0}, "the ground is far from the route's height", 0},
+  // Grounds below the three samples of a 50-unit segment at height 0; the problem ("" for none) and its x.
+  struct Case { std::vector<float> grounds; const char* problem; double at_x; } const cases[] = {
+      {{0, 50, 100}, "", 0}, {{0, 50.5f, 50.5f}, "a step up too high (a wall)", 25}, {{0, -50.5f, 0}, "a drop", 25},
+      {{150, 150, 150}, "", 0}, {{-150.5f, 0, 0}, "the ground is far from the route's height", 0},
       {{100, 160, 160}, "a step up too high (a wall)", 25},
       {{100, 140, 150.5f}, "the ground is far from the route's height", 50},
   };
@@ -87,12 +77,9 @@ TEST_F(RouteCheck, StepsAndOffsetsAtTheirLimitsPassAndJustBeyondFail) {
   for (const Case& c : cases) {
     grounds(c.grounds);
     const Value entry = segments("statue").items.at(0);
-    if (*c.problem == '\0') {
-      EXPECT_EQ(entry, obj({{"from", num(1)}, {"to", num(2)}, {"ok", Value::of(true)}}));
-    } else {
-      EXPECT_EQ(entry, obj({{"from", num(1)}, {"to", num(2)}, {"ok", Value::of(false)},
-                            {"at", point(c.at_x, 0, 0)}, {"problem", str(c.problem)}}));
-    }
+    Value expected = obj({{"from", num(1)}, {"to", num(2)}, {"ok", Value::of(*c.problem == '\0')}});
+    if (*c.problem != '\0') expected["at"] = point(c.at_x, 0, 0), expected["problem"] = str(c.problem);
+    EXPECT_EQ(entry, expected);
   }
 }
 
@@ -114,12 +101,7 @@ TEST_F(RouteCheck, NoGroundWinsAndEachSegmentStartsAfresh) {
 }
 
 TEST_F(RouteCheck, SegmentsAreNumberedAsTheRouteRecordNumbersItsPoints) {
-  struct Case {
-    std::size_t actor;
-    std::vector<Value> points;
-    const char* mode;
-    std::vector<std::pair<int, int>> segments;
-  };
+  struct Case { std::size_t actor; std::vector<Value> points; const char* mode; std::vector<std::pair<int, int>> segments; };
   const std::vector<Case> cases = {
       {3, {point(0, 0, 0)}, "once", {}},
       {0, {point(10, 0, 0)}, "once", {{0, 1}}},

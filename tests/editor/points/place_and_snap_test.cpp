@@ -41,10 +41,7 @@ TEST_F(Placing, TheGameIsProbedFiftyAboveAndThePointTakesTheGroundsHeight) {
 
 TEST_F(Placing, OnlyTheBooleanFalseTurnsSnappingOff) {
   connect_game();
-  struct Case {
-    Value snap;
-    std::size_t probes;
-  };
+  struct Case { Value snap; std::size_t probes; };
   const Case cases[] = {{Value::of(false), 0}, {str("no"), 1}, {num(0), 1}, {Value::of(true), 1}};
   for (const Case& c : cases) {
     game.single_probes.clear();

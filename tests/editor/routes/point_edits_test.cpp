@@ -19,12 +19,7 @@ class PointEdits : public support::WindfallTest {
 };
 
 TEST_F(PointEdits, ANewRouteStartsTheWayItsWalkerWalks) {
-  struct Case {
-    const char* id;
-    Value after;
-    Value path;
-    double point;
-  } const cases[] = {
+  struct Case { const char* id; Value after; Value path; double point; } const cases[] = {
       {"gate_1", Value(), obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("once")}}), 1},
       {"boko", Value(), obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("back_and_forth")}}), 1},
       {"statue", Value(),
@@ -70,12 +65,7 @@ TEST_F(PointEdits, AfterPlacesTheNewPointOrIsRefusedWithTheRange) {
 TEST_F(PointEdits, PointNumbersAreCheckedAgainstTheRouteBeforeTheEdit) {
   const char* kOf3 = "\"point\" is a point number from 1 to 3";
   const char* kOf0 = "\"point\" is a point number from 1 to 0";
-  const struct {
-    const char* command;
-    const char* id;
-    Value point;
-    const char* error;
-  } cases[] = {
+  const struct { const char* command; const char* id; Value point; const char* error; } cases[] = {
       {"move_route_point", "walker", num(4), kOf3},     {"move_route_point", "walker", num(0), kOf3},
       {"move_route_point", "walker", num(1.5), kOf3},   {"remove_route_point", "walker", num(-1), kOf3},
       {"remove_route_point", "walker", str("2"), kOf3}, {"remove_route_point", "walker", Value::of(true), kOf3},
@@ -87,12 +77,6 @@ TEST_F(PointEdits, PointNumbersAreCheckedAgainstTheRouteBeforeTheEdit) {
     EXPECT_EQ(session.run(c.command, request).error, c.error) << c.command;
   }
   EXPECT_FALSE(actor("gate_1").has("path")) << "a refused number must not create a record";
-}
-
-TEST_F(PointEdits, MoveReplacesThePointWithTheRoundedPosition) {
-  EXPECT_ANSWERED(session.run("move_route_point",
-                              params("walker", {{"point", num(2)}, {"position", point(12.34, -0.05, 7.25)}})));
-  EXPECT_EQ(points_of("walker"), arr({point(10, 0, 0), point(12.3, -0.1, 7.3), point(30, 0, 0)}));
 }
 
 TEST_F(PointEdits, RemovingBelowTheWalkersMinimumRemovesTheRoute) {
@@ -108,10 +92,7 @@ TEST_F(PointEdits, RemovingBelowTheWalkersMinimumRemovesTheRoute) {
 }
 
 TEST_F(PointEdits, ReorderMovesOnePointToItsNewNumber) {
-  const struct {
-    double point, to;
-    const char* order;
-  } cases[] = {{1, 3, "BCAD"}, {4, 1, "DABC"}, {2, 2, "ABCD"}, {3, 4, "ABDC"}};
+  const struct { double point, to; const char* order; } cases[] = {{1, 3, "BCAD"}, {4, 1, "DABC"}, {2, 2, "ABCD"}, {3, 4, "ABDC"}};
   for (const auto& c : cases) {
     actor_at(1)["path"]["points"] = arr({point(1, 0, 0), point(2, 0, 0), point(3, 0, 0), point(4, 0, 0)});
     EXPECT_ANSWERED(session.run("reorder_route_point", params("walker", {{"point", num(c.point)}, {"to", num(c.to)}})));
@@ -126,8 +107,7 @@ TEST_F(PointEdits, ReorderMovesOnePointToItsNewNumber) {
 }
 
 TEST_F(PointEdits, RemoveRouteSucceedsWithOrWithoutARoute) {
-  EXPECT_ANSWERED(session.run("remove_route", params("gate_1")));
-  EXPECT_ANSWERED(session.run("remove_route", params("walker")));
+  for (const char* id : {"gate_1", "walker"}) EXPECT_ANSWERED(session.run("remove_route", params(id)));
   EXPECT_FALSE(actor("walker").has("path"));
 }
 
