@@ -24,12 +24,9 @@ class RouteSettings : public support::WindfallTest {
 };
 
 TEST_F(RouteSettings, EachWalkerSetsWhatItsWalkAllows) {
-  struct Case {
-    const char* id;
-    std::vector<std::pair<std::string, Value>> settings;
-    const char* error;                                    // "" when accepted
-    std::vector<std::pair<std::string, Value>> expected;  // the record's settings afterwards
-  };
+  // The settings asked for, the refusal ("" when accepted) and the record's settings afterwards.
+  using Members = std::vector<std::pair<std::string, Value>>;
+  struct Case { const char* id; Members settings; const char* error; Members expected; };
   const std::vector<Case> cases = {
       {"gate_1", {{"speed", num(30)}}, "", {{"mode", str("once")}, {"speed", num(30)}}},
       {"gate_1", {{"speed", Value()}}, "", {{"mode", str("once")}}},
@@ -52,8 +49,7 @@ TEST_F(RouteSettings, EachWalkerSetsWhatItsWalkAllows) {
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.id) + " " + (c.settings.empty() ? "" : c.settings[0].first));
     const Value before = actor(c.id).get("path");
-    Value request = params(c.id, c.settings);
-    const auto answer = session.run("set_route", request);
+    const auto answer = session.run("set_route", params(c.id, c.settings));
     if (*c.error != '\0') {
       EXPECT_EQ(answer.error, c.error);
       EXPECT_EQ(actor(c.id).get("path"), before);
