@@ -4,14 +4,13 @@
 
 namespace store_test {
 
-class ChangeJournal : public StoreTest {
- protected:
+struct ChangeJournal : StoreTest {
   // Two answered changes of "walker" (loop, then back_and_forth) and no checkpoint, as a crash leaves
   // them: the package file as it was and the journal as the session wrote it, which this returns.
   std::string crash_after_two_changes(std::size_t* last_record_start = nullptr) {
-    EXPECT_TRUE(run("set_route", R"({"id": "walker", "mode": "loop"})").ok);
+    EXPECT_TRUE(set_walker_mode("loop").ok);
     if (last_record_start) *last_record_start = read_text(journal_path()).size();
-    EXPECT_TRUE(run("set_route", R"({"id": "walker", "mode": "back_and_forth"})").ok);
+    EXPECT_TRUE(set_walker_mode("back_and_forth").ok);
     session.reset();
     return read_text(journal_path());
   }

@@ -6,16 +6,12 @@ namespace store_test {
 
 using ChangeService = StoreTest;
 
-constexpr const char* kWalkerLoop = R"({"id": "walker", "mode": "loop"})";
-constexpr const char* kWalkerBackAndForth = R"({"id": "walker", "mode": "back_and_forth"})";
-
 TEST_F(ChangeService, RefusedEditsLeaveTheDocumentsAndTheFilesExactlyAsBefore) {
   write_text(package_path("empty"), "{\"name\": \"Empty\"}");
   const struct { const char *route, *params, *error; } cases[] = {
       {"set_route", R"({"id": "gate_1", "mode": "loop"})",
        "the actor has no route yet: add_route_point adds its first point"},
-      {"add_route_point", R"({"id": "ghost", "position": {"x": 1, "y": 2, "z": 3}})",
-       "the actor has no position"},
+      {"add_route_point", R"({"id": "ghost", "position": {"x": 1, "y": 2, "z": 3}})", "the actor has no position"},
       // refused after it set the mode
       {"set_route", R"({"id": "walker", "mode": "loop", "walk": "run"})",
        "a resident walks with its own walk and stands with its own idle"},
@@ -25,10 +21,7 @@ TEST_F(ChangeService, RefusedEditsLeaveTheDocumentsAndTheFilesExactlyAsBefore) {
       // a document without actors gains no "actors" member
       {"remove_route", R"({"id": "x", "package": "empty"})", "no placed actor \"x\" in empty"},
   };
-  for (const auto& c : cases) {
-    const Answer answer = run(c.route, c.params);
-    EXPECT_TRUE(!answer.ok && answer.error == c.error) << c.params << ": " << answer.error;
-  }
+  for (const auto& c : cases) EXPECT_EQ(run(c.route, c.params).error, c.error) << c.params;
   EXPECT_EQ(document(), parse(kWindfallText));
   EXPECT_EQ(document("empty"), parse("{\"name\": \"Empty\"}"));
   EXPECT_EQ(flush_error(), "");
@@ -38,7 +31,7 @@ TEST_F(ChangeService, RefusedEditsLeaveTheDocumentsAndTheFilesExactlyAsBefore) {
 }
 
 TEST_F(ChangeService, AppliedChangesStayInTheJournalUntilACheckpointReplacesTheWholeFile) {
-  ASSERT_TRUE(run("set_route", kWalkerLoop).ok);
+  ASSERT_TRUE(set_walker_mode("loop").ok);
   EXPECT_EQ(changed_calls, 1);
   // A failed rename comes after the checkpoint is journaled, as a crash between the two would.
   for (int Faults::*operation : {&Faults::write_temporary, &Faults::rename}) {
@@ -47,7 +40,7 @@ TEST_F(ChangeService, AppliedChangesStayInTheJournalUntilACheckpointReplacesTheW
     EXPECT_EQ(read_text(package_path()), kWindfallText);
     faults = {};
   }
-  ASSERT_TRUE(run("set_route", kWalkerBackAndForth).ok);
+  ASSERT_TRUE(set_walker_mode("back_and_forth").ok);
   EXPECT_EQ(read_text(package_path()), kWindfallText);  // the checkpoint is not due yet
   reopen();  // the journal replays both changes onto the file that stayed and folds them into it
   EXPECT_EQ(walker_mode(), "back_and_forth");
@@ -56,12 +49,12 @@ TEST_F(ChangeService, AppliedChangesStayInTheJournalUntilACheckpointReplacesTheW
 }
 
 TEST_F(ChangeService, RefusesEveryChangeOnceTheFileWasChangedOutsideTheEditor) {
-  ASSERT_TRUE(run("set_route", kWalkerLoop).ok);
+  ASSERT_TRUE(set_walker_mode("loop").ok);
   ASSERT_EQ(flush_error(), "");
   const std::string outside = "{\"actors\": [{\"id\": \"walker\", \"actor\": \"resident\"}]}\n";
   write_text(package_path(), outside);
   const std::string refusal = "package \"windfall\" was changed outside the editor: reload it before editing";
-  EXPECT_EQ(run("set_route", R"({"id": "walker", "mode": "once"})").error, refusal);
+  EXPECT_EQ(set_walker_mode("once").error, refusal);
   EXPECT_EQ(run("undo").error, refusal);
   EXPECT_EQ(read_text(package_path()), outside);
 
@@ -77,12 +70,10 @@ TEST_F(ChangeService, FailedJournalWriteRefusesTheChangeAndLeavesNoTraceEvenIfIt
   // A journal that cannot be cut back is rewritten before the next change.
   for (const Faults& failing : {Faults{.append = EIO}, Faults{.append = EIO, .truncate = EIO}}) {
     start_over();
-    ASSERT_TRUE(run("set_route", kWalkerLoop).ok);
+    ASSERT_TRUE(set_walker_mode("loop").ok);
     const Value before = document();
     faults = failing;
-    const Answer answer = run("set_route", kWalkerBackAndForth);
-    EXPECT_TRUE(!answer.ok && answer.error == "package \"windfall\" could not be saved: input/output error")
-        << answer.error;
+    EXPECT_EQ(set_walker_mode("back_and_forth").error, "package \"windfall\" could not be saved: input/output error");
     EXPECT_EQ(document(), before);
     faults = {};
     ASSERT_TRUE(run("remove_route", R"({"id": "statue"})").ok);

@@ -7,8 +7,7 @@ namespace store_test {
 using HostCommands = StoreTest;
 
 TEST_F(HostCommands, ListPackagesWithCountsAndActorsWithWalkerClassesAndLeaveOtherNamesUnhandled) {
-  std::string error;
-  bool ok = true, handled = true;
+  std::string error; bool ok = true, handled = true;
   session->host_command("add_route_point", Value::object(), error, ok, handled);
   EXPECT_FALSE(handled);
   EXPECT_EQ(session->loaded_package_names().size(), 0u);  // and nothing loaded for it
@@ -20,20 +19,17 @@ TEST_F(HostCommands, ListPackagesWithCountsAndActorsWithWalkerClassesAndLeaveOth
 
   std::string listed;  // id, type, walker, points and whether a refusal is given, one actor a line
   const Value actors = run("actors").result.get("actors");
-  for (const Value& actor : actors.items) {
-    listed += actor.get("id").str + " " + actor.get("type").str + " " + actor.get("walker").str + " " +
-              std::to_string(static_cast<int>(actor.get("points").number)) +
-              (actor.has("refusal") ? " refused\n" : "\n");
+  for (const Value& a : actors.items) {
+    listed += a.get("id").str + " " + a.get("type").str + " " + a.get("walker").str + " " +
+              std::to_string(static_cast<int>(a.get("points").number)) + (a.has("refusal") ? " refused\n" : "\n");
   }
-  EXPECT_EQ(listed,
-            "gate_1 resident resident 0\nwalker resident resident 2\nboko bokoblin patroller 0\n"
-            "statue model model 2\nghost model model 0\nbench_man resident none 0 refused\n"
-            "chest treasure_chest none 0 refused\n");
+  EXPECT_EQ(listed, "gate_1 resident resident 0\nwalker resident resident 2\nboko bokoblin patroller 0\n"
+                    "statue model model 2\nghost model model 0\nbench_man resident none 0 refused\n"
+                    "chest treasure_chest none 0 refused\n");
 }
 
 // No ground; Link stands at (1, 2, 3) and the camera cannot be asked for.
-class FixedGame : public editor::LiveGame {
- public:
+struct FixedGame : editor::LiveGame {
   bool ground_height(const story_notebook::WorldPoint&, float&, std::string&) override { return false; }
   bool ground_heights(const std::vector<story_notebook::WorldPoint>&, std::vector<float>&, std::vector<bool>&,
                       std::string&) override { return false; }
@@ -43,28 +39,23 @@ class FixedGame : public editor::LiveGame {
 
 TEST(PlaceRequest, ResolvesPositionOrAskedPlaceAndNamesEachFault) {
   FixedGame game;
-  const char* const not_a_point =
-      "\"position\" is not a point: an object with finite numbers \"x\", \"y\" and \"z\"";
+  const char* const not_a_point = "\"position\" is not a point: an object with finite numbers \"x\", \"y\" and \"z\"";
+  const char* const at_is = "\"at\" is \"link\" or \"camera\"";
   // error: "" when it resolves to (1, 2, 3)
   const struct { const char* params; editor::LiveGame* game; const char* error; } cases[] = {
-      {R"({"position": {"x": 1, "y": 2, "z": 3}, "at": "camera"})", nullptr, ""},
-      {R"({"at": "link"})", &game, ""},
+      {R"({"position": {"x": 1, "y": 2, "z": 3}, "at": "camera"})", nullptr, ""}, {R"({"at": "link"})", &game, ""},
       {R"({"position": {"x": 1, "y": 2}})", nullptr, not_a_point},
       {R"({"position": {"x": 1, "y": 2, "z": 1e39}})", nullptr, not_a_point},
       {R"({"at": "link"})", nullptr, "the game is not running: \"at\" needs it to find link or the camera"},
       {R"({"at": "camera"})", &game, "the game link cannot tell where the camera is"},
-      {R"({"at": "sky"})", &game, "\"at\" is \"link\" or \"camera\""},
-      {R"({"at": 1})", &game, "\"at\" is \"link\" or \"camera\""},
+      {R"({"at": "sky"})", &game, at_is}, {R"({"at": 1})", &game, at_is},
       {R"({})", &game, "say where: \"position\" or \"at\" (link or camera)"},
   };
   for (const auto& c : cases) {
-    editor::Place place;
-    std::string error;
-    const bool ok = host::resolve_place(parse(c.params), c.game, place, error);
-    EXPECT_TRUE(ok == !*c.error && error == c.error) << c.params << ": " << error;
-    if (error.empty()) {
-      EXPECT_TRUE(place.point.x == 1 && place.point.y == 2 && place.point.z == 3) << c.params;
-    }
+    editor::Place place; std::string error;
+    EXPECT_EQ(host::resolve_place(parse(c.params), c.game, place, error), !*c.error) << c.params;
+    EXPECT_EQ(error, c.error) << c.params;
+    EXPECT_TRUE(!error.empty() || (place.point.x == 1 && place.point.y == 2 && place.point.z == 3)) << c.params;
   }
 }
 

@@ -28,12 +28,11 @@ inline std::string read_text(const std::string& path) {  // "" when it cannot be
 }
 
 inline void write_text(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+  std::ofstream(path, std::ios::binary) << text;
 }
 
 inline Value parse(const std::string& text) {
-  Value value;
-  host::JsonTextError error;
+  Value value; host::JsonTextError error;
   EXPECT_TRUE(host::parse_json(text, value, error)) << error.message();
   return value;
 }
@@ -48,15 +47,25 @@ inline constexpr const char* kWindfallText = R"({"name": "Windfall", "actors": [
    "path": {"points": [{"x": 1, "y": 0, "z": 0}, {"x": 2, "y": 0, "z": 0}], "mode": "loop", "speed": 60}},
   {"id": "ghost", "actor": "ghost_model", "kind": "mod"},
   {"id": "bench_man", "actor": "resident", "parameters": {"resident": "ym1"}, "position": {"x": 0, "y": 0, "z": 0}},
-  {"id": "chest", "actor": "treasure_chest", "position": {"x": 0, "y": 0, "z": 0}}
-]}
-)";
+  {"id": "chest", "actor": "treasure_chest", "position": {"x": 0, "y": 0, "z": 0}}]})";
 
 // The errno each operation fails with while it is not 0.
 struct Faults { int write_temporary = 0, rename = 0, append = 0, truncate = 0; };
 
-class FaultyFileSystem : public host::PosixFileSystem {
- public:
+struct FaultyAppendFile : host::AppendFile {
+  FaultyAppendFile(std::unique_ptr<host::AppendFile> inner, const Faults& faults)
+      : inner(std::move(inner)), faults(faults) {}
+  int append(std::string_view bytes) override {
+    // A failed flush after the bytes were written: the worst case, the record may be on disk.
+    const int written = inner->append(bytes);
+    return faults.append ? faults.append : written;
+  }
+  int truncate(std::uint64_t size) override { return faults.truncate ? faults.truncate : inner->truncate(size); }
+  std::unique_ptr<host::AppendFile> inner;
+  const Faults& faults;
+};
+
+struct FaultyFileSystem : host::PosixFileSystem {
   explicit FaultyFileSystem(const Faults& faults) : faults_(faults) {}
   int write_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
                       unsigned mode, std::string& temporary) override {
@@ -72,38 +81,12 @@ class FaultyFileSystem : public host::PosixFileSystem {
     if (code == 0) file = std::make_unique<FaultyAppendFile>(std::move(inner), faults_);
     return code;
   }
-
- private:
-  struct FaultyAppendFile : host::AppendFile {
-    FaultyAppendFile(std::unique_ptr<host::AppendFile> inner, const Faults& faults)
-        : inner(std::move(inner)), faults(faults) {}
-    int append(std::string_view bytes) override {
-      // A failed flush after the bytes were written: the worst case, the record may be on disk.
-      const int written = inner->append(bytes);
-      return faults.append ? faults.append : written;
-    }
-    int truncate(std::uint64_t size) override {
-      return faults.truncate ? faults.truncate : inner->truncate(size);
-    }
-    std::unique_ptr<host::AppendFile> inner;
-    const Faults& faults;
-  };
-
   const Faults& faults_;
 };
 
-class StoreTest : public ::testing::Test {
- protected:
-  StoreTest() {
-    folder = (std::filesystem::temp_directory_path() / "pathwright-store-XXXXXX").string();
-    if (::mkdtemp(folder.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
-    start_over();
-  }
-  ~StoreTest() override {
-    session.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-  }
+struct StoreTest : ::testing::Test {
+  StoreTest() { if (!::mkdtemp(folder.data())) throw std::runtime_error("no temporary folder"); start_over(); }
+  ~StoreTest() override { session.reset(); std::error_code ignored; std::filesystem::remove_all(folder, ignored); }
 
   // (Re)opens the session on the folder, as a restart of the editor would.
   void reopen() {
@@ -120,42 +103,37 @@ class StoreTest : public ::testing::Test {
     write_text(package_path(), kWindfallText);
     reopen();
   }
-  std::string package_path(const std::string& name = "windfall") const {
-    return folder + "/" + name + ".json";
-  }
+  std::string package_path(const std::string& name = "windfall") const { return folder + "/" + name + ".json"; }
   std::string journal_path() const { return folder + "/.pathwright/windfall.journal"; }
 
   struct Answer { Value result; std::string error; bool ok = false; };
   // Runs a route command or, when it is none, a host command with the parameters in `params` (JSON text),
-  // on the windfall package unless they name another.
+  // on the windfall package unless they name another. Every answer either succeeds or says why not.
   Answer run(const std::string& method, const std::string& params = "{}") {
     Value request = parse(params);
     if (!request.has("package")) request["package"] = Value::of("windfall");
-    Answer answer;
-    bool handled = false;
+    Answer answer; bool handled = false;
     answer.result = session->dispatch_route(method, request, answer.error, answer.ok, handled);
     if (!handled) answer.result = session->host_command(method, request, answer.error, answer.ok, handled);
     EXPECT_TRUE(handled) << method;
+    EXPECT_EQ(answer.ok, answer.error.empty()) << method << ": " << answer.error;
     return answer;
   }
   // A checkpoint of every package now: "" when it succeeded, else why not.
-  std::string flush_error() {
-    std::string error;
-    return session->flush(error) ? "" : error;
-  }
+  std::string flush_error() { std::string error; return session->flush(error) ? "" : error; }
 
-  const Value& document(const std::string& name = "windfall") {
+  Value document(const std::string& name = "windfall") {
     std::string error;
-    editor::Session::Package* package = session->package(parse("{\"package\": \"" + name + "\"}"), error);
+    const editor::Session::Package* package = session->package(parse(R"({"package": ")" + name + "\"}"), error);
     EXPECT_NE(package, nullptr) << error;
-    static const Value none;
-    return package != nullptr ? package->document : none;
+    return package != nullptr ? package->document : Value();
   }
   std::string walker_mode() { return document().get("actors").items[1].get("path").get("mode").string(""); }
   bool statue_has_route() { return document().get("actors").items[3].has("path"); }
+  Answer set_walker_mode(std::string mode) { return run("set_route", R"({"id": "walker", "mode": ")" + mode + "\"}"); }
   Value history() { return run("history").result.get("changes"); }
 
-  std::string folder;
+  std::string folder = (std::filesystem::temp_directory_path() / "pathwright-store-XXXXXX").string();
   Faults faults;  // outlives the session
   std::unique_ptr<host::HostSession> session;
   int changed_calls = 0;
