@@ -11,11 +11,12 @@
 #include <random>
 #include <thread>
 
-#include "host/cli/temp_folder.h"
 #include "tests/host/cli/pathwright_process.h"
 
 namespace host::testing {
 namespace {
+
+using namespace std::chrono_literals;
 
 constexpr int kRounds = 8;  // server lives, each ended by SIGKILL
 constexpr int kMaxChangesPerRound = 25;
@@ -28,10 +29,7 @@ const char* const kWalkers[] = {"gate_guard",      "baker_ub3",      "bar_worker
                                 "young_woman_uw2", "bar_sailor_sa1", "dock_sailor_sa3", "beach_bokoblin",
                                 "cliff_moblin",    "ferry_cart",     "kite_runner",     "lantern_porter"};
 
-struct Change {
-  bool add;  // add_route_point, or move_route_point on point 1
-  Value params;
-};
+struct Change { bool add; Value params; };  // add_route_point, or move_route_point on point 1
 
 // Applies `change` to `document` the way the route service does (integral coordinates round to
 // themselves, and no game snaps them).
@@ -45,18 +43,15 @@ void apply(Value& document, const Change& change) {
 }
 
 TEST(ServeCrash, AnsweredChangesSurviveSigkillAndUndoStillWorks) {
-  unsigned seed = std::random_device{}();
-  if (const char* given = std::getenv("PATHWRIGHT_CRASH_SEED")) {
-    seed = static_cast<unsigned>(std::strtoul(given, nullptr, 10));
-  }
+  const char* given = std::getenv("PATHWRIGHT_CRASH_SEED");
+  const unsigned seed = given ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : std::random_device{}();
   std::cout << "crash test seed " << seed << " (PATHWRIGHT_CRASH_SEED replays it)" << std::endl;
   RecordProperty("seed", std::to_string(seed));
   std::mt19937 random(seed);
   auto roll = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
 
-  std::string error;
-  auto store = TempFolder::copy_of(std::string(PATHWRIGHT_EXAMPLES_DIR) + "/windfall", error);
-  ASSERT_NE(store, nullptr) << error;
+  auto store = demo_store();
+  ASSERT_NE(store, nullptr);
   const std::string package_file = store->path() + "/windfall.json";
   const std::vector<std::string> args{"serve", "--store", store->path()};
   const std::string log = store->path() + "/serve.log";
@@ -87,16 +82,14 @@ TEST(ServeCrash, AnsweredChangesSurviveSigkillAndUndoStillWorks) {
     for (int k = roll(1, kMaxChangesPerRound); k > 0; --k) {
       Change change{roll(0, 1) != 0, parse(R"({"position":{"y":100}})")};
       change.params["id"] = Value::of(kWalkers[roll(0, std::size(kWalkers) - 1)]);
-      change.params["position"]["x"] = Value::of(static_cast<double>(roll(-1400, 1400)));
-      change.params["position"]["z"] = Value::of(static_cast<double>(roll(-1400, 1400)));
+      for (const char* axis : {"x", "z"}) change.params["position"][axis] = Value::of(double(roll(-1400, 1400)));
       if (!change.add) change.params["point"] = Value::of(1.0);
       ASSERT_TRUE(server.request(change.add ? "add_route_point" : "move_route_point", change.params));
       // The last change: kill the server soon after sending it, or after it has gone quiet.
       const bool last = k == 1;
       if (last) {
-        using std::chrono::microseconds, std::chrono::milliseconds;
-        std::this_thread::sleep_for(roll(0, 2) != 0 ? microseconds(roll(0, kInFlightKillMaxMicros))
-                                                    : milliseconds(roll(0, kIdleKillMaxMillis)));
+        std::this_thread::sleep_for(roll(0, 2) != 0 ? roll(0, kInFlightKillMaxMicros) * 1us
+                                                    : roll(0, kIdleKillMaxMillis) * 1ms);
         server.kill_now();
       }
       std::string line;
@@ -108,9 +101,7 @@ TEST(ServeCrash, AnsweredChangesSurviveSigkillAndUndoStillWorks) {
         ASSERT_TRUE(last) << "no answer";
         in_flight = change;
       }
-      if (!last && roll(0, 7) == 0) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(roll(0, kPauseMaxMillis)));
-      }
+      if (!last && roll(0, 7) == 0) std::this_thread::sleep_for(roll(0, kPauseMaxMillis) * 1ms);
     }
     ASSERT_TRUE(parse(file_text(package_file)).is_object()) << "after the kill";
   }

@@ -14,12 +14,14 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "host/cli/temp_folder.h"
 #include "host/json_text/json_text.h"
 #include "json/value.h"
 
@@ -48,17 +50,22 @@ inline std::string file_text(const std::string& path) {
   return text.str();
 }
 
+// A temporary copy of the demo store; null (and a failed expectation) when it cannot be made.
+inline std::unique_ptr<TempFolder> demo_store() {
+  std::string error;
+  auto store = TempFolder::copy_of(std::string(PATHWRIGHT_EXAMPLES_DIR) + "/windfall", error);
+  EXPECT_NE(store, nullptr) << error;
+  return store;
+}
+
 class Child {
  public:
   Child(const std::string& binary, std::vector<std::string> args, const std::string& stderr_path = "") {
     ::signal(SIGPIPE, SIG_IGN);  // a child that died is a failed expectation, not the end of the tests
     int in[2], out[2];
-    if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0) {
-      throw std::runtime_error("cannot make pipes");
-    }
-    const int err = stderr_path.empty()
-                        ? out[1]
-                        : ::open(stderr_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("cannot make pipes");
+    const int err =
+        stderr_path.empty() ? out[1] : ::open(stderr_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
     args.insert(args.begin(), binary);
     std::vector<char*> argv;
     for (std::string& arg : args) argv.push_back(arg.data());
@@ -66,36 +73,27 @@ class Child {
     pid_ = ::fork();
     if (pid_ == 0) {
       ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // dies with the test
-      ::dup2(in[0], 0);
-      ::dup2(out[1], 1);
-      ::dup2(err, 2);
+      ::dup2(in[0], 0), ::dup2(out[1], 1), ::dup2(err, 2);
       ::execv(argv[0], argv.data());
       ::_exit(127);
     }
     if (err != out[1]) ::close(err);
-    ::close(in[0]);
-    ::close(out[1]);
-    in_ = in[1];
-    out_ = out[0];
+    ::close(in[0]), ::close(out[1]);
+    in_ = in[1], out_ = out[0];
     if (pid_ < 0) throw std::runtime_error("cannot start " + binary);
   }
   ~Child() {
     if (pid_ > 0) kill_now();
-    ::close(in_);
-    ::close(out_);
+    ::close(in_), ::close(out_);
   }
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
 
-  // Writes `line` and a newline. False when the child's input is closed.
+  // Writes `line` and a newline. False when the child's input is closed. A blocking pipe write is only
+  // cut short by a signal handler, and there are none.
   bool send(const std::string& line) {
     const std::string text = line + "\n";
-    for (std::size_t done = 0; done < text.size();) {
-      const ssize_t n = ::write(in_, text.data() + done, text.size() - done);
-      if (n <= 0) return false;
-      done += static_cast<std::size_t>(n);
-    }
-    return true;
+    return ::write(in_, text.data(), text.size()) == static_cast<ssize_t>(text.size());
   }
   // The next line of output. False at end of output, or after `timeout_ms` without one.
   bool read_line(std::string& line, int timeout_ms = kAnswerWaitMs) {
@@ -127,10 +125,7 @@ class Child {
     ::waitpid(std::exchange(pid_, -1), &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
-  void kill_now() {
-    ::kill(pid_, SIGKILL);
-    finish();
-  }
+  void kill_now() { ::kill(pid_, SIGKILL), finish(); }
   void signal(int number) { ::kill(pid_, number); }
 
  private:

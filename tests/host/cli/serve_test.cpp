@@ -2,24 +2,15 @@
 // store, spoken to over pipes, with the simulated game as its own process.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <thread>
 #include <tuple>
 
-#include "host/cli/temp_folder.h"
 #include "tests/host/cli/pathwright_process.h"
 
 namespace host::testing {
 namespace {
-
-std::unique_ptr<TempFolder> demo_store() {
-  std::string error;
-  auto store = TempFolder::copy_of(std::string(PATHWRIGHT_EXAMPLES_DIR) + "/windfall", error);
-  EXPECT_NE(store, nullptr) << error;
-  return store;
-}
 
 // "code:id" for an error answer, "ok:id" for a result; a batch in brackets.
 std::string summary(const Value& answer) {
@@ -27,61 +18,50 @@ std::string summary(const Value& answer) {
   for (const Value& item : answer.items) (items += items.empty() ? "" : ",") += summary(item);
   if (answer.is_array()) return "[" + items + "]";
   const Value& code = answer.get("error").get("code");
-  return (code.is_number() ? std::to_string(static_cast<int>(code.number)) : "ok") + ":" +
-         compact(answer.get("id"));
+  return (code.is_number() ? std::to_string(static_cast<int>(code.number)) : "ok") + ":" + compact(answer.get("id"));
 }
 
 TEST(JsonRpcServe, AnswersBadMessagesAsJsonRpcSaysAndGoesOnServing) {
   // A line, and the summaries of its answers.
-  const std::pair<const char*, const char*> cases[] = {
-      {"this is not json", "-32700:null"},
-      {R"({"jsonrpc":"2.0","id":1,"method":"fly"})", "-32601:1"},
-      {R"({"jsonrpc":"2.0","method":"fly"})", ""},
-      {R"({"jsonrpc":"2.0","id":2})", "-32600:2"},
-      {R"({"id":3,"method":"status"})", "-32600:3"},
+  const std::pair<const char*, const char*> cases[] = {{"this is not json", "-32700:null"},
+      {R"({"jsonrpc":"2.0","id":1,"method":"fly"})", "-32601:1"}, {R"({"jsonrpc":"2.0","method":"fly"})", ""},
+      {R"({"jsonrpc":"2.0","id":2})", "-32600:2"}, {R"({"id":3,"method":"status"})", "-32600:3"},
       {R"({"jsonrpc":"2.0","id":{"a":1},"method":"status"})", "-32600:null"},
       {R"({"jsonrpc":"2.0","id":4,"method":"status","params":[1]})", "-32602:4"},
       {R"({"jsonrpc":"2.0","id":"five","method":"status","params":"x"})", "-32602:\"five\""},
-      {"[]", "-32600:null"},
-      {"[1]", "[-32600:null]"},
+      {"[]", "-32600:null"}, {"[1]", "[-32600:null]"},
       {R"([{"jsonrpc":"2.0","id":6,"method":"status"},{"jsonrpc":"2.0","method":"status"},)"
-       R"({"jsonrpc":"2.0","id":7,"method":"fly"}])",
-       "[ok:6,-32601:7]"},
+       R"({"jsonrpc":"2.0","id":7,"method":"fly"}])", "[ok:6,-32601:7]"},
       {R"([{"jsonrpc":"2.0","method":"status"},{"jsonrpc":"2.0","method":"undo"}])", ""},
-      {R"({"jsonrpc":"2.0","id":8,"method":"check_route","params":{"id":"gate_guard"}})", "1:8"},
-  };
+      {R"({"jsonrpc":"2.0","id":8,"method":"check_route","params":{"id":"gate_guard"}})", "1:8"}};
   auto store = demo_store();
   Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
   for (const auto& [request, expected] : cases) {
     // A status request after each case marks where the case's answers end.
     ASSERT_TRUE(server.send(request) && server.send(R"({"jsonrpc":"2.0","id":"end","method":"status"})"));
-    std::string answers, line;
-    while (server.read_line(line) && parse(line).get("id") != Value::of("end")) {
-      (answers += answers.empty() ? "" : " ") += summary(parse(line));
-    }
-    EXPECT_EQ(answers, expected) << request;
+    std::string got, line;
+    while (server.read_line(line) && parse(line).get("id") != Value::of("end")) (got += ' ') += summary(parse(line));
+    EXPECT_EQ(got, *expected ? ' ' + std::string(expected) : "") << request;
   }
   EXPECT_EQ(server.finish(), 0);
 }
 
 TEST(JsonRpcServe, RunsEveryRouteAndHostCommandAndSavesAtTheEnd) {
   // The method, its params, and the result or error it answers.
+  const char* const guard = R"({"id":"gate_guard"})";
+  const char* const no_game = R"({"code":1,"message":"the game is not running"})";
   const std::tuple<const char*, const char*, const char*> cases[] = {
       {"add_route_point", R"({"id":"gate_guard","position":{"x":-150.04,"y":100,"z":1100}})",
        R"({"id":"gate_guard","point":3})"},
-      {"move_route_point", R"({"id":"gate_guard","point":3,"position":{"x":-150,"y":100,"z":1300}})",
-       R"({"id":"gate_guard"})"},
-      {"reorder_route_point", R"({"id":"gate_guard","point":3,"to":1})", R"({"id":"gate_guard"})"},
-      {"remove_route_point", R"({"id":"gate_guard","point":1})", R"({"id":"gate_guard"})"},
-      {"set_route", R"({"id":"gate_guard","mode":"loop"})", R"({"id":"gate_guard"})"},
-      {"remove_route", R"({"id":"bar_worker_uw1"})", R"({"id":"bar_worker_uw1"})"},
-      {"check_route", R"({"id":"gate_guard"})", R"({"code":1,"message":"the game is not running"})"},
-      {"route_status", R"({"id":"gate_guard"})", R"({"code":1,"message":"the game is not running"})"},
+      {"move_route_point", R"({"id":"gate_guard","point":3,"position":{"x":-150,"y":100,"z":1300}})", guard},
+      {"reorder_route_point", R"({"id":"gate_guard","point":3,"to":1})", guard},
+      {"remove_route_point", R"({"id":"gate_guard","point":1})", guard},
+      {"set_route", R"({"id":"gate_guard","mode":"loop"})", guard}, {"check_route", guard, no_game},
+      {"route_status", guard, no_game}, {"remove_route", R"({"id":"bar_worker_uw1"})", R"({"id":"bar_worker_uw1"})"},
       {"undo", "{}", R"({"package":"windfall","undone":"Remove the route of bar_worker_uw1"})"},
       {"redo", "{}", R"({"package":"windfall","redone":"Remove the route of bar_worker_uw1"})"},
       {"packages", "{}", R"({"packages":[{"actors":30,"name":"windfall","routes":14}]})"},
-      {"reload", R"({"package":"windfall"})", R"({"actors":30,"changes":6,"package":"windfall"})"},
-  };
+      {"reload", R"({"package":"windfall"})", R"({"actors":30,"changes":6,"package":"windfall"})"}};
   auto store = demo_store();
   Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
   for (const auto& [method, params, expected] : cases) {
@@ -92,13 +72,8 @@ TEST(JsonRpcServe, RunsEveryRouteAndHostCommandAndSavesAtTheEnd) {
             R"j({"connected":false,"problem":"no game address was given (--game HOST:PORT or --demo)"})j");
   EXPECT_EQ(server.call("history").get("result").get("changes").items.size(), 6u);
   const Value document = server.call("document").get("result").get("document");
-  const auto& actors = document.get("actors").items;
-  const auto guard = std::find_if(actors.begin(), actors.end(),
-                                  [](auto& a) { return a.get("id") == Value::of("gate_guard"); });
-  ASSERT_NE(guard, actors.end());
-  EXPECT_EQ(
-      compact(guard->get("path")),
-      R"({"mode":"loop","pauses":4,"points":[{"x":-600,"y":100,"z":1100},{"x":-300,"y":100,"z":1100}]})");
+  EXPECT_EQ(compact(document.get("actors").items.at(0).get("path")),  // gate_guard, the demo's first actor
+            R"({"mode":"loop","pauses":4,"points":[{"x":-600,"y":100,"z":1100},{"x":-300,"y":100,"z":1100}]})");
   EXPECT_EQ(server.finish(), 0);
   // The end of input saved everything into the package file itself.
   EXPECT_EQ(parse(file_text(store->path() + "/windfall.json")), document);
@@ -115,31 +90,20 @@ TEST(DemoStore, IsWrittenInTheLayoutThatSavingPrints) {
 TEST(CallCommand, ExitStatusSaysHowItWentAndTheChangeIsSaved) {
   auto store = demo_store();
   const std::string err_file = store->path() + "/call.err";
-  struct Case {
-    std::vector<std::string> args;
-    int status;
-    const char* err;  // standard error, "..." at the end when only its start is pinned
-  };
-  const Case cases[] = {
-      {{"call", "status"}, 0, ""},
+  // The arguments, the exit status, and standard error ("..." at the end when only its start is pinned).
+  struct Case { std::vector<std::string> args; int status; const char* err; };
+  const Case cases[] = {{{"call", "status"}, 0, ""},
       {{"call", "add_route_point", R"({"id":"baker_ub3","position":{"x":10,"y":100,"z":10}})"}, 0, ""},
       // The next call finds the point saved.
-      {{"call", "remove_route_point", R"({"id":"baker_ub3","point":6})"},
-       1,
+      {{"call", "remove_route_point", R"({"id":"baker_ub3","point":6})"}, 1,
        "\"point\" is a point number from 1 to 5\n"},
       {{"call", "remove_route_point", R"({"id":"baker_ub3","point":5})"}, 0, ""},
       {{"call", "fly"}, 2, "pathwright: unknown method \"fly\"\n"},
       {{"call", "check_route", R"({"id":"baker_ub3"})"}, 1, "the game is not running\n"},
-      {{"call", "add_route_point", "{bad"},
-       2,
-       "pathwright: the parameters are not JSON: line 1, column 2..."},
+      {{"call", "add_route_point", "{bad"}, 2, "pathwright: the parameters are not JSON: line 1, column 2..."},
       {{"call", "add_route_point", "[1]"}, 2, "pathwright: the parameters must be a JSON object\n"},
-      {{"call", "status", "--game", "nowhere"},
-       2,
-       "pathwright: the game address \"nowhere\" is not HOST:PORT\n"},
-      {{"call"}, 2, "..."},
-      {{"launch"}, 2, "..."},
-  };
+      {{"call", "status", "--game", "nowhere"}, 2, "pathwright: the game address \"nowhere\" is not HOST:PORT\n"},
+      {{"call"}, 2, "..."}, {{"launch"}, 2, "..."}};
   for (const Case& c : cases) {
     std::vector<std::string> args = c.args;
     if (args.size() > 1) args.insert(args.begin() + 1, {"--store", store->path()});
@@ -182,12 +146,9 @@ TEST(JsonRpcServe, FollowsTheGameThroughAbsenceStartDeathRestartAndHang) {
   const Value status = server.call("status").get("result");
   EXPECT_EQ(status.get("game").get("address"), Value::of(address));
   EXPECT_EQ(status.get("game_timeout"), Value::of(0.5));
-  EXPECT_EQ(
-      status.get("game").get("problem").string("").rfind("cannot reach the game at " + address + ": ", 0),
-      0u);
+  EXPECT_EQ(status.get("game").get("problem").string("").rfind("cannot reach the game at " + address + ": ", 0), 0u);
   const Value baker = parse(R"({"id":"baker_ub3"})");
-  EXPECT_EQ(server.call("route_status", baker).get("error").get("message"),
-            Value::of("the game is not running"));
+  EXPECT_EQ(server.call("route_status", baker).get("error").get("message"), Value::of("the game is not running"));
 
   game = std::make_unique<Child>(PATHWRIGHT_GAME_BINARY, args);  // starts late
   ASSERT_TRUE(wait_for_game(server));
@@ -197,8 +158,7 @@ TEST(JsonRpcServe, FollowsTheGameThroughAbsenceStartDeathRestartAndHang) {
   EXPECT_EQ(compact(walked.get("points").items.at(4)), R"({"x":0,"y":100,"z":-100})");  // on the ground
 
   game.reset();  // killed: the next command finds no game rather than failing on the dead connection
-  EXPECT_EQ(server.call("route_status", baker).get("error").get("message"),
-            Value::of("the game is not running"));
+  EXPECT_EQ(server.call("route_status", baker).get("error").get("message"), Value::of("the game is not running"));
   game = std::make_unique<Child>(PATHWRIGHT_GAME_BINARY, args);
   ASSERT_TRUE(wait_for_game(server));
   // The restarted game was handed the package again, with the point added before it died.

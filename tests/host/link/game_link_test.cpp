@@ -36,37 +36,33 @@ constexpr const char* kHello = R"({"id":1,"ok":true,"protocol":1,"world":"island
 // test; its thread is the only one that touches the socket.
 class FakeGame {
  public:
-  explicit FakeGame(std::vector<std::string> answers, bool hang_up = false, std::uint16_t port = 0) {
+  explicit FakeGame(const std::vector<std::string>& answers, bool hang_up = false, std::uint16_t port = 0) {
     sockaddr_in address{
         .sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
     socklen_t length = sizeof address;
     int one = 1;
     ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-    if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
-        ::listen(listener_, 4) != 0 ||
+    if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), length) != 0 || ::listen(listener_, 4) != 0 ||
         ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
       ::close(listener_);
       throw std::runtime_error("the fake game cannot listen");
     }
     port_ = ntohs(address.sin_port);
-    thread_ = std::thread([this, answers = std::move(answers), hang_up] {
-      std::string text;
-      for (const std::string& answer : answers) text += answer + "\n";
+    std::string text;
+    for (const std::string& answer : answers) text += answer + "\n";
+    thread_ = std::thread([this, text, hang_up] {
       const int client = wait_for(listener_) ? ::accept(listener_, nullptr, nullptr) : -1;
       if (client < 0) return;
       ::send(client, text.data(), text.size(), MSG_NOSIGNAL);
       if (hang_up) ::shutdown(client, SHUT_WR);
       char chunk[4096];
-      for (ssize_t n = 0; wait_for(client) && (n = ::recv(client, chunk, sizeof chunk, 0)) > 0;) {
-        received_.append(chunk, static_cast<std::size_t>(n));
+      for (ssize_t n; wait_for(client) && (n = ::recv(client, chunk, sizeof chunk, 0)) > 0;) {
+        received_.append(chunk, chunk + n);
       }
       ::close(client);
     });
   }
-  ~FakeGame() {
-    requests();
-    ::close(listener_);
-  }
+  ~FakeGame() { requests(), ::close(listener_); }
   std::uint16_t port() const { return port_; }
   // Stops serving once the link has gone quiet: every request line received.
   std::vector<std::string> requests() {
@@ -82,10 +78,9 @@ class FakeGame {
  private:
   // True when `fd` has something to read; false once stopped with nothing left.
   bool wait_for(int fd) {
-    for (pollfd ready{fd, POLLIN, 0};; ready.revents = 0) {
-      if (::poll(&ready, 1, kPollMs) > 0) return true;
-      if (stop_) return false;
-    }
+    pollfd ready{fd, POLLIN, 0};
+    while (::poll(&ready, 1, kPollMs) == 0) if (stop_) return false;
+    return true;
   }
 
   int listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -103,56 +98,47 @@ Value parse(const std::string& text) {
 }
 
 std::unique_ptr<GameLink> link_to(std::uint16_t port, editor::Session::Package* package = nullptr) {
-  GameAddress address;
-  address.port = port;
-  auto link = std::make_unique<GameLink>(address, kShortTimeoutSeconds);
+  auto link = std::make_unique<GameLink>(GameAddress{"127.0.0.1", port}, kShortTimeoutSeconds);
   if (package) link->loaded_packages = [=] { return std::vector<const editor::Session::Package*>{package}; };
   return link;
 }
 
 TEST(GameAddress, ReadsHostAndPortAndRefusesTheRest) {
-  // The text, and the error ("" when it is read).
-  const std::pair<const char*, const char*> cases[] = {
-      {"127.0.0.1:47800", ""},
-      {"localhost:1", ""},
-      {"127.0.0.1", "the game address \"127.0.0.1\" is not HOST:PORT"},
-      {":47800", "the game address \":47800\" is not HOST:PORT"},
-      {"127.0.0.1:0", "the game address \"127.0.0.1:0\" has no port between 1 and 65535"},
-      {"127.0.0.1:65536", "the game address \"127.0.0.1:65536\" has no port between 1 and 65535"},
-      {"127.0.0.1:47x", "the game address \"127.0.0.1:47x\" has no port between 1 and 65535"},
-  };
-  for (const auto& [text, expected] : cases) {
+  // The text, and what is wrong with it ("" when it is read).
+  const char* const no_port = "has no port between 1 and 65535";
+  const std::pair<const char*, const char*> cases[] = {{"127.0.0.1:47800", ""}, {"localhost:1", ""},
+      {"127.0.0.1", "is not HOST:PORT"}, {":47800", "is not HOST:PORT"}, {"127.0.0.1:0", no_port},
+      {"127.0.0.1:65536", no_port}, {"127.0.0.1:47x", no_port}};
+  for (const auto& [text, problem] : cases) {
     GameAddress address;
     std::string error;
-    EXPECT_EQ(parse_game_address(text, address, error), !*expected) << text;
-    EXPECT_EQ(error, expected);
-    EXPECT_EQ(address.text(), *expected ? "127.0.0.1:47800" : text);  // unchanged after a refusal
+    EXPECT_EQ(parse_game_address(text, address, error), !*problem) << text;
+    EXPECT_EQ(error, *problem ? "the game address \"" + std::string(text) + "\" " + problem : "");
+    EXPECT_EQ(address.text(), *problem ? "127.0.0.1:47800" : text);  // unchanged after a refusal
   }
 }
 
 TEST(GameLink, GreetsLoadsEveryPackageAndSpeaksEachOp) {
-  FakeGame game(
-      {kHello, R"({"id":2,"ok":true,"walking":0})", R"({"id":3,"ok":true,"found":true,"height":100})",
-       R"({"id":4,"ok":true,"found":false,"note":"open sea below"})",
-       R"({"id":5,"ok":true,"heights":[100,0],"found":[1,0]})",
-       R"({"id":6,"ok":true,"heights":[],"found":[]})", R"({"id":7,"ok":true,"x":0,"y":100,"z":200})",
-       R"({"id":8,"ok":false,"error":"unknown op \"camera\""})", R"({"id":9,"ok":true,"route":null})"});
+  FakeGame game({kHello, R"({"id":2,"ok":true,"walking":0})", R"({"id":3,"ok":true,"found":true,"height":100})",
+      R"({"id":4,"ok":true,"found":false,"note":"open sea below"})",
+      R"({"id":5,"ok":true,"heights":[100,0],"found":[1,0]})", R"({"id":6,"ok":true,"heights":[],"found":[]})",
+      R"({"id":7,"ok":true,"x":0,"y":100,"z":200})", R"({"id":8,"ok":false,"error":"unknown op \"camera\""})",
+      R"({"id":9,"ok":true,"route":null})"});
   editor::Session::Package package{"windfall_walks", parse(R"({"actors":[{"id":"gate_1"}]})")};
   auto link = link_to(game.port(), &package);
   ASSERT_TRUE(link->ensure_connected()) << link->last_problem();
   EXPECT_EQ(link->world(), "island");
 
   float height = 0;
-  std::string note, error;
-  EXPECT_TRUE(link->ground_height({0, 200, 0}, height, note));
+  std::string error;
+  EXPECT_TRUE(link->ground_height({0, 200, 0}, height, error));
   EXPECT_EQ(height, 100.0f);
-  EXPECT_FALSE(link->ground_height({2000, 200, 0}, height, note));
-  EXPECT_EQ(note, "open sea below");
+  EXPECT_FALSE(link->ground_height({2000, 200, 0}, height, error));
+  EXPECT_EQ(error, "open sea below");
   std::vector<float> heights;
   std::vector<bool> found;
   ASSERT_TRUE(link->ground_heights({{0, 200, 0}, {5000, 1, 2}}, heights, found, error)) << error;
-  EXPECT_EQ(heights, (std::vector<float>{100, 0}));
-  EXPECT_EQ(found, (std::vector<bool>{true, false}));
+  EXPECT_EQ(std::pair(heights, found), (std::pair<std::vector<float>, std::vector<bool>>{{100, 0}, {1, 0}}));
   ASSERT_TRUE(link->ground_heights({}, heights, found, error)) << error;
   EXPECT_TRUE(heights.empty() && found.empty());
   WorldPoint at;
@@ -163,26 +149,21 @@ TEST(GameLink, GreetsLoadsEveryPackageAndSpeaksEachOp) {
   EXPECT_TRUE(link->connected());  // a refusal is an answer, not a broken link
   EXPECT_TRUE(link->live_route(package, "gate_1").is_null());
 
-  EXPECT_EQ(game.requests(),
-            (std::vector<std::string>{
-                R"({"id":1,"op":"hello"})",
-                R"({"id":2,"op":"load","package":"windfall_walks","document":{"actors":[{"id":"gate_1"}]}})",
-                R"({"id":3,"op":"ground_height","x":0,"y":200,"z":0})",
-                R"({"id":4,"op":"ground_height","x":2000,"y":200,"z":0})",
-                R"({"id":5,"op":"ground_heights","probes":[0,200,0,5000,1,2]})",
-                R"({"id":6,"op":"ground_heights","probes":[]})", R"({"id":7,"op":"link"})",
-                R"({"id":8,"op":"camera"})",
-                R"({"id":9,"op":"live_route","package":"windfall_walks","actor":"gate_1"})"}));
+  EXPECT_EQ(game.requests(), (std::vector<std::string>{R"({"id":1,"op":"hello"})",
+    R"({"id":2,"op":"load","package":"windfall_walks","document":{"actors":[{"id":"gate_1"}]}})",
+    R"({"id":3,"op":"ground_height","x":0,"y":200,"z":0})", R"({"id":4,"op":"ground_height","x":2000,"y":200,"z":0})",
+    R"({"id":5,"op":"ground_heights","probes":[0,200,0,5000,1,2]})", R"({"id":6,"op":"ground_heights","probes":[]})",
+    R"({"id":7,"op":"link"})", R"({"id":8,"op":"camera"})",
+    R"({"id":9,"op":"live_route","package":"windfall_walks","actor":"gate_1"})"}));
 }
 
 TEST(GameLink, ProbesAndHeightsTravelBitExact) {
   // Heights come back as the game prints them: the shortest text of the float it found.
-  const std::vector<float> samples{0.1f,        -40.5f,     1e-7f, 3.4028235e38f,
-                                   16777215.0f, 1234.5678f, -0.0f, 1.17549435e-38f};
+  const std::vector<float> samples{0.1f, -40.5f, 1e-7f, 3.4028235e38f, 16777215.0f, 1234.5678f, -0.0f, 1.17549435e-38f};
   std::vector<std::string> answers{kHello};
   for (float y : samples) {
-    answers.push_back(R"({"id":)" + std::to_string(answers.size() + 1) +
-                      R"(,"ok":true,"found":true,"height":)" + GameLink::float_text(y) + "}");
+    answers.push_back(R"({"id":)" + std::to_string(answers.size() + 1) + R"(,"ok":true,"found":true,"height":)" +
+                      GameLink::float_text(y) + "}");
   }
   FakeGame game(answers);
   auto link = link_to(game.port());
@@ -205,40 +186,33 @@ TEST(GameLink, ProbesAndHeightsTravelBitExact) {
 }
 
 TEST(GameLink, ALinkFailureEndsTheCommandWithAClearErrorAndDropsTheConnectionWhileARefusalKeepsIt) {
-  // ground_height and live_route throw, the others answer false.
+  // ground_height and live_route throw, the others answer false. `reply` answers the command, which is
+  // request 2 (nullptr: the game hangs up instead); "..." ends an `error` whose rest is the JSON reader's.
   enum Op { Height, Heights, LinkPosition, LiveRoute };
-  struct Case {
-    Op op;
-    const char* reply;  // to the command, which is request 2; nullptr: the game hangs up instead
-    const char* error;  // "..." at the end: the rest is the JSON reader's own words
-    bool connected;
-  };
+  struct Case { Op op; const char* reply; const char* error; bool connected; };
+  const std::string malformed = "the game sent a malformed answer: ";
   const Case cases[] = {
       {Height, nullptr, "the game closed the connection", false},
       {Height, "", "the game did not answer within 0.3 s", false},
-      {Height, "Segmentation fault", "the game sent a malformed answer: line 1, column 1: ...", false},
-      {Height, "[1,2]", "the game sent a malformed answer: not a JSON object", false},
-      {Height, R"({"id":99,"ok":true,"found":false})",
-       "the game sent a malformed answer: its \"id\" is not the request's 2", false},
-      {Height, R"({"id":2,"found":false})", "the game sent a malformed answer: no boolean \"ok\"", false},
-      {Height, R"({"id":2,"ok":true,"found":true,"height":"100"})",
-       "the game sent a malformed answer: \"height\" is not a number", false},
+      {Height, "Segmentation fault", "line 1, column 1: ...", false},
+      {Height, "[1,2]", "not a JSON object", false},
+      {Height, R"({"id":99,"ok":true,"found":false})", "its \"id\" is not the request's 2", false},
+      {Height, R"({"id":2,"found":false})", "no boolean \"ok\"", false},
+      {Height, R"({"id":2,"ok":true,"found":true,"height":"100"})", "\"height\" is not a number", false},
       {Heights, R"({"id":2,"ok":true,"heights":[100,0.1],"found":[1,0]})", "", true},
       {Heights, R"({"id":2,"ok":true,"found":[true,false],"heights":[100,0.1]})", "", true},
       {Heights, R"({"id":2,"ok":true,"heights":[100],"found":[1]})",
-       "the game sent a malformed answer: \"heights\" and \"found\" do not hold one entry per probe", false},
-      {Heights, R"({"id":2,"ok":true,"heights":["100",0],"found":[1,0]})",
-       "the game sent a malformed answer: entry 1 is not a number", false},
+       "\"heights\" and \"found\" do not hold one entry per probe", false},
+      {Heights, R"({"id":2,"ok":true,"heights":["100",0],"found":[1,0]})", "entry 1 is not a number", false},
       {Heights, R"({"id":2,"ok":false,"error":"probes must be numbers"})",
        "the game refused \"ground_heights\": probes must be numbers", true},
       {LinkPosition, nullptr, "the game closed the connection", false},
-      {LiveRoute, nullptr, "the game closed the connection", false},
-  };
+      {LiveRoute, nullptr, "the game closed the connection", false}};
+  editor::Session::Package package{"windfall_walks", Value::object()};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.reply ? c.reply : "(hangs up)");
-    FakeGame game(
-        c.reply && *c.reply ? std::vector<std::string>{kHello, c.reply} : std::vector<std::string>{kHello},
-        !c.reply);
+    FakeGame game(c.reply && *c.reply ? std::vector<std::string>{kHello, c.reply} : std::vector<std::string>{kHello},
+                  !c.reply);
     auto link = link_to(game.port());
     ASSERT_TRUE(link->connect_now()) << link->last_problem();
     std::string error;
@@ -246,34 +220,28 @@ TEST(GameLink, ALinkFailureEndsTheCommandWithAClearErrorAndDropsTheConnectionWhi
     std::vector<bool> found;
     float height = 0;
     WorldPoint at;
-    editor::Session::Package package{"windfall_walks", Value::object()};
     bool ok = false, threw = false;
     try {
-      if (c.op == Height)
-        link->ground_height({0, 200, 0}, height, error);
-      else if (c.op == Heights)
-        ok = link->ground_heights({{0, 200, 0}, {0, 200, 25}}, heights, found, error);
-      else if (c.op == LinkPosition)
-        ok = link->link_position(at, error);
-      else
-        link->live_route(package, "gate_1");
+      if (c.op == Height) link->ground_height({0, 200, 0}, height, error);
+      else if (c.op == Heights) ok = link->ground_heights({{0, 200, 0}, {0, 200, 25}}, heights, found, error);
+      else if (c.op == LinkPosition) ok = link->link_position(at, error);
+      else link->live_route(package, "gate_1");
     } catch (const GameLinkError& e) {
       threw = true;
       error = e.what();
     }
-    const std::string expected = c.error;
+    // Answers other than the closed, silent, refused and good ones are malformed.
+    const std::string expected = (c.reply && *c.reply && !c.connected ? malformed : "") + c.error;
     EXPECT_EQ(error.substr(0, expected.find("...")), expected.substr(0, expected.find("...")));
     EXPECT_EQ(ok, expected.empty());
     EXPECT_EQ(threw, c.op == Height || c.op == LiveRoute);
     EXPECT_EQ(link->connected(), c.connected);
     if (ok) {
-      EXPECT_EQ(heights, (std::vector<float>{100.0f, 0.1f}));
-      EXPECT_EQ(found, (std::vector<bool>{true, false}));
+      EXPECT_EQ(std::pair(heights, found), (std::pair<std::vector<float>, std::vector<bool>>{{100.0f, 0.1f}, {1, 0}}));
     }
-    if (!c.connected) {
-      EXPECT_FALSE(link->ground_heights({{0, 0, 0}}, heights, found, error));
-      EXPECT_EQ(error, "the game is not connected");
-    }
+    if (c.connected) continue;
+    EXPECT_FALSE(link->ground_heights({{0, 0, 0}}, heights, found, error));
+    EXPECT_EQ(error, "the game is not connected");
   }
 }
 
@@ -282,8 +250,7 @@ TEST(GameLink, TriesAnAbsentGameAtMostOncePerRetryIntervalAndConnectsOnceItListe
   const std::uint16_t port = FakeGame({}).port();  // free a moment ago
   auto link = link_to(port);
   EXPECT_FALSE(link->ensure_connected());
-  EXPECT_EQ(
-      link->last_problem().rfind("cannot reach the game at 127.0.0.1:" + std::to_string(port) + ": ", 0), 0u);
+  EXPECT_EQ(link->last_problem().rfind("cannot reach the game at 127.0.0.1:" + std::to_string(port) + ": ", 0), 0u);
   FakeGame game({kHello}, false, port);
   EXPECT_FALSE(link->ensure_connected());  // too soon after the last attempt
   std::this_thread::sleep_for(std::chrono::milliseconds(GameLink::kRetryIntervalMs + 50));
