@@ -33,14 +33,12 @@ TEST(ParseJson, BuildsNestedValuesWithEveryMemberInPlace) {
 }
 
 TEST(ParseJson, KeepsTheExactDoubleOfEveryNumber) {
+  // Halfway 2^53 + 1 rounds to even; 2.4703282292062328e-324 is just above half the smallest denormal.
   const struct { const char* text; double expected; } cases[] = {
       {"0.1", 0.1}, {"1e-7", 1e-7}, {"-88.25", -88.25}, {"0.30000000000000004", 0.30000000000000004},
-      {"9007199254740993", 9007199254740992.0},  // halfway: rounds to even
-      {"1.7976931348623157e308", 1.7976931348623157e308}, {"5e-324", 5e-324},
-      {"2.4703282292062328e-324", 5e-324},  // just above half the smallest denormal
-      {"2.4703282292062327e-324", 0.0},     // just below it
-      {"1e-400", 0.0}, {"-1e-400", -0.0}, {"-0", -0.0},
-      {"123456789012345678901234567890", 1.2345678901234568e29},
+      {"9007199254740993", 9007199254740992.0}, {"1.7976931348623157e308", 1.7976931348623157e308},
+      {"5e-324", 5e-324}, {"2.4703282292062328e-324", 5e-324}, {"2.4703282292062327e-324", 0.0},
+      {"1e-400", 0.0}, {"-1e-400", -0.0}, {"-0", -0.0}, {"123456789012345678901234567890", 1.2345678901234568e29},
   };
   for (const auto& c : cases) {
     const Value v = parsed(c.text);
@@ -50,36 +48,29 @@ TEST(ParseJson, KeepsTheExactDoubleOfEveryNumber) {
 }
 
 TEST(ParseJson, DecodesEscapesIntoUtf8) {
+  // A surrogate pair becomes one 4-byte character.
   const struct { const char* text; std::string expected; } cases[] = {
-      {R"("\"\\\/\b\f\n\r\t")", "\"\\/\b\f\n\r\t"},
-      {R"("\u0041\u00e9\u20AC")", "A\xC3\xA9\xE2\x82\xAC"},
-      {R"("\uD83D\uDE00")", "\xF0\x9F\x98\x80"},  // a surrogate pair becomes one 4-byte character
+      {R"("\"\\\/\b\f\n\r\t")", "\"\\/\b\f\n\r\t"}, {R"("\u0041\u00e9\u20AC")", "A\xC3\xA9\xE2\x82\xAC"},
+      {R"("\uD83D\uDE00")", "\xF0\x9F\x98\x80"}, {R"("a\u0000b")", std::string("a\0b", 3)},
       {"\"caf\xC3\xA9 \xF0\x9F\x98\x80\"", "caf\xC3\xA9 \xF0\x9F\x98\x80"},
-      {R"("a\u0000b")", std::string("a\0b", 3)},
   };
   for (const auto& c : cases) EXPECT_EQ(parsed(c.text).str, c.expected) << c.text;
 }
 
 TEST(ParseJson, RefusesBadTextNamingLineColumnAndReason) {
+  // The utf-8 rows: an overlong '/', a surrogate written in UTF-8, beyond U+10FFFF, cut short at the end.
   const struct { std::string text; std::size_t line, column; const char* reason; } cases[] = {
-      {"", 1, 1, "empty text"},
-      {"  \n ", 2, 2, "empty text"},
+      {"", 1, 1, "empty text"}, {"  \n ", 2, 2, "empty text"}, {"[1] 2", 1, 5, "text after the JSON value"},
       {"[1, x]", 1, 5, "unexpected character 'x', expected a JSON value"},
       {"{\n  \"id\": 1\n  \"actor\": 2\n}", 3, 3, "unexpected character '\"', expected ',' or '}'"},
-      {"[1] 2", 1, 5, "text after the JSON value"},
-      {"[\"abc", 1, 6, "unterminated string"},
-      {"[\"a\tb\"]", 1, 4, "control character in string"},
-      {"[\"a\\qb\"]", 1, 4, "invalid escape '\\q'"},
+      {"[\"abc", 1, 6, "unterminated string"}, {"[\"a\tb\"]", 1, 4, "control character in string"},
+      {"[\"a\\qb\"]", 1, 4, "invalid escape '\\q'"}, {"[\"ab\\uDC00\"]", 1, 5, "lone surrogate in \\u escape"},
       {"[\"\\u12G4\"]", 1, 3, "invalid \\u escape, expected four hex digits"},
-      {"[\"ab\\uDC00\"]", 1, 5, "lone surrogate in \\u escape"},
       {"{\"k\\uDC00\": 1}", 1, 4, "lone surrogate in \\u escape"},
       {"[\"\\uD800x\"]", 1, 3, "lone surrogate in \\u escape"},
-      {"[\"\xC0\xAF\"]", 1, 3, "invalid utf-8 in string"},        // overlong '/'
-      {"[\"\xED\xA0\x80\"]", 1, 3, "invalid utf-8 in string"},    // a surrogate written in UTF-8
-      {"[\"\xF5\x80\x80\x80\"]", 1, 3, "invalid utf-8 in string"},  // beyond U+10FFFF
-      {"\"\xF0\x9F", 1, 2, "invalid utf-8 in string"},  // cut short at the end: read past the text
-      {"[1, 1e400]", 1, 5, "number too large for a double"},
-      {"\n -1e400", 2, 2, "number too large for a double"},
+      {"[\"\xC0\xAF\"]", 1, 3, "invalid utf-8 in string"}, {"[\"\xED\xA0\x80\"]", 1, 3, "invalid utf-8 in string"},
+      {"[\"\xF5\x80\x80\x80\"]", 1, 3, "invalid utf-8 in string"}, {"\"\xF0\x9F", 1, 2, "invalid utf-8 in string"},
+      {"[1, 1e400]", 1, 5, "number too large for a double"}, {"\n -1e400", 2, 2, "number too large for a double"},
       {"[1000e306]", 1, 2, "number too large for a double"},
       {"[0, 0e400]", 1, 5, "number written with a power of ten beyond 308 is not supported"},
       {"{\"id\": 1, \"x\": {\"id\": 2}, \"id\": 3}", 1, 27, "duplicate member name \"id\""},
@@ -98,8 +89,7 @@ TEST(ParseJson, RefusesBadTextNamingLineColumnAndReason) {
     Value v;
     host::JsonTextError error;
     EXPECT_FALSE(host::parse_json(c.text, v, error)) << c.text;
-    EXPECT_EQ(std::tie(error.line, error.column, error.reason), std::tie(c.line, c.column, c.reason))
-        << c.text;
+    EXPECT_EQ(std::tie(error.line, error.column, error.reason), std::tie(c.line, c.column, c.reason)) << c.text;
   }
 }
 
@@ -117,56 +107,40 @@ TEST(ParseJson, AllowsNestingTo512LevelsAndRefusesTheNextAtItsBracket) {
 
 TEST(PrintJson, WritesIntegralNumbersPlainAndOthersInTheirShortestForm) {
   const struct { double n; const char* text; } cases[] = {
-      {60, "60"}, {-3, "-3"}, {0, "0"}, {-0.0, "-0"}, {1234.5, "1234.5"}, {-88.25, "-88.25"},
-      {0.1, "0.1"}, {1e-7, "1e-07"}, {1.0 / 3, "0.3333333333333333"},
-      {9007199254740991.0, "9007199254740991"}, {1e15, "1000000000000000"},
-      {1e300, "1e+300"}, {1.7976931348623157e308, "1.7976931348623157e+308"}, {5e-324, "5e-324"},
+      {60, "60"}, {-3, "-3"}, {0, "0"}, {-0.0, "-0"}, {1234.5, "1234.5"}, {-88.25, "-88.25"}, {0.1, "0.1"},
+      {1e-7, "1e-07"}, {1.0 / 3, "0.3333333333333333"}, {9007199254740991.0, "9007199254740991"},
+      {1e15, "1000000000000000"}, {1e300, "1e+300"}, {1.7976931348623157e308, "1.7976931348623157e+308"},
+      {5e-324, "5e-324"},
   };
   for (const auto& c : cases) EXPECT_EQ(printed(Value::of(c.n)), c.text) << c.n;
 }
 
 TEST(PrintJson, EscapesOnlyWhatJsonRequires) {
   const struct { std::string s; const char* text; } cases[] = {
-      {"q\"b\\s/", R"("q\"b\\s/")"},
-      {"\n\t\r\b\f", R"("\n\t\r\b\f")"},
+      {"q\"b\\s/", R"("q\"b\\s/")"}, {"\n\t\r\b\f", R"("\n\t\r\b\f")"},
       {std::string("\0\x01\x1f\x7f", 4), "\"\\u0000\\u0001\\u001f\x7f\""},
       {"caf\xC3\xA9 \xF0\x9F\x98\x80", "\"caf\xC3\xA9 \xF0\x9F\x98\x80\""},
   };
   for (const auto& c : cases) EXPECT_EQ(printed(Value::of(c.s)), c.text);
 }
 
-const char* const kSample =
-    R"({"on": true, "actors": [{"tags": [], "id": "mill_1", "path": {"points": [1.5], "pauses": {}}}]})";
-
 TEST(PrintJson, LaysOutMembersInKeyOrderIndentedOrCompact) {
-  EXPECT_EQ(printed(parsed(kSample), host::JsonLayout::Indented),
-            "{\n"
-            "  \"actors\": [\n"
-            "    {\n"
-            "      \"id\": \"mill_1\",\n"
-            "      \"path\": {\n"
-            "        \"pauses\": {},\n"
-            "        \"points\": [\n"
-            "          1.5\n"
-            "        ]\n"
-            "      },\n"
-            "      \"tags\": []\n"
-            "    }\n"
-            "  ],\n"
-            "  \"on\": true\n"
-            "}\n");
-  EXPECT_EQ(printed(parsed(kSample)),
-            R"({"actors":[{"id":"mill_1","path":{"pauses":{},"points":[1.5]},"tags":[]}],"on":true})");
+  const Value sample =
+      parsed(R"({"on": true, "actors": [{"tags": [], "id": "mill_1", "path": {"points": [1.5], "pauses": {}}}]})");
+  EXPECT_EQ(printed(sample, host::JsonLayout::Indented),
+            "{\n  \"actors\": [\n    {\n      \"id\": \"mill_1\",\n      \"path\": {\n        \"pauses\": {},\n"
+            "        \"points\": [\n          1.5\n        ]\n      },\n      \"tags\": []\n    }\n  ],\n"
+            "  \"on\": true\n}\n");
+  EXPECT_EQ(printed(sample), R"({"actors":[{"id":"mill_1","path":{"pauses":{},"points":[1.5]},"tags":[]}],"on":true})");
   EXPECT_EQ(printed(Value::of(7.0), host::JsonLayout::Indented), "7\n");
 }
 
 TEST(PrintJson, RefusesWhatJsonCannotCarryNamingWhere) {
   const double inf = std::numeric_limits<double>::infinity();
-  Value nan_x = parsed(R"({"actors": [{}, {"position": {"x": 0}}]})");
+  Value nan_x = parsed(R"({"actors": [{}, {"position": {"x": 0}}]})"), odd_key = parsed(R"({"a b": {"c": [1, 0]}})");
+  Value bad_text;
   nan_x["actors"].items[1]["position"]["x"] = Value::of(std::nan(""));
-  Value odd_key = parsed(R"({"a b": {"c": [1, 0]}})");
   odd_key["a b"]["c"].items[1] = Value::of(-inf);
-  Value bad_text = parsed(R"({"names": {"x": ""}})");
   bad_text["names"]["x"] = Value::of("\xC3(");
   const struct { Value v; const char* error; } cases[] = {
       {nan_x, "a number that is not finite at actors[1].position.x cannot be written"},
@@ -184,13 +158,9 @@ TEST(PrintJson, RefusesWhatJsonCannotCarryNamingWhere) {
 
 // Every accepted conformance file round-trips too; these are the doubles hardest to print exactly.
 TEST(JsonRoundTrip, ReadsBackEveryNumberItPrintsExactly) {
-  Value numbers = Value::array();
-  for (double n : {9007199254740993.0, 1.7976931348623157e308, 5e-324, 1e21, 123456.789, 2.5e-300}) {
-    numbers.items.push_back(Value::of(n));
-  }
-  for (auto layout : {host::JsonLayout::Compact, host::JsonLayout::Indented}) {
+  const Value numbers = parsed("[9007199254740993, 1.7976931348623157e308, 5e-324, 1e21, 123456.789, 2.5e-300]");
+  for (auto layout : {host::JsonLayout::Compact, host::JsonLayout::Indented})
     EXPECT_EQ(parsed(printed(numbers, layout)), numbers) << printed(numbers, layout);
-  }
 }
 
 }  // namespace
