@@ -1,4 +1,5 @@
-// Helpers shared by the simulated game's tests: JSON from text and the island on the manual clock.
+// Helpers shared by the simulated game's tests: JSON from text and the island on the manual clock, alone
+// or as a fixture.
 // Test use only; single-threaded.
 #ifndef PATHWRIGHT_TESTS_GAME_GAME_TEST_HELPERS_H_
 #define PATHWRIGHT_TESTS_GAME_GAME_TEST_HELPERS_H_
@@ -28,6 +29,13 @@ inline std::unique_ptr<GameWorld> manual_island() {
   EXPECT_TRUE(world) << error;
   return world;
 }
+
+// A test on the island with its clock standing still; a test body runs only when the island was built.
+class OnTheIsland : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(world_); }
+  std::unique_ptr<GameWorld> world_ = manual_island();
+};
 
 }  // namespace game
 

@@ -11,13 +11,12 @@ namespace {
 
 using mods::json::Value;
 using story_notebook::WorldPoint;
+using Island = OnTheIsland;
 
 // The routes the island's guide gives for each problem, run through the editor's own route check over
 // the in-process link: one problem per segment, "" for a fine one.
-TEST(Island, ShowsEveryProblemOfARouteCheckOnTheRoutesItsGuideGives) {
-  auto world = manual_island();
-  ASSERT_TRUE(world);
-  LocalLiveGame live(*world);
+TEST_F(Island, ShowsEveryProblemOfARouteCheckOnTheRoutesItsGuideGives) {
+  LocalLiveGame live(*world_);
   support::MemorySession session;
   session.live_game = &live;
   struct Case { const char* what; std::vector<WorldPoint> route; std::vector<std::string> problems; };
@@ -31,11 +30,11 @@ TEST(Island, ShowsEveryProblemOfARouteCheckOnTheRoutesItsGuideGives) {
       {"round the town", {island::kTownSquare, {400, 100, 0}, {400, 100, 400}}, {"", ""}},
       {"along the pier", {{0, 100, -1400}, {0, 100, -2550}}, {""}},
   };
+  // Checking a route reads the package only, so one actor serves every case.
+  Value& actor = session.add("windfall", parsed(R"({"actors":[{"id":"m","kind":"mod"}]})")).document["actors"].items[0];
   for (const Case& c : cases) {
-    Value points = Value::array();
-    for (const WorldPoint& p : c.route) points.items.push_back(support::point(p.x, p.y, p.z));
-    session.add("windfall", parsed(R"({"actors":[{"id":"m","kind":"mod"}]})"))
-        .document["actors"].items[0]["path"] = support::obj({{"points", points}});
+    actor["path"] = parsed(R"({"points":[]})");
+    for (const WorldPoint& p : c.route) actor["path"]["points"].items.push_back(support::point(p.x, p.y, p.z));
     const auto answer = session.run("check_route", support::obj({{"id", support::str("m")}}));
     ASSERT_TRUE(answer.ok) << c.what << ": " << answer.error;
     std::vector<std::string> problems;
@@ -44,9 +43,7 @@ TEST(Island, ShowsEveryProblemOfARouteCheckOnTheRoutesItsGuideGives) {
   }
 }
 
-TEST(Island, NamedPlacesStandWhereTheLayoutSays) {
-  auto world = manual_island();
-  ASSERT_TRUE(world);
+TEST_F(Island, NamedPlacesStandWhereTheLayoutSays) {
   struct Place { const char* what; WorldPoint point; bool found; float height; };
   const Place places[] = {
       {"town square", island::kTownSquare, true, 100},   {"link's spawn", island::kLinkSpawn, true, 100},
@@ -58,7 +55,7 @@ TEST(Island, NamedPlacesStandWhereTheLayoutSays) {
   for (const Place& p : places) {
     float height = -1;
     std::string note;
-    EXPECT_EQ(world->ground_height({p.point.x, p.point.y + 1, p.point.z}, height, note), p.found) << p.what;
+    EXPECT_EQ(world_->ground_height({p.point.x, p.point.y + 1, p.point.z}, height, note), p.found) << p.what;
     EXPECT_EQ(height, p.found ? p.height : -1) << p.what;
   }
 }

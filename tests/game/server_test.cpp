@@ -4,7 +4,6 @@
 #include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -12,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
+#include <utility>
 
 #include "tests/game/game_test_helpers.h"
 
@@ -20,13 +20,10 @@ namespace {
 
 // A blocking line client over loopback, enough to drive the server. A client that could not connect reads
 // only "<closed>".
-class Client {
- public:
+struct Client {
   explicit Client(std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
+    sockaddr_in address{.sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(INADDR_LOOPBACK)},
+                        .sin_zero = {}};
     ::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address);
   }
   ~Client() { ::close(fd_); }
@@ -35,13 +32,10 @@ class Client {
   // The next line without its newline; "<closed>" once the server has closed the connection.
   std::string line() {
     std::string out;
-    for (char c; ::recv(fd_, &c, 1, 0) == 1; out.push_back(c)) {
+    for (char c; ::recv(fd_, &c, 1, 0) == 1; out.push_back(c))
       if (c == '\n') return out;
-    }
     return "<closed>";
   }
-
- private:
   int fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
 };
 
@@ -51,15 +45,12 @@ class LinkServerTest : public testing::Test {
   void SetUp() override {
     std::string error;
     ASSERT_TRUE(server_.listen(0, error)) << error;
-    serving_ = std::thread([this] { server_.run(); });
+    serving_ = std::jthread([this] { server_.run(); });
   }
-  void TearDown() override {
-    server_.stop();
-    if (serving_.joinable()) serving_.join();
-  }
+  void TearDown() override { server_.stop(); }  // the thread is joined as the fixture goes
   std::unique_ptr<GameWorld> world_ = manual_island();
   LinkServer server_{*world_, 64};  // a line limit in bytes, small enough to pass cheaply
-  std::thread serving_;
+  std::jthread serving_;
 };
 
 TEST_F(LinkServerTest, ServesPipelinedAndSplitLinesInOrderOnSeveralConnections) {
@@ -75,15 +66,13 @@ TEST_F(LinkServerTest, ServesPipelinedAndSplitLinesInOrderOnSeveralConnections) 
 }
 
 TEST_F(LinkServerTest, AnswersAnOverlongLineWithAnErrorAndCarriesOn) {
-  const std::string too_long = R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})";
   Client client(server_.port());
-  client.send("{\"id\":1,\"op\":\"hello\",\"padding\":\"" + std::string(5000, 'x') +
-              "\"}\n{\"id\":2,\"op\":\"hello\"}\n");
-  EXPECT_EQ(client.line(), too_long);
+  client.send(R"({"id":1,"op":"hello","padding":")" + std::string(5000, 'x') + "\"}\n" R"({"id":2,"op":"hello"})" "\n");
+  EXPECT_EQ(client.line(), R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})");
   EXPECT_EQ(client.line(), R"({"id":2,"ok":true,"protocol":1,"world":"island"})");
   // The same, arriving in pieces: answered once, as soon as it is known to be too long.
   client.send("{\"id\":3,\"op\":\"hello\",\"padding\":\"" + std::string(100, 'x'));
-  EXPECT_EQ(client.line(), too_long);
+  EXPECT_EQ(client.line(), R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})");
   client.send(std::string(300, 'y') + "\"}\n{\"id\":4,\"op\":\"hello\"}\n");
   EXPECT_EQ(client.line(), R"({"id":4,"ok":true,"protocol":1,"world":"island"})");
 }
@@ -102,9 +91,7 @@ struct GameProcess {
   int stop() {
     if (!out) return -1;
     if (pid > 0) ::kill(pid, SIGTERM);
-    const int status = ::pclose(out);
-    out = nullptr;
-    return status;
+    return ::pclose(std::exchange(out, nullptr));
   }
 
   FILE* out = ::popen("echo $$; exec '" PATHWRIGHT_GAME_BINARY "' --port 0 --clock manual 2>&1", "r");
@@ -113,22 +100,17 @@ struct GameProcess {
   std::string banner;
 };
 
+// Answers over a socket are pinned in-process above; here only what the process adds: its banner, the
+// --clock flag, and a clean exit on SIGTERM.
 TEST(PathwrightGame, ServesTheLinkFromItsOwnProcessAndStopsCleanly) {
   GameProcess game;
-  ASSERT_NE(game.port, 0) << "banner: " << game.banner;
-  EXPECT_NE(game.banner.find("(world island)"), std::string::npos) << game.banner;
+  ASSERT_TRUE(game.port != 0 && game.banner.find("(world island)") != std::string::npos) << game.banner;
   {
     Client client(game.port);
-    client.send(R"({"id":1,"op":"hello"})" "\n" R"({"id":2,"op":"advance","seconds":2})" "\n\x01\xff garbage\n"
-                R"({"id":3,"op":"ground_height","x":0,"y":100,"z":-3000})" "\n");
-    EXPECT_EQ(client.line(), R"({"id":1,"ok":true,"protocol":1,"world":"island"})");
-    EXPECT_EQ(client.line(), R"({"id":2,"ok":true,"time":2})");
-    EXPECT_EQ(client.line().rfind(R"({"error":"the line is not json)", 0), 0u);
-    EXPECT_EQ(client.line(), R"j({"found":false,"id":3,"note":"open sea below (0, -3000)","ok":true})j");
+    client.send(R"({"id":1,"op":"advance","seconds":2})" "\n");
+    EXPECT_EQ(client.line(), R"({"id":1,"ok":true,"time":2})") << "the game runs on the manual clock";
   }
-  const int status = game.stop();
-  EXPECT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(game.stop(), 0) << "a wait status: exited, with status 0";
 }
 
 }  // namespace
