@@ -33,8 +33,7 @@ TEST_F(Dispatcher, EachEditIsRecordedUnderItsLabel) {
       {"remove_route_point", params("walker", {{"point", num(2)}}), "Remove route point 2 of walker"},
       {"remove_route_point", params("walker", {{"point", str("2")}}), "Remove route point 0 of walker"},
       {"reorder_route_point", params("walker", {{"point", num(1)}, {"to", num(2)}}), "Reorder the route of walker"},
-      {"set_route", params("walker"), "Route settings of walker"},
-      {"remove_route", obj({}), "Remove the route of "},
+      {"set_route", params("walker"), "Route settings of walker"}, {"remove_route", obj({}), "Remove the route of "},
   };
   for (const Case& c : table) {
     session.calls.clear();

@@ -103,12 +103,10 @@ TEST_F(RouteCheck, NoGroundWinsAndEachSegmentStartsAfresh) {
 TEST_F(RouteCheck, SegmentsAreNumberedAsTheRouteRecordNumbersItsPoints) {
   struct Case { std::size_t actor; std::vector<Value> points; const char* mode; std::vector<std::pair<int, int>> segments; };
   const std::vector<Case> cases = {
-      {3, {point(0, 0, 0)}, "once", {}},
-      {0, {point(10, 0, 0)}, "once", {{0, 1}}},
+      {3, {point(0, 0, 0)}, "once", {}}, {0, {point(10, 0, 0)}, "once", {{0, 1}}}, {3, {point(0, 0, 0)}, "loop", {}},
       {3, {point(0, 0, 0), point(10, 0, 0), point(10, 0, 10)}, "loop", {{1, 2}, {2, 3}, {3, 1}}},
       {0, {point(10, 0, 0), point(10, 0, 10)}, "loop", {{0, 1}, {1, 2}, {2, 0}}},
       {0, {point(10, 0, 0), point(10, 0, 10)}, "back_and_forth", {{0, 1}, {1, 2}}},
-      {3, {point(0, 0, 0)}, "loop", {}},
   };
   for (const Case& c : cases) {
     game.batch_probes.clear();
