@@ -151,6 +151,7 @@ TEST(JsonRpcServe, FollowsTheGameThroughAbsenceStartDeathRestartAndHang) {
   EXPECT_EQ(server.call("route_status", baker).get("error").get("message"), Value::of("the game is not running"));
 
   game = std::make_unique<Child>(PATHWRIGHT_GAME_BINARY, args);  // starts late
+  ASSERT_TRUE(game->read_line(line) && line.find("listening") != std::string::npos) << "not listening again: " << line;
   ASSERT_TRUE(wait_for_game(server));
   const Value added = server.call("add_route_point", parse(R"({"id":"baker_ub3","at":"camera"})"));
   EXPECT_EQ(added.get("result").get("point"), Value::of(5.0));
@@ -160,6 +161,7 @@ TEST(JsonRpcServe, FollowsTheGameThroughAbsenceStartDeathRestartAndHang) {
   game.reset();  // killed: the next command finds no game rather than failing on the dead connection
   EXPECT_EQ(server.call("route_status", baker).get("error").get("message"), Value::of("the game is not running"));
   game = std::make_unique<Child>(PATHWRIGHT_GAME_BINARY, args);
+  ASSERT_TRUE(game->read_line(line) && line.find("listening") != std::string::npos) << "not listening again: " << line;
   ASSERT_TRUE(wait_for_game(server));
   // The restarted game was handed the package again, with the point added before it died.
   EXPECT_EQ(server.call("route_status", baker).get("result").get("points").items.size(), 5u);
