@@ -162,24 +162,30 @@ void BM_WorldGroundHeights(benchmark::State& state) {
   state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * count));
 }
 
+// A connection to the game's link server on loopback, without Nagle's delay; -1 when it cannot be made.
+int connect_to_game(std::uint16_t port) {
+  const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(port);
+  if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+    ::close(socket);
+    return -1;
+  }
+  const int yes = 1;
+  ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+  return socket;
+}
+
 // One "ground_heights" request per iteration over a real TCP connection: encode, send, wait for the
 // answer line, read its two arrays back.
 void BM_LinkGroundHeights(benchmark::State& state) {
   Fixture& f = fixture();
   const std::size_t count = static_cast<std::size_t>(state.range(0));
   const std::vector<float> probes = probes_for(state);
-  const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(f.server->port());
-  if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-    state.SkipWithError("cannot connect to the game");
-    ::close(socket);
-    return;
-  }
-  const int yes = 1;
-  ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+  const int socket = connect_to_game(f.server->port());
+  if (socket < 0) return state.SkipWithError("cannot connect to the game");
   std::string request, answer(1 << 16, '\0'), pending;
   std::vector<float> heights, flags;
   std::string error;
@@ -223,18 +229,8 @@ void batches(benchmark::internal::Benchmark* b) {
 // The fixed cost of one request over loopback: a "hello" round trip, no probes.
 void BM_LinkHello(benchmark::State& state) {
   Fixture& f = fixture();
-  const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(f.server->port());
-  if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-    state.SkipWithError("cannot connect to the game");
-    ::close(socket);
-    return;
-  }
-  const int yes = 1;
-  ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+  const int socket = connect_to_game(f.server->port());
+  if (socket < 0) return state.SkipWithError("cannot connect to the game");
   const std::string request = "{\"id\":1,\"op\":\"hello\"}\n";
   char answer[256];
   for (auto _ : state) {
