@@ -358,44 +358,33 @@ bool StoredPackage::change(const std::string& label, const editor::Session::Edit
   return true;
 }
 
-bool StoredPackage::undo(std::string& label, std::string& error) {
-  if (!history_.can_undo()) {
-    error = "nothing to undo in \"" + package_.name + "\"";
-    return false;
-  }
-  if (!ready_to_record(error)) return false;
-  const ChangeRecord& c = history_.next_undo();
-  assert(actor_is(package_.document, c.actor_index, c.after));
-  JournalRecord record;
-  record.kind = JournalRecord::Kind::Undo;
-  std::string bytes, reason;
-  encode_record(record, bytes, reason);
-  if (!append(bytes, error)) return false;
-  package_.document.members["actors"].items[c.actor_index] = c.before;
-  if (!(c.before.get("id") == c.after.get("id"))) ids_indexed_ = false;
-  label = c.label;
-  history_.undo();
-  mark_unfolded();
-  return true;
-}
+bool StoredPackage::undo(std::string& label, std::string& error) { return step(true, label, error); }
 
-bool StoredPackage::redo(std::string& label, std::string& error) {
-  if (!history_.can_redo()) {
-    error = "nothing to redo in \"" + package_.name + "\"";
+bool StoredPackage::redo(std::string& label, std::string& error) { return step(false, label, error); }
+
+// Undo and redo alike: journal the step first, then put the one actor the change touched back as it was
+// before it (undo) or after it (redo), and move the history's position.
+bool StoredPackage::step(bool back, std::string& label, std::string& error) {
+  if (back ? !history_.can_undo() : !history_.can_redo()) {
+    error = std::string("nothing to ") + (back ? "undo" : "redo") + " in \"" + package_.name + "\"";
     return false;
   }
   if (!ready_to_record(error)) return false;
-  const ChangeRecord& c = history_.next_redo();
-  assert(actor_is(package_.document, c.actor_index, c.before));
+  const ChangeRecord& c = back ? history_.next_undo() : history_.next_redo();
+  assert(actor_is(package_.document, c.actor_index, back ? c.after : c.before));
   JournalRecord record;
-  record.kind = JournalRecord::Kind::Redo;
+  record.kind = back ? JournalRecord::Kind::Undo : JournalRecord::Kind::Redo;
   std::string bytes, reason;
   encode_record(record, bytes, reason);
   if (!append(bytes, error)) return false;
-  package_.document.members["actors"].items[c.actor_index] = c.after;
+  package_.document.members["actors"].items[c.actor_index] = back ? c.before : c.after;
   if (!(c.before.get("id") == c.after.get("id"))) ids_indexed_ = false;
   label = c.label;
-  history_.redo();
+  if (back) {
+    history_.undo();
+  } else {
+    history_.redo();
+  }
   mark_unfolded();
   return true;
 }

@@ -56,6 +56,9 @@ class StoredPackage {
   bool fold(std::string& error);
 
  private:
+  // Undo (`back`) or redo: the shared steps of both.
+  bool step(bool back, std::string& label, std::string& error);
+
   enum class JournalState {
     Missing,  // no journal fits the file; a fresh one is written with the first change
     Open,     // the journal fits the file; changes are appended
