@@ -63,6 +63,10 @@ bool GameWorld::ground_height(const WorldPoint& probe, float& height, std::strin
     note = "the probe is not a finite point";
     return false;
   }
+  if (!ground_->inside(probe.x, probe.z)) {
+    note = "outside the world: (" + float_text(probe.x) + ", " + float_text(probe.z) + ")";
+    return false;
+  }
   note = std::string(has_sea_ ? "open sea below (" : "nothing below (") + float_text(probe.x) + ", " +
          float_text(probe.z) + ")";
   return false;

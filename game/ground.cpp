@@ -24,6 +24,10 @@ constexpr std::size_t kMaxPacketJumps = 2;
 // neighbours in the world.
 constexpr std::size_t kSortFromProbes = 4096;
 constexpr float kMortonCells = 65535;  // 16 bits per axis
+// How far (world units) beyond the mesh's box a probe still counts as inside the world. Outside it
+// there is no ground, and rays are never cast from there: the ray caster only takes origins of a
+// moderate size, and a probe far away would break its assumptions.
+constexpr float kWorldMargin = 1000;
 
 std::string device_error_text(RTCError code) {
   switch (code) {
@@ -61,9 +65,6 @@ std::uint32_t spread_bits(std::uint32_t v) {
   return v;
 }
 
-bool finite_probe(const float* xyz, std::size_t k) {
-  return std::isfinite(xyz[3 * k]) && std::isfinite(xyz[3 * k + 1]) && std::isfinite(xyz[3 * k + 2]);
-}
 
 // A coordinate's cell on the Morton grid; anything outside (or not a number) goes to the nearest edge.
 std::uint32_t morton_cell(double offset) {
@@ -85,6 +86,14 @@ struct Ground::Scene {
   std::vector<float> vertices;          // padded by one float: Embree reads vertices 16 bytes at a time
   std::vector<std::uint32_t> indices;
   std::vector<float> level;             // each triangle's first vertex y: its height when it is flat
+  float low_x = 0, high_x = 0, low_z = 0, high_z = 0;  // the world's box, kWorldMargin wider each side
+  float low_y = 0, top_y = 0;                            // below low_y nothing; rays start at most at top_y
+
+  bool castable(float x, float y, float z) const {
+    return std::isfinite(y) && x >= low_x && x <= high_x && z >= low_z && z <= high_z && y >= low_y;
+  }
+  // Where a ray for a probe at height y starts: a probe high above the world starts just above it.
+  float start_y(float y) const { return std::min(y, top_y); }
 
   ~Scene() {
     if (scene) rtcReleaseScene(scene);
@@ -116,6 +125,14 @@ std::unique_ptr<Ground> Ground::build(const WorldMesh& mesh, std::string& error)
   scene->indices = mesh.indices;
   scene->level.resize(mesh.triangle_count());
   for (std::size_t t = 0; t < scene->level.size(); ++t) scene->level[t] = mesh.vertices[3 * mesh.indices[3 * t] + 1];
+  story_notebook::WorldPoint low, high;
+  mesh.bounds(low, high);
+  scene->low_x = low.x - kWorldMargin;
+  scene->high_x = high.x + kWorldMargin;
+  scene->low_z = low.z - kWorldMargin;
+  scene->high_z = high.z + kWorldMargin;
+  scene->low_y = low.y - kWorldMargin;
+  scene->top_y = high.y + kWorldMargin;
 
   scene->device = rtcNewDevice(nullptr);
   if (!scene->device) {
@@ -145,9 +162,14 @@ std::unique_ptr<Ground> Ground::build(const WorldMesh& mesh, std::string& error)
   return std::unique_ptr<Ground>(new Ground(std::move(scene), triangles));
 }
 
+bool Ground::inside(float x, float z) const {
+  return x >= scene_->low_x && x <= scene_->high_x && z >= scene_->low_z && z <= scene_->high_z;
+}
+
 bool Ground::below(float x, float y, float z, float& height) const {
-  // A probe that is not a point has nothing below it (and Embree is not asked about it).
-  if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z)) return false;
+  // A probe outside the world (or not a point) has nothing below it, and Embree is not asked about it.
+  if (!scene_->castable(x, y, z)) return false;
+  y = scene_->start_y(y);
   RTCIntersectContext context;
   rtcInitIntersectContext(&context);
   RTCRayHit hit;
@@ -163,19 +185,21 @@ void Ground::below_batch(const float* xyz, std::size_t count, float* heights, st
   RTCIntersectContext context;
   rtcInitIntersectContext(&context);
   const Scene& s = *scene_;
+  auto finite_probe = [&](std::size_t k) { return s.castable(xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2]); };
+  auto probe_y = [&](std::size_t k) { return s.start_y(xyz[3 * k + 1]); };
   // Casts probe k as a single ray and records its answer.
   auto cast_one = [&](std::size_t k) {
-    if (!finite_probe(xyz, k)) {
+    if (!finite_probe(k)) {
       found[k] = 0;
       heights[k] = 0.0f;
       return;
     }
     RTCRayHit hit;
-    aim_down(hit, xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2]);
+    aim_down(hit, xyz[3 * k], probe_y(k), xyz[3 * k + 2]);
     rtcIntersect1(s.scene, &context, &hit);
     const bool hit_something = hit.hit.geomID != RTC_INVALID_GEOMETRY_ID;
     found[k] = hit_something ? 1 : 0;
-    heights[k] = hit_something ? s.height(hit.hit.primID, xyz[3 * k + 1], hit.ray.tfar, hit.hit.Ng_x, hit.hit.Ng_z)
+    heights[k] = hit_something ? s.height(hit.hit.primID, probe_y(k), hit.ray.tfar, hit.hit.Ng_x, hit.hit.Ng_z)
                                : 0.0f;
   };
   // Casts the probes numbered order[0..n) (n <= 16) as one packet.
@@ -186,12 +210,13 @@ void Ground::below_batch(const float* xyz, std::size_t count, float* heights, st
     rtcInitIntersectContext(&coherent);
     coherent.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
     for (std::size_t i = 0; i < kPacketSize; ++i) {
-      const bool live = i < n && finite_probe(xyz, order[i]);
+      const bool live = i < n && finite_probe(order[i]);
       valid[i] = live ? -1 : 0;
       const std::size_t k = order[i < n ? i : 0];
-      packet.ray.org_x[i] = xyz[3 * k];
-      packet.ray.org_y[i] = xyz[3 * k + 1];
-      packet.ray.org_z[i] = xyz[3 * k + 2];
+      // A lane left out still holds a ray the caster accepts.
+      packet.ray.org_x[i] = live ? xyz[3 * k] : s.low_x;
+      packet.ray.org_y[i] = live ? probe_y(k) : s.top_y;
+      packet.ray.org_z[i] = live ? xyz[3 * k + 2] : s.low_z;
       packet.ray.dir_x[i] = 0;
       packet.ray.dir_y[i] = -1;
       packet.ray.dir_z[i] = 0;
@@ -226,9 +251,9 @@ void Ground::below_batch(const float* xyz, std::size_t count, float* heights, st
         const std::size_t n = std::min(kStreamChunk, count - start);
         for (std::size_t i = 0; i < n; ++i) {
           const std::size_t k = start + i;
-          aim_down(rays[i], xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2]);
+          aim_down(rays[i], xyz[3 * k], probe_y(k), xyz[3 * k + 2]);
           // A probe that is not a point gets an empty ray: nothing can be hit.
-          if (!finite_probe(xyz, k)) {
+          if (!finite_probe(k)) {
             aim_down(rays[i], 0, 0, 0);
             rays[i].ray.tnear = 1;  // tnear beyond tfar: Embree leaves the ray out
             rays[i].ray.tfar = 0;
@@ -262,7 +287,7 @@ void Ground::below_batch(const float* xyz, std::size_t count, float* heights, st
       if (count >= kSortFromProbes && jumps > count / kPacketSize) {
         double low_x = kNoFarLimit, high_x = -kNoFarLimit, low_z = kNoFarLimit, high_z = -kNoFarLimit;
         for (std::size_t k = 0; k < count; ++k) {
-          if (!finite_probe(xyz, k)) continue;
+          if (!finite_probe(k)) continue;
           low_x = std::min<double>(low_x, xyz[3 * k]);
           high_x = std::max<double>(high_x, xyz[3 * k]);
           low_z = std::min<double>(low_z, xyz[3 * k + 2]);

@@ -32,8 +32,12 @@ class Ground {
   Ground(const Ground&) = delete;
   Ground& operator=(const Ground&) = delete;
 
-  // The first surface straight below (x, y, z): the ray starts at the probe itself and has no far
-  // limit. On true, `height` is the surface's y at the probe's x and z (exact for flat triangles). On
+  // Whether x and z lie within the world's box (the mesh's bounds widened by a margin). Outside it
+  // there is never ground, whatever the probe's height.
+  bool inside(float x, float z) const;
+
+  // The first surface straight below (x, y, z): the ray starts at the probe itself (or just above the
+  // world, for a probe high above it) and has no far limit. Any probe is safe, however far away. On true, `height` is the surface's y at the probe's x and z (exact for flat triangles). On
   // false there is nothing below and `height` is untouched.
   bool below(float x, float y, float z, float& height) const;
 

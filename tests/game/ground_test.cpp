@@ -39,6 +39,10 @@ TEST(Ground, AnswersTheFirstSurfaceStraightBelowTheProbe) {
       {"floor from between deck and floor", 450, 150, 50, true, 0}, {"floor beside the deck", 450, 300, 10, true, 0},
       {"ramp halfway", 650, 300, 50, true, 50, 1e-3f},  {"nothing below: outside", 1000, 100, 1000, false, 0},
       {"nothing below: under the floor", 50, -10, 50, false, 0},
+      {"far above the world", 50, 1e30f, 50, true, 0},
+      {"outside the world: x = 1e20", 1e20f, 100, 50, false, 0},
+      {"outside the world: z = -3e38", 50, 100, -3e38f, false, 0},
+      {"far below the world", 50, -1e20f, 50, false, 0},
   };
   for (const ProbeCase& c : cases) {
     float height = -1;
@@ -59,6 +63,10 @@ TEST(Ground, BatchMethodsAgreeWithSingleProbes) {
   // Probes that are not points find nothing, in every method.
   probes[3 * 17] = std::numeric_limits<float>::quiet_NaN();
   probes[3 * 4000 + 2] = std::numeric_limits<float>::infinity();
+  // Probes far outside the world find nothing, and the ray caster is never handed them.
+  probes[3 * 18] = 1e20f;
+  probes[3 * 4001 + 2] = -3e38f;
+  probes[3 * 4002 + 1] = 1e30f;  // far above: the terrain below is still found
   for (BatchMethod method :
        {BatchMethod::SingleRays, BatchMethod::Stream, BatchMethod::Packets16, BatchMethod::Adaptive}) {
     std::vector<float> heights(count, -1);
@@ -71,6 +79,7 @@ TEST(Ground, BatchMethodsAgreeWithSingleProbes) {
       EXPECT_EQ(heights[k], hit ? single : 0.0f) << "probe " << k;
     }
     EXPECT_TRUE(found[17] == 0 && found[4000] == 0) << "probes that are not points find nothing";
+    EXPECT_TRUE(found[18] == 0 && found[4001] == 0) << "probes outside the world find nothing";
   }
 }
 
@@ -89,8 +98,10 @@ TEST(WorldMesh, LoadsObjFacesAndRefusesFilesWithoutTriangles) {
   EXPECT_TRUE(world->link().x == 5.0f && world->link().y == 5.0f) << "over the middle of the floor";
   float height = 0;
   std::string note;
+  EXPECT_FALSE(world->ground_height({0.1f, 100, -500}, height, note));
+  EXPECT_EQ(note, "nothing below (0.1, -500)") << "a world from a file has no sea";
   EXPECT_FALSE(world->ground_height({0.1f, 100, -1e7f}, height, note));
-  EXPECT_EQ(note, "nothing below (0.1, -1e+07)") << "a world from a file has no sea";
+  EXPECT_EQ(note, "outside the world: (0.1, -1e+07)");
 
   EXPECT_FALSE(load_obj(empty, mesh, error));
   EXPECT_EQ(error, "the world \"" + empty + "\" holds no triangles");

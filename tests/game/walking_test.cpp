@@ -76,6 +76,20 @@ TEST_F(Walking, PointsStandOnTheGroundBelowThemWhereThereIsGround) {
   EXPECT_EQ(heights, (std::vector<float>{100, 300, 100}));
 }
 
+// Regression: a point at x = 1e20 aborted the game inside the ray caster while the route was planned.
+TEST_F(Walking, RoutesFarOutsideTheWorldWalkWithoutGround) {
+  const Value actor = parsed(R"({"id":"m","kind":"mod","path":{"mode":"loop","points":[
+      {"x":0,"y":400,"z":0},{"x":1e20,"y":100,"z":0},{"x":-3e38,"y":3e38,"z":3e38}]}})");
+  std::optional<Walk> walk = Walk::plan(actor, world_->ground());
+  ASSERT_TRUE(walk);
+  EXPECT_EQ(walk->points()[1].y, 100.0f) << "outside the world a point keeps its height";
+  for (double seconds : {0.0, 1e6, 2e18, 1e30}) {
+    const WalkerPose p = walk->pose(seconds, world_->ground());
+    EXPECT_TRUE(std::isfinite(p.position.x) && std::isfinite(p.position.z)) << "at " << seconds << " s";
+    EXPECT_TRUE(walk->live_route(seconds, world_->ground()).is_object());
+  }
+}
+
 TEST_F(Walking, TheWorldWalksOnlyActorsThatMayWalkARouteAndOnlyOnTheManualClock) {
   const Value document = parsed(R"({"actors":[
       {"id":"walker","kind":"mod","path":{"points":[{"x":0,"y":100,"z":0},{"x":100,"y":100,"z":0}]}},
