@@ -1,6 +1,7 @@
 #include "host/cli/json_rpc.h"
 
 #include <exception>
+#include <new>
 
 #include "host/json_text/json_text.h"
 
@@ -73,6 +74,18 @@ Value JsonRpcServer::answer(const Value& request) {
 }
 
 std::string JsonRpcServer::answer_line(std::string_view line) {
+  try {
+    return answer_line_or_throw(line);
+  } catch (const std::bad_alloc&) {
+    // Building the request or its answer ran out of memory: that request fails, the server goes on.
+    std::string text, error;
+    print_json(error_answer(Value(), rpc_code::kInternalError, "internal error: out of memory for this request"),
+               JsonLayout::Compact, text, error);
+    return text;
+  }
+}
+
+std::string JsonRpcServer::answer_line_or_throw(std::string_view line) {
   Value message;
   JsonTextError parse_error;
   Value reply;

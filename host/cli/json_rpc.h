@@ -40,14 +40,15 @@ class JsonRpcServer {
   explicit JsonRpcServer(MethodRunner runner) : runner_(std::move(runner)) {}
 
   // The answer to `line`: one compact JSON text without a newline, or "" when nothing is to be sent (a
-  // notification, a batch of notifications). Never throws: an exception out of the runner becomes an
-  // internal error answer.
+  // notification, a batch of notifications). Never throws: an exception out of the runner, or memory
+  // running out while the line is read, becomes an internal error answer.
   std::string answer_line(std::string_view line);
 
   // The answer object for one parsed request (null for a notification).
   mods::json::Value answer(const mods::json::Value& request);
 
  private:
+  std::string answer_line_or_throw(std::string_view line);
   MethodRunner runner_;
 };
 

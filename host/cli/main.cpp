@@ -28,6 +28,7 @@ struct Flags {
   double game_timeout = host::GameLink::kDefaultTimeoutSeconds;
   bool demo = false;
   std::string examples = PATHWRIGHT_EXAMPLES_DIR;
+  std::size_t max_request = host::kDefaultMaxRequestBytes;
 };
 
 void add_store_flags(CLI::App& command, Flags& flags) {
@@ -83,7 +84,7 @@ int serve(const Flags& flags) {
   auto bench = open_bench(flags, status);
   if (!bench) return status;
   std::string error;
-  status = host::serve_stdio(*bench, error);
+  status = host::serve_stdio(*bench, error, flags.max_request);
   if (status != 0) std::cerr << "pathwright: " << error << "\n";
   return status;
 }
@@ -137,6 +138,12 @@ int run(int argc, char** argv) {
   CLI::App* serve_command = app.add_subcommand(
       "serve", "speak JSON-RPC 2.0 on standard input and output, one message per line (see docs/json-rpc.md)");
   add_store_flags(*serve_command, flags);
+  serve_command
+      ->add_option("--max-request", flags.max_request,
+                   "the longest request line served, in bytes; a longer one is skipped and answered with an error")
+      ->check(CLI::PositiveNumber)
+      ->type_name("BYTES")
+      ->default_val(host::kDefaultMaxRequestBytes);
 
   std::string method, params_text;
   CLI::App* call_command = app.add_subcommand(

@@ -29,15 +29,22 @@ bool blank(std::string_view line) {
   return line.find_first_not_of(" \t\r") == std::string_view::npos;
 }
 
+std::string too_long_answer(std::size_t max_request) {
+  return R"({"jsonrpc":"2.0","id":null,"error":{"code":)" + std::to_string(rpc_code::kInvalidRequest) +
+         R"(,"message":"invalid request: the line is longer than )" + std::to_string(max_request) +
+         R"j( bytes (serve --max-request)"}})j";
+}
+
 }  // namespace
 
-int serve_stdio(Workbench& bench, std::string& error) {
+int serve_stdio(Workbench& bench, std::string& error, std::size_t max_request) {
   JsonRpcServer server([&bench](const std::string& method, const mods::json::Value& params) {
     return bench.run(method, params);
   });
   std::string pending;
   bool open = true;
   bool output_open = true;
+  bool skipping = false;  // inside a line over the limit: dropped up to its newline, then answered
   while (open && output_open) {
     pollfd in{STDIN_FILENO, POLLIN, 0};
     int ready = ::poll(&in, 1, kIdlePollMs);
@@ -62,8 +69,10 @@ int serve_stdio(Workbench& bench, std::string& error) {
     for (auto end = pending.find('\n'); end != std::string::npos; end = pending.find('\n', start)) {
       std::string_view line(pending.data() + start, end - start);
       start = end + 1;
-      if (blank(line)) continue;
-      std::string answer = server.answer_line(line);
+      const bool too_long = skipping || line.size() > max_request;
+      skipping = false;
+      if (!too_long && blank(line)) continue;
+      std::string answer = too_long ? too_long_answer(max_request) : server.answer_line(line);
       if (!answer.empty() && !write_out(answer + "\n")) {
         output_open = false;
         break;
@@ -71,7 +80,12 @@ int serve_stdio(Workbench& bench, std::string& error) {
       bench.maintain();
     }
     pending.erase(0, start);
+    if (pending.size() > max_request) {
+      pending.clear();
+      skipping = true;
+    }
   }
+  if (skipping && output_open) write_out(too_long_answer(max_request) + "\n");
   std::string flush_error;
   if (!bench.flush(flush_error)) {
     error = flush_error;

@@ -4,6 +4,7 @@
 #ifndef PATHWRIGHT_HOST_CLI_STDIO_SERVER_H_
 #define PATHWRIGHT_HOST_CLI_STDIO_SERVER_H_
 
+#include <cstddef>
 #include <string>
 
 namespace host {
@@ -13,9 +14,13 @@ class Workbench;
 // How long the loop waits for input before it lets the store do its upkeep (ms).
 constexpr int kIdlePollMs = 150;
 
-// Serves until standard input ends (or standard output closes), then flushes the store. Answers 0 when
-// everything was saved; otherwise 1, with `error` saying why.
-int serve_stdio(Workbench& bench, std::string& error);
+// The longest request line served by default (bytes, without its newline): `serve --max-request`.
+constexpr std::size_t kDefaultMaxRequestBytes = std::size_t{16} << 20;  // 16 MiB
+
+// Serves until standard input ends (or standard output closes), then flushes the store. A line longer
+// than `max_request` bytes is never held in memory: it is skipped to its newline and answered with an
+// invalid-request error. Answers 0 when everything was saved; otherwise 1, with `error` saying why.
+int serve_stdio(Workbench& bench, std::string& error, std::size_t max_request = kDefaultMaxRequestBytes);
 
 }  // namespace host
 

@@ -35,5 +35,29 @@ TEST(Hardening, HugeCoordinatesNeitherCrashTheServerNorTheNextStart) {
   EXPECT_EQ(again.finish(), 0);
 }
 
+// Regression: a 50 MB request line grew `serve` to gigabytes; under a memory limit it ended the server.
+TEST(Hardening, RequestLinesOverTheLimitAreAnsweredWithAnErrorAndServingGoesOn) {
+  struct LimitCase { std::vector<std::string> flags; std::size_t line_bytes; const char* message; };
+  const LimitCase cases[] = {
+      {.flags = {}, .line_bytes = (std::size_t{16} << 20) + 1,
+       .message = "invalid request: the line is longer than 16777216 bytes (serve --max-request)"},
+      {.flags = {"--max-request", "100"}, .line_bytes = 101,
+       .message = "invalid request: the line is longer than 100 bytes (serve --max-request)"},
+  };
+  auto store = demo_store();
+  for (const LimitCase& c : cases) {
+    std::vector<std::string> args = {"serve", "--store", store->path()};
+    args.insert(args.end(), c.flags.begin(), c.flags.end());
+    Child server(PATHWRIGHT_BINARY, args, store->path() + "/serve.log");
+    const std::string head = R"({"jsonrpc":"2.0","id":1,"method":"status","params":{"pad":")";
+    ASSERT_TRUE(server.send(head + std::string(c.line_bytes - head.size() - 3, 'x') + "\"}}"));
+    std::string line;
+    ASSERT_TRUE(server.read_line(line));
+    EXPECT_EQ(compact(parse(line).get("error")), R"({"code":-32600,"message":")" + std::string(c.message) + "\"}");
+    EXPECT_TRUE(server.call("status").has("result")) << "the next request is served";
+    EXPECT_EQ(server.finish(), 0);
+  }
+}
+
 }  // namespace
 }  // namespace host::testing
