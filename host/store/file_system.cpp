@@ -84,12 +84,26 @@ std::string error_text(int code) {
   return text;
 }
 
+std::string read_error_text(int code) {
+  switch (code) {
+    case EISDIR: return "it is a folder, not a regular file";
+    case ESPIPE: return "it is a pipe or socket, not a regular file";
+    case ENODEV: return "it is a device, not a regular file";
+    case EFBIG: return "it is larger than " + std::to_string(kMaxReadBytes >> 20) + " MiB";
+    default: return error_text(code);
+  }
+}
+
 int PosixFileSystem::read_file(const std::string& path, std::string& bytes, FileIdentity& identity) {
-  Descriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  // O_NONBLOCK: opening a pipe with no writer must not wait; the kind is checked on the opened file.
+  Descriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!fd.valid()) return errno;
   struct stat st;
   if (::fstat(fd.get(), &st) != 0) return errno;
   if (S_ISDIR(st.st_mode)) return EISDIR;
+  if (S_ISFIFO(st.st_mode) || S_ISSOCK(st.st_mode)) return ESPIPE;
+  if (!S_ISREG(st.st_mode)) return ENODEV;
+  if (static_cast<std::uint64_t>(st.st_size) > kMaxReadBytes) return EFBIG;
   identity = identity_of(st);
   bytes.clear();
   bytes.reserve(static_cast<std::size_t>(st.st_size));
@@ -101,6 +115,7 @@ int PosixFileSystem::read_file(const std::string& path, std::string& bytes, File
       return errno;
     }
     if (n == 0) break;
+    if (bytes.size() + static_cast<std::size_t>(n) > kMaxReadBytes) return EFBIG;  // grew while read
     bytes.append(buffer, static_cast<std::size_t>(n));
   }
   return 0;

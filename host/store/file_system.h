@@ -44,7 +44,9 @@ class AppendFile {
 class FileSystem {
  public:
   virtual ~FileSystem() = default;
-  // The whole content of `path` and the identity of the version read.
+  // The whole content of `path` and the identity of the version read. Only a regular file (after
+  // following links) up to kMaxReadBytes is read, and opening never blocks: a folder answers EISDIR, a
+  // pipe or socket ESPIPE, a device ENODEV, a larger file EFBIG (see read_error_text).
   virtual int read_file(const std::string& path, std::string& bytes, FileIdentity& identity) = 0;
   // The identity of `path` as it stands (stat, following links).
   virtual int identify(const std::string& path, FileIdentity& identity) = 0;
@@ -82,6 +84,12 @@ class PosixFileSystem : public FileSystem {
 
 // strerror(code) in lower case, as the store's messages quote it.
 std::string error_text(int code);
+
+// The largest file read_file reads (bytes): package files and journals are far smaller.
+constexpr std::uint64_t kMaxReadBytes = std::uint64_t{256} << 20;  // 256 MiB
+
+// error_text for a code of read_file, saying what the path is when it is not a regular file.
+std::string read_error_text(int code);
 
 }  // namespace host
 

@@ -64,7 +64,7 @@ bool PackageStore::read_package(const std::string& name, std::string& bytes, Fil
     return false;
   }
   if (code != 0) {
-    error = "package \"" + name + "\" cannot be read: " + error_text(code);
+    error = "package \"" + name + "\" cannot be read: " + read_error_text(code);
     return false;
   }
   return true;

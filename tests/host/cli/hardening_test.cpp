@@ -1,6 +1,10 @@
 // Inputs that once crashed or hung `pathwright`, run against the real binary on a temporary copy of the
 // demo store with the simulated game in the same process.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
 
 #include "tests/host/cli/pathwright_process.h"
 
@@ -57,6 +61,27 @@ TEST(Hardening, RequestLinesOverTheLimitAreAnsweredWithAnErrorAndServingGoesOn) 
     EXPECT_TRUE(server.call("status").has("result")) << "the next request is served";
     EXPECT_EQ(server.finish(), 0);
   }
+}
+
+// Regression: a FIFO named x.json in the store hung `packages` for ever, and a link to /dev/zero grew
+// without bound.
+TEST(Hardening, PackageFilesThatAreNotRegularOrTooLargeAreRefusedWithoutBlocking) {
+  auto store = demo_store();
+  const std::string dir = store->path() + "/";
+  ASSERT_EQ(::mkfifo((dir + "fifo.json").c_str(), 0644), 0);
+  ASSERT_EQ(::symlink("/dev/zero", (dir + "zero.json").c_str()), 0);
+  ASSERT_EQ(::truncate((std::ofstream(dir + "huge.json"), dir + "huge.json").c_str(), off_t{257} << 20), 0);
+  Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, dir + "serve.log");
+  std::string refusals;
+  const Value answer = server.call("packages");
+  for (const Value& package : answer.get("result").get("packages").items) {
+    if (package.has("error")) (refusals += package.get("error").str) += "\n";
+  }
+  EXPECT_EQ(refusals,
+            "package \"fifo\" cannot be read: it is a pipe or socket, not a regular file\n"
+            "package \"huge\" cannot be read: it is larger than 256 MiB\n"
+            "package \"zero\" cannot be read: it is a device, not a regular file\n");
+  EXPECT_EQ(server.finish(), 0);
 }
 
 }  // namespace
