@@ -35,7 +35,7 @@ TEST_F(PackageStore, RefusesEachUnservableRequestWithItsOwnText) {
       {"{}", "say which package: \"package\" is one of bad, list, windfall"},
       {R"({"package": 3})", "\"package\" must name a package in the store, such as bad"},
       {R"({"package": "../windfall"})", "\"package\" must name a package in the store, such as bad"},
-      {R"({"package": "folder"})", "package \"folder\" cannot be read: is a directory"},
+      {R"({"package": "folder"})", "package \"folder\" cannot be read: it is a folder, not a regular file"},
       {R"({"package": "list"})", "package \"list\" is not a mod package: its document is not a JSON object"},
   };
   for (const auto& c : cases) EXPECT_EQ(error_for(c.request), c.error);
