@@ -3,6 +3,7 @@
 // into a message on standard error.
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -21,6 +22,18 @@ using host::WorkbenchOptions;
 
 constexpr int kExitFailed = 1;      // the command failed
 constexpr int kExitBadUsage = 2;    // unknown method, bad flags or parameters
+// The game timeout's allowed range (seconds): above zero, and short enough to count in milliseconds.
+constexpr double kMinGameTimeoutSeconds = 0.001;
+constexpr double kMaxGameTimeoutSeconds = 3600;
+
+// The --game-timeout check, with the range in plain numbers.
+std::string check_game_timeout(const std::string& text) {
+  char* end = nullptr;
+  const double seconds = std::strtod(text.c_str(), &end);
+  if (end == text.c_str() || *end != '\0' || !(seconds >= kMinGameTimeoutSeconds && seconds <= kMaxGameTimeoutSeconds))
+    return "the game timeout is 0.001 to 3600 seconds, not " + text;
+  return "";
+}
 
 struct Flags {
   std::string store;
@@ -37,7 +50,7 @@ void add_store_flags(CLI::App& command, Flags& flags) {
   command.add_option("--game", flags.game, "connect to the game at HOST:PORT (the game listens on 127.0.0.1:47800)")
       ->type_name("HOST:PORT");
   command.add_option("--game-timeout", flags.game_timeout, "seconds to wait for each answer of the game")
-      ->check(CLI::PositiveNumber)
+      ->check(CLI::Validator(check_game_timeout, "SECONDS"))
       ->type_name("SECONDS")
       ->default_val(host::GameLink::kDefaultTimeoutSeconds);
   command.add_flag("--demo", flags.demo,
@@ -161,6 +174,12 @@ int run(int argc, char** argv) {
       ->type_name("DIR")
       ->default_val(std::string(PATHWRIGHT_EXAMPLES_DIR));
 
+  // CLI11 would only say that a subcommand is required.
+  const auto named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
+  if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(named).empty()) {
+    std::cerr << "pathwright: unknown command \"" << argv[1] << "\" (the commands are serve, call and tour)\n";
+    return kExitBadUsage;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

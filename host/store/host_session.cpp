@@ -54,7 +54,11 @@ bool HostSession::resolve_name(const mods::json::Value& params, std::string& nam
     return true;
   }
   const mods::json::Value& named = params.get("package");
-  if (!named.is_string() || !is_package_name(named.str)) {
+  if (named.is_string() && !is_package_name(named.str)) {
+    error = "\"package\" \"" + named.str + "\" is refused: " + kPackageNameRule;
+    return false;
+  }
+  if (!named.is_string()) {
     std::string ignored;
     std::string example = store_->list(names, ignored) && !names.empty() ? names[0] : "windfall";
     error = "\"package\" must name a package in the store, such as " + example;

@@ -12,6 +12,9 @@ namespace host {
 constexpr std::size_t kMaxPackageNameChars = 100;  // characters
 constexpr const char* kPackageFileSuffix = ".json";
 
+// Why a name was refused, as messages say it.
+constexpr const char* kPackageNameRule = "a package name is 1 to 100 letters, digits, _, - and ., not starting with .";
+
 // True when `name` is 1 to 100 letters, digits, '_', '-' and '.', not starting with '.'.
 bool is_package_name(const std::string& name);
 

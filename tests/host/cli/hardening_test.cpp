@@ -84,5 +84,26 @@ TEST(Hardening, PackageFilesThatAreNotRegularOrTooLargeAreRefusedWithoutBlocking
   EXPECT_EQ(server.finish(), 0);
 }
 
+// Regression: small usage mistakes got messages that did not say what was wrong ("A subcommand is
+// required", a range of 309 digits).
+TEST(Hardening, SmallMistakesAreNamedInPlainWords) {
+  struct Mistake { std::vector<std::string> args; const char* says; };
+  const Mistake mistakes[] = {
+      {.args = {"fly"}, .says = "pathwright: unknown command \"fly\" (the commands are serve, call and tour)"},
+      {.args = {"call", "--demo", "--game-timeout", "0", "status"},
+       .says = "--game-timeout: the game timeout is 0.001 to 3600 seconds, not 0"},
+      {.args = {"call", "--demo", "document", R"({"package":".hidden"})"},
+       .says = "\"package\" \".hidden\" is refused: a package name is 1 to 100 letters, digits, _, - and ., "
+               "not starting with ."},
+  };
+  for (const Mistake& m : mistakes) {
+    Child run(PATHWRIGHT_BINARY, m.args);  // standard error into the output
+    std::string line;
+    EXPECT_TRUE(run.read_line(line)) << m.says;
+    EXPECT_NE(line.find(m.says), std::string::npos) << line;
+    EXPECT_NE(run.finish(), 0) << m.says;
+  }
+}
+
 }  // namespace
 }  // namespace host::testing

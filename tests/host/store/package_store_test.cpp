@@ -34,7 +34,8 @@ TEST_F(PackageStore, RefusesEachUnservableRequestWithItsOwnText) {
       {R"({"package": "nope"})", "no package \"nope\" in the store"},
       {"{}", "say which package: \"package\" is one of bad, list, windfall"},
       {R"({"package": 3})", "\"package\" must name a package in the store, such as bad"},
-      {R"({"package": "../windfall"})", "\"package\" must name a package in the store, such as bad"},
+      {R"({"package": "../windfall"})", "\"package\" \"../windfall\" is refused: a package name is 1 to 100 letters, "
+                                        "digits, _, - and ., not starting with ."},
       {R"({"package": "folder"})", "package \"folder\" cannot be read: it is a folder, not a regular file"},
       {R"({"package": "list"})", "package \"list\" is not a mod package: its document is not a JSON object"},
   };
