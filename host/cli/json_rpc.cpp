@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <new>
+#include <vector>
 
 #include "host/json_text/json_text.h"
 
@@ -24,6 +25,22 @@ Value error_answer(const Value& id, int code, const std::string& message, const 
 // A partial result worth passing on under "data": anything but null and an empty object.
 bool worth_sending(const Value& partial) {
   return !partial.is_null() && !(partial.is_object() && partial.members.empty());
+}
+
+// The compact text of one answer object. An id that arrived as a number is written as the text it arrived
+// with (`raw_id`), since a double may not hold it exactly (9007199254740993).
+std::string answer_text(Value reply, const std::string* raw_id) {
+  std::string text, error;
+  if (!print_json(reply, JsonLayout::Compact, text, error)) {
+    // A result with a NaN cannot be written as JSON; say so instead of sending broken text.
+    Value id = reply.get("id");
+    reply = error_answer(id, rpc_code::kInternalError, "internal error: the answer cannot be written: " + error);
+    print_json(reply, JsonLayout::Compact, text, error);
+  }
+  if (raw_id == nullptr || !reply.get("id").is_number()) return text;
+  reply.members.erase("id");
+  print_json(reply, JsonLayout::Compact, text, error);
+  return "{\"id\":" + *raw_id + "," + text.substr(1);
 }
 
 }  // namespace
@@ -88,32 +105,29 @@ std::string JsonRpcServer::answer_line(std::string_view line) {
 std::string JsonRpcServer::answer_line_or_throw(std::string_view line) {
   Value message;
   JsonTextError parse_error;
-  Value reply;
-  if (!parse_json(line, message, parse_error)) {
-    reply = error_answer(Value(), rpc_code::kParseError, "parse error: " + parse_error.message());
-  } else if (message.is_array()) {
-    if (message.items.empty()) {
-      reply = error_answer(Value(), rpc_code::kInvalidRequest, "invalid request: an empty batch");
-    } else {
-      reply = Value::array();
-      for (const Value& request : message.items) {
-        Value one = answer(request);
-        if (!one.is_null()) reply.items.push_back(std::move(one));
-      }
-      if (reply.items.empty()) return "";
+  std::vector<RawMemberText> raw_ids;  // ids as written, so that they are echoed exactly
+  if (!parse_json(line, message, parse_error, "id", raw_ids)) {
+    return answer_text(error_answer(Value(), rpc_code::kParseError, "parse error: " + parse_error.message()), nullptr);
+  }
+  const auto raw_id = [&raw_ids](std::size_t element) -> const std::string* {
+    for (const RawMemberText& raw : raw_ids) {
+      if (raw.element == element) return &raw.text;
     }
-  } else {
-    reply = answer(message);
-    if (reply.is_null()) return "";
+    return nullptr;
+  };
+  if (!message.is_array()) {
+    Value reply = answer(message);
+    return reply.is_null() ? "" : answer_text(std::move(reply), raw_id(0));
   }
-  std::string text, error;
-  if (!print_json(reply, JsonLayout::Compact, text, error)) {
-    // A result with a NaN cannot be written as JSON; say so instead of sending broken text.
-    Value id = reply.is_object() ? reply.get("id") : Value();
-    print_json(error_answer(id, rpc_code::kInternalError, "internal error: the answer cannot be written: " + error),
-               JsonLayout::Compact, text, error);
+  if (message.items.empty()) {
+    return answer_text(error_answer(Value(), rpc_code::kInvalidRequest, "invalid request: an empty batch"), nullptr);
   }
-  return text;
+  std::string text;
+  for (std::size_t k = 0; k < message.items.size(); ++k) {
+    Value one = answer(message.items[k]);
+    if (!one.is_null()) (text += text.empty() ? "[" : ",") += answer_text(std::move(one), raw_id(k));
+  }
+  return text.empty() ? "" : text + "]";
 }
 
 }  // namespace host

@@ -106,6 +106,12 @@ class ValueBuilder {
  public:
   explicit ValueBuilder(Value& root) : root_(root) { frames_.reserve(64); scratch_.reserve(256); }
 
+  // Also keep the text of numbers that are the value of a member named `member` (see parse_json).
+  void keep_raw(const std::string& member, std::vector<RawMemberText>& out) {
+    raw_member_ = &member;
+    raw_out_ = &out;
+  }
+
   const Fault& fault() const { return fault_; }
 
   bool Null() { place(); return true; }
@@ -125,6 +131,7 @@ class ValueBuilder {
   bool RawNumber(const char* str, rapidjson::SizeType length, bool /*copy*/) {
     double n = 0.0;
     if (!number_from_text(str, length, n)) return fail("number too large for a double", Anchor::ReaderOffset);
+    if (raw_next_) keep_raw_text(std::string(str, length));
     return number(n);
   }
 
@@ -143,6 +150,7 @@ class ValueBuilder {
     if (holds_surrogate(str, length)) return fail_surrogate();
     auto& members = container(frames_.back()).members;
     std::string key(str, length);
+    raw_next_ = raw_out_ && key == *raw_member_;
     // Package writers usually sort their keys; then the new member goes at the end without a search.
     auto hint = members.end();
     if (!members.empty() && !(members.rbegin()->first < key)) {
@@ -187,6 +195,7 @@ class ValueBuilder {
 
   // The place of the next value: the root, the pending member slot, or a new array element.
   Value& place() {
+    raw_next_ = false;
     if (frames_.empty()) return root_;
     Frame& top = frames_.back();
     if (!top.is_array) return *top.slot;
@@ -224,7 +233,18 @@ class ValueBuilder {
 
   bool fail_surrogate() { return fail("lone surrogate in \\u escape", Anchor::LoneSurrogate); }
 
+  // Records a kept number's text for the root object (element 0) or an object in the root array.
+  void keep_raw_text(std::string text) {
+    if (frames_.size() == 1) raw_out_->push_back({0, std::move(text)});
+    if (frames_.size() == 2 && frames_[0].is_array) {
+      raw_out_->push_back({frames_[1].scratch_index - frames_[0].first_element, std::move(text)});
+    }
+  }
+
   Value& root_;
+  const std::string* raw_member_ = nullptr;
+  std::vector<RawMemberText>* raw_out_ = nullptr;
+  bool raw_next_ = false;  // the last key names a member whose number text is kept
   std::vector<Frame> frames_;
   std::vector<Value> scratch_;
   Fault fault_;
@@ -366,7 +386,14 @@ std::string JsonTextError::message() const {
 }
 
 bool parse_json(std::string_view text, Value& out, JsonTextError& error) {
+  std::vector<RawMemberText> unused;
+  return parse_json(text, out, error, "", unused);
+}
+
+bool parse_json(std::string_view text, Value& out, JsonTextError& error, const std::string& member,
+                std::vector<RawMemberText>& raw) {
   out = Value();
+  raw.clear();
   // The reader needs a writable, NUL-terminated copy; it takes a NUL byte for the end of the text, so a NUL
   // inside the text is recognised below by where the reader stopped.
   std::string buffer(text);
@@ -377,6 +404,7 @@ bool parse_json(std::string_view text, Value& out, JsonTextError& error) {
   const std::size_t nul = text.find('\0');
 
   ValueBuilder builder(out);
+  if (!member.empty()) builder.keep_raw(member, raw);
   rapidjson::Reader reader;
   rapidjson::InsituStringStream stream(buffer.data());
   const rapidjson::ParseResult result = reader.Parse<kReaderFlags>(stream, builder);

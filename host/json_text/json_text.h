@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "json/value.h"
 
@@ -24,6 +25,19 @@ struct JsonTextError {
 // Parses the whole of `text` (surrounding white space allowed) into `out`. On false, `error` says where
 // and why, and `out` is unspecified.
 bool parse_json(std::string_view text, mods::json::Value& out, JsonTextError& error);
+
+// The exact text of a number as it was written, for one member: `element` is 0 for the root object, or
+// the index of the object in the root array that holds the member.
+struct RawMemberText {
+  std::size_t element = 0;
+  std::string text;
+};
+
+// parse_json that also keeps, in `raw`, the text of every number that is the value of a member named
+// `member` in the root object or in an object directly inside the root array (such as JSON-RPC ids,
+// which must be echoed exactly). On false, `raw` is unspecified.
+bool parse_json(std::string_view text, mods::json::Value& out, JsonTextError& error, const std::string& member,
+                std::vector<RawMemberText>& raw);
 
 enum class JsonLayout { Compact, Indented };
 

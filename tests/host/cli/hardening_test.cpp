@@ -84,6 +84,33 @@ TEST(Hardening, PackageFilesThatAreNotRegularOrTooLargeAreRefusedWithoutBlocking
   EXPECT_EQ(server.finish(), 0);
 }
 
+// Regression: the id 9007199254740993 came back as 9007199254740992, since it went through a double.
+TEST(Hardening, IdsAreEchoedAsTheTextTheyArrivedWith) {
+  struct IdCase { const char* line; const char* ids; };  // the numeric ids of the answers, as written
+  const IdCase cases[] = {
+      {.line = R"({"jsonrpc":"2.0","id":9007199254740993,"method":"fly"})", .ids = "9007199254740993"},
+      {.line = R"({"jsonrpc":"2.0","id":1.50,"method":"fly","params":{"id":7}})", .ids = "1.50"},
+      {.line = R"({"jsonrpc":"2.0","id":-0,"method":"fly"})", .ids = "-0"},
+      {.line = R"([{"jsonrpc":"2.0","id":1E2,"method":"fly"},{"jsonrpc":"2.0","method":"fly"},)"
+               R"({"jsonrpc":"2.0","id":"s","method":"fly"},{"jsonrpc":"2.0","id":12345678901234567890,"method":"fly"}])",
+       .ids = "1E2 12345678901234567890"},  // a string id stays where the printer puts it
+  };
+  auto store = demo_store();
+  Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
+  for (const IdCase& c : cases) {
+    ASSERT_TRUE(server.send(c.line));
+    std::string line, ids;
+    ASSERT_TRUE(server.read_line(line)) << c.line;
+    // Every answer to a numeric id opens with it as written: {"id":TEXT,...
+    for (std::size_t at = line.find(R"({"id":)"); at != std::string::npos; at = line.find(R"({"id":)", at + 1)) {
+      const std::size_t from = at + 6;
+      (ids += ids.empty() ? "" : " ") += line.substr(from, line.find(',', from) - from);
+    }
+    EXPECT_EQ(ids, c.ids) << line;
+  }
+  EXPECT_EQ(server.finish(), 0);
+}
+
 // Regression: small usage mistakes got messages that did not say what was wrong ("A subcommand is
 // required", a range of 309 digits).
 TEST(Hardening, SmallMistakesAreNamedInPlainWords) {
