@@ -9,6 +9,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 namespace host {
@@ -118,6 +119,13 @@ int PosixFileSystem::read_file(const std::string& path, std::string& bytes, File
     if (bytes.size() + static_cast<std::size_t>(n) > kMaxReadBytes) return EFBIG;  // grew while read
     bytes.append(buffer, static_cast<std::size_t>(n));
   }
+  return 0;
+}
+
+int PosixFileSystem::resolve_links(const std::string& path, std::string& target) {
+  std::unique_ptr<char, void (*)(void*)> resolved(::realpath(path.c_str(), nullptr), &std::free);
+  if (!resolved) return errno;
+  target = resolved.get();
   return 0;
 }
 

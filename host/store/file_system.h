@@ -65,6 +65,8 @@ class FileSystem {
   virtual int remove(const std::string& path) = 0;
   // Opens `path` (which must exist) for appending.
   virtual int open_append(const std::string& path, std::unique_ptr<AppendFile>& file) = 0;
+  // The file `path` names once every symbolic link is followed (the path itself when it is no link).
+  virtual int resolve_links(const std::string& path, std::string& target) = 0;
 };
 
 // The real file system through POSIX calls.
@@ -80,6 +82,7 @@ class PosixFileSystem : public FileSystem {
   int sync_folder(const std::string& path) override;
   int remove(const std::string& path) override;
   int open_append(const std::string& path, std::unique_ptr<AppendFile>& file) override;
+  int resolve_links(const std::string& path, std::string& target) override;
 };
 
 // strerror(code) in lower case, as the store's messages quote it.

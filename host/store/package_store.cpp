@@ -33,6 +33,14 @@ std::string PackageStore::package_path(const std::string& name) const {
   return folder_ + "/" + name + kPackageFileSuffix;
 }
 
+bool PackageStore::save_path(const std::string& name, std::string& path, std::string& error) {
+  if (int code = files_->resolve_links(package_path(name), path)) {
+    error = error_text(code);
+    return false;
+  }
+  return true;
+}
+
 std::string PackageStore::journal_folder() const { return folder_ + "/" + kJournalFolderName; }
 
 std::string PackageStore::journal_path(const std::string& name) const {

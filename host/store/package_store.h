@@ -43,6 +43,9 @@ class PackageStore {
   const std::string& folder() const { return folder_; }
   FileSystem& files() { return *files_; }
   std::string package_path(const std::string& name) const;
+  // The file saving package `name` replaces: its package file, or the file that file links to, so that a
+  // link stays a link. On false, `error` says why.
+  bool save_path(const std::string& name, std::string& path, std::string& error);
   std::string journal_folder() const;
   std::string journal_path(const std::string& name) const;
 

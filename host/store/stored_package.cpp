@@ -12,6 +12,8 @@
 namespace host {
 namespace {
 
+constexpr unsigned kAnyoneMayWrite = 0222;  // permission bits: write for owner, group or others
+
 std::int64_t now_ms() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
       .count();
@@ -146,6 +148,10 @@ bool StoredPackage::unchanged_on_disk(std::string& error) {
 
 bool StoredPackage::ready_to_record(std::string& error) {
   if (!unchanged_on_disk(error)) return false;
+  if ((identity_.permissions & kAnyoneMayWrite) == 0) {  // marked read-only: refused even for root
+    error = "package \"" + package_.name + "\" is read-only";
+    return false;
+  }
   // A journal that may hold a record of a refused change must be rewritten before anything follows it.
   return journal_state_ != JournalState::Broken || fold(error);
 }
@@ -240,10 +246,10 @@ bool StoredPackage::fold(std::string& error) {
     error = saving_failed(reason);
     return false;
   }
-  const std::string path = store_.package_path(package_.name);
+  std::string path;
   FileVersion saved{content_hash(text), text.size()};
   StagedFile staged;
-  if (!store_.stage(path, text, identity_.permissions, staged, reason)) {
+  if (!store_.save_path(package_.name, path, reason) || !store_.stage(path, text, identity_.permissions, staged, reason)) {
     error = saving_failed(reason);
     return false;
   }

@@ -111,6 +111,33 @@ TEST(Hardening, IdsAreEchoedAsTheTextTheyArrivedWith) {
   EXPECT_EQ(server.finish(), 0);
 }
 
+// Regression: saving replaced a linked package file by a regular file (the link's target lost the edit),
+// and overwrote a package file marked read-only.
+TEST(Hardening, SavingWritesThroughLinksAndRefusesReadOnlyFiles) {
+  auto store = demo_store();
+  const std::string dir = store->path() + "/", target = dir + "elsewhere.txt", package = dir + "windfall.json";
+  ASSERT_EQ(::rename(package.c_str(), target.c_str()), 0);
+  ASSERT_EQ(::symlink("elsewhere.txt", package.c_str()), 0);
+  const Value point = parse(R"({"id":"gate_guard","snap":false,"position":{"x":1,"y":2,"z":3}})");
+  {
+    Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, dir + "serve.log");
+    EXPECT_TRUE(server.call("add_route_point", point).has("result"));
+    EXPECT_EQ(server.finish(), 0);
+  }
+  struct stat link {};
+  ASSERT_EQ(::lstat(package.c_str(), &link), 0);
+  EXPECT_TRUE(S_ISLNK(link.st_mode)) << "the package file is still a link";
+  EXPECT_NE(file_text(target).find(R"("x": 1,)"), std::string::npos) << "the link's target got the edit";
+
+  ASSERT_EQ(::chmod(target.c_str(), 0444), 0);
+  const std::string before = file_text(target);
+  Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, dir + "serve.log");
+  EXPECT_EQ(compact(server.call("add_route_point", point).get("error")),
+            R"({"code":1,"message":"package \"windfall\" is read-only"})");
+  EXPECT_EQ(server.finish(), 0);
+  EXPECT_EQ(file_text(target), before) << "nothing changed";
+}
+
 // Regression: small usage mistakes got messages that did not say what was wrong ("A subcommand is
 // required", a range of 309 digits).
 TEST(Hardening, SmallMistakesAreNamedInPlainWords) {
