@@ -62,6 +62,10 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
   bench->session_->on_changed = [self](const editor::Session::Package& package) {
     if (self->session_->live_game != nullptr) self->hand_over(package);
   };
+  bench->session_->on_applied = [self](const editor::Session::Package& package, const std::string& kind,
+                                       const std::string& label) {
+    if (self->on_applied) self->on_applied(package.name, kind, label);
+  };
   if (bench->world_ || bench->link_) {
     // Open every package of the store now, so the game walks all of them from the start rather than
     // each from the first command that names it.
@@ -160,6 +164,8 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
     if (method == "status") {
       outcome.handled = outcome.ok = true;
       outcome.result = status();
+    } else if (method == "advance_game") {
+      outcome = advance_command(params);
     } else {
       outcome.result = session_->dispatch_route(method, params, outcome.error, outcome.ok, outcome.handled);
       if (!outcome.handled) {
@@ -192,6 +198,27 @@ bool Workbench::advance_game(double seconds, std::string& error) {
   }
   double time = 0;
   return world_->advance(seconds, time, error);
+}
+
+// advance_game {"seconds": S} -> {"time": T}: the manual clock of the in-process game moves on.
+CallOutcome Workbench::advance_command(const Value& params) {
+  CallOutcome outcome;
+  outcome.handled = true;
+  const Value& seconds = params.get("seconds");
+  if (!seconds.is_number()) {
+    outcome.error = "advance_game needs \"seconds\", a number";
+    return outcome;
+  }
+  if (!world_) {
+    outcome.error = "advance_game needs the in-process game with a manual clock (map --demo --manual-clock)";
+    return outcome;
+  }
+  double time = 0;
+  if (!world_->advance(seconds.number, time, outcome.error)) return outcome;
+  outcome.ok = true;
+  outcome.result = Value::object();
+  outcome.result["time"] = Value::of(time);
+  return outcome;
 }
 
 }  // namespace host

@@ -58,10 +58,14 @@ class Workbench {
   // Receives diagnostics (a lost game, a package the game did not take); the front end writes them to
   // standard error. May be empty.
   std::function<void(const std::string&)> on_note;
+  // Told of every applied change, undo, redo and reload (whichever front end ran it): the package's
+  // name, the kind ("change", "undo", "redo", "reload") and the change's label. May be empty.
+  std::function<void(const std::string& package, const std::string& kind, const std::string& label)> on_applied;
 
  private:
   Workbench() = default;
   mods::json::Value status() const;
+  CallOutcome advance_command(const mods::json::Value& params);
   void note(const std::string& text) const;
   void refresh_live_game();
   editor::LiveGame* game() const;
