@@ -35,7 +35,9 @@ std::unique_ptr<GameWorld> GameWorld::create(const WorldMesh& mesh, std::string 
                                              WorldPoint spawn, Clock clock, std::string& error) {
   std::unique_ptr<Ground> ground = Ground::build(mesh, error);
   if (!ground) return nullptr;
-  return std::unique_ptr<GameWorld>(new GameWorld(std::move(ground), std::move(name), has_sea, spawn, clock));
+  std::unique_ptr<GameWorld> world(new GameWorld(std::move(ground), std::move(name), has_sea, spawn, clock));
+  mesh.bounds(world->low_, world->high_);  // the ground was built, so the mesh is not empty
+  return world;
 }
 
 std::unique_ptr<GameWorld> GameWorld::island(Clock clock, std::string& error) {

@@ -45,6 +45,9 @@ class GameWorld {
 
   const std::string& name() const { return name_; }
   const Ground& ground() const { return *ground_; }
+  // The smallest box holding the whole world (its mesh's vertices).
+  const story_notebook::WorldPoint& low() const { return low_; }
+  const story_notebook::WorldPoint& high() const { return high_; }
 
   // The first surface straight below `probe`. On false, `note` says why there is none ("open sea below
   // (x, z)", "nothing below (x, z)", or "the probe is not a finite point") and `height` is untouched.
@@ -90,6 +93,7 @@ class GameWorld {
   const bool has_sea_;
   const Clock clock_;
   const std::chrono::steady_clock::time_point started_;
+  story_notebook::WorldPoint low_, high_;  // set once by create
 
   mutable std::mutex mutex_;  // guards everything below
   story_notebook::WorldPoint link_;

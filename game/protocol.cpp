@@ -283,6 +283,9 @@ std::string LinkProtocol::answer(std::string_view line) const {
   if (op == "hello") {
     answer["protocol"] = Value::of(static_cast<double>(kProtocolVersion));
     answer["world"] = Value::of(world_.name());
+    Value& bounds = answer["bounds"];
+    put_point(bounds["low"], world_.low());
+    put_point(bounds["high"], world_.high());
   } else if (op == "ground_height") {
     WorldPoint probe;
     if (!read_point(request, probe)) return failure(id, "\"ground_height\" needs numbers \"x\", \"y\" and \"z\"");

@@ -140,10 +140,17 @@ Value Workbench::status() const {
     game["address"] = Value::of("in-process");
     game["world"] = Value::of(world_->name());
     game["time"] = Value::of(world_->time());
+    for (const auto& [name, corner] : {std::pair{"low", world_->low()}, std::pair{"high", world_->high()}}) {
+      Value& point = game["bounds"][name];
+      point["x"] = Value::of(static_cast<double>(corner.x));
+      point["y"] = Value::of(static_cast<double>(corner.y));
+      point["z"] = Value::of(static_cast<double>(corner.z));
+    }
   } else if (link_) {
     game["connected"] = Value::of(link_->connected());
     game["address"] = Value::of(link_->address().text());
     if (link_->connected()) game["world"] = Value::of(link_->world());
+    if (link_->connected() && !link_->bounds().is_null()) game["bounds"] = link_->bounds();
     if (!link_->connected() && !link_->last_problem().empty()) game["problem"] = Value::of(link_->last_problem());
   } else {
     game["connected"] = Value::of(false);
@@ -185,6 +192,14 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
   if (!outcome.ok && linked && !link_->connected()) outcome.code = rpc_code::kGameLinkFailed;
   refresh_live_game();
   return outcome;
+}
+
+editor::LiveGame* Workbench::current_game() {
+  if (link_) link_->ensure_connected();
+  refresh_live_game();
+  sync_game(mods::json::Value());
+  refresh_live_game();
+  return session_->live_game;
 }
 
 void Workbench::maintain() { session_->maintain(); }

@@ -55,6 +55,12 @@ class Workbench {
   // false (no in-process game, or its clock is real), `error` says why.
   bool advance_game(double seconds, std::string& error);
 
+  // The game as it stands now, after reconnecting when due; null when none is connected. The pointer is
+  // good until the next call on this Workbench. A failing link answers false from ground_heights.
+  editor::LiveGame* current_game();
+  // status()'s "game" member: connected, world, bounds (when known) or problem.
+  mods::json::Value game_state() const { return status().get("game"); }
+
   // Receives diagnostics (a lost game, a package the game did not take); the front end writes them to
   // standard error. May be empty.
   std::function<void(const std::string&)> on_note;

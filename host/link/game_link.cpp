@@ -78,6 +78,7 @@ GameLink::~GameLink() = default;
 void GameLink::disconnect() {
   connection_.reset();
   world_.clear();
+  bounds_ = mods::json::Value();
 }
 
 void GameLink::fail(const std::string& what) {
@@ -142,6 +143,8 @@ bool GameLink::greet() {
       return false;
     }
     world_ = world.str;
+    bounds_ = answer.get("bounds");
+    if (!bounds_.get("low").is_object() || !bounds_.get("high").is_object()) bounds_ = Value();
     if (loaded_packages) {
       for (const editor::Session::Package* package : loaded_packages()) {
         if (!load_package(*package, error)) {

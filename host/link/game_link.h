@@ -59,6 +59,9 @@ class GameLink : public editor::LiveGame {
 
   bool connected() const { return connection_ != nullptr; }
   const std::string& world() const { return world_; }           // from "hello"; "" while disconnected
+  // The world's bounds from "hello": null when the game did not send them (or while disconnected),
+  // else {"low":{x,y,z},"high":{x,y,z}}.
+  const mods::json::Value& bounds() const { return bounds_; }
   const std::string& last_problem() const { return last_problem_; }
   const GameAddress& address() const { return address_; }
   double timeout_seconds() const { return timeout_seconds_; }
@@ -108,6 +111,7 @@ class GameLink : public editor::LiveGame {
   std::unique_ptr<LineConnection> connection_;
   std::unique_ptr<HeightsAnswerReader> fast_;  // made on the first "ground_heights"
   std::string world_;
+  mods::json::Value bounds_;
   std::string last_problem_;
   std::uint64_t next_id_ = 1;
   bool attempted_ = false;

@@ -9,6 +9,7 @@
 
 #include "host/cli/json_rpc.h"
 #include "host/json_text/json_text.h"
+#include "host/map/ground_tiles.h"
 #include "host/map/map_security.h"
 
 namespace host::map {
@@ -75,7 +76,8 @@ std::string game_event_data(const Value& status) {
 }  // namespace
 
 MapServer::MapServer(SharedWorkbench& bench, MapServerOptions options)
-    : bench_(bench), options_(std::move(options)), http_(std::make_unique<httplib::Server>()) {}
+    : bench_(bench), options_(std::move(options)), http_(std::make_unique<httplib::Server>()),
+      tiles_(std::make_unique<GroundTiles>()) {}
 
 MapServer::~MapServer() { stop(); }
 
@@ -134,6 +136,8 @@ void MapServer::route() {
   http_->Get("/events", [this](const httplib::Request& request, httplib::Response& response) {
     serve_events(request, response);
   });
+  http_->Get(R"(/ground/(-?\d+)/(-?\d+)/(-?\d+)\.png)",
+             [this](const httplib::Request& request, httplib::Response& response) { serve_tile(request, response); });
   http_->Get(R"(/.*)", [this](const httplib::Request& request, httplib::Response& response) {
     serve_file(request, response);
   });
@@ -267,6 +271,23 @@ void MapServer::serve_events(const httplib::Request& request, httplib::Response&
       [this](bool) { --streams_; });
 }
 
+void MapServer::serve_tile(const httplib::Request& request, httplib::Response& response) {
+  TileKey key;
+  try {
+    key = {.zoom = std::stoi(request.matches[1]), .x = std::stol(request.matches[2]), .y = std::stol(request.matches[3])};
+  } catch (const std::exception&) {
+    refuse(response, 404, "no such tile: " + request.path);
+    return;
+  }
+  std::string png, error;
+  int status = 0;
+  if (!tiles_->tile(bench_, key, png, status, error)) {
+    refuse(response, status, error);
+    return;
+  }
+  response.set_content(png, "image/png");
+}
+
 std::string MapServer::default_package() {
   const Value listing = bench_.run("packages", Value::object()).result;
   const Value& packages = listing.get("packages");
@@ -302,6 +323,7 @@ void MapServer::watch_game() {
     std::lock_guard<std::mutex> hold(state_mutex_);
     if (data == game_data_) continue;
     game_data_ = data;
+    tiles_->forget();  // the game came back, perhaps with another world
     hub_.publish("game", data);
   }
 }

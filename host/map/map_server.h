@@ -1,5 +1,5 @@
-// `pathwright map`'s HTTP server: the page's static files, and behind the token JSON-RPC (POST /rpc) and the
-// event stream (GET /events), all on the one shared
+// `pathwright map`'s HTTP server: the page's static files, and behind the token JSON-RPC (POST /rpc), the
+// event stream (GET /events) and the ground tiles (GET /ground/Z/X/Y.png), all on the one shared
 // Workbench. Owns the HTTP server, its worker threads, the event hub and a watcher thread that notes the
 // game coming and going and lets the store do its upkeep. start/stop from one thread; the rest runs on the server's own threads.
 #ifndef PATHWRIGHT_HOST_MAP_MAP_SERVER_H_
@@ -24,6 +24,8 @@ struct Response;
 }  // namespace httplib
 
 namespace host::map {
+
+class GroundTiles;
 
 struct MapServerOptions {
   static constexpr int kDefaultPort = 47900;
@@ -61,6 +63,7 @@ class MapServer {
   void serve_file(const httplib::Request& request, httplib::Response& response) const;
   void serve_rpc(const httplib::Request& request, httplib::Response& response);
   void serve_events(const httplib::Request& request, httplib::Response& response);
+  void serve_tile(const httplib::Request& request, httplib::Response& response);
   void watch_game();
   std::string default_package();
 
@@ -69,6 +72,7 @@ class MapServer {
   int port_ = 0;
   std::vector<std::string> own_hosts_;
   std::unique_ptr<httplib::Server> http_;
+  std::unique_ptr<GroundTiles> tiles_;
   EventHub hub_;
   std::thread listener_;
   std::thread watcher_;

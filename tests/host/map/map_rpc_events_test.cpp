@@ -85,7 +85,9 @@ class Listener {
 
 TEST_F(MapFixture, EveryListenerSeesChangesFromEveryFrontEnd) {
   Listener first(server_->port(), bearer());
-  EXPECT_NE(first.wait_for("event: game").find(R"(data: {"connected":true,"world":"island")"), std::string::npos);
+  const std::string opening = first.wait_for("event: game");
+  for (const char* part : {R"("connected":true)", R"("world":"island")", R"("bounds":{"high":{"x":)"})
+    EXPECT_NE(opening.find(part), std::string::npos) << part << " not in " << opening;
   EXPECT_TRUE(rpc(kAddPoint).has("result"));
   const std::string added =
       R"(event: change)" "\n" R"(data: {"kind":"change","label":"Add a route point to baker_ub3","package":"windfall","revision":1})";
