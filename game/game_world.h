@@ -68,6 +68,11 @@ class GameWorld {
   // What the game walks now for the first actor of `package` whose "id" is `actor`; null when nothing.
   mods::json::Value live_route(const std::string& package, const std::string& actor) const;
 
+  // Where every actor of `package` that walks a route is now, in document order:
+  // {"time": T, "actors": [{"id", "position": {x, y, z}, "point": n}]}, `point` numbering (from 1) the
+  // point it walks to next (or stays at). Null when no package of that name is loaded.
+  mods::json::Value live_actors(const std::string& package) const;
+
   // Seconds since the world was made (manual clock: as advanced).
   double time() const;
   // Moves the manual clock on by `seconds`. On true, `time` is the new time. On false (the real clock,

@@ -202,6 +202,19 @@ editor::LiveGame* Workbench::current_game() {
   return session_->live_game;
 }
 
+bool Workbench::live_actors(const std::string& package, Value& live, std::string& error) {
+  if (current_game() == nullptr) {
+    error = "the game is not running";
+    return false;
+  }
+  if (world_) {
+    live = world_->live_actors(package);
+    if (live.is_null()) error = "no package \"" + package + "\" is loaded in the game";
+    return !live.is_null();
+  }
+  return link_->live_actors(package, live, error);
+}
+
 void Workbench::maintain() { session_->maintain(); }
 
 bool Workbench::flush(std::string& error) { return session_->flush(error); }

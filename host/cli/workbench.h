@@ -61,6 +61,11 @@ class Workbench {
   // status()'s "game" member: connected, world, bounds (when known) or problem.
   mods::json::Value game_state() const { return status().get("game"); }
 
+  // Where every walking actor of `package` is in the game now: on true `live` is {"time": T, "actors":
+  // [{"id", "position", "point"}]}. On false (no game, package not in the game, link failure) `error`
+  // says why.
+  bool live_actors(const std::string& package, mods::json::Value& live, std::string& error);
+
   // Receives diagnostics (a lost game, a package the game did not take); the front end writes them to
   // standard error. May be empty.
   std::function<void(const std::string&)> on_note;

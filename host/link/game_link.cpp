@@ -294,6 +294,26 @@ Value GameLink::live_route(editor::Session::Package& package, const std::string&
   return route;
 }
 
+bool GameLink::live_actors(const std::string& package, Value& live, std::string& error) {
+  try {
+    Value answer;
+    if (!exchange("live_actors", "\"package\":" + json_string(package), answer, error)) {
+      error = "the game refused \"live_actors\": " + error;
+      return false;
+    }
+    if (!answer.get("time").is_number() || !answer.get("actors").is_array()) {
+      fail("the game sent a malformed answer: \"live_actors\" lacks \"time\" or \"actors\"");
+    }
+    live = Value::object();
+    live["time"] = answer.get("time");
+    live["actors"] = std::move(answer["actors"]);
+    return true;
+  } catch (const GameLinkError& e) {
+    error = e.what();
+    return false;
+  }
+}
+
 bool GameLink::read_point(const Value& answer, WorldPoint& point) {
   const Value& x = answer.get("x");
   const Value& y = answer.get("y");

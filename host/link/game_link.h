@@ -77,6 +77,11 @@ class GameLink : public editor::LiveGame {
   mods::json::Value live_route(editor::Session::Package& package, const std::string& id) override;
   bool link_position(story_notebook::WorldPoint& point, std::string& error) override;
   bool camera_position(story_notebook::WorldPoint& point, std::string& error) override;
+
+  // Where every walking actor of `package` is now ("live_actors"): on true `live` is
+  // {"time": T, "actors": [{"id", "position", "point"}]}. On false `error` says why (the game refused,
+  // or the link failed and was dropped) and `live` is not to be read.
+  bool live_actors(const std::string& package, mods::json::Value& live, std::string& error);
   bool load_package(const editor::Session::Package& package, std::string& error) override;
 
   // Moves Link (the camera follows). On false, `error` says why.

@@ -2,6 +2,7 @@
 
 #include <httplib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -25,6 +26,7 @@ constexpr int kKeepAliveS = 5;            // s an idle kept-alive connection sta
 constexpr auto kHeartbeat = std::chrono::seconds(15);          // a comment line on a quiet stream
 constexpr auto kGameWatchEvery = std::chrono::milliseconds(1000);  // how often the game's state is read
 constexpr auto kWatchStep = std::chrono::milliseconds(50);     // how soon the watcher notices a stop
+constexpr auto kLiveEvery = std::chrono::milliseconds(100);       // live events: 10 a second at most
 constexpr auto kMaintainEvery = std::chrono::milliseconds(200);   // the store's upkeep while serving
 
 constexpr const char* kPagePolicy =
@@ -243,6 +245,10 @@ void MapServer::serve_events(const httplib::Request& request, httplib::Response&
   }
   if (!resuming) listener->last = hub_.last_id();
   ++streams_;
+  {
+    std::lock_guard<std::mutex> hold(state_mutex_);
+    ++watched_[listener->package];
+  }
   response.set_chunked_content_provider(
       "text/event-stream",
       [this, listener](std::size_t, httplib::DataSink& sink) {
@@ -268,7 +274,11 @@ void MapServer::serve_events(const httplib::Request& request, httplib::Response&
         if (text.empty()) text = ": still here\n\n";
         return sink.write(text.data(), text.size());
       },
-      [this](bool) { --streams_; });
+      [this, listener](bool) {
+        std::lock_guard<std::mutex> hold(state_mutex_);
+        --watched_[listener->package];
+        --streams_;
+      });
 }
 
 void MapServer::serve_tile(const httplib::Request& request, httplib::Response& response) {
@@ -308,11 +318,36 @@ void MapServer::applied(const std::string& package, const std::string& kind, con
   hub_.publish("change", compact(data));
 }
 
+// A "live" event for every package a page watches, while the game answers.
+void MapServer::send_live() {
+  std::vector<std::string> packages;
+  {
+    std::lock_guard<std::mutex> hold(state_mutex_);
+    for (const auto& [package, streams] : watched_)
+      if (streams > 0) packages.push_back(package);
+  }
+  for (const std::string& package : packages) {
+    Value live;
+    std::string error;  // no game, or the package not in it: no live event, the "game" event says why
+    if (!bench_.with([&](Workbench& bench) { return bench.live_actors(package, live, error); })) continue;
+    Value data = Value::object();
+    data["package"] = Value::of(package);
+    data["time"] = live.get("time");
+    data["actors"] = std::move(live["actors"]);
+    hub_.publish_live(package, compact(data));
+  }
+}
+
 void MapServer::watch_game() {
   auto next = std::chrono::steady_clock::now() + kGameWatchEvery;
   auto upkeep = std::chrono::steady_clock::now() + kMaintainEvery;
+  auto live = std::chrono::steady_clock::now() + kLiveEvery;
   while (!stopping_) {
     std::this_thread::sleep_for(kWatchStep);
+    if (std::chrono::steady_clock::now() >= live) {
+      send_live();
+      live = std::max(live + kLiveEvery, std::chrono::steady_clock::now());
+    }
     if (std::chrono::steady_clock::now() >= upkeep) {
       bench_.maintain();
       upkeep += kMaintainEvery;

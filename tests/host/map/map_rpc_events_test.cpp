@@ -113,6 +113,17 @@ TEST_F(MapFixture, ReconnectingListenerGetsWhatItMissed) {
   EXPECT_NE(text.find("id: " + std::to_string(seen + 1) + "\nevent: change"), std::string::npos) << text;
 }
 
+TEST_F(MapFixture, WatchingPageGetsLiveActorsOfItsPackage) {
+  Listener page(server_->port(), bearer());
+  EXPECT_TRUE(rpc(R"({"jsonrpc":"2.0","id":1,"method":"advance_game","params":{"seconds":3}})").has("result"));
+  const std::string text = page.wait_for("\"time\":3");
+  const std::size_t live = text.find("event: live\ndata: {\"actors\":[{\"id\":");
+  ASSERT_NE(live, std::string::npos) << text;
+  const std::string line = text.substr(live, text.find('\n', text.find("data: ", live)) - live);
+  EXPECT_NE(line.find(R"("package":"windfall","time":3})"), std::string::npos) << line;
+  EXPECT_NE(line.find(R"("point":)"), std::string::npos) << line;
+}
+
 TEST(EventHub, TooOldAListenerIsToldToReload) {
   EventHub hub;
   for (std::size_t i = 0; i < EventHub::kCapacity + 2; ++i) hub.publish("change", "{}");
