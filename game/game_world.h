@@ -44,6 +44,7 @@ class GameWorld {
   static std::unique_ptr<GameWorld> from_obj(const std::string& path, Clock clock, std::string& error);
 
   const std::string& name() const { return name_; }
+  Clock clock() const { return clock_; }
   const Ground& ground() const { return *ground_; }
   // The smallest box holding the whole world (its mesh's vertices).
   const story_notebook::WorldPoint& low() const { return low_; }

@@ -237,8 +237,8 @@ CallOutcome Workbench::advance_command(const Value& params) {
     outcome.error = "advance_game needs \"seconds\", a number";
     return outcome;
   }
-  if (!world_) {
-    outcome.error = "advance_game needs the in-process game with a manual clock (map --demo --manual-clock)";
+  if (!world_ || world_->clock() != game::Clock::Manual) {
+    outcome.error = "advance_game needs the in-process game with a manual clock (--demo --manual-clock)";
     return outcome;
   }
   double time = 0;
