@@ -1,5 +1,5 @@
 // Ground tiles through HTTP: a tile of the island decodes as a 256 x 256 PNG with water over the sea and
-// land over the plateau, a wall shows lighter than the plateau, and without a game the answer is 404.
+// land over the plateau, only the map's zooms have tiles, and without a game the answer is 404.
 #include <png.h>
 
 #include "host/cli/temp_folder.h"
@@ -28,7 +28,7 @@ bool decode(const std::string& png, Picture& picture) {
   return png_image_finish_read(&image, nullptr, picture.rgb.data(), 0, nullptr) != 0;
 }
 
-// The pixel of tile (zoom, tx, ty) that shows world (x, z).
+// A place of the island and whether its tile pixel must show water.
 struct Sample {
   const char* what;
   float x, z;
