@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 #include "host/cli/json_rpc.h"
 #include "host/json_text/json_text.h"
@@ -231,6 +232,7 @@ void MapServer::serve_events(const httplib::Request& request, httplib::Response&
     std::uint64_t last = 0;
     std::uint64_t last_live = 0;
     bool started = false;
+    bool reload = false;  // tell the page to fetch everything first
   };
   auto listener = std::make_shared<Listener>();
   listener->package = request.has_param("package") ? request.get_param_value("package") : default_package();
@@ -243,7 +245,9 @@ void MapServer::serve_events(const httplib::Request& request, httplib::Response&
       resuming = false;
     }
   }
-  if (!resuming) listener->last = hub_.last_id();
+  // An id from the future was given by an earlier run of the server: the page must fetch everything.
+  listener->reload = resuming && listener->last > hub_.last_id();
+  if (!resuming || listener->reload) listener->last = hub_.last_id();
   ++streams_;
   {
     std::lock_guard<std::mutex> hold(state_mutex_);
@@ -263,7 +267,7 @@ void MapServer::serve_events(const httplib::Request& request, httplib::Response&
             hub_.next(listener->last, listener->last_live, listener->package,
                       text.empty() ? std::chrono::milliseconds(kHeartbeat) : std::chrono::milliseconds(0), too_old);
         if (hub_.closed()) return false;
-        if (too_old) {
+        if (too_old || std::exchange(listener->reload, false)) {
           listener->last = hub_.last_id();
           text += sse_text({.id = listener->last, .name = "reload", .data = "{}"});
         }

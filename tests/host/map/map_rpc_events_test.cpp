@@ -113,6 +113,15 @@ TEST_F(MapFixture, ReconnectingListenerGetsWhatItMissed) {
   EXPECT_NE(text.find("id: " + std::to_string(seen + 1) + "\nevent: change"), std::string::npos) << text;
 }
 
+// Regression: a page that had seen id 900 of an earlier run of the server waited for id 901 and missed
+// every change of the new run.
+TEST_F(MapFixture, ListenerWithAnIdFromAnEarlierRunIsToldToReload) {
+  Listener back(server_->port(), {{"Authorization", std::string("Bearer ") + kToken}, {"Last-Event-ID", "900"}});
+  EXPECT_NE(back.wait_for("event: reload").find("event: reload\ndata: {}"), std::string::npos);
+  EXPECT_TRUE(rpc(kAddPoint).has("result"));
+  EXPECT_NE(back.wait_for("\"revision\":1").find("\"revision\":1"), std::string::npos);
+}
+
 TEST_F(MapFixture, WatchingPageGetsLiveActorsOfItsPackage) {
   Listener page(server_->port(), bearer());
   EXPECT_TRUE(rpc(R"({"jsonrpc":"2.0","id":1,"method":"advance_game","params":{"seconds":3}})").has("result"));
