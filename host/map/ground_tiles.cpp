@@ -38,7 +38,8 @@ Rgb ramp(float t) {
   return {a.r + (b.r - a.r) * f, a.g + (b.g - a.g) * f, a.b + (b.b - a.b) * f};
 }
 
-// Lambert light from the north-west and above, 1 on flat ground; `dx`, `dz` are height steps per pixel.
+// Lambert light from the north-west and above, 1 on flat ground; `dx`, `dz` are the ground's slopes
+// (height per world unit) along x and z.
 float shade(float dx, float dz) {
   const float nx = -dx * kReliefExaggeration, nz = -dz * kReliefExaggeration, ny = 2.0f;
   const float length = std::sqrt(nx * nx + ny * ny + nz * nz);
@@ -51,7 +52,8 @@ unsigned char channel(float value) { return static_cast<unsigned char>(std::clam
 
 }  // namespace
 
-bool paint_tile(const TileHeights& ground, float low, float high, std::string& png, std::string& error) {
+bool paint_tile(const TileHeights& ground, float low, float high, float pixel_size, std::string& png,
+                std::string& error) {
   constexpr int kSide = TileHeights::kSide;
   std::vector<unsigned char> pixels(static_cast<std::size_t>(kTileSize) * kTileSize * 3);
   const float span = high > low ? high - low : 1.0f;
@@ -67,8 +69,8 @@ bool paint_tile(const TileHeights& ground, float low, float high, std::string& p
       const float h = ground.heights[k];
       // A neighbour without ground counts as level with this pixel.
       auto near = [&](std::size_t n) { return ground.found[n] ? ground.heights[n] : h; };
-      const float dx = (near(at(i + 1, j)) - near(at(i - 1, j))) * 0.5f;
-      const float dz = (near(at(i, j + 1)) - near(at(i, j - 1))) * 0.5f;
+      const float dx = (near(at(i + 1, j)) - near(at(i - 1, j))) / (2.0f * pixel_size);
+      const float dz = (near(at(i, j + 1)) - near(at(i, j - 1))) / (2.0f * pixel_size);
       const Rgb colour = ramp((h - low) / span);
       const float light = shade(dx, dz);
       pixel[0] = channel(colour.r * light);
@@ -148,7 +150,7 @@ bool GroundTiles::tile(SharedWorkbench& bench, const TileKey& key, std::string& 
       error = "the game did not answer the ground below the tile: " + error;
       return false;
     }
-    if (!paint_tile(ground, low, high, png, error)) {
+    if (!paint_tile(ground, low, high, static_cast<float>(unit), png, error)) {
       status = 500;
       return false;
     }

@@ -38,8 +38,10 @@ struct TileHeights {
   std::vector<bool> found;          // false where there is no ground (sea, holes)
 };
 
-// The tile's PNG from its heights, coloured within [low, high] (world y). On false, `error` says why.
-bool paint_tile(const TileHeights& ground, float low, float high, std::string& png, std::string& error);
+// The tile's PNG from its heights, coloured within [low, high] (world y) and shaded by the slope between
+// pixels `pixel_size` world units apart. On false, `error` says why.
+bool paint_tile(const TileHeights& ground, float low, float high, float pixel_size, std::string& png,
+                std::string& error);
 
 class GroundTiles {
  public:
