@@ -16,7 +16,7 @@ sanitize: deps
 	cmake --build --preset sanitize -j $(JOBS)
 
 demo: release
-	build/release/host/cli/pathwright tour --demo
+	build/release/bin/pathwright tour --demo
 
 test: release sanitize
 	ctest --preset release

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "editor/checks/route_check.h"
+#include "editor/checks/route_profile.h"
 #include "editor/checks/route_status.h"
 #include "editor/parameters.h"
 #include "editor/points/place_and_snap.h"
@@ -123,6 +124,7 @@ Value Session::dispatch_route(const std::string& route, const Value& params, std
   }
   if (route == "check_route") return check_route(*this, params, error, ok);
   if (route == "route_status") return route_status(*this, params, error, ok);
+  if (route == "route_profile") return route_profile(*this, params, error, ok);
 
   handled = false;
   return result;

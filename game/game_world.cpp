@@ -35,7 +35,9 @@ std::unique_ptr<GameWorld> GameWorld::create(const WorldMesh& mesh, std::string 
                                              WorldPoint spawn, Clock clock, std::string& error) {
   std::unique_ptr<Ground> ground = Ground::build(mesh, error);
   if (!ground) return nullptr;
-  return std::unique_ptr<GameWorld>(new GameWorld(std::move(ground), std::move(name), has_sea, spawn, clock));
+  std::unique_ptr<GameWorld> world(new GameWorld(std::move(ground), std::move(name), has_sea, spawn, clock));
+  mesh.bounds(world->low_, world->high_);  // the ground was built, so the mesh is not empty
+  return world;
 }
 
 std::unique_ptr<GameWorld> GameWorld::island(Clock clock, std::string& error) {
@@ -131,6 +133,30 @@ Value GameWorld::live_route(const std::string& package, const std::string& actor
     return entry.walk->live_route(time_locked() - found->second.loaded_at, *ground_);
   }
   return Value();
+}
+
+Value GameWorld::live_actors(const std::string& package) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = packages_.find(package);
+  if (found == packages_.end()) return Value();
+  const double now = time_locked();
+  Value answer = Value::object();
+  answer["time"] = Value::of(now);
+  Value& actors = answer["actors"];
+  actors = Value::array();
+  for (const Actor& entry : found->second.actors) {
+    if (!entry.walk) continue;
+    const WalkerPose pose = entry.walk->pose(now - found->second.loaded_at, *ground_);
+    Value actor = Value::object();
+    actor["id"] = Value::of(entry.id);
+    Value& position = actor["position"];
+    position["x"] = Value::of(wire_double(pose.position.x));
+    position["y"] = Value::of(wire_double(pose.position.y));
+    position["z"] = Value::of(wire_double(pose.position.z));
+    actor["point"] = Value::of(static_cast<double>(pose.target));
+    actors.items.push_back(std::move(actor));
+  }
+  return answer;
 }
 
 double GameWorld::time_locked() const {

@@ -44,7 +44,11 @@ class GameWorld {
   static std::unique_ptr<GameWorld> from_obj(const std::string& path, Clock clock, std::string& error);
 
   const std::string& name() const { return name_; }
+  Clock clock() const { return clock_; }
   const Ground& ground() const { return *ground_; }
+  // The smallest box holding the whole world (its mesh's vertices).
+  const story_notebook::WorldPoint& low() const { return low_; }
+  const story_notebook::WorldPoint& high() const { return high_; }
 
   // The first surface straight below `probe`. On false, `note` says why there is none ("open sea below
   // (x, z)", "nothing below (x, z)", or "the probe is not a finite point") and `height` is untouched.
@@ -64,6 +68,11 @@ class GameWorld {
 
   // What the game walks now for the first actor of `package` whose "id" is `actor`; null when nothing.
   mods::json::Value live_route(const std::string& package, const std::string& actor) const;
+
+  // Where every actor of `package` that walks a route is now, in document order:
+  // {"time": T, "actors": [{"id", "position": {x, y, z}, "point": n}]}, `point` numbering (from 1) the
+  // point it walks to next (or stays at). Null when no package of that name is loaded.
+  mods::json::Value live_actors(const std::string& package) const;
 
   // Seconds since the world was made (manual clock: as advanced).
   double time() const;
@@ -90,6 +99,7 @@ class GameWorld {
   const bool has_sea_;
   const Clock clock_;
   const std::chrono::steady_clock::time_point started_;
+  story_notebook::WorldPoint low_, high_;  // set once by create
 
   mutable std::mutex mutex_;  // guards everything below
   story_notebook::WorldPoint link_;

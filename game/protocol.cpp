@@ -283,6 +283,9 @@ std::string LinkProtocol::answer(std::string_view line) const {
   if (op == "hello") {
     answer["protocol"] = Value::of(static_cast<double>(kProtocolVersion));
     answer["world"] = Value::of(world_.name());
+    Value& bounds = answer["bounds"];
+    put_point(bounds["low"], world_.low());
+    put_point(bounds["high"], world_.high());
   } else if (op == "ground_height") {
     WorldPoint probe;
     if (!read_point(request, probe)) return failure(id, "\"ground_height\" needs numbers \"x\", \"y\" and \"z\"");
@@ -317,6 +320,13 @@ std::string LinkProtocol::answer(std::string_view line) const {
       return failure(id, "\"live_route\" needs strings \"package\" and \"actor\"");
     }
     answer["route"] = world_.live_route(package.str, actor.str);
+  } else if (op == "live_actors") {
+    const Value& package = request.get("package");
+    if (!package.is_string()) return failure(id, "\"live_actors\" needs a string \"package\"");
+    Value live = world_.live_actors(package.str);
+    if (live.is_null()) return failure(id, "no package \"" + package.str + "\" is loaded");
+    answer["time"] = live.get("time");
+    answer["actors"] = std::move(live["actors"]);
   } else if (op == "advance") {
     const Value& seconds = request.get("seconds");
     if (!seconds.is_number()) return failure(id, "\"advance\" needs a number \"seconds\"");

@@ -1,5 +1,5 @@
 // The `pathwright` command: `serve` (JSON-RPC 2.0 over standard input and output), `call` (one request,
-// then exit) and `tour` (a guided walk through what Pathwright does). Exceptions end here, each turned
+// then exit), `map` (the browser map over HTTP) and `tour` (a guided walk through what Pathwright does). Exceptions end here, each turned
 // into a message on standard error.
 #include <csignal>
 #include <cstdio>
@@ -10,6 +10,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "host/cli/install_paths.h"
+#include "host/cli/map_command.h"
 #include "host/cli/stdio_server.h"
 #include "host/cli/tour.h"
 #include "host/cli/workbench.h"
@@ -40,7 +42,8 @@ struct Flags {
   std::string game;
   double game_timeout = host::GameLink::kDefaultTimeoutSeconds;
   bool demo = false;
-  std::string examples = PATHWRIGHT_EXAMPLES_DIR;
+  bool manual_clock = false;
+  std::string examples = host::shared_data_path("examples");
   std::size_t max_request = host::kDefaultMaxRequestBytes;
 };
 
@@ -58,7 +61,7 @@ void add_store_flags(CLI::App& command, Flags& flags) {
                    "work on a temporary copy of the demo store");
   command.add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
       ->type_name("DIR")
-      ->default_val(std::string(PATHWRIGHT_EXAMPLES_DIR));
+      ->default_val(host::shared_data_path("examples"));
 }
 
 // Opens the workbench the flags describe; null after writing the reason to standard error.
@@ -66,6 +69,7 @@ std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status) {
   WorkbenchOptions options;
   options.store_dir = flags.store;
   options.demo = flags.demo;
+  options.manual_clock = flags.manual_clock;
   options.examples_dir = flags.examples;
   options.game_timeout_seconds = flags.game_timeout;
   std::string error;
@@ -98,6 +102,21 @@ int serve(const Flags& flags) {
   if (!bench) return status;
   std::string error;
   status = host::serve_stdio(*bench, error, flags.max_request);
+  if (status != 0) std::cerr << "pathwright: " << error << "\n";
+  return status;
+}
+
+int map(const Flags& flags, const host::map::MapServerOptions& options) {
+  if (flags.manual_clock && !flags.demo) {
+    std::cerr << "pathwright: --manual-clock needs --demo (only the in-process game has a clock to hold)\n";
+    return kExitBadUsage;
+  }
+  host::block_stop_signals();  // before any thread starts: run_map alone takes SIGINT and SIGTERM
+  int status = 0;
+  auto bench = open_bench(flags, status);
+  if (!bench) return status;
+  std::string error;
+  status = host::run_map(*bench, options, error);
   if (status != 0) std::cerr << "pathwright: " << error << "\n";
   return status;
 }
@@ -166,18 +185,40 @@ int run(int argc, char** argv) {
   call_command->add_option("METHOD", method, "the command, e.g. add_route_point, undo, status")->required();
   call_command->add_option("PARAMS", params_text, "the command's parameters as a JSON object, e.g. '{\"id\":\"gate_guard\"}'");
 
+  host::map::MapServerOptions map_options;
+  map_options.web_dir = host::shared_data_path("web");
+  CLI::App* map_command = app.add_subcommand(
+      "map", "serve the browser map over HTTP on 127.0.0.1; prints the address to open, with its token, as "
+             "the first line (see docs/map.md)");
+  add_store_flags(*map_command, flags);
+  map_command->add_option("--port", map_options.port, "the port to listen on; 0 picks a free one")
+      ->check(CLI::Range(0, 65535))
+      ->type_name("N")
+      ->default_val(host::map::MapServerOptions::kDefaultPort);
+  map_command->add_option("--bind", map_options.bind, "the address to listen on (anything but loopback is "
+                                                      "reachable from other machines)")
+      ->type_name("ADDR")
+      ->default_val("127.0.0.1");
+  map_command->add_option("--token", map_options.token, "the token the page must present (default: random)")
+      ->type_name("TEXT");
+  map_command->add_option("--web", map_options.web_dir, "the folder holding the built page")
+      ->type_name("DIR")
+      ->default_val(map_options.web_dir);
+  map_command->add_flag("--manual-clock", flags.manual_clock,
+                        "with --demo: the game's time stands still until the JSON-RPC method advance_game");
+
   CLI::App* tour_command = app.add_subcommand(
       "tour", "a guided tour on a temporary copy of the demo store with the simulated game; exits 0 only "
               "when every step answered as expected");
   tour_command->add_flag("--demo", flags.demo, "accepted for symmetry: the tour always runs the simulated game");
   tour_command->add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
       ->type_name("DIR")
-      ->default_val(std::string(PATHWRIGHT_EXAMPLES_DIR));
+      ->default_val(host::shared_data_path("examples"));
 
   // CLI11 would only say that a subcommand is required.
   const auto named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(named).empty()) {
-    std::cerr << "pathwright: unknown command \"" << argv[1] << "\" (the commands are serve, call and tour)\n";
+    std::cerr << "pathwright: unknown command \"" << argv[1] << "\" (the commands are serve, call, map, check and tour)\n";
     return kExitBadUsage;
   }
   try {
@@ -188,6 +229,7 @@ int run(int argc, char** argv) {
   }
   if (serve_command->parsed()) return serve(flags);
   if (call_command->parsed()) return call(flags, method, params_text);
+  if (map_command->parsed()) return map(flags, map_options);
   return host::run_tour(flags.examples, std::cout) ? 0 : kExitFailed;
 }
 

@@ -62,6 +62,10 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
   bench->session_->on_changed = [self](const editor::Session::Package& package) {
     if (self->session_->live_game != nullptr) self->hand_over(package);
   };
+  bench->session_->on_applied = [self](const editor::Session::Package& package, const std::string& kind,
+                                       const std::string& label) {
+    if (self->on_applied) self->on_applied(package.name, kind, label);
+  };
   if (bench->world_ || bench->link_) {
     // Open every package of the store now, so the game walks all of them from the start rather than
     // each from the first command that names it.
@@ -136,10 +140,17 @@ Value Workbench::status() const {
     game["address"] = Value::of("in-process");
     game["world"] = Value::of(world_->name());
     game["time"] = Value::of(world_->time());
+    for (const auto& [name, corner] : {std::pair{"low", world_->low()}, std::pair{"high", world_->high()}}) {
+      Value& point = game["bounds"][name];
+      point["x"] = Value::of(static_cast<double>(corner.x));
+      point["y"] = Value::of(static_cast<double>(corner.y));
+      point["z"] = Value::of(static_cast<double>(corner.z));
+    }
   } else if (link_) {
     game["connected"] = Value::of(link_->connected());
     game["address"] = Value::of(link_->address().text());
     if (link_->connected()) game["world"] = Value::of(link_->world());
+    if (link_->connected() && !link_->bounds().is_null()) game["bounds"] = link_->bounds();
     if (!link_->connected() && !link_->last_problem().empty()) game["problem"] = Value::of(link_->last_problem());
   } else {
     game["connected"] = Value::of(false);
@@ -160,6 +171,8 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
     if (method == "status") {
       outcome.handled = outcome.ok = true;
       outcome.result = status();
+    } else if (method == "advance_game") {
+      outcome = advance_command(params);
     } else {
       outcome.result = session_->dispatch_route(method, params, outcome.error, outcome.ok, outcome.handled);
       if (!outcome.handled) {
@@ -181,6 +194,27 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
   return outcome;
 }
 
+editor::LiveGame* Workbench::current_game() {
+  if (link_) link_->ensure_connected();
+  refresh_live_game();
+  sync_game(mods::json::Value());
+  refresh_live_game();
+  return session_->live_game;
+}
+
+bool Workbench::live_actors(const std::string& package, Value& live, std::string& error) {
+  if (current_game() == nullptr) {
+    error = "the game is not running";
+    return false;
+  }
+  if (world_) {
+    live = world_->live_actors(package);
+    if (live.is_null()) error = "no package \"" + package + "\" is loaded in the game";
+    return !live.is_null();
+  }
+  return link_->live_actors(package, live, error);
+}
+
 void Workbench::maintain() { session_->maintain(); }
 
 bool Workbench::flush(std::string& error) { return session_->flush(error); }
@@ -192,6 +226,27 @@ bool Workbench::advance_game(double seconds, std::string& error) {
   }
   double time = 0;
   return world_->advance(seconds, time, error);
+}
+
+// advance_game {"seconds": S} -> {"time": T}: the manual clock of the in-process game moves on.
+CallOutcome Workbench::advance_command(const Value& params) {
+  CallOutcome outcome;
+  outcome.handled = true;
+  const Value& seconds = params.get("seconds");
+  if (!seconds.is_number()) {
+    outcome.error = "advance_game needs \"seconds\", a number";
+    return outcome;
+  }
+  if (!world_ || world_->clock() != game::Clock::Manual) {
+    outcome.error = "advance_game needs the in-process game with a manual clock (--demo --manual-clock)";
+    return outcome;
+  }
+  double time = 0;
+  if (!world_->advance(seconds.number, time, outcome.error)) return outcome;
+  outcome.ok = true;
+  outcome.result = Value::object();
+  outcome.result["time"] = Value::of(time);
+  return outcome;
 }
 
 }  // namespace host

@@ -55,13 +55,28 @@ class Workbench {
   // false (no in-process game, or its clock is real), `error` says why.
   bool advance_game(double seconds, std::string& error);
 
+  // The game as it stands now, after reconnecting when due; null when none is connected. The pointer is
+  // good until the next call on this Workbench. A failing link answers false from ground_heights.
+  editor::LiveGame* current_game();
+  // status()'s "game" member: connected, world, bounds (when known) or problem.
+  mods::json::Value game_state() const { return status().get("game"); }
+
+  // Where every walking actor of `package` is in the game now: on true `live` is {"time": T, "actors":
+  // [{"id", "position", "point"}]}. On false (no game, package not in the game, link failure) `error`
+  // says why.
+  bool live_actors(const std::string& package, mods::json::Value& live, std::string& error);
+
   // Receives diagnostics (a lost game, a package the game did not take); the front end writes them to
   // standard error. May be empty.
   std::function<void(const std::string&)> on_note;
+  // Told of every applied change, undo, redo and reload (whichever front end ran it): the package's
+  // name, the kind ("change", "undo", "redo", "reload") and the change's label. May be empty.
+  std::function<void(const std::string& package, const std::string& kind, const std::string& label)> on_applied;
 
  private:
   Workbench() = default;
   mods::json::Value status() const;
+  CallOutcome advance_command(const mods::json::Value& params);
   void note(const std::string& text) const;
   void refresh_live_game();
   editor::LiveGame* game() const;

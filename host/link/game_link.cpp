@@ -78,6 +78,7 @@ GameLink::~GameLink() = default;
 void GameLink::disconnect() {
   connection_.reset();
   world_.clear();
+  bounds_ = mods::json::Value();
 }
 
 void GameLink::fail(const std::string& what) {
@@ -142,6 +143,8 @@ bool GameLink::greet() {
       return false;
     }
     world_ = world.str;
+    bounds_ = answer.get("bounds");
+    if (!bounds_.get("low").is_object() || !bounds_.get("high").is_object()) bounds_ = Value();
     if (loaded_packages) {
       for (const editor::Session::Package* package : loaded_packages()) {
         if (!load_package(*package, error)) {
@@ -289,6 +292,26 @@ Value GameLink::live_route(editor::Session::Package& package, const std::string&
   const Value& route = answer.get("route");
   if (!route.is_null() && !route.is_object()) fail("the game sent a malformed answer: \"route\" is not an object");
   return route;
+}
+
+bool GameLink::live_actors(const std::string& package, Value& live, std::string& error) {
+  try {
+    Value answer;
+    if (!exchange("live_actors", "\"package\":" + json_string(package), answer, error)) {
+      error = "the game refused \"live_actors\": " + error;
+      return false;
+    }
+    if (!answer.get("time").is_number() || !answer.get("actors").is_array()) {
+      fail("the game sent a malformed answer: \"live_actors\" lacks \"time\" or \"actors\"");
+    }
+    live = Value::object();
+    live["time"] = answer.get("time");
+    live["actors"] = std::move(answer["actors"]);
+    return true;
+  } catch (const GameLinkError& e) {
+    error = e.what();
+    return false;
+  }
 }
 
 bool GameLink::read_point(const Value& answer, WorldPoint& point) {

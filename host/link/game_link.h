@@ -59,6 +59,9 @@ class GameLink : public editor::LiveGame {
 
   bool connected() const { return connection_ != nullptr; }
   const std::string& world() const { return world_; }           // from "hello"; "" while disconnected
+  // The world's bounds from "hello": null when the game did not send them (or while disconnected),
+  // else {"low":{x,y,z},"high":{x,y,z}}.
+  const mods::json::Value& bounds() const { return bounds_; }
   const std::string& last_problem() const { return last_problem_; }
   const GameAddress& address() const { return address_; }
   double timeout_seconds() const { return timeout_seconds_; }
@@ -74,6 +77,11 @@ class GameLink : public editor::LiveGame {
   mods::json::Value live_route(editor::Session::Package& package, const std::string& id) override;
   bool link_position(story_notebook::WorldPoint& point, std::string& error) override;
   bool camera_position(story_notebook::WorldPoint& point, std::string& error) override;
+
+  // Where every walking actor of `package` is now ("live_actors"): on true `live` is
+  // {"time": T, "actors": [{"id", "position", "point"}]}. On false `error` says why (the game refused,
+  // or the link failed and was dropped) and `live` is not to be read.
+  bool live_actors(const std::string& package, mods::json::Value& live, std::string& error);
   bool load_package(const editor::Session::Package& package, std::string& error) override;
 
   // Moves Link (the camera follows). On false, `error` says why.
@@ -108,6 +116,7 @@ class GameLink : public editor::LiveGame {
   std::unique_ptr<LineConnection> connection_;
   std::unique_ptr<HeightsAnswerReader> fast_;  // made on the first "ground_heights"
   std::string world_;
+  mods::json::Value bounds_;
   std::string last_problem_;
   std::uint64_t next_id_ = 1;
   bool attempted_ = false;

@@ -141,7 +141,7 @@ Value HostSession::host_command(const std::string& method, const Value& params, 
       ok = false;
       return Value();
     }
-    changed(*stored);
+    changed(*stored, "reload", "");
     Value result = with_package(name);
     result["actors"] = Value::of(static_cast<double>(actors_of(stored->package().document).items.size()));
     result["changes"] = Value::of(static_cast<double>(stored->history().changes().size()));
@@ -167,7 +167,7 @@ Value HostSession::host_command(const std::string& method, const Value& params, 
     ok = false;
     return Value();
   }
-  changed(*stored);
+  changed(*stored, method, label);
   Value result = with_package(name);
   result[undo ? "undone" : "redone"] = Value::of(label);
   return result;

@@ -86,8 +86,9 @@ StoredPackage* HostSession::owner_of(const Package& package) {
   return nullptr;
 }
 
-void HostSession::changed(StoredPackage& stored) {
+void HostSession::changed(StoredPackage& stored, const std::string& kind, const std::string& label) {
   if (on_changed) on_changed(stored.package());
+  if (on_applied) on_applied(stored.package(), kind, label);
 }
 
 bool HostSession::change(Package& package, const std::string& label, const Edit& edit,
@@ -99,7 +100,7 @@ bool HostSession::change(Package& package, const std::string& label, const Edit&
     return false;
   }
   if (!stored->change(label, edit, request_id_, error)) return false;
-  changed(*stored);
+  changed(*stored, "change", label);
   return true;
 }
 

@@ -46,6 +46,9 @@ class HostSession : public editor::Session {
   // Called after every applied change, undo, redo and reload, with the package as it now stands (the
   // front end uses it to send "load" to the game). May be empty.
   std::function<void(const Package&)> on_changed;
+  // Called right after `on_changed` with what happened: `kind` is "change", "undo", "redo" or "reload";
+  // `label` the change's label (the undone or redone one; "" for a reload). May be empty.
+  std::function<void(const Package&, const std::string& kind, const std::string& label)> on_applied;
 
   // Folds pending journal entries into the package files when due. The server calls it at least every
   // 200 ms while idle and after each request; `call` calls flush before exiting. A package that cannot be
@@ -63,7 +66,7 @@ class HostSession : public editor::Session {
   StoredPackage* stored(const mods::json::Value& params, std::string& error);
   StoredPackage* load(const std::string& name, std::string& error);
   StoredPackage* owner_of(const Package& package);
-  void changed(StoredPackage& stored);
+  void changed(StoredPackage& stored, const std::string& kind, const std::string& label);
 
   mods::json::Value list_packages(std::string& error, bool& ok);
   mods::json::Value list_actors(StoredPackage& stored);

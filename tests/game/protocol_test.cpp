@@ -28,7 +28,7 @@ class LinkProtocolTest : public OnTheIsland {
 TEST_F(LinkProtocolTest, AnswersEveryOpWithItsFields) {
   struct Exchange { const char* request; const char* answer; };  // the whole answer, compared as JSON
   const Exchange exchanges[] = {
-      {R"({"id":1,"op":"hello"})", R"({"id":1,"ok":true,"protocol":1,"world":"island"})"},
+      {R"({"id":1,"op":"hello"})", R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},"id":1,"ok":true,"protocol":1,"world":"island"})"},
       {R"({"op":"ground_height","id":2,"x":0,"y":200,"z":0})", R"({"id":2,"ok":true,"found":true,"height":100})"},
       {R"({"id":3,"op":"ground_height","x":0.1,"y":200,"z":-3000.5})",
        R"j({"id":3,"ok":true,"found":false,"note":"open sea below (0.1, -3000.5)"})j"},
@@ -51,7 +51,9 @@ TEST_F(LinkProtocolTest, AnswersEveryOpWithItsFields) {
        R"({"id":13,"ok":true,"route":{"points":[{"x":0,"y":100,"z":0},{"x":0,"y":100,"z":600}],"mode":"once",
           "speed":60,"position":{"x":0,"y":100,"z":30},"heading":0,"target":2,"state":"walking"}})"},
       {R"({"id":14,"op":"live_route","package":"p","actor":"nobody"})", R"({"id":14,"ok":true,"route":null})"},
-      {R"({"id":1.5,"op":"hello","probes":[1,2]})", R"({"id":1.5,"ok":true,"protocol":1,"world":"island"})"},
+      {R"({"id":15,"op":"live_actors","package":"p"})",
+       R"({"id":15,"ok":true,"time":0.5,"actors":[{"id":"m","position":{"x":0,"y":100,"z":30},"point":2}]})"},
+      {R"({"id":1.5,"op":"hello","probes":[1,2]})", R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},"id":1.5,"ok":true,"protocol":1,"world":"island"})"},
   };
   for (const Exchange& e : exchanges) EXPECT_EQ(ask(e.request), parsed(e.answer)) << e.request;
 }
@@ -76,6 +78,8 @@ TEST_F(LinkProtocolTest, RefusesBadRequestsAndGarbageWithAnErrorAnswer) {
       {R"({"id":12,"op":"load","package":"p","document":[]})", "12", R"(the document of "p" is not an object)"},
       {R"({"id":13,"op":"live_route","package":"p"})", "13", R"("live_route" needs strings "package" and "actor")"},
       {R"({"id":14,"op":"advance","seconds":-1})", "14", R"("seconds" must be a finite number of at least 0)"},
+      {R"({"id":15,"op":"live_actors"})", "15", R"("live_actors" needs a string "package")"},
+      {R"({"id":16,"op":"live_actors","package":"never"})", "16", R"(no package "never" is loaded)"},
       // Not json at all, from the fast probes reader and the general parser alike (bad utf-8 included).
       {R"({"id":15,"op":"hello","probes":[tru]})", "null"}, {"", "null"}, {"garbage", "null"},
       {R"({"id":16,"op":"ground_heights","probes":[1,2,3)", "null"}, {R"({"id":17,"op":"hello"} {"id":18})", "null"},

@@ -157,6 +157,24 @@ TEST(GameLink, GreetsLoadsEveryPackageAndSpeaksEachOp) {
     R"({"id":9,"op":"live_route","package":"windfall_walks","actor":"gate_1"})"}));
 }
 
+TEST(GameLink, KeepsTheWorldsBoundsAndReadsLiveActorsInOneRequest) {
+  FakeGame game({R"({"id":1,"ok":true,"protocol":1,"world":"island","bounds":{"low":{"x":-1,"y":0,"z":-2},"high":{"x":1,"y":3,"z":2}}})",
+      R"({"id":2,"ok":true,"walking":1})",
+      R"({"id":3,"ok":true,"time":2.5,"actors":[{"id":"gate_1","position":{"x":1,"y":2,"z":3},"point":2}]})",
+      R"({"id":4,"ok":false,"error":"no package \"other\" is loaded"})"});
+  editor::Session::Package package{"windfall_walks", parse(R"({"actors":[{"id":"gate_1"}]})")};
+  auto link = link_to(game.port(), &package);
+  ASSERT_TRUE(link->ensure_connected()) << link->last_problem();
+  EXPECT_EQ(link->bounds(), parse(R"({"low":{"x":-1,"y":0,"z":-2},"high":{"x":1,"y":3,"z":2}})"));
+  Value live;
+  std::string error;
+  ASSERT_TRUE(link->live_actors("windfall_walks", live, error)) << error;
+  EXPECT_EQ(live, parse(R"({"time":2.5,"actors":[{"id":"gate_1","position":{"x":1,"y":2,"z":3},"point":2}]})"));
+  EXPECT_FALSE(link->live_actors("other", live, error));
+  EXPECT_EQ(error, R"(the game refused "live_actors": no package "other" is loaded)");
+  EXPECT_EQ(game.requests().at(2), R"({"id":3,"op":"live_actors","package":"windfall_walks"})");
+}
+
 TEST(GameLink, ProbesAndHeightsTravelBitExact) {
   // Heights come back as the game prints them: the shortest text of the float it found.
   const std::vector<float> samples{0.1f, -40.5f, 1e-7f, 3.4028235e38f, 16777215.0f, 1234.5678f, -0.0f, 1.17549435e-38f};

@@ -1,0 +1,20 @@
+// Where the installed data lies: beside the running executable, in the install layout
+// (PREFIX/bin/pathwright, PREFIX/share/pathwright/...), so that the build folder and an installed copy
+// both work from any current folder. Nothing here depends on where the sources were. Any thread.
+#ifndef PATHWRIGHT_HOST_CLI_INSTALL_PATHS_H_
+#define PATHWRIGHT_HOST_CLI_INSTALL_PATHS_H_
+
+#include <string>
+
+namespace host {
+
+// PREFIX/share/pathwright for the running executable PREFIX/bin/pathwright; "" when the executable's
+// own path cannot be read (then the caller needs an explicit folder).
+std::string shared_data_dir();
+
+// shared_data_dir() + "/" + `name` (such as "examples" or "web"), or "" as above.
+std::string shared_data_path(const std::string& name);
+
+}  // namespace host
+
+#endif  // PATHWRIGHT_HOST_CLI_INSTALL_PATHS_H_
