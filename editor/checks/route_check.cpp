@@ -1,39 +1,15 @@
 #include "editor/checks/route_check.h"
 
-#include <cmath>
-#include <cstddef>
-#include <cstdint>
 #include <vector>
 
+#include "editor/checks/route_samples.h"
 #include "editor/live_game.h"
 #include "editor/parameters.h"
-#include "editor/points/point_json.h"
-#include "residents/walker_class.h"
 
 namespace editor {
 namespace {
 
 using mods::json::Value;
-using story_notebook::WorldPoint;
-
-constexpr double kSampleSpacing = 25.0;  // largest horizontal distance between samples [world units]
-constexpr float kProbeRaise = 100.0f;    // probes start this far above the route line [world units]
-constexpr float kLargestStep = 50.0f;    // largest height change between successive grounds [world units]
-constexpr float kLargestOffset = 150.0f;  // largest distance between ground and route line [world units]
-// Most samples one check asks the game for; beyond it the route is refused before anything is
-// allocated or sent, so an absurdly long segment cannot exhaust memory.
-constexpr std::uint64_t kMaxSamples = 1000000;
-
-// A point the actor walks through, with its number in the route record (0: the actor's own position).
-struct WalkEntry {
-  WorldPoint point;
-  std::size_t number;
-};
-
-struct Sample {
-  std::uint64_t segment;
-  WorldPoint point;  // on the segment's straight line, with the line's own height
-};
 
 // The last actor whose "id" (read as text, "" when not a string) equals `id`, or null.
 const Value* checked_actor(const Value& document, const std::string& id) {
@@ -49,45 +25,6 @@ const Value* checked_actor(const Value& document, const std::string& id) {
   return found;
 }
 
-// The number of intervals of a segment: ceil(d / spacing), at least 1; kMaxSamples + 1 stands for any
-// segment too long to sample at all.
-std::uint64_t intervals(const WorldPoint& a, const WorldPoint& b) {
-  const double distance = std::hypot(static_cast<double>(b.x) - static_cast<double>(a.x),
-                                     static_cast<double>(b.z) - static_cast<double>(a.z));
-  if (!std::isfinite(distance)) return kMaxSamples + 1;
-  const double count = std::ceil(distance / kSampleSpacing);
-  if (count > static_cast<double>(kMaxSamples)) return kMaxSamples + 1;
-  return count < 1.0 ? 1 : static_cast<std::uint64_t>(count);
-}
-
-// a + t (b - a): the difference in single precision, product and sum in double, rounded to single.
-float along(float a, float b, double t) {
-  const float difference = b - a;
-  return static_cast<float>(static_cast<double>(a) + t * static_cast<double>(difference));
-}
-
-// The first problem among samples [begin, end) of one segment, or null; `at` is then that sample.
-const char* segment_problem(const std::vector<Sample>& samples, const std::vector<float>& heights,
-                            const std::vector<bool>& found, std::size_t begin, std::size_t end,
-                            std::size_t& at) {
-  bool has_previous = false;
-  float previous = 0.0f;
-  for (std::size_t k = begin; k < end; ++k) {
-    at = k;
-    if (!found[k]) return "no ground";
-    const float height = heights[k];
-    if (has_previous && std::fabs(height - previous) > kLargestStep) {
-      return height < previous ? "a drop" : "a step up too high (a wall)";
-    }
-    if (std::fabs(height - samples[k].point.y) > kLargestOffset) {
-      return "the ground is far from the route's height";
-    }
-    previous = height;
-    has_previous = true;
-  }
-  return nullptr;
-}
-
 }  // namespace
 
 Value check_route(Session& session, const Value& params, std::string& error, bool& ok) {
@@ -100,100 +37,23 @@ Value check_route(Session& session, const Value& params, std::string& error, boo
     error = "no placed actor \"" + id + "\"";
     return Value();
   }
-
-  // The walk: a resident or patroller starts from its own position; unreadable points are passed over
-  // but keep their numbers, so "from" and "to" always name points of the record.
-  const bool from_position = resident(*actor);
-  std::vector<WalkEntry> walk;
-  Value skipped = Value::array();
-  WorldPoint point;
-  if (from_position) {
-    if (point_of(actor->get("position"), point)) {
-      walk.push_back({point, 0});
-    } else {
-      skipped.items.push_back(Value::of(0.0));
-    }
-  }
-  const Value& path = actor->get("path");
-  const Value& points = path.get("points");
-  if (points.kind == Value::Kind::Array) {
-    for (std::size_t k = 0; k < points.items.size(); ++k) {
-      if (point_of(points.items[k], point)) {
-        walk.push_back({point, k + 1});
-      } else {
-        skipped.items.push_back(Value::of(static_cast<double>(k + 1)));
-      }
-    }
-  }
-  const bool closed = path.get("mode").string("once") == "loop" && walk.size() >= 2;
-  if (closed) walk.push_back(walk.front());
-
   if (session.live_game == nullptr) {
     error = "the game is not running";
     return Value();
   }
-
-  const std::size_t segments = walk.size() < 2 ? 0 : walk.size() - 1;
-  std::vector<std::uint64_t> counts(segments);
-  std::uint64_t total = 0;
-  for (std::size_t s = 0; s < segments; ++s) {
-    counts[s] = intervals(walk[s].point, walk[s + 1].point);
-    total += counts[s] + 1;
-    if (counts[s] > kMaxSamples || total > kMaxSamples) {
-      error = "the route is too long to check: more than " + std::to_string(kMaxSamples) + " samples";
-      return Value();
-    }
-  }
-
-  std::vector<Sample> samples;
-  samples.reserve(total);
-  for (std::size_t s = 0; s < segments; ++s) {
-    const WorldPoint& a = walk[s].point;
-    const WorldPoint& b = walk[s + 1].point;
-    const std::uint64_t n = counts[s];
-    for (std::uint64_t j = 0; j <= n; ++j) {
-      const double t = static_cast<double>(j) / static_cast<double>(n);
-      samples.push_back({s, {along(a.x, b.x, t), along(a.y, b.y, t), along(a.z, b.z, t)}});
-    }
-  }
-  std::vector<WorldPoint> probes;
-  probes.reserve(samples.size());
-  for (const Sample& sample : samples) {
-    WorldPoint probe = sample.point;
-    probe.y = probe.y + kProbeRaise;
-    probes.push_back(probe);
-  }
+  RouteSamples samples;
+  if (!route_samples(*actor, samples, error)) return Value();
 
   std::vector<float> heights;
   std::vector<bool> found;
+  const std::vector<story_notebook::WorldPoint>& probes = samples.probes;
   if (!session.live_game->ground_heights(probes, heights, found, error)) return Value();
   if (heights.size() != probes.size() || found.size() != probes.size()) {
     error = "the game answered " + std::to_string(found.size()) + " ground findings and " +
             std::to_string(heights.size()) + " heights for " + std::to_string(probes.size()) + " probes";
     return Value();
   }
-
-  Value result = Value::object();
-  Value& list = result["segments"];
-  list = Value::array();
-  list.items.reserve(segments);
-  std::size_t begin = 0;
-  for (std::size_t s = 0; s < segments; ++s) {
-    const std::size_t end = begin + static_cast<std::size_t>(counts[s]) + 1;
-    Value entry = Value::object();
-    entry["from"] = Value::of(static_cast<double>(walk[s].number));
-    entry["to"] = Value::of(static_cast<double>(walk[s + 1].number));
-    std::size_t at = begin;
-    const char* problem = segment_problem(samples, heights, found, begin, end, at);
-    entry["ok"] = Value::of(problem == nullptr);
-    if (problem != nullptr) {
-      entry["at"] = rounded(samples[at].point);
-      entry["problem"] = Value::of(problem);
-    }
-    list.items.push_back(std::move(entry));
-    begin = end;
-  }
-  if (!skipped.items.empty()) result["skipped"] = std::move(skipped);
+  Value result = judge_route(samples, heights, found);
   ok = true;
   return result;
 }
