@@ -4,6 +4,7 @@
 
 #include "game/game_world.h"
 #include "game/local_live_game.h"
+#include "host/check/check_commands.h"
 #include "host/cli/temp_folder.h"
 #include "host/store/host_session.h"
 
@@ -162,6 +163,11 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
       outcome.result = status();
     } else {
       outcome.result = session_->dispatch_route(method, params, outcome.error, outcome.ok, outcome.handled);
+      if (outcome.ok && method == "set_route") add_settings_warnings(*session_, params, outcome.result);
+      if (!outcome.handled) {
+        outcome.error.clear();
+        outcome.result = check_command(*session_, method, params, outcome.error, outcome.ok, outcome.handled);
+      }
       if (!outcome.handled) {
         outcome.error.clear();
         outcome.result = session_->host_command(method, params, outcome.error, outcome.ok, outcome.handled);
