@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "host/cli/check_command.h"
 #include "host/cli/stdio_server.h"
 #include "host/cli/tour.h"
 #include "host/cli/workbench.h"
@@ -154,6 +155,8 @@ int run(int argc, char** argv) {
       ->type_name("DIR")
       ->default_val(std::string(PATHWRIGHT_EXAMPLES_DIR));
 
+  host::CheckCommand check_command(app, flags.examples);
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -162,6 +165,7 @@ int run(int argc, char** argv) {
   }
   if (serve_command->parsed()) return serve(flags);
   if (call_command->parsed()) return call(flags, method, params_text);
+  if (check_command.parsed()) return check_command.run();
   return host::run_tour(flags.examples, std::cout) ? 0 : kExitFailed;
 }
 

@@ -35,7 +35,9 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
 
   Workbench* self = bench.get();
   if (options.demo) {
-    bench->world_ = game::GameWorld::island(options.manual_clock ? game::Clock::Manual : game::Clock::Real, error);
+    const game::Clock clock = options.manual_clock ? game::Clock::Manual : game::Clock::Real;
+    bench->world_ = options.world_file.empty() ? game::GameWorld::island(clock, error)
+                                               : game::GameWorld::from_obj(options.world_file, clock, error);
     if (!bench->world_) return nullptr;
     bench->local_ = std::make_unique<game::LocalLiveGame>(*bench->world_);
   } else if (options.use_game) {
