@@ -1,5 +1,6 @@
 #include "host/check/check_commands.h"
 
+#include "host/check/detour.h"
 #include "host/check/package_check.h"
 #include "host/check/route_findings.h"
 
@@ -10,9 +11,12 @@ using mods::json::Value;
 Value check_command(editor::Session& session, const std::string& method, const Value& params, std::string& error,
                     bool& ok, bool& handled) {
   ok = false;
-  handled = method == "check_package";
-  if (!handled) return Value();
-  return check_package(session, params, error, ok);
+  handled = true;
+  if (method == "check_package") return check_package(session, params, error, ok);
+  if (method == "suggest_detour") return suggest_detour(session, params, error, ok);
+  if (method == "apply_detour") return apply_detour(session, params, error, ok);
+  handled = false;
+  return Value();
 }
 
 void add_settings_warnings(editor::Session& session, const Value& params, Value& result) {
