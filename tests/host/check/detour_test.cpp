@@ -79,8 +79,10 @@ class DetourTest : public ::testing::Test {
 TEST_F(DetourTest, ABlockOnFlatGroundIsWalkedAroundInOneChange) {
   game::WorldMesh mesh;
   mesh.add_floor(-kHalf, kHalf, -kHalf, kHalf, 0);
-  mesh.add_floor(-100, 100, -100, 100, 200);  // the block's top
+  mesh.add_floor(-100, 100, -100, 100, 80);  // the block's top: a step up too high, below the probes
   walk(mesh, point(-500, 0, 0), point(500, 0, 0));
+  const auto straight = session_.run("check_route", obj({{"id", str("m")}}));
+  ASSERT_EQ(straight.result.get("segments").items.at(0).get("problem").str, "a step up too high (a wall)");
   const std::vector<Value> points = applied_and_checked();
   EXPECT_FALSE(points.empty());
   const std::vector<std::string> changes(session_.calls.begin(), session_.calls.end());
