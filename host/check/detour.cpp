@@ -215,7 +215,17 @@ Value suggest_detour(editor::Session& session, const Value& params, std::string&
 Value apply_detour(editor::Session& session, const Value& params, std::string& error, bool& ok) {
   Value suggestion = suggest_detour(session, params, error, ok);
   if (!ok) return Value();
+  // The way was found for the last actor with the id, but edits reach the first: only one may have it.
   ok = false;
+  const std::string id = params.get("id").string("");
+  editor::Session::Package* package = session.package(params, error);
+  if (package == nullptr) return Value();
+  std::size_t sharing = 0;
+  for (const Value& actor : package->document.get("actors").items) sharing += actor.get("id").string("") == id;
+  if (sharing > 1) {
+    error = std::to_string(sharing) + " actors share the id \"" + id + "\": give each its own before applying a detour";
+    return Value();
+  }
   const std::size_t from = static_cast<std::size_t>(suggestion.get("from").number);
   std::vector<GroupedCommand> commands;
   const std::vector<Value>& points = suggestion.get("points").items;
@@ -228,8 +238,7 @@ Value apply_detour(editor::Session& session, const Value& params, std::string& e
     command["snap"] = Value::of(false);
     commands.push_back({"add_route_point", std::move(command)});
   }
-  const std::string label =
-      "Walk around the problem after point " + std::to_string(from) + " of " + params.get("id").string("");
+  const std::string label = "Walk around the problem after point " + std::to_string(from) + " of " + id;
   std::vector<Value> results;
   if (!grouped_change(session, params, label, commands, results, error)) return Value();
   ok = true;

@@ -140,9 +140,13 @@ TEST_F(DetourTest, RefusesWhatItCannotSearch) {
     EXPECT_FALSE(ok) << c.name;
     EXPECT_EQ(error, c.error) << c.name;
   }
-  session_.live_game = nullptr;
+  Value& actors = session_.packages["windfall"].document["actors"];
+  actors.items.push_back(actors.items[0]);
   std::string error;
   bool ok = true;
+  run("apply", error, ok);
+  EXPECT_EQ(error, "2 actors share the id \"m\": give each its own before applying a detour");
+  session_.live_game = nullptr;
   run("suggest", error, ok);
   EXPECT_EQ(error, "the game is not running");
 }
