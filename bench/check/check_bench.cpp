@@ -38,8 +38,10 @@ struct IslandPackage {
       const double x = -1900 + (i % 40) * 80.0 + (i % 2 == 0 ? 0 : 1100), z = -1400 + (i / 40) * 100.0;
       std::vector<Value> points;
       for (int k = 0; k < kRoutePoints; ++k) points.push_back(point(x + (k % 2) * 60.0, 100, z + (k / 2) * 60.0));
-      actors.items.push_back(obj({{"id", str("walker_" + std::to_string(i))}, {"actor", str("resident")},
-                                  {"parameters", obj({{"resident", str("ub3")}})}, {"position", point(x, 100, z)},
+      actors.items.push_back(obj({{"id", str("walker_" + std::to_string(i))},
+                                  {"actor", str("resident")},
+                                  {"parameters", obj({{"resident", str("ub3")}})},
+                                  {"position", point(x, 100, z)},
                                   {"path", obj({{"points", arr(points)}, {"mode", str("loop")}})}}));
     }
     session.add("windfall", obj({{"actors", std::move(actors)}}));
@@ -92,9 +94,12 @@ struct BlockWalk {
     live = std::make_unique<game::LocalLiveGame>(*world);
     session.live_game = live.get();
     const Value a = point(-length / 2, 0, 0), b = point(length / 2, 0, 0);
-    session.add("windfall", obj({{"actors", arr({obj({{"id", str("m")}, {"actor", str("cart")}, {"kind", str("mod")},
-                                                      {"position", a},
-                                                      {"path", obj({{"points", arr({a, b})}, {"speed", num(60)}})}})})}}));
+    session.add("windfall",
+                obj({{"actors", arr({obj({{"id", str("m")},
+                                          {"actor", str("cart")},
+                                          {"kind", str("mod")},
+                                          {"position", a},
+                                          {"path", obj({{"points", arr({a, b})}, {"speed", num(60)}})}})})}}));
   }
 };
 

@@ -11,9 +11,9 @@ namespace {
 using mods::json::Value;
 using story_notebook::WorldPoint;
 
-constexpr double kSampleSpacing = 25.0;  // largest horizontal distance between samples [world units]
-constexpr float kProbeRaise = 100.0f;    // probes start this far above the route line [world units]
-constexpr float kLargestStep = 50.0f;    // largest height change between successive grounds [world units]
+constexpr double kSampleSpacing = 25.0;   // largest horizontal distance between samples [world units]
+constexpr float kProbeRaise = 100.0f;     // probes start this far above the route line [world units]
+constexpr float kLargestStep = 50.0f;     // largest height change between successive grounds [world units]
 constexpr float kLargestOffset = 150.0f;  // largest distance between ground and route line [world units]
 // Most samples one check asks the game for; beyond it the route is refused before anything is
 // allocated or sent, so an absurdly long segment cannot exhaust memory.
@@ -72,8 +72,7 @@ std::vector<WalkEntry> walk_of(const Value& actor, std::vector<std::size_t>& ski
 
 // The first problem among samples [begin, end) of one segment, or null; `at` is then that sample.
 const char* segment_problem(const RouteSamples& samples, const std::vector<float>& heights,
-                            const std::vector<bool>& found, std::size_t begin, std::size_t end,
-                            std::size_t& at) {
+                            const std::vector<bool>& found, std::size_t begin, std::size_t end, std::size_t& at) {
   bool has_previous = false;
   float previous = 0.0f;
   for (std::size_t k = begin; k < end; ++k) {

@@ -18,7 +18,7 @@ namespace editor {
 // Every sample of one actor's walk, segment after segment.
 struct RouteSamples {
   struct Segment {
-    std::size_t from = 0;     // point numbers as check_route answers them (0: the actor's own position)
+    std::size_t from = 0;  // point numbers as check_route answers them (0: the actor's own position)
     std::size_t to = 0;
     std::size_t samples = 0;  // samples of this segment, both ends included
   };

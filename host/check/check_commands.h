@@ -13,8 +13,8 @@ namespace host {
 
 // Runs `method` when it is a checking command (`handled` true); otherwise `handled` false and nothing
 // done. On failure `ok` false and `error` says why.
-mods::json::Value check_command(editor::Session& session, const std::string& method,
-                                const mods::json::Value& params, std::string& error, bool& ok, bool& handled);
+mods::json::Value check_command(editor::Session& session, const std::string& method, const mods::json::Value& params,
+                                std::string& error, bool& ok, bool& handled);
 
 // After a successful set_route: adds "warnings" (texts of route_findings' settings_warnings) to `result`
 // when the route as stored has a mode, speed or pauses the game will not use. Changes nothing else.

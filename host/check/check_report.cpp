@@ -28,8 +28,8 @@ void route_lines(const std::string& file, const Value& route, std::string& out) 
   if (route.has("problem")) out += prefix + route.get("problem").string("") + "\n";
   for (const Value& segment : route.get("segments").items) {
     if (segment.get("ok").boolean) continue;
-    out += prefix + "segment " + number_text(segment.get("from")) + " to " + number_text(segment.get("to")) +
-           ": " + segment.get("problem").string("") + " at " + point_text(segment.get("at")) + "\n";
+    out += prefix + "segment " + number_text(segment.get("from")) + " to " + number_text(segment.get("to")) + ": " +
+           segment.get("problem").string("") + " at " + point_text(segment.get("at")) + "\n";
   }
 }
 
@@ -44,8 +44,8 @@ std::string check_report(const Value& answer) {
     out += finding.get("level").string("") + ": " + finding.get("text").string("") + "\n";
   }
   for (const Value& route : answer.get("routes").items) route_lines(file, route, out);
-  out += file + ": " + std::to_string(count(answer, "actors")) + " actors, " +
-         std::to_string(count(answer, "routes")) + " routes: ";
+  out += file + ": " + std::to_string(count(answer, "actors")) + " actors, " + std::to_string(count(answer, "routes")) +
+         " routes: ";
   if (answer.get("checked").boolean) {
     out += std::to_string(count(answer, "routes_ok")) + " ok, " +
            std::to_string(count(answer, "routes_with_problems")) + " with problems";

@@ -131,8 +131,8 @@ Value answer_of(const Segment& segment, const std::vector<WorldPoint>& way, cons
     if (k > 0) points.items.push_back(point_json(p));
   }
   const std::size_t inserted = points.items.size();
-  const double straight = std::hypot(static_cast<double>(segment.b.x) - segment.a.x,
-                                     static_cast<double>(segment.b.z) - segment.a.z);
+  const double straight =
+      std::hypot(static_cast<double>(segment.b.x) - segment.a.x, static_cast<double>(segment.b.z) - segment.a.z);
   answer["straight"] = Value::of(one_decimal(straight));
   answer["length"] = Value::of(one_decimal(length));
   answer["ratio"] = Value::of(straight > 0 ? std::round(length / straight * 1000.0) / 1000.0 : 1.0);
@@ -143,7 +143,9 @@ Value answer_of(const Segment& segment, const std::vector<WorldPoint>& way, cons
   for (std::size_t k = 0; k < segments.size(); ++k) {
     segments[k]["from"] = Value::of(static_cast<double>(segment.from + k));
     const bool last = k + 1 == segments.size();
-    const std::size_t to = !last ? segment.from + k + 1 : segment.to > segment.from ? segment.to + inserted : segment.to;
+    const std::size_t to = !last                       ? segment.from + k + 1
+                           : segment.to > segment.from ? segment.to + inserted
+                                                       : segment.to;
     segments[k]["to"] = Value::of(static_cast<double>(to));
   }
   answer["check"] = std::move(check);

@@ -23,8 +23,8 @@
 
 namespace host {
 
-constexpr double kDetourCell = 25.0;             // grid spacing, as the check's samples [world units]
-constexpr double kDetourMargin = 1000.0;         // search reach beyond the segment's ends [world units]
+constexpr double kDetourCell = 25.0;              // grid spacing, as the check's samples [world units]
+constexpr double kDetourMargin = 1000.0;          // search reach beyond the segment's ends [world units]
 constexpr std::size_t kDetourMaxProbes = 250000;  // most grid cells one search asks the game for [probes]
 
 // On true the answer above. On false `error` says why: no game, no such actor or segment, or no walkable
@@ -34,8 +34,7 @@ mods::json::Value suggest_detour(editor::Session& session, const mods::json::Val
 
 // Inserts the suggested points as one change labelled "Walk around the problem after point N of ID", which
 // one undo removes whole. On true answers the suggestion; on false `error` says why and nothing changed.
-mods::json::Value apply_detour(editor::Session& session, const mods::json::Value& params, std::string& error,
-                               bool& ok);
+mods::json::Value apply_detour(editor::Session& session, const mods::json::Value& params, std::string& error, bool& ok);
 
 }  // namespace host
 

@@ -22,7 +22,8 @@ constexpr double kLineSpacing = 25.0;    // largest distance between samples of 
 bool GroundGrid::sample(editor::LiveGame& game, const WorldPoint& a, const WorldPoint& b, std::string& error) {
   const double lo_x = std::min(a.x, b.x) - kDetourMargin, hi_x = std::max(a.x, b.x) + kDetourMargin;
   const double lo_z = std::min(a.z, b.z) - kDetourMargin, hi_z = std::max(a.z, b.z) + kDetourMargin;
-  const double first_column = std::floor((lo_x - a.x) / kDetourCell), last_column = std::ceil((hi_x - a.x) / kDetourCell);
+  const double first_column = std::floor((lo_x - a.x) / kDetourCell),
+               last_column = std::ceil((hi_x - a.x) / kDetourCell);
   const double first_row = std::floor((lo_z - a.z) / kDetourCell), last_row = std::ceil((hi_z - a.z) / kDetourCell);
   const double cells = (last_column - first_column + 1) * (last_row - first_row + 1);
   if (!(cells <= static_cast<double>(kDetourMaxProbes))) {
@@ -119,7 +120,8 @@ std::vector<WorldPoint> GroundGrid::shortest_way() const {
     for (long dz = -1; dz <= 1; ++dz) {
       for (long dx = -1; dx <= 1; ++dx) {
         const long c = column + dx, r = row + dz;
-        if ((dx == 0 && dz == 0) || c < 0 || r < 0 || c >= static_cast<long>(columns_) || r >= static_cast<long>(rows_)) {
+        if ((dx == 0 && dz == 0) || c < 0 || r < 0 || c >= static_cast<long>(columns_) ||
+            r >= static_cast<long>(rows_)) {
           continue;
         }
         const std::size_t next = static_cast<std::size_t>(r) * columns_ + static_cast<std::size_t>(c);

@@ -65,8 +65,9 @@ void route_points(const Value& actor, std::vector<Finding>& findings) {
   }
   for (std::size_t k = 0; k < points.items.size(); ++k) {
     if (!is_point(points.items[k])) {
-      findings.push_back({Level::Error, id, k + 1, "not a point (an object of finite \"x\", \"y\" and \"z\"): "
-                                                   "the check passes over it"});
+      findings.push_back({Level::Error, id, k + 1,
+                          "not a point (an object of finite \"x\", \"y\" and \"z\"): "
+                          "the check passes over it"});
     }
   }
   if (!resident && points.items.size() == 1) {
@@ -85,7 +86,8 @@ std::vector<std::string> settings_warnings(const Value& path) {
     const Value& mode = path.get("mode");
     const std::string name = mode.string("");
     if (name != "once" && name != "loop" && name != "back_and_forth") {
-      texts.push_back("the mode " + quoted(mode) + " is not \"once\", \"loop\" or \"back_and_forth\": the game "
+      texts.push_back("the mode " + quoted(mode) +
+                      " is not \"once\", \"loop\" or \"back_and_forth\": the game "
                       "walks it as \"once\"");
     }
   }
@@ -123,8 +125,9 @@ std::vector<Finding> package_findings(const Value& document) {
       findings.push_back({Level::Warning, id, std::nullopt, std::move(text)});
     }
     if (!starts_from_position(actor) && !path.has("speed")) {
-      findings.push_back({Level::Warning, id, std::nullopt, "a model's route without a speed: the game walks it "
-                                                            "at its own pace"});
+      findings.push_back({Level::Warning, id, std::nullopt,
+                          "a model's route without a speed: the game walks it "
+                          "at its own pace"});
     }
     route_points(actor, findings);
   }

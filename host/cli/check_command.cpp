@@ -47,8 +47,9 @@ bool store_packages(Workbench& bench, std::vector<std::string>& names) {
 
 CheckCommand::CheckCommand(CLI::App& app, const std::string& examples) : examples_(examples) {
   command_ = app.add_subcommand(
-      "check", "check whole packages: every walking route against the ground, and what was probably not meant; "
-               "exit status 0 when all passed, 1 when something failed, 2 when the check could not run");
+      "check",
+      "check whole packages: every walking route against the ground, and what was probably not meant; "
+      "exit status 0 when all passed, 1 when something failed, 2 when the check could not run");
   command_->add_option("PACKAGE", packages_, "the packages to check (default: every package of the store)");
   command_->add_option("--store", store_, "the store folder holding the mod packages (default: the current folder)")
       ->type_name("DIR");

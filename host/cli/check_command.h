@@ -4,17 +4,16 @@
 #ifndef PATHWRIGHT_HOST_CLI_CHECK_COMMAND_H_
 #define PATHWRIGHT_HOST_CLI_CHECK_COMMAND_H_
 
+#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
-
-#include <CLI/CLI.hpp>
 
 namespace host {
 
 class CheckCommand {
  public:
-  static constexpr int kExitPassed = 0;    // every route walkable, no error finding
-  static constexpr int kExitFailed = 1;    // a route with a problem, or an error finding
+  static constexpr int kExitPassed = 0;     // every route walkable, no error finding
+  static constexpr int kExitFailed = 1;     // a route with a problem, or an error finding
   static constexpr int kExitCannotRun = 2;  // no package, no ground source, bad flags
 
   // Adds the "check" subcommand to `app`; `examples` is the folder holding the demo store.

@@ -15,8 +15,8 @@
 namespace host {
 
 struct GroupedCommand {
-  std::string route;          // a route command that changes the package, e.g. "add_route_point"
-  mods::json::Value params;   // its parameters; they name the group's package
+  std::string route;         // a route command that changes the package, e.g. "add_route_point"
+  mods::json::Value params;  // its parameters; they name the group's package
 };
 
 // Runs `commands` in order on a working copy of the package that `params` names (and whose "id" the

@@ -52,7 +52,8 @@ class DetourTest : public ::testing::Test {
 
   Value run(const std::string& method, std::string& error, bool& ok) {
     const Value params = obj({{"id", str("m")}, {"from", num(1)}});
-    return method == "suggest" ? suggest_detour(session_, params, error, ok) : apply_detour(session_, params, error, ok);
+    return method == "suggest" ? suggest_detour(session_, params, error, ok)
+                               : apply_detour(session_, params, error, ok);
   }
 
   // Applies the detour and answers its points after check_route passed every segment of the new walk.
@@ -65,7 +66,8 @@ class DetourTest : public ::testing::Test {
     EXPECT_TRUE(checked.ok) << checked.error;
     for (const Value& segment : checked.result.get("segments").items) EXPECT_TRUE(segment.get("ok").boolean);
     EXPECT_EQ(checked.result.get("segments"), answer.get("check").get("segments"));
-    const std::vector<Value>& stored = session_.packages["windfall"].document["actors"].items[0]["path"]["points"].items;
+    const std::vector<Value>& stored =
+        session_.packages["windfall"].document["actors"].items[0]["path"]["points"].items;
     const std::vector<Value>& points = answer.get("points").items;
     EXPECT_EQ(std::vector<Value>(stored.begin() + 1, stored.end() - 1), points) << "inserted as suggested";
     return points;
@@ -93,8 +95,8 @@ TEST_F(DetourTest, ABlockOnFlatGroundIsWalkedAroundInOneChange) {
 
 TEST_F(DetourTest, AWallWithARampAtOneEndIsCrossedOverTheRamp) {
   game::WorldMesh mesh;
-  mesh.add_floor(-kHalf, 0, -kHalf, kHalf, 0);    // low ground
-  mesh.add_floor(0, kHalf, -kHalf, kHalf, 300);   // high ground behind the wall at x = 0
+  mesh.add_floor(-kHalf, 0, -kHalf, kHalf, 0);                                  // low ground
+  mesh.add_floor(0, kHalf, -kHalf, kHalf, 300);                                 // high ground behind the wall at x = 0
   mesh.add_quad({-600, 0, 400}, {-600, 0, 600}, {0, 300, 600}, {0, 300, 400});  // the ramp, facing up
   walk(mesh, point(-300, 0, 0), point(300, 300, 0));
   bool on_ramp = false;
@@ -131,7 +133,9 @@ TEST_F(DetourTest, RefusesWhatItCannotSearch) {
       {.name = "no such segment",
        .params = obj({{"id", str("m")}, {"from", num(2)}}),
        .error = "no segment of m's walk starts at point 2"},
-      {.name = "from missing", .params = obj({{"id", str("m")}}), .error = "no segment of m's walk starts at point \"from\""},
+      {.name = "from missing",
+       .params = obj({{"id", str("m")}}),
+       .error = "no segment of m's walk starts at point \"from\""},
   };
   for (const auto& c : cases) {
     std::string error;

@@ -1,8 +1,7 @@
 // `pathwright check` end to end: the real binary on the demo store with the in-process island, and on a
 // store of its own with an OBJ floor as the ground; the report's text, its JSON and the exit status.
-#include <sys/wait.h>
-
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -55,7 +54,8 @@ std::string file_text(const std::string& path) {
 
 Outcome check(const Scratch& scratch, const std::string& args) {
   const std::string out = scratch.path("out.txt"), err = scratch.path("err.txt");
-  const std::string command = std::string("'") + PATHWRIGHT_BINARY + "' check " + args + " >'" + out + "' 2>'" + err + "'";
+  const std::string command =
+      std::string("'") + PATHWRIGHT_BINARY + "' check " + args + " >'" + out + "' 2>'" + err + "'";
   const int raw = std::system(command.c_str());
   return {.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, .out = file_text(out), .err = file_text(err)};
 }
@@ -150,8 +150,8 @@ TEST(CheckCommand, SetRouteWarnsOfSettingsTheGameWillNotUse) {
   Scratch scratch;
   scratch.write("store/yard.json", kYard);
   const std::string command = std::string("'") + PATHWRIGHT_BINARY + "' call --store '" + scratch.path("store") +
-                              "' set_route '{\"id\": \"walker\", \"pauses\": \"often\"}' >'" +
-                              scratch.path("out.txt") + "'";
+                              "' set_route '{\"id\": \"walker\", \"pauses\": \"often\"}' >'" + scratch.path("out.txt") +
+                              "'";
   ASSERT_EQ(std::system(command.c_str()), 0);
   EXPECT_EQ(file_text(scratch.path("out.txt")),
             "{\n  \"id\": \"walker\",\n  \"warnings\": [\n    \"the pauses \\\"often\\\" are neither true, false "

@@ -23,8 +23,8 @@ TEST_F(GroupedChange, SeveralCommandsAreOneHistoryEntryThatOneUndoRemoves) {
   std::vector<Value> results;
   std::string error;
   ASSERT_TRUE(host::grouped_change(*session, parse(R"({"package": "windfall", "id": "walker"})"), "Two more points",
-                                   add_points({R"({"x": 1, "y": 0, "z": 5})", R"({"x": 2, "y": 0, "z": 5})"}),
-                                   results, error))
+                                   add_points({R"({"x": 1, "y": 0, "z": 5})", R"({"x": 2, "y": 0, "z": 5})"}), results,
+                                   error))
       << error;
   ASSERT_EQ(results.size(), 2u);
   EXPECT_EQ(results[1].get("point").number, 3);
@@ -41,7 +41,8 @@ TEST_F(GroupedChange, SeveralCommandsAreOneHistoryEntryThatOneUndoRemoves) {
 
 TEST_F(GroupedChange, AFailingCommandLeavesThePackageAndHistoryUntouched) {
   const Value before = document();
-  std::vector<host::GroupedCommand> commands = add_points({R"({"x": 1, "y": 0, "z": 5})", R"({"x": 2, "y": 0, "z": 5})"});
+  std::vector<host::GroupedCommand> commands =
+      add_points({R"({"x": 1, "y": 0, "z": 5})", R"({"x": 2, "y": 0, "z": 5})"});
   commands[1].params["after"] = Value::of(99.0);
   std::vector<Value> results;
   std::string error;
