@@ -120,6 +120,19 @@ TEST_F(DetourTest, ACliffWithNoWayDownWithinTheBoundIsAClearError) {
   EXPECT_EQ(session_.packages["windfall"].document, before) << "nothing changed";
 }
 
+TEST_F(DetourTest, ASegmentThatPassesNeedsNoPointsEvenBesideAWallTooHighForTheChecksProbes) {
+  game::WorldMesh mesh;
+  mesh.add_floor(-kHalf, kHalf, -kHalf, kHalf, 0);
+  mesh.add_floor(-100, 100, -100, 100, 500);  // above the check's probes: the check does not see it
+  walk(mesh, point(-500, 0, 0), point(500, 0, 0));
+  std::string error;
+  bool ok = false;
+  const Value answer = run("suggest", error, ok);
+  ASSERT_TRUE(ok) << error;
+  EXPECT_EQ(answer.get("points"), Value::array());
+  EXPECT_EQ(answer.get("ratio").number, 1);
+}
+
 TEST_F(DetourTest, RefusesWhatItCannotSearch) {
   game::WorldMesh mesh;
   mesh.add_floor(-kHalf, kHalf, -kHalf, kHalf, 0);
