@@ -12,6 +12,7 @@
 
 #include "host/cli/install_paths.h"
 #include "host/cli/map_command.h"
+#include "host/cli/check_command.h"
 #include "host/cli/stdio_server.h"
 #include "host/cli/tour.h"
 #include "host/cli/workbench.h"
@@ -215,6 +216,8 @@ int run(int argc, char** argv) {
       ->type_name("DIR")
       ->default_val(host::shared_data_path("examples"));
 
+  host::CheckCommand check_command(app, flags.examples);
+
   // CLI11 would only say that a subcommand is required.
   const auto named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(named).empty()) {
@@ -230,6 +233,7 @@ int run(int argc, char** argv) {
   if (serve_command->parsed()) return serve(flags);
   if (call_command->parsed()) return call(flags, method, params_text);
   if (map_command->parsed()) return map(flags, map_options);
+  if (check_command.parsed()) return check_command.run();
   return host::run_tour(flags.examples, std::cout) ? 0 : kExitFailed;
 }
 

@@ -4,6 +4,7 @@
 
 #include "game/game_world.h"
 #include "game/local_live_game.h"
+#include "host/check/check_commands.h"
 #include "host/cli/temp_folder.h"
 #include "host/store/host_session.h"
 
@@ -34,7 +35,9 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
 
   Workbench* self = bench.get();
   if (options.demo) {
-    bench->world_ = game::GameWorld::island(options.manual_clock ? game::Clock::Manual : game::Clock::Real, error);
+    const game::Clock clock = options.manual_clock ? game::Clock::Manual : game::Clock::Real;
+    bench->world_ = options.world_file.empty() ? game::GameWorld::island(clock, error)
+                                               : game::GameWorld::from_obj(options.world_file, clock, error);
     if (!bench->world_) return nullptr;
     bench->local_ = std::make_unique<game::LocalLiveGame>(*bench->world_);
   } else if (options.use_game) {
@@ -175,6 +178,11 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
       outcome = advance_command(params);
     } else {
       outcome.result = session_->dispatch_route(method, params, outcome.error, outcome.ok, outcome.handled);
+      if (outcome.ok && method == "set_route") add_settings_warnings(*session_, params, outcome.result);
+      if (!outcome.handled) {
+        outcome.error.clear();
+        outcome.result = check_command(*session_, method, params, outcome.error, outcome.ok, outcome.handled);
+      }
       if (!outcome.handled) {
         outcome.error.clear();
         outcome.result = session_->host_command(method, params, outcome.error, outcome.ok, outcome.handled);

@@ -29,6 +29,7 @@ struct WorkbenchOptions {
   std::string store_dir;          // "" with `demo`: a temporary copy of the demo store
   bool demo = false;              // run the simulated game in this process
   bool manual_clock = false;      // with `demo`: the game's time stands still until advance_game
+  std::string world_file;         // with `demo`: an OBJ mesh as the in-process game's world, not the island
   bool use_game = false;          // connect to the game at `game`
   GameAddress game;
   double game_timeout_seconds = GameLink::kDefaultTimeoutSeconds;

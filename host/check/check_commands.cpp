@@ -1,0 +1,39 @@
+#include "host/check/check_commands.h"
+
+#include "host/check/detour.h"
+#include "host/check/package_check.h"
+#include "host/check/route_findings.h"
+
+namespace host {
+
+using mods::json::Value;
+
+Value check_command(editor::Session& session, const std::string& method, const Value& params, std::string& error,
+                    bool& ok, bool& handled) {
+  ok = false;
+  handled = true;
+  if (method == "check_package") return check_package(session, params, error, ok);
+  if (method == "suggest_detour") return suggest_detour(session, params, error, ok);
+  if (method == "apply_detour") return apply_detour(session, params, error, ok);
+  handled = false;
+  return Value();
+}
+
+void add_settings_warnings(editor::Session& session, const Value& params, Value& result) {
+  std::string error;
+  const editor::Session::Package* package = session.package(params, error);
+  if (package == nullptr || !result.is_object()) return;
+  const std::string id = params.get("id").string("");
+  // set_route edits the first actor with the id.
+  for (const Value& actor : package->document.get("actors").items) {
+    if (actor.get("id").string("") != id) continue;
+    const std::vector<std::string> texts = settings_warnings(actor.get("path"));
+    if (texts.empty()) return;
+    Value& warnings = result["warnings"];
+    warnings = Value::array();
+    for (const std::string& text : texts) warnings.items.push_back(Value::of(text));
+    return;
+  }
+}
+
+}  // namespace host

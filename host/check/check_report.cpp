@@ -1,0 +1,64 @@
+#include "host/check/check_report.h"
+
+#include "host/json_text/json_text.h"
+
+namespace host {
+namespace {
+
+using mods::json::Value;
+
+std::string number_text(const Value& value) {
+  std::string text, error;
+  return print_json(value, JsonLayout::Compact, text, error) ? text : "?";
+}
+
+std::string point_text(const Value& point) {
+  std::string text = "(";
+  text.append(number_text(point.get("x"))).append(", ").append(number_text(point.get("y")));
+  text.append(", ").append(number_text(point.get("z"))).append(")");
+  return text;
+}
+
+std::size_t count(const Value& answer, const char* key) {
+  return static_cast<std::size_t>(answer.get("counts").get(key).number);
+}
+
+void route_lines(const std::string& file, const Value& route, std::string& out) {
+  const std::string prefix = file + ": " + route.get("id").string("") + ": ";
+  if (route.has("problem")) out += prefix + route.get("problem").string("") + "\n";
+  for (const Value& segment : route.get("segments").items) {
+    if (segment.get("ok").boolean) continue;
+    out += prefix + "segment " + number_text(segment.get("from")) + " to " + number_text(segment.get("to")) + ": " +
+           segment.get("problem").string("") + " at " + point_text(segment.get("at")) + "\n";
+  }
+}
+
+}  // namespace
+
+std::string check_report(const Value& answer) {
+  const std::string file = answer.get("package").string("") + ".json";
+  std::string out;
+  for (const Value& finding : answer.get("findings").items) {
+    out += file + ": " + finding.get("id").string("") + ": ";
+    if (finding.has("point")) out += "point " + number_text(finding.get("point")) + ": ";
+    out += finding.get("level").string("") + ": " + finding.get("text").string("") + "\n";
+  }
+  for (const Value& route : answer.get("routes").items) route_lines(file, route, out);
+  out += file + ": " + std::to_string(count(answer, "actors")) + " actors, " + std::to_string(count(answer, "routes")) +
+         " routes: ";
+  if (answer.get("checked").boolean) {
+    out += std::to_string(count(answer, "routes_ok")) + " ok, " +
+           std::to_string(count(answer, "routes_with_problems")) + " with problems";
+  } else {
+    out += "not checked (" + answer.get("game").string("") + ")";
+  }
+  out += "; " + std::to_string(count(answer, "errors")) + " errors, " + std::to_string(count(answer, "warnings")) +
+         " warnings\n";
+  return out;
+}
+
+bool check_passed(const Value& answer) {
+  return answer.get("checked").boolean && count(answer, "routes_with_problems") == 0 && count(answer, "errors") == 0;
+}
+
+}  // namespace host

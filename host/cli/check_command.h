@@ -1,0 +1,40 @@
+// `pathwright check`: checks whole packages (findings and every walking route against the ground of
+// the game, the simulated island or an OBJ mesh) and prints a report to read like a compiler's, or JSON.
+// The command object owns its flags; registered on the application before parsing, run after it.
+#ifndef PATHWRIGHT_HOST_CLI_CHECK_COMMAND_H_
+#define PATHWRIGHT_HOST_CLI_CHECK_COMMAND_H_
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+namespace host {
+
+class CheckCommand {
+ public:
+  static constexpr int kExitPassed = 0;     // every route walkable, no error finding
+  static constexpr int kExitFailed = 1;     // a route with a problem, or an error finding
+  static constexpr int kExitCannotRun = 2;  // no package, no ground source, bad flags
+
+  // Adds the "check" subcommand to `app`; `examples` is the folder holding the demo store.
+  CheckCommand(CLI::App& app, const std::string& examples);
+
+  bool parsed() const { return command_->parsed(); }
+  // Runs the check the flags describe: the report on standard output, problems that stop it on
+  // standard error. Answers the exit status.
+  int run() const;
+
+ private:
+  CLI::App* command_;
+  std::string store_;
+  std::vector<std::string> packages_;
+  std::string game_;
+  bool demo_ = false;
+  std::string world_;
+  std::string format_ = "text";
+  std::string examples_;
+};
+
+}  // namespace host
+
+#endif  // PATHWRIGHT_HOST_CLI_CHECK_COMMAND_H_

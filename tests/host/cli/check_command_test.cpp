@@ -1,0 +1,161 @@
+// `pathwright check` end to end: the real binary on the demo store with the in-process island, and on a
+// store of its own with an OBJ floor as the ground; the report's text, its JSON and the exit status.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "host/json_text/json_text.h"
+#include "json/value.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using mods::json::Value;
+
+struct Outcome {
+  int status = -1;
+  std::string out;  // standard output only
+  std::string err;
+};
+
+// A folder of its own under the system's temporary folder, removed with everything in it.
+class Scratch {
+ public:
+  Scratch() {
+    std::string pattern = (fs::temp_directory_path() / "pathwright-check-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
+    path_ = pattern;
+  }
+  ~Scratch() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  }
+  std::string write(const std::string& name, const std::string& text) const {
+    fs::create_directories((path_ / name).parent_path());
+    std::ofstream(path_ / name) << text;
+    return (path_ / name).string();
+  }
+  std::string path(const std::string& name) const { return (path_ / name).string(); }
+
+ private:
+  fs::path path_;
+};
+
+std::string file_text(const std::string& path) {
+  std::stringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
+Outcome check(const Scratch& scratch, const std::string& args) {
+  const std::string out = scratch.path("out.txt"), err = scratch.path("err.txt");
+  const std::string command =
+      std::string("'") + PATHWRIGHT_BINARY + "' check " + args + " >'" + out + "' 2>'" + err + "'";
+  const int raw = std::system(command.c_str());
+  return {.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, .out = file_text(out), .err = file_text(err)};
+}
+
+const std::string kExamples = std::string("--examples '") + PATHWRIGHT_EXAMPLES_DIR + "'";
+
+// A floor from (0, 0) to (1000, 1000) at height 0, and a store whose one package walks a resident over it
+// and another off its edge.
+const char* const kFloor = "v 0 0 0\nv 1000 0 0\nv 1000 0 1000\nv 0 0 1000\nf 1 2 3 4\n";
+const char* const kYard = R"({"actors": [
+  {"actor": "resident", "id": "walker", "parameters": {"resident": "ub3"}, "position": {"x": 100, "y": 0, "z": 100},
+   "path": {"mode": "once", "points": [{"x": 900, "y": 0, "z": 100}]}},
+  {"actor": "resident", "id": "stray", "parameters": {"resident": "ub3"}, "position": {"x": 100, "y": 0, "z": 500},
+   "path": {"mode": "circle", "points": [{"x": 1500, "y": 0, "z": 500}]}}]})";
+
+TEST(CheckCommand, DemoStoreOnTheIslandReportsTheDropsLikeACompiler) {
+  Scratch scratch;
+  const Outcome run = check(scratch, "--demo " + kExamples);
+  EXPECT_EQ(run.status, 1) << run.err;
+  EXPECT_EQ(run.out,
+            "windfall.json: young_man_um2: segment 0 to 1: a drop at (1525, 45.8, 800)\n"
+            "windfall.json: young_man_um2: segment 2 to 3: a step up too high (a wall) at (1500, 50, -800)\n"
+            "windfall.json: young_man_um2: segment 3 to 4: the ground is far from the route's height at "
+            "(1075, 287.5, -800)\n"
+            "windfall.json: 30 actors, 15 routes: 14 ok, 1 with problems; 0 errors, 0 warnings\n");
+}
+
+TEST(CheckCommand, JsonFormatHoldsOneCheckPackageAnswerPerPackage) {
+  Scratch scratch;
+  const Outcome run = check(scratch, "--demo --format json windfall " + kExamples);
+  EXPECT_EQ(run.status, 1) << run.err;
+  Value answer;
+  host::JsonTextError error;
+  ASSERT_TRUE(host::parse_json(run.out, answer, error)) << error.message();
+  const Value& packages = answer.get("packages");
+  ASSERT_EQ(packages.items.size(), 1u);
+  EXPECT_EQ(packages.items[0].get("counts").get("routes_with_problems").number, 1);
+  EXPECT_EQ(packages.items[0].get("routes").items.size(), 15u);
+}
+
+TEST(CheckCommand, WorldMeshChecksAStoreWithNoGameRunning) {
+  Scratch scratch;
+  const std::string floor = scratch.write("floor.obj", kFloor);
+  scratch.write("store/yard.json", kYard);
+  const std::string store = "--store '" + scratch.path("store") + "' --world '" + floor + "'";
+  const Outcome run = check(scratch, store);
+  EXPECT_EQ(run.status, 1) << run.err;
+  EXPECT_EQ(run.out,
+            "yard.json: stray: warning: the mode \"circle\" is not \"once\", \"loop\" or \"back_and_forth\": the "
+            "game walks it as \"once\"\n"
+            "yard.json: stray: segment 0 to 1: no ground at (1025, 0, 500)\n"
+            "yard.json: 2 actors, 2 routes: 1 ok, 1 with problems; 0 errors, 1 warnings\n");
+
+  // Once the stray stays on the floor, everything passes.
+  std::string fixed = kYard;
+  fixed.replace(fixed.find("1500"), 4, "900");
+  scratch.write("store/yard.json", fixed);
+  EXPECT_EQ(check(scratch, store).status, 0);
+}
+
+TEST(CheckCommand, ExitsTwoWhenTheCheckCannotRun) {
+  Scratch scratch;
+  const std::string floor = scratch.write("floor.obj", kFloor);
+  scratch.write("store/yard.json", kYard);
+  scratch.write("empty/readme.txt", "no packages here");
+  const std::string store = "--store '" + scratch.path("store") + "'";
+  const struct {
+    const char* name;
+    std::string args;
+    std::string err;
+  } cases[] = {
+      {.name = "no ground source", .args = store, .err = ""},
+      {.name = "package not in the store",
+       .args = store + " nosuch --world '" + floor + "'",
+       .err = "pathwright check: nosuch: no package \"nosuch\" in the store\n"},
+      {.name = "store without packages",
+       .args = "--store '" + scratch.path("empty") + "' --world '" + floor + "'",
+       .err = "pathwright check: the store holds no package\n"},
+      {.name = "two ground sources", .args = store + " --demo --world '" + floor + "'", .err = ""},
+  };
+  for (const auto& c : cases) {
+    const Outcome run = check(scratch, c.args);
+    EXPECT_EQ(run.status, 2) << c.name << ": " << run.err;
+    if (!c.err.empty()) {
+      EXPECT_EQ(run.err, c.err) << c.name;
+    }
+  }
+  EXPECT_NE(check(scratch, store).out.find("not checked (the game is not running)"), std::string::npos);
+}
+
+TEST(CheckCommand, SetRouteWarnsOfSettingsTheGameWillNotUse) {
+  Scratch scratch;
+  scratch.write("store/yard.json", kYard);
+  const std::string command = std::string("'") + PATHWRIGHT_BINARY + "' call --store '" + scratch.path("store") +
+                              "' set_route '{\"id\": \"walker\", \"pauses\": \"often\"}' >'" + scratch.path("out.txt") +
+                              "'";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  EXPECT_EQ(file_text(scratch.path("out.txt")),
+            "{\n  \"id\": \"walker\",\n  \"warnings\": [\n    \"the pauses \\\"often\\\" are neither true, false "
+            "nor a number of seconds from 0\"\n  ]\n}\n");
+}
+
+}  // namespace
