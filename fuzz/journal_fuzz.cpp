@@ -4,10 +4,12 @@
 // checksums or the file's hash itself). Files go to a temporary store folder kept for the whole run.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <string_view>
 
