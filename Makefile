@@ -1,8 +1,10 @@
 # Front door: `make demo` runs the guided tour on the built-in defaults, `make test` runs every test in
-# the release and the sanitizer builds. Both install missing Debian packages first.
+# the release and the sanitizer builds, `make fuzz` runs each fuzzing harness for FUZZ_SECONDS. All install
+# missing Debian packages first.
 JOBS ?= 2
+FUZZ_SECONDS ?= 60
 
-.PHONY: deps demo test release sanitize bench clean
+.PHONY: deps demo test release sanitize fuzz bench clean
 
 deps:
 	@tools/install-deps
@@ -21,6 +23,11 @@ demo: release
 test: release sanitize
 	ctest --preset release
 	ctest --preset sanitize
+
+fuzz: deps
+	cmake --preset fuzz >/dev/null
+	cmake --build --preset fuzz -j $(JOBS)
+	tools/run-fuzzers build/fuzz $(FUZZ_SECONDS)
 
 bench: release
 	tools/run-benchmarks build/release
