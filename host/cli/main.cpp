@@ -21,12 +21,14 @@ using host::WorkbenchOptions;
 
 constexpr int kExitFailed = 1;      // the command failed
 constexpr int kExitBadUsage = 2;    // unknown method, bad flags or parameters
+constexpr double kCallLockWaitSeconds = 10;  // s; how long `call` waits for another `call` to let go of the store
 
 struct Flags {
   std::string store;
   std::string game;
   double game_timeout = host::GameLink::kDefaultTimeoutSeconds;
   bool demo = false;
+  double lock_wait = 0;  // s; `serve` never waits: it refuses a store that another process holds
   std::string examples = PATHWRIGHT_EXAMPLES_DIR;
 };
 
@@ -54,6 +56,7 @@ std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status) {
   options.demo = flags.demo;
   options.examples_dir = flags.examples;
   options.game_timeout_seconds = flags.game_timeout;
+  options.lock_wait_seconds = flags.lock_wait;
   std::string error;
   if (!flags.game.empty()) {
     if (flags.demo) {
@@ -68,9 +71,11 @@ std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status) {
     }
     options.use_game = true;
   }
-  auto bench = Workbench::open(options, error);
+  bool held = false;
+  auto bench = Workbench::open(options, error, held);
   if (!bench) {
     std::cerr << "pathwright: " << error << "\n";
+    if (held) std::cerr << "pathwright: one process at a time edits a store; try again when it has finished\n";
     status = kExitFailed;
     return nullptr;
   }
@@ -144,6 +149,10 @@ int run(int argc, char** argv) {
               "(exit status 1, or 2 for an unknown method or bad usage)");
   add_store_flags(*call_command, flags);
   call_command->add_option("METHOD", method, "the command, e.g. add_route_point, undo, status")->required();
+  call_command->add_option("--lock-wait", flags.lock_wait, "seconds to wait while another process holds the store")
+      ->check(CLI::NonNegativeNumber)
+      ->type_name("SECONDS")
+      ->default_val(kCallLockWaitSeconds);
   call_command->add_option("PARAMS", params_text, "the command's parameters as a JSON object, e.g. '{\"id\":\"gate_guard\"}'");
 
   CLI::App* tour_command = app.add_subcommand(

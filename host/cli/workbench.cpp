@@ -6,6 +6,7 @@
 #include "game/local_live_game.h"
 #include "host/cli/temp_folder.h"
 #include "host/store/host_session.h"
+#include "host/store/store_lock.h"
 
 namespace host {
 namespace {
@@ -16,7 +17,8 @@ constexpr const char* kDemoStore = "windfall";  // the folder under the examples
 
 }  // namespace
 
-std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std::string& error) {
+std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std::string& error, bool& store_held) {
+  store_held = false;
   std::unique_ptr<Workbench> bench(new Workbench());
   bench->options_ = options;
   // Without --store: the current folder, or for --demo a private copy of the demo store.
@@ -31,6 +33,10 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
   bench->options_.store_dir = store_dir;
   bench->session_ = HostSession::open(store_dir, error);
   if (!bench->session_) return nullptr;
+  bench->lock_ = StoreLock::take(bench->session_->store_dir(), options.lock_wait_seconds, store_held, error);
+  if (!bench->lock_) return nullptr;
+  int removed = 0;
+  if (!bench->session_->remove_interrupted_saves(removed, error)) return nullptr;
 
   Workbench* self = bench.get();
   if (options.demo) {

@@ -54,6 +54,12 @@ class HostSession : public editor::Session {
   // Folds everything now. On false, `error` says which package could not be saved and why (the first).
   bool flush(std::string& error);
 
+  // Removes what saves cut short by a crash left behind: NAME.json.tmp-XXXXXX in the store and
+  // NAME.journal.tmp-XXXXXX in its journal folder, nothing else. Call only while holding the store's lock
+  // (another process's save may be under way otherwise). On false, `error` names the first file that could
+  // not be removed; the others were still tried. `removed` counts what went.
+  bool remove_interrupted_saves(int& removed, std::string& error);
+
   const std::string& store_dir() const;
   std::vector<std::string> loaded_package_names() const;
 
