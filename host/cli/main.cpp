@@ -83,7 +83,8 @@ std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status) {
   return bench;
 }
 
-int serve(const Flags& flags) {
+int serve(Flags flags) {
+  flags.lock_wait = 0;  // another process editing the store is a reason to refuse, not to wait
   int status = 0;
   auto bench = open_bench(flags, status);
   if (!bench) return status;
