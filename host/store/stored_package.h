@@ -28,6 +28,9 @@ class StoredPackage {
   static constexpr std::chrono::milliseconds kFoldAfter{400};
   // A journal is rewritten as its history alone once it is this large and more than twice that history.
   static constexpr std::uint64_t kCompactAboveBytes = 256 * 1024;  // bytes
+  // The coarsest file time stamp we allow for (2 s on FAT; 1 s on older file systems; the kernel's tick
+  // elsewhere): a file whose time lies this close to when we last knew its content is hashed, not trusted.
+  static constexpr std::int64_t kTimestampGranularityNs = 2'000'000'000;  // ns
 
   // Loads package `name` from `store` (which must outlive it): NAME.json, then its journal; changes the
   // journal holds beyond the file (a crash came before the checkpoint) are applied and saved first. On
@@ -68,6 +71,7 @@ class StoredPackage {
   StoredPackage(PackageStore& store, std::string name);
   bool read_journal(const std::string& file_bytes, std::string& error);
   bool replay(const JournalContents& contents, long start);
+  static std::int64_t wall_clock_ns();
   bool unchanged_on_disk(std::string& error);
   bool ready_to_record(std::string& error);
   bool append(const std::string& bytes, std::string& error);
@@ -81,6 +85,7 @@ class StoredPackage {
   editor::Session::Package package_;
   ChangeHistory history_;
   FileIdentity identity_;  // NAME.json as last read or written: any other version was written by others
+  std::int64_t known_at_ns_ = 0;  // wall clock (ns) just before `identity_`'s content was last read or written
   FileVersion version_;    // the same version's content hash and size, as checkpoints name it
   JournalState journal_state_ = JournalState::Missing;
   std::unique_ptr<AppendFile> journal_;  // opened on the first append

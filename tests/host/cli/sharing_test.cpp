@@ -95,6 +95,33 @@ TEST(Sharing, CallWaitsForTheBoundThenNamesTheHolder) {
   EXPECT_EQ(run({"call", "--store", store->path(), "--lock-wait", "5", "status"}, output), 0) << output;
 }
 
+// The fault: a hand edit in place that kept the size and landed in the same time stamp as the editor's
+// last save went unnoticed, and the next save overwrote it.
+TEST(Sharing, SameSizeHandEditWithTheSameTimeIsFound) {
+  auto store = demo_store();
+  ASSERT_NE(store, nullptr);
+  const std::string file = store->path() + "/windfall.json";
+  Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()});
+  ASSERT_TRUE(server.call("add_route_point", parse(R"({"id":"gate_guard","position":{"x":3,"y":100,"z":4}})"))
+                  .has("result"));
+  const std::string saved = file_text(file);
+  for (int tries = 0; file_text(file) == saved && tries < 100; ++tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // until the change is folded into the file
+  }
+  const std::string folded = file_text(file);
+  ASSERT_NE(folded, saved) << "the change was never saved";
+  const auto stamp = std::filesystem::last_write_time(file);
+  std::string edited = folded;
+  edited.replace(edited.find("gate_guard"), 10, "gate_guarx");
+  std::ofstream(file, std::ios::binary | std::ios::in | std::ios::out) << edited;  // in place, same inode
+  std::filesystem::last_write_time(file, stamp);
+  const Value refused = server.call("move_route_point", parse(R"({"id":"bar_sailor_sa1","point":1,"position":{"x":1,"y":100,"z":1}})"));
+  EXPECT_NE(refused.get("error").get("message").str.find("changed outside the editor"), std::string::npos)
+      << compact(refused);
+  EXPECT_EQ(server.finish(), 0);
+  EXPECT_EQ(file_text(file), edited) << "the hand edit was overwritten";
+}
+
 // The fault: temporaries of saves that a kill cut short stayed in the store for ever.
 TEST(Sharing, OpeningRemovesOnlyTemporariesOfInterruptedSaves) {
   auto store = demo_store();
