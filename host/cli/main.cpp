@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "host/cli/shared_workbench.h"
 #include "host/cli/stdio_server.h"
 #include "host/cli/tour.h"
 #include "host/cli/workbench.h"
@@ -89,7 +90,8 @@ int serve(Flags flags) {
   auto bench = open_bench(flags, status);
   if (!bench) return status;
   std::string error;
-  status = host::serve_stdio(*bench, error);
+  host::SharedWorkbench shared(*bench);
+  status = host::serve_stdio(shared, error);
   if (status != 0) std::cerr << "pathwright: " << error << "\n";
   return status;
 }

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "host/cli/json_rpc.h"
+#include "host/cli/shared_workbench.h"
 #include "host/cli/workbench.h"
 
 namespace host {
@@ -32,9 +33,12 @@ bool blank(std::string_view line) {
 }  // namespace
 
 int serve_stdio(Workbench& bench, std::string& error) {
-  JsonRpcServer server([&bench](const std::string& method, const mods::json::Value& params) {
-    return bench.run(method, params);
-  });
+  SharedWorkbench shared(bench);
+  return serve_stdio(shared, error);
+}
+
+int serve_stdio(SharedWorkbench& bench, std::string& error) {
+  JsonRpcServer server(bench.runner());
   std::string pending;
   bool open = true;
   bool output_open = true;

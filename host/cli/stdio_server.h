@@ -8,6 +8,7 @@
 
 namespace host {
 
+class SharedWorkbench;
 class Workbench;
 
 // How long the loop waits for input before it lets the store do its upkeep (ms).
@@ -16,6 +17,9 @@ constexpr int kIdlePollMs = 150;
 // Serves until standard input ends (or standard output closes), then flushes the store. Answers 0 when
 // everything was saved; otherwise 1, with `error` saying why.
 int serve_stdio(Workbench& bench, std::string& error);
+// The same on a Workbench that other front ends of this process (the store's socket, the map) share: each
+// command and each upkeep runs with the Workbench to itself.
+int serve_stdio(SharedWorkbench& bench, std::string& error);
 
 }  // namespace host
 
