@@ -127,13 +127,14 @@ void Workbench::sync_game(const Value& params) {
   }
 }
 
-Value Workbench::status() const {
+Value Workbench::status() {
   Value status = Value::object();
   status["store"] = Value::of(options_.store_dir);
   status["packages"] = Value::array();
   for (const std::string& name : session_->loaded_package_names()) {
     status["packages"].items.push_back(Value::of(name));
   }
+  status["conflicts"] = session_->conflicts();
   status["game_timeout"] = Value::of(options_.game_timeout_seconds);
   Value& game = status["game"];
   game = Value::object();

@@ -69,7 +69,7 @@ class Workbench {
 
  private:
   Workbench() = default;
-  mods::json::Value status() const;
+  mods::json::Value status();
   void note(const std::string& text) const;
   void refresh_live_game();
   editor::LiveGame* game() const;

@@ -164,6 +164,11 @@ bool StoredPackage::unchanged_on_disk(std::string& error) {
   return false;
 }
 
+bool StoredPackage::in_conflict() {
+  std::string ignored;
+  return has_unfolded() && !unchanged_on_disk(ignored);
+}
+
 bool StoredPackage::ready_to_record(std::string& error) {
   if (!unchanged_on_disk(error)) return false;
   // A journal that may hold a record of a refused change must be rewritten before anything follows it.
@@ -290,6 +295,7 @@ bool StoredPackage::fold(std::string& error) {
     return false;
   }
   oldest_unfolded_.reset();
+  unfolded_labels_.clear();
   // Without a fitting journal the history is written afresh; a failure leaves the file saved and the
   // journal Broken, to be tried again with the next fold.
   if (!journal_fits || journal_wants_compacting()) {
@@ -375,6 +381,7 @@ bool StoredPackage::change(const std::string& label, const editor::Session::Edit
     return false;
   }
   if (!(record.change.before.get("id") == record.change.after.get("id"))) ids_indexed_ = false;
+  unfolded_labels_.push_back(label);
   history_.record(std::move(record.change));
   mark_unfolded();
   return true;
@@ -407,6 +414,7 @@ bool StoredPackage::step(bool back, std::string& label, std::string& error) {
   } else {
     history_.redo();
   }
+  unfolded_labels_.push_back((back ? "Undo: " : "Redo: ") + label);
   mark_unfolded();
   return true;
 }

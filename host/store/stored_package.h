@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "editor/session.h"
 #include "host/store/change_history.h"
@@ -50,6 +51,13 @@ class StoredPackage {
   // `label` is that change's label; on false nothing changed and `error` says why.
   bool undo(std::string& label, std::string& error);
   bool redo(std::string& label, std::string& error);
+
+  // True when answered changes wait for a checkpoint and the file was changed outside the editor: they can
+  // no longer be saved, only discarded by a reload.
+  bool in_conflict();
+  // The labels of the answered changes (undo and redo as "Undo: LABEL" / "Redo: LABEL") since the file
+  // last took them, oldest first. Changes replayed from a journal at open are folded at once and not listed.
+  const std::vector<std::string>& unfolded_labels() const { return unfolded_labels_; }
 
   // True when changes wait for a checkpoint and the oldest has waited kFoldAfter by `now`.
   bool fold_due(Clock::time_point now) const;
@@ -92,6 +100,7 @@ class StoredPackage {
   std::uint64_t journal_bytes_ = 0;      // whole records in the journal; beyond that lies a torn tail
   bool journal_torn_ = false;            // cut the torn tail before appending after it
   std::optional<Clock::time_point> oldest_unfolded_;
+  std::vector<std::string> unfolded_labels_;
   // Where the first actor of each id is, so that a change of a 50,000-actor package does not scan it.
   // Valid while no change altered an id and the actor count is what was indexed (edits never change it).
   std::unordered_map<std::string, std::size_t> first_actor_;
