@@ -13,6 +13,7 @@
 #include "host/cli/install_paths.h"
 #include "host/cli/map_command.h"
 #include "host/cli/check_command.h"
+#include "host/cli/shared_workbench.h"
 #include "host/cli/stdio_server.h"
 #include "host/cli/tour.h"
 #include "host/cli/workbench.h"
@@ -38,6 +39,8 @@ std::string check_game_timeout(const std::string& text) {
   return "";
 }
 
+constexpr double kCallLockWaitSeconds = 10;  // s; how long `call` waits for another `call` to let go of the store
+
 struct Flags {
   std::string store;
   std::string game;
@@ -46,6 +49,7 @@ struct Flags {
   bool manual_clock = false;
   std::string examples = host::shared_data_path("examples");
   std::size_t max_request = host::kDefaultMaxRequestBytes;
+  double lock_wait = 0;  // s; `serve` never waits: it refuses a store that another process holds
 };
 
 void add_store_flags(CLI::App& command, Flags& flags) {
@@ -73,6 +77,7 @@ std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status) {
   options.manual_clock = flags.manual_clock;
   options.examples_dir = flags.examples;
   options.game_timeout_seconds = flags.game_timeout;
+  options.lock_wait_seconds = flags.lock_wait;
   std::string error;
   if (!flags.game.empty()) {
     if (flags.demo) {
@@ -87,9 +92,11 @@ std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status) {
     }
     options.use_game = true;
   }
-  auto bench = Workbench::open(options, error);
+  bool held = false;
+  auto bench = Workbench::open(options, error, held);
   if (!bench) {
     std::cerr << "pathwright: " << error << "\n";
+    if (held) std::cerr << "pathwright: one process at a time edits a store; try again when it has finished\n";
     status = kExitFailed;
     return nullptr;
   }
@@ -97,12 +104,14 @@ std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status) {
   return bench;
 }
 
-int serve(const Flags& flags) {
+int serve(Flags flags) {
+  flags.lock_wait = 0;  // another process editing the store is a reason to refuse, not to wait
   int status = 0;
   auto bench = open_bench(flags, status);
   if (!bench) return status;
   std::string error;
-  status = host::serve_stdio(*bench, error, flags.max_request);
+  host::SharedWorkbench shared(*bench);
+  status = host::serve_stdio(shared, error, flags.max_request);
   if (status != 0) std::cerr << "pathwright: " << error << "\n";
   return status;
 }
@@ -184,6 +193,10 @@ int run(int argc, char** argv) {
               "(exit status 1, or 2 for an unknown method or bad usage)");
   add_store_flags(*call_command, flags);
   call_command->add_option("METHOD", method, "the command, e.g. add_route_point, undo, status")->required();
+  call_command->add_option("--lock-wait", flags.lock_wait, "seconds to wait while another process holds the store")
+      ->check(CLI::NonNegativeNumber)
+      ->type_name("SECONDS")
+      ->default_val(kCallLockWaitSeconds);
   call_command->add_option("PARAMS", params_text, "the command's parameters as a JSON object, e.g. '{\"id\":\"gate_guard\"}'");
 
   host::map::MapServerOptions map_options;

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "host/cli/json_rpc.h"
+#include "host/cli/shared_workbench.h"
 #include "host/cli/workbench.h"
 
 namespace host {
@@ -38,9 +39,12 @@ std::string too_long_answer(std::size_t max_request) {
 }  // namespace
 
 int serve_stdio(Workbench& bench, std::string& error, std::size_t max_request) {
-  JsonRpcServer server([&bench](const std::string& method, const mods::json::Value& params) {
-    return bench.run(method, params);
-  });
+  SharedWorkbench shared(bench);
+  return serve_stdio(shared, error, max_request);
+}
+
+int serve_stdio(SharedWorkbench& bench, std::string& error, std::size_t max_request) {
+  JsonRpcServer server(bench.runner());
   std::string pending;
   bool open = true;
   bool output_open = true;

@@ -9,6 +9,7 @@
 
 namespace host {
 
+class SharedWorkbench;
 class Workbench;
 
 // How long the loop waits for input before it lets the store do its upkeep (ms).
@@ -21,6 +22,9 @@ constexpr std::size_t kDefaultMaxRequestBytes = std::size_t{16} << 20;  // 16 Mi
 // than `max_request` bytes is never held in memory: it is skipped to its newline and answered with an
 // invalid-request error. Answers 0 when everything was saved; otherwise 1, with `error` saying why.
 int serve_stdio(Workbench& bench, std::string& error, std::size_t max_request = kDefaultMaxRequestBytes);
+// The same on a Workbench that other front ends of this process (the store's socket, the map) share: each
+// command and each upkeep runs with the Workbench to itself.
+int serve_stdio(SharedWorkbench& bench, std::string& error, std::size_t max_request = kDefaultMaxRequestBytes);
 
 }  // namespace host
 

@@ -7,6 +7,7 @@
 #include "host/check/check_commands.h"
 #include "host/cli/temp_folder.h"
 #include "host/store/host_session.h"
+#include "host/store/store_lock.h"
 
 namespace host {
 namespace {
@@ -17,7 +18,8 @@ constexpr const char* kDemoStore = "windfall";  // the folder under the examples
 
 }  // namespace
 
-std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std::string& error) {
+std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std::string& error, bool& store_held) {
+  store_held = false;
   std::unique_ptr<Workbench> bench(new Workbench());
   bench->options_ = options;
   // Without --store: the current folder, or for --demo a private copy of the demo store.
@@ -32,6 +34,10 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
   bench->options_.store_dir = store_dir;
   bench->session_ = HostSession::open(store_dir, error);
   if (!bench->session_) return nullptr;
+  bench->lock_ = StoreLock::take(bench->session_->store_dir(), options.lock_wait_seconds, store_held, error);
+  if (!bench->lock_) return nullptr;
+  int removed = 0;
+  if (!bench->session_->remove_interrupted_saves(removed, error)) return nullptr;
 
   Workbench* self = bench.get();
   if (options.demo) {
@@ -128,13 +134,14 @@ void Workbench::sync_game(const Value& params) {
   }
 }
 
-Value Workbench::status() const {
+Value Workbench::status() {
   Value status = Value::object();
   status["store"] = Value::of(options_.store_dir);
   status["packages"] = Value::array();
   for (const std::string& name : session_->loaded_package_names()) {
     status["packages"].items.push_back(Value::of(name));
   }
+  status["conflicts"] = session_->conflicts();
   status["game_timeout"] = Value::of(options_.game_timeout_seconds);
   Value& game = status["game"];
   game = Value::object();

@@ -23,6 +23,7 @@ class LocalLiveGame;
 namespace host {
 
 class HostSession;
+class StoreLock;
 class TempFolder;
 
 struct WorkbenchOptions {
@@ -34,13 +35,20 @@ struct WorkbenchOptions {
   GameAddress game;
   double game_timeout_seconds = GameLink::kDefaultTimeoutSeconds;
   std::string examples_dir;       // holds windfall/, the demo store
+  double lock_wait_seconds = 0;   // how long to wait for another process to let go of the store
 };
 
 class Workbench {
  public:
-  // Opens the store (copying the demo store first when asked) and sets up the game. On null, `error`
-  // says why and nothing is left behind.
-  static std::unique_ptr<Workbench> open(const WorkbenchOptions& options, std::string& error);
+  // Opens the store (copying the demo store first when asked), takes its lock (waiting up to
+  // `lock_wait_seconds` for another process), removes what crashed saves left and sets up the game. On
+  // null, `error` says why (naming the process that holds the store, when that is why) and nothing is
+  // left behind; `store_held` tells that case apart.
+  static std::unique_ptr<Workbench> open(const WorkbenchOptions& options, std::string& error, bool& store_held);
+  static std::unique_ptr<Workbench> open(const WorkbenchOptions& options, std::string& error) {
+    bool store_held = false;
+    return open(options, error, store_held);
+  }
   ~Workbench();
 
   // Runs one command: "status", a route command or a host command. Before it, reconnects to the game
@@ -76,7 +84,7 @@ class Workbench {
 
  private:
   Workbench() = default;
-  mods::json::Value status() const;
+  mods::json::Value status();
   CallOutcome advance_command(const mods::json::Value& params);
   void note(const std::string& text) const;
   void refresh_live_game();
@@ -86,6 +94,7 @@ class Workbench {
 
   WorkbenchOptions options_;
   std::unique_ptr<TempFolder> temp_store_;  // outlives the session that works in it
+  std::unique_ptr<StoreLock> lock_;         // held while the session works in the store
   std::unique_ptr<HostSession> session_;
   std::unique_ptr<GameLink> link_;
   std::unique_ptr<game::GameWorld> world_;      // the in-process game, for --demo

@@ -1,8 +1,11 @@
 // The host's own commands on the store: listing packages and actors, the whole document, undo, redo,
 // history and reload. Results are JSON values for the front end to send as they are.
+#include <cerrno>
+#include <chrono>
 #include <ctime>
 
 #include "host/store/host_session.h"
+#include "host/json_text/json_text.h"
 #include "residents/walkers.h"
 
 namespace host {
@@ -123,6 +126,7 @@ Value HostSession::host_command(const std::string& method, const Value& params, 
   if (method == "packages") return list_packages(error, ok);
 
   if (method == "reload") {
+    Value kept = Value::object();
     std::string name;
     if (!resolve_name(params, name, error)) {
       ok = false;
@@ -134,7 +138,13 @@ Value HostSession::host_command(const std::string& method, const Value& params, 
       // file, the reload takes their version and the journal (with its history) is set aside.
       std::string ignored;
       it->second->fold(ignored);
+      Value discarded = Value::array();
+      if (it->second->in_conflict() && !keep_discarded(*it->second, discarded, error)) {
+        ok = false;  // the answered changes are still in memory and in the journal: nothing is dropped
+        return Value();
+      }
       packages_.erase(it);
+      if (!discarded.items.empty()) kept["discarded"] = std::move(discarded);
     }
     StoredPackage* stored = load(name, error);
     if (stored == nullptr) {
@@ -143,6 +153,10 @@ Value HostSession::host_command(const std::string& method, const Value& params, 
     }
     changed(*stored, "reload", "");
     Value result = with_package(name);
+    if (kept.has("discarded")) {
+      result["discarded"] = kept["discarded"];
+      result["kept_in"] = Value::of(store_->journal_folder() + "/" + name + kDiscardedSuffix);
+    }
     result["actors"] = Value::of(static_cast<double>(actors_of(stored->package().document).items.size()));
     result["changes"] = Value::of(static_cast<double>(stored->history().changes().size()));
     return result;
@@ -171,6 +185,45 @@ Value HostSession::host_command(const std::string& method, const Value& params, 
   Value result = with_package(name);
   result[undo ? "undone" : "redone"] = Value::of(label);
   return result;
+}
+
+// Appends one line to .pathwright/NAME.discarded: {"time", "labels", "document"}, the labels of the answered
+// changes a reload is about to drop and the editor's document that held them, so nothing is lost.
+bool HostSession::keep_discarded(StoredPackage& stored, Value& labels, std::string& error) {
+  const std::string& name = stored.package().name;
+  for (const std::string& label : stored.unfolded_labels()) labels.items.push_back(Value::of(label));
+  Value line = Value::object();
+  line["time"] = Value::of(iso_time(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                        std::chrono::system_clock::now().time_since_epoch())
+                                        .count()));
+  line["labels"] = labels;
+  line["document"] = stored.package().document;
+  const std::string path = store_->journal_folder() + "/" + name + kDiscardedSuffix;
+  std::string bytes, text, reason;
+  FileIdentity identity;
+  const int code = store_->files().read_file(path, bytes, identity);
+  StagedFile staged;
+  if ((code != 0 && code != ENOENT) || !print_json(line, JsonLayout::Compact, text, reason) ||
+      !store_->stage(path, bytes + text + "\n", 0644, staged, reason) || !store_->commit(staged, reason)) {
+    error = "the changes a reload of \"" + name + "\" would discard cannot be kept in \"" + path +
+            "\": " + (code != 0 && code != ENOENT ? error_text(code) : reason) + "; nothing was reloaded";
+    return false;
+  }
+  return true;
+}
+
+Value HostSession::conflicts() {
+  Value list = Value::array();
+  for (auto& [name, stored] : packages_) {
+    if (!stored->in_conflict()) continue;
+    Value entry = with_package(name);
+    entry["problem"] = Value::of("changed outside the editor while answered changes waited to be saved; "
+                                 "reload discards them (kept in .pathwright/" + name + kDiscardedSuffix + ")");
+    entry["waiting"] = Value::array();
+    for (const std::string& label : stored->unfolded_labels()) entry["waiting"].items.push_back(Value::of(label));
+    list.items.push_back(std::move(entry));
+  }
+  return list;
 }
 
 }  // namespace host

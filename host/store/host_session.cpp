@@ -2,6 +2,9 @@
 // place resolution, plus the timed checkpoints. Host commands live in host_commands.cpp.
 #include "host/store/host_session.h"
 
+#include <cctype>
+#include <utility>
+
 #include "host/store/package_name.h"
 #include "host/store/place_request.h"
 
@@ -27,6 +30,45 @@ std::unique_ptr<HostSession> HostSession::open(const std::string& store_dir, std
   std::string folder = store_dir;
   while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
   return std::unique_ptr<HostSession>(new HostSession(std::make_unique<PackageStore>(folder, std::move(files))));
+}
+
+namespace {
+
+constexpr std::size_t kTemporarySuffixChars = 6;  // the XXXXXX that mkstemp fills in
+
+// Whether `entry` is a temporary of a save of a file ending in `suffix`: NAME SUFFIX ".tmp-" and six letters
+// or digits.
+bool interrupted_save(const std::string& entry, const std::string& suffix) {
+  const std::string marker = suffix + ".tmp-";
+  if (entry.size() <= marker.size() + kTemporarySuffixChars) return false;  // a name must come first
+  const std::size_t at = entry.size() - kTemporarySuffixChars - marker.size();
+  if (entry.compare(at, marker.size(), marker) != 0) return false;
+  for (std::size_t i = entry.size() - kTemporarySuffixChars; i < entry.size(); ++i) {
+    if (!std::isalnum(static_cast<unsigned char>(entry[i]))) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool HostSession::remove_interrupted_saves(int& removed, std::string& error) {
+  removed = 0;
+  error.clear();
+  const std::pair<std::string, std::string> places[] = {{store_->folder(), kPackageFileSuffix},
+                                                        {store_->journal_folder(), ".journal"}};
+  for (const auto& [folder, suffix] : places) {
+    std::vector<std::string> entries;
+    if (store_->files().list_folder(folder, entries) != 0) continue;  // no journal folder yet: nothing to do
+    for (const std::string& entry : entries) {
+      if (!interrupted_save(entry, suffix)) continue;
+      if (int code = store_->files().remove(folder + "/" + entry)) {
+        if (error.empty()) error = "cannot remove \"" + folder + "/" + entry + "\": " + error_text(code);
+      } else {
+        ++removed;
+      }
+    }
+  }
+  return error.empty();
 }
 
 StoredPackage* HostSession::load(const std::string& name, std::string& error) {

@@ -19,6 +19,9 @@
 
 namespace host {
 
+// Beside a package's journal: what reloads discarded, one JSON object per line.
+constexpr const char* kDiscardedSuffix = ".discarded";
+
 class HostSession : public editor::Session {
  public:
   // Opens the store folder `store_dir` (it must exist and be a folder). On null, `error` says why.
@@ -57,6 +60,16 @@ class HostSession : public editor::Session {
   // Folds everything now. On false, `error` says which package could not be saved and why (the first).
   bool flush(std::string& error);
 
+  // Removes what saves cut short by a crash left behind: NAME.json.tmp-XXXXXX in the store and
+  // NAME.journal.tmp-XXXXXX in its journal folder, nothing else. Call only while holding the store's lock
+  // (another process's save may be under way otherwise). On false, `error` names the first file that could
+  // not be removed; the others were still tried. `removed` counts what went.
+  bool remove_interrupted_saves(int& removed, std::string& error);
+
+  // The packages whose answered, unsaved changes met a change made outside the editor: each with
+  // "package", "problem" and "waiting" (their labels). Empty when there are none.
+  mods::json::Value conflicts();
+
   const std::string& store_dir() const;
   std::vector<std::string> loaded_package_names() const;
 
@@ -68,6 +81,7 @@ class HostSession : public editor::Session {
   StoredPackage* owner_of(const Package& package);
   void changed(StoredPackage& stored, const std::string& kind, const std::string& label);
 
+  bool keep_discarded(StoredPackage& stored, mods::json::Value& labels, std::string& error);
   mods::json::Value list_packages(std::string& error, bool& ok);
   mods::json::Value list_actors(StoredPackage& stored);
   mods::json::Value history_of(StoredPackage& stored);

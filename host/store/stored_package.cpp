@@ -44,6 +44,11 @@ long replay_start(const std::vector<JournalRecord>& records, const FileVersion& 
 
 }  // namespace
 
+std::int64_t StoredPackage::wall_clock_ns() {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
 StoredPackage::StoredPackage(PackageStore& store, std::string name) : store_(store) {
   package_.name = std::move(name);
 }
@@ -52,6 +57,7 @@ std::unique_ptr<StoredPackage> StoredPackage::open(PackageStore& store, const st
                                                    std::string& error) {
   std::string bytes;
   FileIdentity identity;
+  const std::int64_t read_at = wall_clock_ns();
   if (!store.read_package(name, bytes, identity, error)) return nullptr;
   std::unique_ptr<StoredPackage> stored(new StoredPackage(store, name));
   JsonTextError json_error;
@@ -64,6 +70,7 @@ std::unique_ptr<StoredPackage> StoredPackage::open(PackageStore& store, const st
     return nullptr;
   }
   stored->identity_ = identity;
+  stored->known_at_ns_ = read_at;
   stored->version_ = FileVersion{content_hash(bytes), bytes.size()};
   if (!stored->read_journal(bytes, error)) return nullptr;
   return stored;
@@ -139,11 +146,29 @@ std::string StoredPackage::saving_failed(const std::string& reason) const {
   return "package \"" + package_.name + "\" could not be saved: " + reason;
 }
 
+// A stat that matches is trusted only when the file's time lies clearly before the moment its content was
+// last known: a write within the timestamp granularity of that time could keep size, time and inode.
 bool StoredPackage::unchanged_on_disk(std::string& error) {
+  const std::string path = store_.package_path(package_.name);
   FileIdentity now;
-  if (store_.files().identify(store_.package_path(package_.name), now) == 0 && now == identity_) return true;
+  if (store_.files().identify(path, now) == 0 && now == identity_ &&
+      identity_.modified_ns + kTimestampGranularityNs < known_at_ns_) {
+    return true;
+  }
+  const std::int64_t reading_at = wall_clock_ns();
+  std::string bytes;
+  if (store_.files().read_file(path, bytes, now) == 0 && FileVersion{content_hash(bytes), bytes.size()} == version_) {
+    identity_ = now;  // the same content, perhaps touched or rewritten alike: still ours
+    known_at_ns_ = reading_at;
+    return true;
+  }
   error = "package \"" + package_.name + "\" was changed outside the editor: reload it before editing";
   return false;
+}
+
+bool StoredPackage::in_conflict() {
+  std::string ignored;
+  return has_unfolded() && !unchanged_on_disk(ignored);
 }
 
 bool StoredPackage::ready_to_record(std::string& error) {
@@ -263,10 +288,12 @@ bool StoredPackage::fold(std::string& error) {
     encode_record(checkpoint, record, reason);
     if (!append(record, error)) return false;
   }
+  const std::int64_t written_at = wall_clock_ns();  // the content is ours from before the rename on
   bool committed = store_.commit(staged, reason);
   if (!staged.staged()) {  // renamed, even if the folder flush then failed: the file is ours
     FileIdentity written;
     if (store_.files().identify(path, written) == 0) identity_ = written;
+    known_at_ns_ = written_at;
     version_ = saved;
   }
   if (!committed) {
@@ -274,6 +301,7 @@ bool StoredPackage::fold(std::string& error) {
     return false;
   }
   oldest_unfolded_.reset();
+  unfolded_labels_.clear();
   // Without a fitting journal the history is written afresh; a failure leaves the file saved and the
   // journal Broken, to be tried again with the next fold.
   if (!journal_fits || journal_wants_compacting()) {
@@ -359,6 +387,7 @@ bool StoredPackage::change(const std::string& label, const editor::Session::Edit
     return false;
   }
   if (!(record.change.before.get("id") == record.change.after.get("id"))) ids_indexed_ = false;
+  unfolded_labels_.push_back(label);
   history_.record(std::move(record.change));
   mark_unfolded();
   return true;
@@ -391,6 +420,7 @@ bool StoredPackage::step(bool back, std::string& label, std::string& error) {
   } else {
     history_.redo();
   }
+  unfolded_labels_.push_back((back ? "Undo: " : "Redo: ") + label);
   mark_unfolded();
   return true;
 }

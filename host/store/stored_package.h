@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "editor/session.h"
 #include "host/store/change_history.h"
@@ -28,6 +29,9 @@ class StoredPackage {
   static constexpr std::chrono::milliseconds kFoldAfter{400};
   // A journal is rewritten as its history alone once it is this large and more than twice that history.
   static constexpr std::uint64_t kCompactAboveBytes = 256 * 1024;  // bytes
+  // The coarsest file time stamp we allow for (2 s on FAT; 1 s on older file systems; the kernel's tick
+  // elsewhere): a file whose time lies this close to when we last knew its content is hashed, not trusted.
+  static constexpr std::int64_t kTimestampGranularityNs = 2'000'000'000;  // ns
 
   // Loads package `name` from `store` (which must outlive it): NAME.json, then its journal; changes the
   // journal holds beyond the file (a crash came before the checkpoint) are applied and saved first. On
@@ -47,6 +51,13 @@ class StoredPackage {
   // `label` is that change's label; on false nothing changed and `error` says why.
   bool undo(std::string& label, std::string& error);
   bool redo(std::string& label, std::string& error);
+
+  // True when answered changes wait for a checkpoint and the file was changed outside the editor: they can
+  // no longer be saved, only discarded by a reload.
+  bool in_conflict();
+  // The labels of the answered changes (undo and redo as "Undo: LABEL" / "Redo: LABEL") since the file
+  // last took them, oldest first. Changes replayed from a journal at open are folded at once and not listed.
+  const std::vector<std::string>& unfolded_labels() const { return unfolded_labels_; }
 
   // True when changes wait for a checkpoint and the oldest has waited kFoldAfter by `now`.
   bool fold_due(Clock::time_point now) const;
@@ -68,6 +79,7 @@ class StoredPackage {
   StoredPackage(PackageStore& store, std::string name);
   bool read_journal(const std::string& file_bytes, std::string& error);
   bool replay(const JournalContents& contents, long start);
+  static std::int64_t wall_clock_ns();
   bool unchanged_on_disk(std::string& error);
   bool ready_to_record(std::string& error);
   bool append(const std::string& bytes, std::string& error);
@@ -81,12 +93,14 @@ class StoredPackage {
   editor::Session::Package package_;
   ChangeHistory history_;
   FileIdentity identity_;  // NAME.json as last read or written: any other version was written by others
+  std::int64_t known_at_ns_ = 0;  // wall clock (ns) just before `identity_`'s content was last read or written
   FileVersion version_;    // the same version's content hash and size, as checkpoints name it
   JournalState journal_state_ = JournalState::Missing;
   std::unique_ptr<AppendFile> journal_;  // opened on the first append
   std::uint64_t journal_bytes_ = 0;      // whole records in the journal; beyond that lies a torn tail
   bool journal_torn_ = false;            // cut the torn tail before appending after it
   std::optional<Clock::time_point> oldest_unfolded_;
+  std::vector<std::string> unfolded_labels_;
   // Where the first actor of each id is, so that a change of a 50,000-actor package does not scan it.
   // Valid while no change altered an id and the actor count is what was indexed (edits never change it).
   std::unordered_map<std::string, std::size_t> first_actor_;

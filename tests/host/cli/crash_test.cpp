@@ -1,11 +1,13 @@
 // `pathwright serve` killed with SIGKILL at random moments while it takes a stream of changes: every
 // answered change must survive, nothing unanswered may appear (the one in flight may go either way), the
 // package file must always parse, and undo must still work afterwards. Seeded; the seed is printed, and
-// PATHWRIGHT_CRASH_SEED replays a run.
+// PATHWRIGHT_CRASH_SEED replays a run; PATHWRIGHT_CRASH_ROUNDS raises the number of kills for a long run
+// outside CI. After every kill, the next open must leave no temporary of a cut-short save in the store.
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <random>
@@ -18,7 +20,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr int kRounds = 8;  // server lives, each ended by SIGKILL
+constexpr int kRounds = 8;  // server lives, each ended by SIGKILL, unless PATHWRIGHT_CRASH_ROUNDS says otherwise
 constexpr int kMaxChangesPerRound = 25;
 constexpr int kInFlightKillMaxMicros = 3000;  // µs after sending the last request: usually mid-request
 constexpr int kIdleKillMaxMillis = 1200;      // ms: long enough to land while the journal is folded
@@ -30,6 +32,18 @@ const char* const kWalkers[] = {"gate_guard",      "baker_ub3",      "bar_worker
                                 "cliff_moblin",    "ferry_cart",     "kite_runner",     "lantern_porter"};
 
 struct Change { bool add; Value params; };  // add_route_point, or move_route_point on point 1
+
+// Names in the store or its journal folder that a save's temporary would have (NAME.tmp-XXXXXX).
+std::vector<std::string> temporaries_in(const std::string& store) {
+  std::vector<std::string> found;
+  for (const std::string& folder : {store, store + "/.pathwright"}) {
+    if (!std::filesystem::is_directory(folder)) continue;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+      if (entry.path().filename().string().find(".tmp-") != std::string::npos) found.push_back(entry.path());
+    }
+  }
+  return found;
+}
 
 // Applies `change` to `document` the way the route service does (integral coordinates round to
 // themselves, and no game snaps them).
@@ -75,10 +89,13 @@ TEST(ServeCrash, AnsweredChangesSurviveSigkillAndUndoStillWorks) {
     return document == model;
   };
 
-  for (int round = 0; round < kRounds; ++round) {
+  const char* rounds_given = std::getenv("PATHWRIGHT_CRASH_ROUNDS");
+  const int rounds = rounds_given ? std::atoi(rounds_given) : kRounds;
+  for (int round = 0; round < rounds; ++round) {
     SCOPED_TRACE("round " + std::to_string(round));
     Child server(PATHWRIGHT_BINARY, args, log);
     ASSERT_TRUE(recovered(server)) << "the package lost an answered change or holds an unanswered one";
+    ASSERT_EQ(temporaries_in(store->path()), std::vector<std::string>{}) << "a cut-short save left litter";
     for (int k = roll(1, kMaxChangesPerRound); k > 0; --k) {
       Change change{roll(0, 1) != 0, parse(R"({"position":{"y":100}})")};
       change.params["id"] = Value::of(kWalkers[roll(0, std::size(kWalkers) - 1)]);
