@@ -14,6 +14,7 @@
 #include "host/cli/map_command.h"
 #include "host/cli/check_command.h"
 #include "host/cli/shared_workbench.h"
+#include "host/cli/store_socket.h"
 #include "host/cli/stdio_server.h"
 #include "host/cli/tour.h"
 #include "host/cli/workbench.h"
@@ -111,6 +112,12 @@ int serve(Flags flags) {
   if (!bench) return status;
   std::string error;
   host::SharedWorkbench shared(*bench);
+  // `call` on this store runs through this process, in its history.
+  auto listener = host::StoreSocketListener::start(bench->store_dir(), shared.runner(), error);
+  if (!listener) {
+    std::cerr << "pathwright: " << error << "\n";
+    return kExitFailed;
+  }
   status = host::serve_stdio(shared, error, flags.max_request);
   if (status != 0) std::cerr << "pathwright: " << error << "\n";
   return status;
@@ -131,6 +138,65 @@ int map(const Flags& flags, const host::map::MapServerOptions& options) {
   return status;
 }
 
+// Prints a command's outcome as `call` does; answers the exit status.
+int report(const std::string& method, const host::CallOutcome& outcome) {
+  std::string text, error;
+  if (!outcome.handled) {
+    std::cerr << "pathwright: unknown method \"" << method << "\"\n";
+    return kExitBadUsage;
+  }
+  if (!outcome.ok) {
+    std::cerr << outcome.error << "\n";
+    if (!outcome.result.is_null() && host::print_json(outcome.result, host::JsonLayout::Indented, text, error)) {
+      std::cerr << text;
+    }
+    return kExitFailed;
+  }
+  if (!host::print_json(outcome.result, host::JsonLayout::Indented, text, error)) {
+    std::cerr << "pathwright: the result cannot be written: " << error << "\n";
+    return kExitFailed;
+  }
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  std::fflush(stdout);
+  return 0;
+}
+
+// Runs the command through the process that holds the store, when one listens on its socket; `outcome`
+// then holds its answer (or, for Failed, the reason in `error`).
+host::Forwarded forward(const std::string& store, const std::string& method, const mods::json::Value& params,
+                        host::CallOutcome& outcome) {
+  using mods::json::Value;
+  Value request = Value::object();
+  request["jsonrpc"] = Value::of("2.0");
+  request["id"] = Value::of(1.0);
+  request["method"] = Value::of(method);
+  request["params"] = params;
+  std::string line, answer_text, error;
+  if (!host::print_json(request, host::JsonLayout::Compact, line, error)) {
+    outcome.error = "the parameters cannot be sent: " + error;
+    return host::Forwarded::Failed;
+  }
+  const host::Forwarded forwarded = host::forward_call(store, line, answer_text, outcome.error);
+  if (forwarded != host::Forwarded::Answered) return forwarded;
+  Value answer;
+  host::JsonTextError parse_error;
+  if (!host::parse_json(answer_text, answer, parse_error) || !answer.is_object()) {
+    outcome.error = "the Pathwright process that holds the store answered something that is not JSON-RPC";
+    return host::Forwarded::Failed;
+  }
+  outcome.handled = true;
+  outcome.ok = answer.has("result");
+  if (outcome.ok) {
+    outcome.result = answer.get("result");
+    return forwarded;
+  }
+  const Value& failure = answer.get("error");
+  outcome.handled = failure.get("code").number != host::rpc_code::kMethodNotFound;
+  outcome.error = failure.get("message").string("the command failed");
+  outcome.result = failure.get("data");
+  return forwarded;
+}
+
 int call(const Flags& flags, const std::string& method, const std::string& params_text) {
   mods::json::Value params = mods::json::Value::object();
   if (!params_text.empty()) {
@@ -144,27 +210,23 @@ int call(const Flags& flags, const std::string& method, const std::string& param
       return kExitBadUsage;
     }
   }
+  if (!(flags.demo && flags.store.empty())) {
+    host::CallOutcome outcome;
+    switch (forward(flags.store.empty() ? "." : flags.store, method, params, outcome)) {
+      case host::Forwarded::Answered:
+        return report(method, outcome);
+      case host::Forwarded::Failed:
+        std::cerr << "pathwright: " << outcome.error << "\n";
+        return kExitFailed;
+      case host::Forwarded::NoListener:
+        break;
+    }
+  }
   int status = 0;
   auto bench = open_bench(flags, status);
   if (!bench) return status;
-  host::CallOutcome outcome = bench->run(method, params);
-  std::string text, error;
-  if (!outcome.handled) {
-    std::cerr << "pathwright: unknown method \"" << method << "\"\n";
-    status = kExitBadUsage;
-  } else if (!outcome.ok) {
-    std::cerr << outcome.error << "\n";
-    if (!outcome.result.is_null() && host::print_json(outcome.result, host::JsonLayout::Indented, text, error)) {
-      std::cerr << text;
-    }
-    status = kExitFailed;
-  } else if (!host::print_json(outcome.result, host::JsonLayout::Indented, text, error)) {
-    std::cerr << "pathwright: the result cannot be written: " << error << "\n";
-    status = kExitFailed;
-  } else {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fflush(stdout);
-  }
+  status = report(method, bench->run(method, params));
+  std::string error;
   if (!bench->flush(error)) {
     std::cerr << "pathwright: " << error << "\n";
     status = kExitFailed;

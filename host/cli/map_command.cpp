@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "host/cli/shared_workbench.h"
+#include "host/cli/store_socket.h"
 #include "host/cli/workbench.h"
 #include "host/map/map_security.h"
 
@@ -43,12 +44,20 @@ int run_map(Workbench& bench, map::MapServerOptions options, std::string& error)
     bench.on_applied = nullptr;
     return 1;
   }
+  // `call` on this store runs through the map, in its history.
+  auto listener = StoreSocketListener::start(bench.store_dir(), shared.runner(), error);
+  if (!listener) {
+    server.stop();
+    bench.on_applied = nullptr;
+    return 1;
+  }
   std::printf("Pathwright map: %s\n", server.url().c_str());
   std::fflush(stdout);
 
   const sigset_t set = stop_signals();
   int received = 0;
   sigwait(&set, &received);
+  listener.reset();
   server.stop();
   bench.on_applied = nullptr;
   return shared.flush(error) ? 0 : 1;

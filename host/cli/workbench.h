@@ -55,6 +55,9 @@ class Workbench {
   // when due. Never throws for a failing game: that ends the command with code kGameLinkFailed.
   CallOutcome run(const std::string& method, const mods::json::Value& params);
 
+  // The store folder the Workbench works in (the temporary copy for --demo).
+  const std::string& store_dir() const { return options_.store_dir; }
+
   // Lets the store fold its journal when due; called while idle and after each command.
   void maintain();
   // Saves everything now. On false, `error` says which package could not be saved and why.
@@ -68,7 +71,7 @@ class Workbench {
   // good until the next call on this Workbench. A failing link answers false from ground_heights.
   editor::LiveGame* current_game();
   // status()'s "game" member: connected, world, bounds (when known) or problem.
-  mods::json::Value game_state() const { return status().get("game"); }
+  mods::json::Value game_state() { return status().get("game"); }
 
   // Where every walking actor of `package` is in the game now: on true `live` is {"time": T, "actors":
   // [{"id", "position", "point"}]}. On false (no game, package not in the game, link failure) `error`

@@ -143,7 +143,7 @@ TEST(Hardening, SavingWritesThroughLinksAndRefusesReadOnlyFiles) {
 TEST(Hardening, SmallMistakesAreNamedInPlainWords) {
   struct Mistake { std::vector<std::string> args; const char* says; };
   const Mistake mistakes[] = {
-      {.args = {"fly"}, .says = "pathwright: unknown command \"fly\" (the commands are serve, call and tour)"},
+      {.args = {"fly"}, .says = "pathwright: unknown command \"fly\" (the commands are serve, call, map, check and tour)"},
       {.args = {"call", "--demo", "--game-timeout", "0", "status"},
        .says = "--game-timeout: the game timeout is 0.001 to 3600 seconds, not 0"},
       {.args = {"call", "--demo", "document", R"({"package":".hidden"})"},

@@ -10,6 +10,9 @@
 #include <set>
 #include <thread>
 
+#include <unistd.h>
+
+#include "host/store/store_lock.h"
 #include "tests/host/cli/pathwright_process.h"
 
 namespace host::testing {
@@ -80,19 +83,51 @@ TEST(Sharing, SecondServeRefusesAStoreInUseAndNamesItsHolder) {
   EXPECT_EQ(run({"serve", "--store", store->path()}, output), 0) << "the lock outlived its holder: " << output;
 }
 
+// A running `serve` answers `call` itself (below); a process that holds the store without listening, such as
+// another `call`, makes it wait. This test holds the lock itself, the way such a `call` would.
 TEST(Sharing, CallWaitsForTheBoundThenNamesTheHolder) {
   auto store = demo_store();
   ASSERT_NE(store, nullptr);
-  Child holder(PATHWRIGHT_BINARY, {"serve", "--store", store->path()});
-  ASSERT_TRUE(holder.call("status").has("result"));
+  bool held = false;
+  std::string error;
+  auto lock = StoreLock::take(store->path(), 0, held, error);
+  ASSERT_NE(lock, nullptr) << error;
   std::string output;
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(run({"call", "--store", store->path(), "--lock-wait", "0.5", "status"}, output), 1);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500)) << "did not wait";
-  EXPECT_NE(output.find("is in use by process"), std::string::npos) << output;
+  EXPECT_NE(output.find("is in use by process " + std::to_string(::getpid())), std::string::npos) << output;
   EXPECT_NE(output.find("(waited 0.5 s)"), std::string::npos) << output;
-  holder.kill_now();  // the kernel lets go of a killed holder's lock
+  lock.reset();
   EXPECT_EQ(run({"call", "--store", store->path(), "--lock-wait", "5", "status"}, output), 0) << output;
+}
+
+// The fault: `call` beside a running `serve` could not edit the store at all, or (before the lock) edited
+// it behind the editor's back. Now it runs through the editor, in the editor's history.
+TEST(Sharing, CallBesideARunningServeGoesThroughIt) {
+  auto store = demo_store();
+  ASSERT_NE(store, nullptr);
+  Child editor(PATHWRIGHT_BINARY, {"serve", "--store", store->path()});
+  ASSERT_TRUE(editor.call("status").has("result"));
+  const auto socket = std::filesystem::status(store->path() + "/.pathwright/socket");
+  EXPECT_EQ(socket.type(), std::filesystem::file_type::socket);
+  EXPECT_EQ(socket.permissions() & std::filesystem::perms::all,
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+
+  std::string output;
+  const std::string params = R"({"id":"gate_guard","position":{"x":5,"y":100,"z":7}})";
+  ASSERT_EQ(run({"call", "--store", store->path(), "add_route_point", params}, output), 0) << output;
+  EXPECT_TRUE(parse(output).has("point")) << output;
+  const Value history = editor.call("history", parse(R"({"package":"windfall"})"));
+  ASSERT_FALSE(history.get("result").get("changes").items.empty()) << "the editor did not see the call's change";
+  EXPECT_EQ(history.get("result").get("changes").items.back().get("label").str, "Add a route point to gate_guard");
+
+  EXPECT_EQ(run({"call", "--store", store->path(), "no_such_method"}, output), 2) << output;
+  EXPECT_EQ(run({"call", "--store", store->path(), "remove_route_point", R"({"id":"nobody","point":1})"}, output), 1)
+      << output;
+  EXPECT_NE(output.find("nobody"), std::string::npos) << output;
+  EXPECT_EQ(editor.finish(), 0);
+  EXPECT_FALSE(std::filesystem::exists(store->path() + "/.pathwright/socket")) << "the socket outlived serve";
 }
 
 // The fault: a hand edit in place that kept the size and landed in the same time stamp as the editor's
