@@ -1,5 +1,6 @@
 #include "host/cli/workbench.h"
 
+#include <cmath>
 #include <vector>
 
 #include "game/game_world.h"
@@ -162,6 +163,8 @@ Value Workbench::status() {
     if (link_->connected()) game["world"] = Value::of(link_->world());
     if (link_->connected() && !link_->bounds().is_null()) game["bounds"] = link_->bounds();
     if (!link_->connected() && !link_->last_problem().empty()) game["problem"] = Value::of(link_->last_problem());
+    // A game that timed out is left alone for a while; say when the link tries again.
+    if (link_->retry_in_seconds() > 0) game["retry_in"] = Value::of(std::ceil(link_->retry_in_seconds() * 10) / 10);
   } else {
     game["connected"] = Value::of(false);
     game["problem"] = Value::of("no game address was given (--game HOST:PORT or --demo)");

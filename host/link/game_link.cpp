@@ -1,5 +1,6 @@
 #include "host/link/game_link.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <utility>
@@ -96,11 +97,21 @@ bool GameLink::ensure_connected() {
     attempted_ = false;  // the game may be back already: try at once
   }
   if (connection_) return true;
-  if (attempted_ && std::chrono::steady_clock::now() - last_attempt_ <
-                        std::chrono::milliseconds(kRetryIntervalMs)) {
-    return false;
-  }
+  const auto now = std::chrono::steady_clock::now();
+  if (attempted_ && now - last_attempt_ < std::chrono::milliseconds(kRetryIntervalMs)) return false;
+  if (back_off_ms_ > 0 && now < retry_at_) return false;
   return connect_now();
+}
+
+double GameLink::retry_in_seconds() const {
+  if (connection_ || back_off_ms_ == 0) return 0;
+  const auto left = retry_at_ - std::chrono::steady_clock::now();
+  return std::max(0.0, std::chrono::duration<double>(left).count());
+}
+
+void GameLink::back_off() {
+  back_off_ms_ = back_off_ms_ == 0 ? kFirstBackOffMs : std::min(2 * back_off_ms_, kLongestBackOffMs);
+  retry_at_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(back_off_ms_);
 }
 
 bool GameLink::connect_now() {
@@ -116,6 +127,7 @@ bool GameLink::connect_now() {
     return false;
   }
   if (!greet()) return false;
+  back_off_ms_ = 0;
   last_problem_.clear();
   if (on_note) on_note("connected to the game at " + address_.text() + " (world \"" + world_ + "\")");
   return connection_ != nullptr;
@@ -176,13 +188,18 @@ std::string GameLink::round_trip(const std::string& op, const std::string& field
   const std::string late = "the game did not answer within " + seconds_text(timeout_seconds_) + " s";
   std::string problem;
   if (!connection_->send_line(line, timeout_ms, problem)) {
-    if (problem == "timed out") fail(late);
+    if (problem == "timed out") {
+      back_off();
+      fail(late);
+    }
     fail("the game closed the connection");
   }
   std::string text;
   switch (connection_->read_line(text, timeout_ms, problem)) {
     case LineConnection::Read::Line: break;
-    case LineConnection::Read::TimedOut: fail(late);
+    case LineConnection::Read::TimedOut:
+      back_off();
+      fail(late);
     case LineConnection::Read::Closed: fail("the game closed the connection");
     case LineConnection::Read::Failed: fail("the game link failed: " + problem);
   }

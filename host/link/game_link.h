@@ -36,6 +36,10 @@ class GameLink : public editor::LiveGame {
   static constexpr double kDefaultTimeoutSeconds = 2.0;
   static constexpr int kRetryIntervalMs = 500;      // ms; at most one connection attempt this often
   static constexpr int kConnectTimeoutMs = 200;     // ms; a local game accepts at once or not at all
+  // After the game let a request time out (a hung game still accepts connections, so each attempt would
+  // cost a whole timeout), the link waits this long before it tries again, doubling up to the longest.
+  static constexpr int kFirstBackOffMs = 2000;      // ms
+  static constexpr int kLongestBackOffMs = 30000;   // ms
 
   // The packages to hand the game after each (re)connect; the pointers stay valid during the call.
   using PackageList = std::function<std::vector<const editor::Session::Package*>()>;
@@ -63,6 +67,8 @@ class GameLink : public editor::LiveGame {
   // else {"low":{x,y,z},"high":{x,y,z}}.
   const mods::json::Value& bounds() const { return bounds_; }
   const std::string& last_problem() const { return last_problem_; }
+  // Seconds until the next connection attempt while backing off from a game that timed out; 0 otherwise.
+  double retry_in_seconds() const;
   const GameAddress& address() const { return address_; }
   double timeout_seconds() const { return timeout_seconds_; }
 
@@ -119,7 +125,11 @@ class GameLink : public editor::LiveGame {
   mods::json::Value bounds_;
   std::string last_problem_;
   std::uint64_t next_id_ = 1;
+  void back_off();
+
   bool attempted_ = false;
+  int back_off_ms_ = 0;  // the current back-off; 0 while the game answers in time
+  std::chrono::steady_clock::time_point retry_at_{};
   std::chrono::steady_clock::time_point last_attempt_{};
 };
 
