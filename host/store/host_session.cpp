@@ -135,13 +135,17 @@ void HostSession::changed(StoredPackage& stored, const std::string& kind, const 
 
 bool HostSession::change(Package& package, const std::string& label, const Edit& edit,
                          mods::json::Value& result, std::string& error) {
-  (void)result;  // the edit writes its own results; the change service adds none
+  // The edit writes its own results; a change that is not kept must not leave them claiming it was.
+  const mods::json::Value before = result;
   StoredPackage* stored = owner_of(package);
   if (stored == nullptr) {
     error = "package \"" + package.name + "\" is not open in this session";
     return false;
   }
-  if (!stored->change(label, edit, request_id_, error)) return false;
+  if (!stored->change(label, edit, request_id_, error)) {
+    result = before;
+    return false;
+  }
   changed(*stored, "change", label);
   return true;
 }

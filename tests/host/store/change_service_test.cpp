@@ -84,4 +84,14 @@ TEST_F(ChangeService, FailedJournalWriteRefusesTheChangeAndLeavesNoTraceEvenIfIt
   }
 }
 
+// The fault: a save that failed still answered "point", as if the point had been added.
+TEST_F(ChangeService, FailedSaveLeavesNoResultClaimingTheChange) {
+  ASSERT_TRUE(set_walker_mode("loop").ok);  // the journal exists: the next change appends to it
+  faults = {.append = EIO};
+  const Answer answer = run("add_route_point", R"({"id": "gate_1", "position": {"x": 1, "y": 0, "z": 2}})");
+  EXPECT_FALSE(answer.ok);
+  EXPECT_EQ(answer.error, "package \"windfall\" could not be saved: input/output error");
+  EXPECT_FALSE(answer.result.has("point")) << "a refused change claims a point number";
+}
+
 }  // namespace store_test
