@@ -16,11 +16,11 @@ const WALKERS: readonly Walker[] = ['resident', 'patroller', 'model', 'none'];
 
 // Leaflet's simple CRS: x to the right, z downwards, so latitude is minus z.
 export function worldToLatLng(p: { x: number; z: number }): [number, number] {
-  return [-p.z, p.x];
+  return [0 - p.z, p.x]; // 0 - z: never the -0 that unary minus makes of 0
 }
 
 export function latLngToWorld(lat: number, lng: number): { x: number; z: number } {
-  return { x: lng, z: lat === 0 ? 0 : -lat };
+  return { x: lng, z: 0 - lat };
 }
 
 function isObject(v: unknown): v is Record<string, unknown> {
