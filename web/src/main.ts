@@ -62,7 +62,7 @@ function select(id: string): void {
   if (state.selected !== id) state.checked = [];
   state.selected = id;
   const actor = state.placed.find((p) => p.id === id);
-  if (actor?.position) view.focus(actor.position);
+  if (actor) view.focus(actor);
   drawList();
   drawSelection();
   void drawProfile();

@@ -10,6 +10,7 @@ const MIN_ZOOM = -5; // tiles exist for zooms -5 to 2
 const MAX_ZOOM = 2;
 const TILE_PIXELS = 256;
 const GRID_LINES_MAX = 400; // per direction, so a huge view never hangs the page
+const FOCUS_PADDING_PX: [number, number] = [60, 60]; // around a selected route
 const ANIMATION_MS_MAX = 500; // a walker glides at most this long towards its next live position
 
 const ll = (p: { x: number; z: number }) => L.latLng(...worldToLatLng(p));
@@ -129,7 +130,7 @@ export class MapView {
       const text = `${s.from}→${s.to}: ${s.problem ?? 'not ok'}`;
       const m = L.marker(ll(s.at), { title: text, icon: L.divIcon({ className: 'problem', iconSize: [18, 18],
         html: '!' }) }).addTo(this.route);
-      m.bindTooltip(text, { permanent: true, direction: 'right', className: 'problem-text' });
+      m.bindTooltip(text, { permanent: true, direction: 'bottom', offset: [0, 8], className: 'problem-text' });
       m.getElement()?.setAttribute('data-problem', s.problem ?? '');
     }
   }
@@ -158,8 +159,10 @@ export class MapView {
     if (this.gliding.size > 0) requestAnimationFrame(() => this.glide());
   }
 
-  focus(p: Vec3): void {
-    this.map.panTo(ll(p));
+  // Brings the actor and its whole route into view.
+  focus(actor: Placed): void {
+    const spots = [actor.position, ...(actor.route?.points ?? [])].filter((p): p is Vec3 => p !== null);
+    if (spots.length > 0) this.map.fitBounds(L.latLngBounds(spots.map(ll)), { padding: FOCUS_PADDING_PX, maxZoom: 0 });
   }
 }
 
