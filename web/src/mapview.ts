@@ -23,6 +23,7 @@ export class MapView {
   private route = L.layerGroup();
   private gliding = new Map<string, { from: Vec3; to: Vec3; start: number; ms: number }>();
   private lastLive = 0;
+  private walked = new Map<string, Vec3>(); // where the game last said each walker is
   onSelect: (id: string) => void = () => {};
 
   constructor(element: HTMLElement, cursor: HTMLElement) {
@@ -100,7 +101,7 @@ export class MapView {
         m.setIcon(icon);
         m.getElement()?.setAttribute('data-actor-id', p.id);
         m.getElement()?.setAttribute('title', hint);
-        if (!this.gliding.has(p.id)) m.setLatLng(ll(p.position));
+        if (!this.gliding.has(p.id)) m.setLatLng(ll(this.walked.get(p.id) ?? p.position));
       }
     }
     for (const [id, m] of this.markers) if (!seen.has(id)) (m.remove(), this.markers.delete(id));
@@ -143,6 +144,7 @@ export class MapView {
     for (const a of actors) {
       const m = this.markers.get(a.id);
       if (!m) continue;
+      this.walked.set(a.id, a.position);
       const here = latLngToWorld(m.getLatLng().lat, m.getLatLng().lng);
       this.gliding.set(a.id, { from: { x: here.x, y: 0, z: here.z }, to: a.position, start: now, ms });
     }

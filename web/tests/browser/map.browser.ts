@@ -20,6 +20,7 @@ const START_TIMEOUT_MS = 20000; // the server's first line; the sanitizer build 
 const PICTURE_TIMEOUT_MS = 20000;
 const CHANGE_TIMEOUT_MS = 1000; // a change from anywhere shows within a second
 const PIXEL_TOLERANCE = 3;
+const CURSOR_TOLERANCE = 10; // world units: a pixel or two at the zoom of a selected route
 
 const server = spawn(binary, ['map', '--demo', '--port', '0', '--manual-clock'], { stdio: ['ignore', 'pipe', 'inherit'] });
 const firstLine: string = await new Promise((resolve, reject) => {
@@ -67,6 +68,13 @@ async function everyActorHasAMarker(page: Page): Promise<void> {
   assert.equal(expected.length, DEMO_ACTORS);
   assert.match(await page.locator('[data-actor-id="harbour_seated_ym1"]').getAttribute('title') ?? '', /seated/);
   assert.equal(await page.locator('#ground-note').isHidden(), true, 'the ground is known with a game');
+  // x grows to the right and z downwards: the extreme actors lie on the matching sides of the screen.
+  const placed = (await rpc('document', { package: 'windfall' })).document.actors;
+  const extreme = (key: 'x' | 'z', sign: number) =>
+    placed.reduce((a: any, b: any) => (sign * (b.position[key] - a.position[key]) > 0 ? b : a)).id;
+  const on = (id: string) => centre(page, `[data-actor-id="${id}"]`);
+  assert.ok((await on(extreme('x', -1))).x < (await on(extreme('x', 1))).x, 'x does not grow to the right');
+  assert.ok((await on(extreme('z', -1))).y < (await on(extreme('z', 1))).y, 'z does not grow downwards');
 }
 
 // Each problem marker sits where the check's "at" lies on the screen, measured from the route's points.
@@ -104,6 +112,20 @@ async function profileIsDrawn(page: Page): Promise<void> {
   assert.ok(inked > 1000, `the profile chart is almost blank (${inked} pixels drawn)`);
 }
 
+// The list's search narrows it, and the box at the bottom shows the world position under the mouse.
+async function searchAndCursor(page: Page): Promise<void> {
+  await page.getByLabel('Search actors').fill('sailor');
+  assert.equal(await page.locator('#actor-list button').count(), 4);
+  await page.getByLabel('Search actors').fill('');
+  const sign = (await rpc('document', { package: 'windfall' })).document.actors.find((a: any) => a.id === 'notice_sign');
+  const at = await centre(page, '[data-actor-id="notice_sign"]');
+  await page.mouse.move(at.x, at.y);
+  const shown = /^x (-?\d+), z (-?\d+)$/.exec((await page.locator('#cursor').textContent()) ?? '');
+  assert.ok(shown, 'no cursor position shown');
+  assert.ok(Math.abs(Number(shown[1]) - sign.position.x) <= CURSOR_TOLERANCE, `cursor x ${shown[1]}`);
+  assert.ok(Math.abs(Number(shown[2]) - sign.position.z) <= CURSOR_TOLERANCE, `cursor z ${shown[2]}`);
+}
+
 async function changeAppears(page: Page): Promise<number> {
   const start = performance.now();
   await rpc('add_route_point', { package: 'windfall', id: 'young_man_um2', position: { x: 800, y: 400, z: -800 } });
@@ -133,11 +155,13 @@ try {
   const page = await browser.newPage();
   const errors: string[] = [];
   page.on('pageerror', (e) => errors.push(e.message));
+  page.on('console', (m) => void (m.type() === 'error' && errors.push(`${m.text()} ${m.location().url}`)));
   const pictureMs = await firstPicture(page);
   console.log(`first full picture (tiles and ${DEMO_ACTORS} markers): ${pictureMs.toFixed(0)} ms`);
   await everyActorHasAMarker(page);
   await checkShowsProblems(page);
   await profileIsDrawn(page);
+  await searchAndCursor(page);
   mkdirSync(outDir, { recursive: true });
   await page.screenshot({ path: join(outDir, 'map.png') });
   console.log(`screenshot: ${join(outDir, 'map.png')}`);
