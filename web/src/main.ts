@@ -1,0 +1,178 @@
+// The map page: opens the session, loads the package's actors and routes, keeps them current from the
+// server's events, and wires the list, the route details, "Check route" and the profile chart. Owns the
+// page's state; single-threaded.
+
+import 'leaflet/dist/leaflet.css';
+import 'uplot/dist/uPlot.min.css';
+import uPlot from 'uplot';
+import { listen, openSession, rpc } from './api.js';
+import type { ActorInfo, Placed, Profile, Segment } from './core.js';
+import { readActors, readCheck, readDocument, readProfile } from './core.js';
+import { MapView, escapeHtml } from './mapview.js';
+import { describeSettings, drawRoute, problemDistances } from './route.js';
+
+const CHANGE_DEBOUNCE_MS = 100; // several changes in a burst fetch the package once
+const CHART_HEIGHT_PX = 180;
+
+const $ = (id: string) => document.getElementById(id) as HTMLElement;
+const state = { pkg: '', infos: [] as ActorInfo[], placed: [] as Placed[], selected: '', checked: [] as Segment[] };
+let view: MapView;
+let chart: uPlot | null = null;
+let changeTimer = 0;
+
+function say(text: string): void {
+  $('message').textContent = text;
+}
+
+async function loadPackage(): Promise<void> {
+  const [actors, doc] = await Promise.all([rpc('actors', { package: state.pkg }), rpc('document', { package: state.pkg })]);
+  const infos = actors.ok ? readActors(actors.result) : { ok: false, error: actors.error };
+  const placed = doc.ok ? readDocument(doc.result) : { ok: false, error: doc.error };
+  if (!infos.ok || !placed.ok || !('value' in infos) || !('value' in placed)) {
+    say(infos.error || placed.error);
+    return;
+  }
+  state.infos = infos.value!;
+  state.placed = placed.value!;
+  view.showActors(state.infos, state.placed);
+  drawList();
+  drawSelection();
+}
+
+function drawList(): void {
+  const filter = ($('search') as HTMLInputElement).value.trim().toLowerCase();
+  const list = $('actor-list');
+  list.replaceChildren();
+  for (const info of state.infos) {
+    if (filter && !info.id.toLowerCase().includes(filter) && !info.type.toLowerCase().includes(filter)) continue;
+    const item = document.createElement('li');
+    const button = document.createElement('button');
+    button.className = `walker-${info.walker}${info.id === state.selected ? ' selected' : ''}`;
+    button.dataset.listActor = info.id;
+    button.innerHTML = `<span class="dot"></span>${escapeHtml(info.id)} <small>${escapeHtml(info.walker)}</small>`;
+    button.title = info.refusal ?? `${info.type}, ${info.walker}`;
+    button.setAttribute('aria-label', `Select ${info.id}`);
+    button.addEventListener('click', () => select(info.id));
+    item.append(button);
+    list.append(item);
+  }
+}
+
+function select(id: string): void {
+  if (state.selected !== id) state.checked = [];
+  state.selected = id;
+  const actor = state.placed.find((p) => p.id === id);
+  if (actor) view.focus(actor);
+  drawList();
+  drawSelection();
+  void drawProfile();
+}
+
+function drawSelection(): void {
+  const actor = state.placed.find((p) => p.id === state.selected) ?? null;
+  const info = state.infos.find((i) => i.id === state.selected);
+  $('details').hidden = !actor;
+  view.showRoute(actor, info?.walker ?? 'none', state.checked);
+  if (!actor || !info) return;
+  $('details-title').textContent = actor.id;
+  $('details-walker').textContent = info.refusal ? `${info.walker}: ${info.refusal}` : info.walker;
+  $('details-settings').textContent = describeSettings(actor);
+  const problems = $('problems');
+  problems.replaceChildren();
+  for (const s of state.checked) {
+    const li = document.createElement('li');
+    li.className = s.ok ? 'ok' : 'not-ok';
+    li.textContent = `${s.from} → ${s.to}: ${s.ok ? 'ok' : s.problem ?? 'not ok'}`;
+    problems.append(li);
+  }
+}
+
+async function checkRoute(): Promise<void> {
+  const answer = await rpc('check_route', { package: state.pkg, id: state.selected });
+  const read = answer.ok ? readCheck(answer.result) : { ok: false, error: answer.error, value: undefined };
+  if (!read.ok || !read.value) return say(`Check route: ${read.error}`);
+  state.checked = read.value;
+  const bad = read.value.filter((s) => !s.ok).length;
+  say(bad ? `${bad} problem${bad > 1 ? 's' : ''} on the route of ${state.selected}` : `the route of ${state.selected} is ok`);
+  drawSelection();
+  await drawProfile();
+}
+
+async function drawProfile(): Promise<void> {
+  const box = $('profile');
+  chart?.destroy();
+  chart = null;
+  const answer = await rpc('route_profile', { package: state.pkg, id: state.selected });
+  const read = answer.ok ? readProfile(answer.result) : { ok: false, error: answer.error, value: undefined };
+  if (!read.ok || !read.value) {
+    box.dataset.state = 'none';
+    $('profile-note').textContent = `No profile: ${read.error}`;
+    return;
+  }
+  $('profile-note').textContent = '';
+  box.dataset.state = 'drawn';
+  chart = new uPlot(chartOptions(box.clientWidth || 320), profileData(read.value), box);
+}
+
+function profileData(p: Profile): uPlot.AlignedData {
+  const actor = state.placed.find((a) => a.id === state.selected)!;
+  const walker = state.infos.find((i) => i.id === state.selected)?.walker ?? 'none';
+  const problems = problemDistances(drawRoute(actor, walker, state.checked), state.checked);
+  const xs = p.samples.map((s) => s.distance);
+  const marks = xs.map(() => null as number | null);
+  for (const pr of problems) {
+    const i = xs.reduce((best, x, k) => (Math.abs(x - pr.distance) < Math.abs(xs[best] - pr.distance) ? k : best), 0);
+    marks[i] = p.samples[i].ground ?? p.samples[i].height;
+  }
+  return [xs, p.samples.map((s) => s.height), p.samples.map((s) => s.ground), marks];
+}
+
+function chartOptions(width: number): uPlot.Options {
+  return {
+    width, height: CHART_HEIGHT_PX, title: 'Height along the walk',
+    scales: { x: { time: false } },
+    axes: [{ label: 'distance' }, { label: 'height' }],
+    series: [
+      { label: 'distance' },
+      { label: 'route', stroke: '#2f6fdf', width: 2 },
+      { label: 'ground', stroke: '#8a6d3b', fill: 'rgba(138,109,59,0.2)', spanGaps: false },
+      { label: 'problem', stroke: '#d12f2f', width: 0, points: { show: true, size: 10, fill: '#d12f2f' } },
+    ],
+  };
+}
+
+function onEvent(name: string, data: unknown): void {
+  const d = (data ?? {}) as Record<string, any>;
+  if (name === 'game') {
+    view.showGround(d.connected === true, d.bounds);
+    $('ground-note').hidden = d.connected === true;
+    $('ground-note').textContent = d.connected ? '' : `The ground is unknown: ${d.problem ?? 'no game is connected'}`;
+  } else if (name === 'change' && d.package === state.pkg) {
+    say(`${d.kind}: ${d.label}`);
+    clearTimeout(changeTimer);
+    changeTimer = window.setTimeout(() => void loadPackage(), CHANGE_DEBOUNCE_MS);
+  } else if (name === 'live' && d.package === state.pkg && Array.isArray(d.actors)) {
+    view.live(d.actors);
+  } else if (name === 'reload') {
+    void loadPackage();
+  }
+}
+
+async function start(): Promise<void> {
+  view = new MapView($('map'), $('cursor'));
+  view.onSelect = select;
+  $('search').addEventListener('input', drawList);
+  $('check').addEventListener('click', () => void checkRoute());
+  const session = await openSession();
+  if (!session.ok) return say(session.error);
+  const packages = await rpc('packages');
+  const names = ((packages.result as any)?.packages ?? []).map((p: { name: string }) => p.name);
+  if (!packages.ok || names.length === 0) return say(packages.error || 'the store has no package');
+  state.pkg = names[0];
+  $('package').textContent = state.pkg;
+  listen(state.pkg, onEvent);
+  await loadPackage();
+  document.body.dataset.ready = 'true';
+}
+
+void start();

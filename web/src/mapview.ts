@@ -1,0 +1,173 @@
+// The map itself: ground tiles or a labelled grid, one marker per actor, the selected route, and the
+// walkers moving between live events. Owns the Leaflet map and its layers; single-threaded.
+
+import L from 'leaflet';
+import type { ActorInfo, Placed, Segment, Vec3 } from './core.js';
+import { latLngToWorld, worldToLatLng } from './core.js';
+import { arrowFor, between, drawRoute, gridStep } from './route.js';
+
+const MIN_ZOOM = -5; // tiles exist for zooms -5 to 2
+const MAX_ZOOM = 2;
+const TILE_PIXELS = 256;
+const GRID_LINES_MAX = 400; // per direction, so a huge view never hangs the page
+const FOCUS_PADDING_PX: [number, number] = [60, 60]; // around a selected route
+const ANIMATION_MS_MAX = 500; // a walker glides at most this long towards its next live position
+
+const ll = (p: { x: number; z: number }) => L.latLng(...worldToLatLng(p));
+
+export class MapView {
+  readonly map: L.Map;
+  private tiles: L.TileLayer;
+  private grid = L.layerGroup();
+  private markers = new Map<string, L.Marker>();
+  private route = L.layerGroup();
+  private gliding = new Map<string, { from: Vec3; to: Vec3; start: number; ms: number }>();
+  private lastLive = 0;
+  private walked = new Map<string, Vec3>(); // where the game last said each walker is
+  onSelect: (id: string) => void = () => {};
+
+  constructor(element: HTMLElement, cursor: HTMLElement) {
+    this.map = L.map(element, { crs: L.CRS.Simple, minZoom: MIN_ZOOM, maxZoom: MAX_ZOOM, zoomSnap: 1 });
+    this.map.setView([0, 0], -2);
+    this.tiles = L.tileLayer('/ground/{z}/{x}/{y}.png', {
+      tileSize: TILE_PIXELS, minZoom: MIN_ZOOM, maxZoom: MAX_ZOOM, noWrap: true, className: 'ground',
+    });
+    this.grid.addTo(this.map);
+    this.route.addTo(this.map);
+    this.map.on('moveend zoomend', () => this.drawGrid());
+    this.map.on('mousemove', (e: L.LeafletMouseEvent) => {
+      const w = latLngToWorld(e.latlng.lat, e.latlng.lng);
+      cursor.textContent = `x ${w.x.toFixed(0)}, z ${w.z.toFixed(0)}`;
+    });
+    this.drawGrid();
+  }
+
+  // With a game: its ground as tiles inside its bounds; without: only the grid.
+  showGround(known: boolean, bounds?: { low: Vec3; high: Vec3 }): void {
+    if (known && !this.map.hasLayer(this.tiles)) this.tiles.addTo(this.map).bringToBack();
+    if (!known && this.map.hasLayer(this.tiles)) this.tiles.remove();
+    if (known) this.tiles.redraw();
+    if (bounds && !this.framed) {
+      this.map.fitBounds(L.latLngBounds(ll(bounds.low), ll(bounds.high)));
+      this.framed = true;
+    }
+    this.drawGrid();
+  }
+  private framed = false;
+
+  // Grid lines with their world coordinate, spaced for the zoom: x along the top, z down the left.
+  private drawGrid(): void {
+    this.grid.clearLayers();
+    const step = gridStep(this.map.getZoom());
+    const view = this.map.getBounds();
+    const a = latLngToWorld(view.getNorth(), view.getWest());
+    const b = latLngToWorld(view.getSouth(), view.getEast());
+    const line = { color: '#6b7a8f', weight: 1, opacity: 0.35, interactive: false };
+    const label = (text: string, at: L.LatLng, cls: string) =>
+      L.marker(at, { interactive: false, keyboard: false,
+        icon: L.divIcon({ className: `axis ${cls}`, html: text, iconSize: undefined }) }).addTo(this.grid);
+    const xs = Math.floor(a.x / step), xe = Math.ceil(b.x / step);
+    const zs = Math.floor(a.z / step), ze = Math.ceil(b.z / step);
+    if (xe - xs > GRID_LINES_MAX || ze - zs > GRID_LINES_MAX) return;
+    for (let i = xs; i <= xe; ++i) {
+      L.polyline([ll({ x: i * step, z: a.z }), ll({ x: i * step, z: b.z })], line).addTo(this.grid);
+      label(`x ${i * step}`, ll({ x: i * step, z: a.z }), 'axis-x');
+    }
+    for (let j = zs; j <= ze; ++j) {
+      L.polyline([ll({ x: a.x, z: j * step }), ll({ x: b.x, z: j * step })], line).addTo(this.grid);
+      label(`z ${j * step}`, ll({ x: a.x, z: j * step }), 'axis-z');
+    }
+  }
+
+  // One marker per placed actor, by walker class; one that may not walk is greyed with its refusal.
+  showActors(infos: ActorInfo[], placed: Placed[]): void {
+    const seen = new Set<string>();
+    for (const p of placed) {
+      const info = infos.find((i) => i.id === p.id);
+      if (!p.position || !info) continue;
+      seen.add(p.id);
+      const hint = info.refusal ? `${p.id}: ${info.refusal}` : `${p.id} (${info.walker})`;
+      const icon = L.divIcon({
+        className: `actor walker-${info.walker}`, iconSize: [14, 14],
+        html: `<span class="actor-label">${escapeHtml(p.id)}</span>`,
+      });
+      let m = this.markers.get(p.id);
+      if (!m) {
+        m = L.marker(ll(p.position), { icon, title: hint, alt: hint, keyboard: true });
+        m.on('click', () => this.onSelect(p.id));
+        m.on('add', () => m!.getElement()?.setAttribute('data-actor-id', p.id));
+        this.markers.set(p.id, m.addTo(this.map));
+      } else {
+        m.setIcon(icon);
+        m.getElement()?.setAttribute('data-actor-id', p.id);
+        m.getElement()?.setAttribute('title', hint);
+        if (!this.gliding.has(p.id)) m.setLatLng(ll(this.walked.get(p.id) ?? p.position));
+      }
+    }
+    for (const [id, m] of this.markers) if (!seen.has(id)) (m.remove(), this.markers.delete(id));
+  }
+
+  // The selected route: numbered points, coloured segments, arrows and problem markers.
+  showRoute(actor: Placed | null, walker: ActorInfo['walker'], checked: Segment[]): void {
+    this.route.clearLayers();
+    for (const m of this.markers.values()) m.getElement()?.classList.remove('selected');
+    if (!actor) return;
+    this.markers.get(actor.id)?.getElement()?.classList.add('selected');
+    const d = drawRoute(actor, walker, checked);
+    for (const s of d.segments) {
+      const colour = s.ok === null ? '#2f6fdf' : s.ok ? '#2a9d4b' : '#d12f2f';
+      L.polyline([ll(s.a), ll(s.b)], { color: colour, weight: 4, className: `segment ok-${s.ok}` }).addTo(this.route);
+      const arrow = arrowFor(s);
+      L.marker(ll(arrow.at), { interactive: false, keyboard: false, icon: L.divIcon({ className: 'arrow',
+        iconSize: [16, 16], html: `<span style="transform: rotate(${arrow.degrees}deg)">➤</span>` }) }).addTo(this.route);
+    }
+    for (const p of d.points) {
+      const m = L.marker(ll(p.at), { title: `point ${p.number} of ${actor.id}`, icon: L.divIcon({
+        className: 'point', iconSize: [20, 20], html: `${p.number}` }) }).addTo(this.route);
+      m.getElement()?.setAttribute('data-point', String(p.number));
+    }
+    for (const s of checked) {
+      if (s.ok || !s.at) continue;
+      const text = `${s.from}→${s.to}: ${s.problem ?? 'not ok'}`;
+      const m = L.marker(ll(s.at), { title: text, icon: L.divIcon({ className: 'problem', iconSize: [18, 18],
+        html: '!' }) }).addTo(this.route);
+      m.bindTooltip(text, { permanent: true, direction: 'bottom', offset: [0, 8], className: 'problem-text' });
+      m.getElement()?.setAttribute('data-problem', s.problem ?? '');
+    }
+  }
+
+  // A live event: every walker glides from where it is to its new position until the next event.
+  live(actors: { id: string; position: Vec3 }[]): void {
+    const now = performance.now();
+    const ms = Math.min(ANIMATION_MS_MAX, this.lastLive ? now - this.lastLive : ANIMATION_MS_MAX);
+    this.lastLive = now;
+    for (const a of actors) {
+      const m = this.markers.get(a.id);
+      if (!m) continue;
+      this.walked.set(a.id, a.position);
+      const here = latLngToWorld(m.getLatLng().lat, m.getLatLng().lng);
+      this.gliding.set(a.id, { from: { x: here.x, y: 0, z: here.z }, to: a.position, start: now, ms });
+    }
+    requestAnimationFrame(() => this.glide());
+  }
+
+  private glide(): void {
+    const now = performance.now();
+    for (const [id, g] of this.gliding) {
+      const t = g.ms > 0 ? (now - g.start) / g.ms : 1;
+      this.markers.get(id)?.setLatLng(ll(between(g.from, g.to, t)));
+      if (t >= 1) this.gliding.delete(id);
+    }
+    if (this.gliding.size > 0) requestAnimationFrame(() => this.glide());
+  }
+
+  // Brings the actor and its whole route into view.
+  focus(actor: Placed): void {
+    const spots = [actor.position, ...(actor.route?.points ?? [])].filter((p): p is Vec3 => p !== null);
+    if (spots.length > 0) this.map.fitBounds(L.latLngBounds(spots.map(ll)), { padding: FOCUS_PADDING_PX, maxZoom: 0 });
+  }
+}
+
+export function escapeHtml(text: string): string {
+  return text.replace(/[&<>"']/g, (c) => `&#${c.charCodeAt(0)};`);
+}

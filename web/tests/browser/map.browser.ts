@@ -1,0 +1,180 @@
+// What a modder does on the map, in Debian's chromium against `pathwright map --demo --manual-clock`:
+// the ground and every actor appear, young_man_um2's check shows its problems where the check says, the
+// profile is drawn, a change from elsewhere appears, and walkers move when the game's clock advances.
+// Usage: map.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR (the screenshot and the first-picture time go there).
+import { spawn } from 'node:child_process';
+import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { createInterface } from 'node:readline';
+import assert from 'node:assert/strict';
+import { chromium, type Page } from 'playwright-core';
+
+const [binary, outDir] = process.argv.slice(2);
+if (!binary || !outDir) throw new Error('usage: map.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
+const CHROMIUM = '/usr/bin/chromium';
+const CHROMIUM_ARGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+  '--disable-background-networking', '--disable-component-update', '--disable-sync'];
+const DEMO_ACTORS = 30;
+const START_TIMEOUT_MS = 20000; // the server's first line; the sanitizer build starts slowly
+const PICTURE_TIMEOUT_MS = 20000;
+const CHANGE_TIMEOUT_MS = 1000; // a change from anywhere shows within a second
+const PIXEL_TOLERANCE = 3;
+const CURSOR_TOLERANCE = 10; // world units: a pixel or two at the zoom of a selected route
+
+const server = spawn(binary, ['map', '--demo', '--port', '0', '--manual-clock'], { stdio: ['ignore', 'pipe', 'inherit'] });
+const firstLine: string = await new Promise((resolve, reject) => {
+  const timer = setTimeout(() => reject(new Error('pathwright map printed no address')), START_TIMEOUT_MS);
+  createInterface({ input: server.stdout! }).once('line', (line) => (clearTimeout(timer), resolve(line)));
+  server.once('exit', (code) => reject(new Error(`pathwright map ended early with ${code}`)));
+});
+const match = /^Pathwright map: (http:\/\/127\.0\.0\.1:\d+)\/#token=([0-9a-f]{32})$/.exec(firstLine);
+assert.ok(match, `unexpected first line: ${firstLine}`);
+const [, origin, token] = match;
+const profile = mkdtempSync(join(tmpdir(), 'pathwright-chromium-'));
+const browser = await chromium.launchPersistentContext(profile, {
+  executablePath: CHROMIUM, args: CHROMIUM_ARGS, viewport: { width: 1400, height: 900 },
+});
+
+async function rpc(method: string, params: Record<string, unknown>): Promise<any> {
+  const answer = await fetch(`${origin}/rpc`, { method: 'POST', headers: { Authorization: `Bearer ${token}` },
+    body: JSON.stringify({ jsonrpc: '2.0', id: 1, method, params }) });
+  const reply = await answer.json();
+  assert.ok(!reply.error, `${method}: ${JSON.stringify(reply.error)}`);
+  return reply.result;
+}
+
+const centre = async (page: Page, selector: string) => {
+  const box = await page.locator(selector).first().boundingBox();
+  assert.ok(box, `${selector} is not on screen`);
+  return { x: box.x + box.width / 2, y: box.y + box.height / 2 };
+};
+
+async function firstPicture(page: Page): Promise<number> {
+  const start = performance.now();
+  await page.goto(`${origin}/#token=${token}`);
+  await page.waitForFunction((n) => {
+    const tiles = [...document.querySelectorAll<HTMLImageElement>('img.leaflet-tile')];
+    const loaded = tiles.length > 0 && tiles.every((t) => t.complete && t.naturalWidth === 256);
+    return loaded && document.querySelectorAll('[data-actor-id]').length >= n;
+  }, DEMO_ACTORS, { timeout: PICTURE_TIMEOUT_MS });
+  return performance.now() - start;
+}
+
+async function everyActorHasAMarker(page: Page): Promise<void> {
+  const expected = (await rpc('actors', { package: 'windfall' })).actors.map((a: { id: string }) => a.id).sort();
+  const shown = await page.$$eval('.leaflet-marker-icon[data-actor-id]', (els) => els.map((e) => e.getAttribute('data-actor-id')));
+  assert.deepEqual(shown.sort(), expected);
+  assert.equal(expected.length, DEMO_ACTORS);
+  assert.match(await page.locator('[data-actor-id="harbour_seated_ym1"]').getAttribute('title') ?? '', /seated/);
+  assert.equal(await page.locator('#ground-note').isHidden(), true, 'the ground is known with a game');
+  // x grows to the right and z downwards: the extreme actors lie on the matching sides of the screen.
+  const placed = (await rpc('document', { package: 'windfall' })).document.actors;
+  const extreme = (key: 'x' | 'z', sign: number) =>
+    placed.reduce((a: any, b: any) => (sign * (b.position[key] - a.position[key]) > 0 ? b : a)).id;
+  const on = (id: string) => centre(page, `[data-actor-id="${id}"]`);
+  assert.ok((await on(extreme('x', -1))).x < (await on(extreme('x', 1))).x, 'x does not grow to the right');
+  assert.ok((await on(extreme('z', -1))).y < (await on(extreme('z', 1))).y, 'z does not grow downwards');
+}
+
+// Each problem marker sits where the check's "at" lies on the screen, measured from the route's points.
+async function checkShowsProblems(page: Page): Promise<void> {
+  await page.getByRole('button', { name: 'Select young_man_um2' }).click();
+  await page.locator('[data-point="4"]').waitFor();
+  assert.equal(await page.locator('[data-point]').count(), 5);
+  await page.getByRole('button', { name: 'Check route' }).click();
+  await page.locator('.problem').nth(2).waitFor();
+  const check = (await rpc('check_route', { package: 'windfall', id: 'young_man_um2' })).segments;
+  const doc = (await rpc('document', { package: 'windfall' })).document.actors.find((a: any) => a.id === 'young_man_um2');
+  const world = [doc.position, ...doc.path.points];
+  const bad = check.filter((s: any) => !s.ok);
+  assert.equal(bad.length, 3);
+  assert.equal(await page.locator('.problem').count(), 3);
+  for (const s of bad) {
+    const a = world[s.from], b = world[s.to];
+    const f = Math.hypot(s.at.x - a.x, s.at.z - a.z) / Math.hypot(b.x - a.x, b.z - a.z);
+    const pa = await centre(page, `[data-point="${s.from}"]`), pb = await centre(page, `[data-point="${s.to}"]`);
+    const shown = await centre(page, `.problem[data-problem="${s.problem}"]`);
+    assert.ok(Math.abs(shown.x - (pa.x + (pb.x - pa.x) * f)) <= PIXEL_TOLERANCE, `${s.problem}: x`);
+    assert.ok(Math.abs(shown.y - (pa.y + (pb.y - pa.y) * f)) <= PIXEL_TOLERANCE, `${s.problem}: y`);
+    await page.getByText(s.problem, { exact: false }).first().waitFor();
+  }
+}
+
+async function profileIsDrawn(page: Page): Promise<void> {
+  await page.locator('#profile[data-state="drawn"] canvas').waitFor();
+  const inked = await page.$eval('#profile canvas', (c: HTMLCanvasElement) => {
+    const data = c.getContext('2d')!.getImageData(0, 0, c.width, c.height).data;
+    let n = 0;
+    for (let i = 3; i < data.length; i += 4) if (data[i] > 0) ++n;
+    return n;
+  });
+  assert.ok(inked > 1000, `the profile chart is almost blank (${inked} pixels drawn)`);
+}
+
+// The list's search narrows it, and the box at the bottom shows the world position under the mouse.
+async function searchAndCursor(page: Page): Promise<void> {
+  await page.getByLabel('Search actors').fill('sailor');
+  assert.equal(await page.locator('#actor-list button').count(), 4);
+  await page.getByLabel('Search actors').fill('');
+  const sign = (await rpc('document', { package: 'windfall' })).document.actors.find((a: any) => a.id === 'notice_sign');
+  const at = await centre(page, '[data-actor-id="notice_sign"]');
+  await page.mouse.move(at.x, at.y);
+  const shown = /^x (-?\d+), z (-?\d+)$/.exec((await page.locator('#cursor').textContent()) ?? '');
+  assert.ok(shown, 'no cursor position shown');
+  assert.ok(Math.abs(Number(shown[1]) - sign.position.x) <= CURSOR_TOLERANCE, `cursor x ${shown[1]}`);
+  assert.ok(Math.abs(Number(shown[2]) - sign.position.z) <= CURSOR_TOLERANCE, `cursor z ${shown[2]}`);
+}
+
+async function changeAppears(page: Page): Promise<number> {
+  const start = performance.now();
+  await rpc('add_route_point', { package: 'windfall', id: 'young_man_um2', position: { x: 800, y: 400, z: -800 } });
+  await page.locator('[data-point="5"]').waitFor({ timeout: CHANGE_TIMEOUT_MS });
+  return performance.now() - start;
+}
+
+// Measured against a marker that never walks, so panning the map cannot pass for walking.
+async function walkerMoves(page: Page): Promise<void> {
+  const offset = async () => {
+    const w = await centre(page, '[data-actor-id="baker_ub3"]'), s = await centre(page, '[data-actor-id="notice_sign"]');
+    return { x: w.x - s.x, y: w.y - s.y };
+  };
+  const before = await offset();
+  await rpc('advance_game', { seconds: 5 });
+  const deadline = Date.now() + 5000;
+  let after = before;
+  while (Date.now() < deadline && Math.hypot(after.x - before.x, after.y - before.y) < 1) {
+    await page.waitForTimeout(100);
+    after = await offset();
+  }
+  assert.ok(Math.hypot(after.x - before.x, after.y - before.y) >= 1, 'baker_ub3 did not move on the map');
+}
+
+let failed = false;
+try {
+  const page = await browser.newPage();
+  const errors: string[] = [];
+  page.on('pageerror', (e) => errors.push(e.message));
+  page.on('console', (m) => void (m.type() === 'error' && errors.push(`${m.text()} ${m.location().url}`)));
+  const pictureMs = await firstPicture(page);
+  console.log(`first full picture (tiles and ${DEMO_ACTORS} markers): ${pictureMs.toFixed(0)} ms`);
+  await everyActorHasAMarker(page);
+  await checkShowsProblems(page);
+  await profileIsDrawn(page);
+  await searchAndCursor(page);
+  mkdirSync(outDir, { recursive: true });
+  await page.screenshot({ path: join(outDir, 'map.png') });
+  console.log(`screenshot: ${join(outDir, 'map.png')}`);
+  console.log(`a change made through /rpc appeared after ${(await changeAppears(page)).toFixed(0)} ms`);
+  await walkerMoves(page);
+  assert.deepEqual(errors, [], 'the page threw');
+  writeFileSync(join(outDir, 'first-picture-ms.txt'), `${pictureMs.toFixed(0)}\n`);
+} catch (e) {
+  failed = true;
+  console.error(e);
+} finally {
+  await browser.close();
+  rmSync(profile, { recursive: true, force: true });
+  server.kill('SIGTERM');
+}
+process.exit(failed ? 1 : 0);
