@@ -1,10 +1,10 @@
-# Front door: `make demo` runs the guided tour on the built-in defaults, `make test` runs every test in
+# Front door: `make demo` serves the map of the demo island (open the address it prints), `make test` runs every test in
 # the release and the sanitizer builds, `make fuzz` runs each fuzzing harness for FUZZ_SECONDS. All install
 # missing Debian packages first.
 JOBS ?= 2
 FUZZ_SECONDS ?= 60
 
-.PHONY: deps demo test release sanitize fuzz bench clean
+.PHONY: deps demo tour test release sanitize fuzz bench clean
 
 deps:
 	@tools/install-deps
@@ -18,6 +18,9 @@ sanitize: deps
 	cmake --build --preset sanitize -j $(JOBS)
 
 demo: release
+	build/release/bin/pathwright map --demo
+
+tour: release
 	build/release/bin/pathwright tour --demo
 
 test: release sanitize
