@@ -172,8 +172,26 @@ Value Workbench::status() {
   return status;
 }
 
+namespace {
+
+// Whether `method` may ask the game anything: only such commands try to reach a game that is away, so
+// that a hung game never holds up the rest (listings, undo, edits that place no point).
+bool may_ask_game(const std::string& method, const Value& params) {
+  static const char* const kWithoutGame[] = {"packages", "actors", "document", "undo", "redo", "history",
+                                             "reload", "remove_route_point", "reorder_route_point",
+                                             "set_route", "remove_route"};
+  for (const char* name : kWithoutGame) {
+    if (method == name) return false;
+  }
+  const bool places = method == "add_route_point" || method == "move_route_point";
+  const bool unsnapped = params.get("snap").is_bool() && !params.get("snap").boolean && !params.has("at");
+  return !(places && unsnapped);
+}
+
+}  // namespace
+
 CallOutcome Workbench::run(const std::string& method, const Value& params) {
-  if (link_) link_->ensure_connected();
+  if (link_ && may_ask_game(method, params)) link_->ensure_connected();
   refresh_live_game();
 
   CallOutcome outcome;

@@ -7,6 +7,7 @@
 #include <thread>
 #include <tuple>
 
+#include "host/link/game_link.h"
 #include "tests/host/cli/pathwright_process.h"
 
 namespace host::testing {
@@ -177,6 +178,11 @@ TEST(JsonRpcServe, FollowsTheGameThroughAbsenceStartDeathRestartAndHang) {
   EXPECT_GT(state.get("retry_in").number, 0) << compact(state);
   EXPECT_TRUE(server.call("history", parse(R"({"package":"windfall"})")).has("result"));
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(400)) << "waited for a hung game";
+  // Once the back-off is over, commands that need no game still do not try the hung one.
+  std::this_thread::sleep_for(std::chrono::milliseconds(GameLink::kFirstBackOffMs + 100));
+  const auto later = std::chrono::steady_clock::now();
+  EXPECT_TRUE(server.call("undo", parse(R"({"package":"windfall"})")).has("result"));
+  EXPECT_LT(std::chrono::steady_clock::now() - later, std::chrono::milliseconds(400)) << "undo waited for the game";
   game->signal(SIGCONT);
   ASSERT_TRUE(wait_for_game(server));
   EXPECT_EQ(server.finish(), 0);
