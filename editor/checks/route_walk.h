@@ -12,6 +12,7 @@
 
 #include "editor/points/world_point.h"
 #include "editor/session.h"
+#include "editor/checks/route_samples.h"
 #include "json/value.h"
 
 namespace editor {
@@ -24,6 +25,7 @@ struct WalkSegment {
 };
 
 struct RouteWalk {
+  RouteSamples plan;  // the samples as planned, which check_route judges
   std::vector<WalkSegment> segments;
   std::vector<story_notebook::WorldPoint> samples;  // on each segment's straight line, with its height
   std::vector<std::size_t> sample_segment;           // index into `segments` of every sample
