@@ -47,6 +47,7 @@ struct Flags {
   std::string game;
   double game_timeout = host::GameLink::kDefaultTimeoutSeconds;
   bool demo = false;
+  std::string world;  // an OBJ mesh for the in-process game instead of the island
   bool manual_clock = false;
   std::string examples = host::shared_data_path("examples");
   std::size_t max_request = host::kDefaultMaxRequestBytes;
@@ -56,15 +57,23 @@ struct Flags {
 void add_store_flags(CLI::App& command, Flags& flags) {
   command.add_option("--store", flags.store, "the store folder holding the mod packages (default: the current folder)")
       ->type_name("DIR");
-  command.add_option("--game", flags.game, "connect to the game at HOST:PORT (the game listens on 127.0.0.1:47800)")
-      ->type_name("HOST:PORT");
+  auto* game = command.add_option("--game", flags.game,
+                                  "connect to the game at HOST:PORT (the game listens on 127.0.0.1:47800)")
+                   ->type_name("HOST:PORT");
   command.add_option("--game-timeout", flags.game_timeout, "seconds to wait for each answer of the game")
       ->check(CLI::Validator(check_game_timeout, "SECONDS"))
       ->type_name("SECONDS")
       ->default_val(host::GameLink::kDefaultTimeoutSeconds);
-  command.add_flag("--demo", flags.demo,
-                   "run the simulated game in this process on the built-in island and, unless --store is given, "
-                   "work on a temporary copy of the demo store");
+  auto* demo = command.add_flag("--demo", flags.demo,
+                                "run the simulated game in this process on the built-in island and, unless --store "
+                                "is given, work on a temporary copy of the demo store");
+  auto* world = command.add_option("--world", flags.world,
+                                   "run the simulated game in this process on this OBJ mesh (y up, world units) "
+                                   "instead of the island; the store is --store or the current folder")
+                    ->type_name("FILE.obj")
+                    ->check(CLI::ExistingFile);
+  game->excludes(world);
+  demo->excludes(world);
   command.add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
       ->type_name("DIR")
       ->default_val(host::shared_data_path("examples"));
@@ -73,8 +82,9 @@ void add_store_flags(CLI::App& command, Flags& flags) {
 // Opens the workbench the flags describe; null after writing the reason to standard error.
 std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status) {
   WorkbenchOptions options;
-  options.store_dir = flags.store;
-  options.demo = flags.demo;
+  options.store_dir = flags.store.empty() && !flags.world.empty() ? "." : flags.store;
+  options.demo = flags.demo || !flags.world.empty();
+  options.world_file = flags.world;
   options.manual_clock = flags.manual_clock;
   options.examples_dir = flags.examples;
   options.game_timeout_seconds = flags.game_timeout;
@@ -124,8 +134,9 @@ int serve(Flags flags) {
 }
 
 int map(const Flags& flags, const host::map::MapServerOptions& options) {
-  if (flags.manual_clock && !flags.demo) {
-    std::cerr << "pathwright: --manual-clock needs --demo (only the in-process game has a clock to hold)\n";
+  if (flags.manual_clock && !flags.demo && flags.world.empty()) {
+    std::cerr << "pathwright: --manual-clock needs --demo or --world (only the in-process game has a clock to "
+                 "hold)\n";
     return kExitBadUsage;
   }
   host::block_stop_signals();  // before any thread starts: run_map alone takes SIGINT and SIGTERM
