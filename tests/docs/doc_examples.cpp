@@ -64,7 +64,8 @@ bool read_exchanges(const std::string& text, std::vector<Exchange>& exchanges, s
       }
       exchanges.back().answer = line.substr(kAnswerMark.size());
       last = &exchanges.back().answer;
-    } else if (last != nullptr && !line.empty() && (line[0] == ' ' || line[0] == '\t')) {
+    } else if (last != nullptr && (starts_with(line, " ") || starts_with(line, "\t")) &&
+               line.find_first_not_of(" \t") != std::string::npos) {
       last->append(line, line.find_first_not_of(" \t"), std::string::npos);
     } else {
       last = nullptr;

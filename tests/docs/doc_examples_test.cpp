@@ -65,6 +65,60 @@ void check_doc(const std::string& doc, const std::function<std::string(const std
   }
 }
 
+struct ReadCase {
+  const char* doc;
+  bool ok;
+  std::size_t exchanges;
+  const char* last_request;  // continuations joined
+  const char* error;
+};
+
+TEST(DocExamples, ReaderJoinsContinuationsAndRefusesAHalfExchange) {
+  const ReadCase cases[] = {
+      {.doc = "```\n-> {\"a\":\n    1}\n<- {}\n```\n", .ok = true, .exchanges = 1, .last_request = "{\"a\":1}",
+       .error = ""},
+      {.doc = "-> outside a block\n<- is prose\n", .ok = true, .exchanges = 0, .last_request = "", .error = ""},
+      {.doc = "```\n-> {}\n\n    \n```\n", .ok = false, .exchanges = 0, .last_request = "",
+       .error = "line 2: a request (->) without its answer (<-)"},
+      {.doc = "```\n-> {}\n-> {}\n<- {}\n```\n", .ok = false, .exchanges = 0, .last_request = "",
+       .error = "line 2: a request (->) without its answer (<-)"},
+      {.doc = "```\n<- {}\n```\n", .ok = false, .exchanges = 0, .last_request = "",
+       .error = "line 2: an answer (<-) without a request (->) before it"},
+  };
+  for (const ReadCase& c : cases) {
+    std::vector<Exchange> exchanges;
+    std::string error;
+    EXPECT_EQ(read_exchanges(c.doc, exchanges, error), c.ok) << c.doc;
+    EXPECT_EQ(exchanges.size(), c.exchanges) << c.doc;
+    EXPECT_EQ(error, c.error) << c.doc;
+    if (!exchanges.empty()) {
+      EXPECT_EQ(exchanges.back().request, c.last_request);
+    }
+  }
+}
+
+struct MatchCase {
+  const char* expected;
+  const char* actual;
+  bool matches;
+};
+
+TEST(DocExamples, PlaceholdersStandForAnyValueAndNothingElseIsLoose) {
+  const MatchCase cases[] = {
+      {.expected = R"({"a":1,"b":[2]})", .actual = R"({"b":[2.0],"a":1})", .matches = true},
+      {.expected = R"({"store":"<the store folder>"})", .actual = R"({"store":{"x":1}})", .matches = true},
+      {.expected = R"({"a":1})", .actual = R"({"a":1,"b":2})", .matches = false},
+      {.expected = R"({"a":1,"b":2})", .actual = R"({"a":1})", .matches = false},
+      {.expected = R"([1,2])", .actual = R"([2,1])", .matches = false},
+      {.expected = R"({"a":"<"})", .actual = R"({"a":"x"})", .matches = false},
+  };
+  for (const MatchCase& c : cases) {
+    std::string where;
+    EXPECT_EQ(matches(nlohmann::json::parse(c.expected), nlohmann::json::parse(c.actual), where), c.matches)
+        << c.expected << " against " << c.actual;
+  }
+}
+
 TEST(DocExamples, GameLinkPageAnswersAsTheSimulatedGame) {
   std::string error;
   auto world = game::GameWorld::island(game::Clock::Manual, error);
