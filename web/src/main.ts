@@ -12,14 +12,24 @@ import { MapView, escapeHtml } from './mapview.js';
 import { ProfileChart } from './profile.js';
 import { describeSettings, drawRoute, problemDistances } from './route.js';
 
-const CHANGE_DEBOUNCE_MS = 100; // several changes in a burst fetch the package once
 
 const $ = (id: string) => document.getElementById(id) as HTMLElement;
 const state = { pkg: '', infos: [] as ActorInfo[], placed: [] as Placed[], selected: '', checked: [] as Segment[] };
 let view: MapView;
 let chart: ProfileChart;
 let editing: Editing;
-let changeTimer = 0;
+let loading: Promise<void> | null = null;
+let loadAgain = false;
+
+// Changes in a burst fetch the package once after the fetch under way. No timer: a background tab's timers
+// are slowed to a second or more, and a change must show within a second on every open page.
+function reloadSoon(): void {
+  if (loading) return void (loadAgain = true);
+  loading = loadPackage().finally(() => {
+    loading = null;
+    if (loadAgain) (loadAgain = false), reloadSoon();
+  });
+}
 
 function say(text: string): void {
   $('message').textContent = text;
@@ -136,8 +146,7 @@ function onEvent(name: string, data: unknown): void {
     $('ground-note').textContent = d.connected ? '' : `The ground is unknown: ${d.problem ?? 'no game is connected'}`;
   } else if (name === 'change' && d.package === state.pkg) {
     say(`${d.kind}: ${d.label}`);
-    clearTimeout(changeTimer);
-    changeTimer = window.setTimeout(() => void loadPackage(), CHANGE_DEBOUNCE_MS);
+    reloadSoon();
   } else if (name === 'live' && d.package === state.pkg && Array.isArray(d.actors)) {
     view.live(d.actors);
   } else if (name === 'reload') {

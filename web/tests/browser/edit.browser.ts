@@ -155,6 +155,13 @@ async function reorderInTheList(page: Page): Promise<void> {
   await page.locator('[data-list-point="1"]').dragTo(page.locator('[data-list-point="3"]'));
   const after = await until(() => points('gate_guard'), (p) => p[2]?.x === before[0].x, 'reordered point 1 to 3');
   assert.deepEqual(after, [before[1], before[2], before[0]]);
+  // Without the mouse: the moved point is selected; [ selects point 2, Alt+Down moves it one place later.
+  await page.locator('#point-list li.selected[data-list-point="3"]').waitFor();
+  await page.keyboard.press('[');
+  await page.locator('#point-list li.selected[data-list-point="2"]').waitFor();
+  await page.keyboard.press('Alt+ArrowDown');
+  await until(() => points('gate_guard'), (p) => p[1]?.x === before[0].x, 'point 2 moved later by keyboard');
+  assert.deepEqual(await points('gate_guard'), [before[1], before[0], before[2]]);
 }
 
 async function changeTheMode(page: Page): Promise<void> {
@@ -165,10 +172,10 @@ async function changeTheMode(page: Page): Promise<void> {
 
 async function undoAllThenRedo(page: Page, demo: Buffer, file: string): Promise<void> {
   const labels = (await rpc('history', { package: 'windfall' })).changes.map((c: any) => c.label);
-  assert.equal(labels.length, 6);
-  assert.equal(await page.getByRole('button', { name: 'Undo' }).getAttribute('title'), `Undo: ${labels[5]}`);
+  assert.equal(labels.length, 7);
+  assert.equal(await page.getByRole('button', { name: 'Undo' }).getAttribute('title'), `Undo: ${labels[6]}`);
   await page.getByRole('button', { name: 'History' }).click();
-  await page.locator('#history-list li.applied').nth(5).waitFor();
+  await page.locator('#history-list li.applied').nth(6).waitFor();
   await page.screenshot({ path: join(outDir, 'edit-history.png') });
   for (let undone = 1; undone <= labels.length; ++undone) {
     await page.locator('#map').click({ position: { x: 5, y: 5 } }); // the keys go to the page, not a field
@@ -177,7 +184,7 @@ async function undoAllThenRedo(page: Page, demo: Buffer, file: string): Promise<
       (n) => n === undone, `undo ${undone}`);
   }
   await until(async () => readFileSync(file), (bytes) => bytes.equals(demo), 'the package file is the demo again', SAVE_TIMEOUT_MS);
-  await page.locator('#history-list li.undone').nth(5).waitFor();
+  await page.locator('#history-list li.undone').nth(6).waitFor();
   assert.equal(await page.getByRole('button', { name: 'Redo' }).getAttribute('title'), `Redo: ${labels[0]}`);
   await page.keyboard.press('Control+Shift+Z');
   await until(() => points('gate_guard'), (p) => p.length === 3, 'redo of the added point');
@@ -208,6 +215,7 @@ async function refusalsChangeNothing(page: Page): Promise<void> {
   const refusal = (await call('set_route', { id: 'ferry_cart', speed: null })).error.message;
   await page.locator('#settings .refusal').getByText(refusal, { exact: true }).waitFor();
   assert.equal(await speed.inputValue(), stored, 'the field does not show the stored speed again');
+  await page.locator('#settings').scrollIntoViewIfNeeded();
   await page.screenshot({ path: join(outDir, 'edit-refusal.png') });
   assert.equal(JSON.stringify(await rpc('document', { package: 'windfall' })), document, 'a refused edit changed the package');
   assert.equal(JSON.stringify(await rpc('history', { package: 'windfall' })), history, 'a refused edit was recorded');
@@ -222,6 +230,7 @@ async function secondPageSeesTheFirst(first: Page): Promise<number> {
   await second.locator('[data-insert-after="3"]').waitFor({ timeout: CHANGE_TIMEOUT_MS });
   const ms = performance.now() - start;
   await second.locator('[data-point="3"]').click();
+  await second.locator('[data-point="3"].selected-point').waitFor();
   await second.keyboard.press('Delete');
   await first.locator('[data-point="2"]').waitFor({ timeout: CHANGE_TIMEOUT_MS });
   await first.waitForFunction(() => !document.querySelector('[data-point="3"]'), null, { timeout: CHANGE_TIMEOUT_MS });
@@ -259,6 +268,7 @@ try {
   await removeWithDelete(page);
   await reorderInTheList(page);
   await changeTheMode(page);
+  await page.locator('#point-list').scrollIntoViewIfNeeded();
   await page.screenshot({ path: join(outDir, 'edit-route.png') });
   await undoAllThenRedo(page, demo, file);
   await helpListsTheKeys(page);
