@@ -48,7 +48,10 @@ async function loadPackage(): Promise<void> {
   view.showActors(state.infos, state.placed);
   drawList();
   drawSelection();
-  await Promise.all([editing.loaded(), redrawCheck()]);
+  // Not waited for: the next fetch of the package (a change made elsewhere) must never queue behind a
+  // check or a profile that asks the game.
+  void editing.loaded();
+  void redrawCheck();
 }
 
 // After a change the check, when one is shown, and the profile follow the route as it is now.

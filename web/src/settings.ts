@@ -11,24 +11,32 @@ type Input = HTMLInputElement | HTMLSelectElement;
 export class SettingsForm {
   onChange: (field: FieldName, value: unknown, input: HTMLElement) => void = () => {};
   private inputs = {} as Record<FieldName, Input>;
+  private typing = new Set<FieldName>(); // fields with text not yet sent: a redraw leaves them alone
 
   constructor(private form: HTMLElement) {
     for (const name of FIELD_NAMES) {
       const input = form.querySelector<Input>(`[name="${name}"]`)!;
       this.inputs[name] = input;
-      input.addEventListener('change', () => this.onChange(name, this.valueOf(name), input));
+      input.addEventListener('input', () => this.typing.add(name));
+      input.addEventListener('change', () => {
+        this.typing.delete(name);
+        this.onChange(name, this.valueOf(name), input);
+      });
     }
   }
 
   // The route as stored, and which fields may be set (null while the server has not said).
   draw(route: Route | null, rules: Fields | null): void {
     const r = route ?? { mode: 'once', points: [] };
-    this.inputs.mode.value = r.mode;
-    this.inputs.speed.value = r.speed === undefined ? '' : String(r.speed);
-    this.inputs.pauses.value = typeof r.pauses === 'number' ? String(r.pauses) : r.pauses ? '1' : '0';
-    this.inputs.walk.value = r.walk ?? '';
-    this.inputs.idle.value = r.idle ?? '';
+    const shown: Record<FieldName, string> = {
+      mode: r.mode,
+      speed: r.speed === undefined ? '' : String(r.speed),
+      pauses: typeof r.pauses === 'number' ? String(r.pauses) : r.pauses ? '1' : '0',
+      walk: r.walk ?? '',
+      idle: r.idle ?? '',
+    };
     for (const name of FIELD_NAMES) {
+      if (!this.typing.has(name)) this.inputs[name].value = shown[name];
       const rule = rules?.fields[name];
       const disabled = !route || !rule?.maySet;
       this.inputs[name].disabled = disabled;
