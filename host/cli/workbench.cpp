@@ -179,7 +179,7 @@ namespace {
 bool may_ask_game(const std::string& method, const Value& params) {
   static const char* const kWithoutGame[] = {"packages", "actors", "document", "undo", "redo", "history",
                                              "reload", "remove_route_point", "reorder_route_point",
-                                             "set_route", "remove_route"};
+                                             "set_route", "remove_route", "route_fields"};
   for (const char* name : kWithoutGame) {
     if (method == name) return false;
   }
