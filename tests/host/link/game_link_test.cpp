@@ -207,7 +207,12 @@ TEST(GameLink, ALinkFailureEndsTheCommandWithAClearErrorAndDropsTheConnectionWhi
   // ground_height and live_route throw, the others answer false. `reply` answers the command, which is
   // request 2 (nullptr: the game hangs up instead); "..." ends an `error` whose rest is the JSON reader's.
   enum Op { Height, Heights, LinkPosition, LiveRoute };
-  struct Case { Op op; const char* reply; const char* error; bool connected; };
+  struct Case {
+    Op op;
+    const char* reply;
+    const char* error;
+    bool connected;
+  };
   const std::string malformed = "the game sent a malformed answer: ";
   const Case cases[] = {
       {Height, nullptr, "the game closed the connection", false},

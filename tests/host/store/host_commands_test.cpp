@@ -42,7 +42,11 @@ TEST(PlaceRequest, ResolvesPositionOrAskedPlaceAndNamesEachFault) {
   const char* const not_a_point = "\"position\" is not a point: an object with finite numbers \"x\", \"y\" and \"z\"";
   const char* const at_is = "\"at\" is \"link\" or \"camera\"";
   // error: "" when it resolves to (1, 2, 3)
-  const struct { const char* params; editor::LiveGame* game; const char* error; } cases[] = {
+  const struct {
+    const char* params;
+    editor::LiveGame* game;
+    const char* error;
+  } cases[] = {
       {R"({"position": {"x": 1, "y": 2, "z": 3}, "at": "camera"})", nullptr, ""}, {R"({"at": "link"})", &game, ""},
       {R"({"position": {"x": 1, "y": 2}})", nullptr, not_a_point},
       {R"({"position": {"x": 1, "y": 2, "z": 1e39}})", nullptr, not_a_point},

@@ -7,7 +7,10 @@
 namespace store_test {
 
 TEST(PackageName, AcceptsOnlyNamesThatStayInsideTheStoreAndReadsThemFromPackageFilesOnly) {
-  const struct { std::string name; bool valid; } cases[] = {
+  const struct {
+    std::string name;
+    bool valid;
+  } cases[] = {
       {"windfall", true}, {"Windfall_2-b.v1", true}, {std::string(100, 'a'), true}, {"", false},
       {std::string(101, 'a'), false}, {".hidden", false}, {"..", false}, {"../windfall", false}, {"a/b", false},
       {"with space", false}, {"caf\xC3\xA9", false}, {"semi;colon", false},
@@ -30,7 +33,10 @@ TEST_F(PackageStore, RefusesEachUnservableRequestWithItsOwnText) {
   write_text(package_path("bad"), "{\"actors\": [1,]}");
   write_text(package_path("list"), "[1, 2]");
   ::mkdir(package_path("folder").c_str(), 0755);
-  const struct { const char* request; std::string error; } cases[] = {
+  const struct {
+    const char* request;
+    std::string error;
+  } cases[] = {
       {R"({"package": "nope"})", "no package \"nope\" in the store"},
       {"{}", "say which package: \"package\" is one of bad, list, windfall"},
       {R"({"package": 3})", "\"package\" must name a package in the store, such as bad"},

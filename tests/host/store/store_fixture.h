@@ -50,7 +50,12 @@ inline constexpr const char* kWindfallText = R"({"name": "Windfall", "actors": [
   {"id": "chest", "actor": "treasure_chest", "position": {"x": 0, "y": 0, "z": 0}}]})";
 
 // The errno each operation fails with while it is not 0.
-struct Faults { int write_temporary = 0, rename = 0, append = 0, truncate = 0; };
+struct Faults {
+  int write_temporary = 0;
+  int rename = 0;
+  int append = 0;
+  int truncate = 0;
+};
 
 struct FaultyAppendFile : host::AppendFile {
   FaultyAppendFile(std::unique_ptr<host::AppendFile> inner, const Faults& faults)
@@ -106,7 +111,11 @@ struct StoreTest : ::testing::Test {
   std::string package_path(const std::string& name = "windfall") const { return folder + "/" + name + ".json"; }
   std::string journal_path() const { return folder + "/.pathwright/windfall.journal"; }
 
-  struct Answer { Value result; std::string error; bool ok = false; };
+  struct Answer {
+    Value result;
+    std::string error;
+    bool ok = false;
+  };
   // Runs a route command or, when it is none, a host command with the parameters in `params` (JSON text),
   // on the windfall package unless they name another. Every answer either succeeds or says why not.
   Answer run(const std::string& method, const std::string& params = "{}") {
