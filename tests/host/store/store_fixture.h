@@ -32,7 +32,8 @@ inline void write_text(const std::string& path, const std::string& text) {
 }
 
 inline Value parse(const std::string& text) {
-  Value value; host::JsonTextError error;
+  Value value;
+  host::JsonTextError error;
   EXPECT_TRUE(host::parse_json(text, value, error)) << error.message();
   return value;
 }
@@ -90,8 +91,15 @@ struct FaultyFileSystem : host::PosixFileSystem {
 };
 
 struct StoreTest : ::testing::Test {
-  StoreTest() { if (!::mkdtemp(folder.data())) throw std::runtime_error("no temporary folder"); start_over(); }
-  ~StoreTest() override { session.reset(); std::error_code ignored; std::filesystem::remove_all(folder, ignored); }
+  StoreTest() {
+    if (!::mkdtemp(folder.data())) throw std::runtime_error("no temporary folder");
+    start_over();
+  }
+  ~StoreTest() override {
+    session.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+  }
 
   // (Re)opens the session on the folder, as a restart of the editor would.
   void reopen() {
@@ -121,7 +129,8 @@ struct StoreTest : ::testing::Test {
   Answer run(const std::string& method, const std::string& params = "{}") {
     Value request = parse(params);
     if (!request.has("package")) request["package"] = Value::of("windfall");
-    Answer answer; bool handled = false;
+    Answer answer;
+    bool handled = false;
     answer.result = session->dispatch_route(method, request, answer.error, answer.ok, handled);
     if (!handled) answer.result = session->host_command(method, request, answer.error, answer.ok, handled);
     EXPECT_TRUE(handled) << method;
@@ -129,7 +138,10 @@ struct StoreTest : ::testing::Test {
     return answer;
   }
   // A checkpoint of every package now: "" when it succeeded, else why not.
-  std::string flush_error() { std::string error; return session->flush(error) ? "" : error; }
+  std::string flush_error() {
+    std::string error;
+    return session->flush(error) ? "" : error;
+  }
 
   Value document(const std::string& name = "windfall") {
     std::string error;
