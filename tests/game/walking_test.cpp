@@ -148,7 +148,8 @@ TEST_F(Walking, TheWorldWalksOnlyActorsThatMayWalkARouteAndOnlyOnTheManualClock)
       {"id":"walker","kind":"mod","path":{"points":[{"x":0,"y":100,"z":0},{"x":100,"y":100,"z":0}]}},
       {"id":"seated","actor":"resident","parameters":{"resident":"ym1"},"path":{"points":[{"x":0,"y":100,"z":0}]}},
       {"id":"barrel","actor":"barrel","path":{"points":[{"x":0,"y":100,"z":0}]}},
-      {"id":"still","kind":"mod"}, {"id":"broken","kind":"mod","path":{"points":[{"x":"a","y":100,"z":0}]}}]})");
+      {"id":"still","kind":"mod"},
+      {"id":"broken","kind":"mod","path":{"points":[{"x":"a","y":100,"z":0}]}}]})");
   int walking = -1;
   std::string error;
   ASSERT_TRUE(world_->load("pkg", document, walking, error)) << error;
