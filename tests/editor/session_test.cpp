@@ -125,11 +125,16 @@ TEST_F(Dispatcher, ActorsAreFoundByTheFirstExactTextId) {
   twin["path"] = str("second");
   session.packages["windfall"].document["actors"].items.push_back(twin);
   session.packages["windfall"].document["actors"].items.push_back(obj({{"id", num(5)}, {"actor", str("resident")}}));
-  const std::pair<Value, const char*> cases[] = {
-      {params("5"), "no placed actor \"5\" in windfall"},
-      {obj({}), "no placed actor \"\" in windfall"},
-      {obj({{"id", num(7)}}), "no placed actor \"\" in windfall"},
-      {params("Walker"), "no placed actor \"Walker\" in windfall"},
+  // An "id" that is not a text is read as the empty id, which no actor has: the numeric id 7 is not
+  // looked up as "7", and the actor whose "id" is the number 5 is not found by the text "5".
+  const struct {
+    Value request;
+    const char* error;
+  } cases[] = {
+      {.request = params("5"), .error = "no placed actor \"5\" in windfall"},
+      {.request = obj({}), .error = "no placed actor \"\" in windfall"},
+      {.request = obj({{"id", num(7)}}), .error = "no placed actor \"\" in windfall"},
+      {.request = params("Walker"), .error = "no placed actor \"Walker\" in windfall"},
   };
   for (const auto& [request, error] : cases) EXPECT_EQ(session.run("remove_route", request).error, error);
   EXPECT_ANSWERED(session.run("add_route_point", params("gate_1")));
