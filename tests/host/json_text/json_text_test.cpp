@@ -103,6 +103,8 @@ TEST(ParseJson, RefusesBadTextNamingLineColumnAndReason) {
       {.text = "[1, 1e400]", .line = 1, .column = 5, .reason = "number too large for a double"},
       {.text = "\n -1e400", .line = 2, .column = 2, .reason = "number too large for a double"},
       {.text = "[1000e306]", .line = 1, .column = 2, .reason = "number too large for a double"},
+      // A finite zero, refused by a limit of the underlying reader (it judges "too large" from the digits
+      // seen so far): pinned so that the refusal stays explicit and never becomes a changed value.
       {.text = "[0, 0e400]",
        .line = 1,
        .column = 5,
@@ -126,6 +128,7 @@ TEST(ParseJson, RefusesBadTextNamingLineColumnAndReason) {
       {.text = std::string("[1]\0", 4), .line = 1, .column = 4, .reason = "text after the JSON value"},
       {.text = std::string("[1\0]", 4), .line = 1, .column = 3, .reason = "unexpected byte 0x00, expected ',' or ']'"},
       {.text = std::string("[\"a\0\"]", 6), .line = 1, .column = 4, .reason = "control character in string"},
+      // A byte-order mark is not accepted: package files are plain UTF-8.
       {.text = "\xEF\xBB\xBF{}", .line = 1, .column = 1, .reason = "unexpected byte 0xef, expected a JSON value"},
   };
   for (const auto& c : cases) {
