@@ -245,11 +245,7 @@ int call(const Flags& flags, const std::string& method, const std::string& param
   return status;
 }
 
-int run(int argc, char** argv) {
-  CLI::App app{"Pathwright: edits the routes that actors of a mod package walk, and asks the running game about them."};
-  app.require_subcommand(1);
-  Flags flags;
-
+CLI::App* add_serve_command(CLI::App& app, Flags& flags) {
   CLI::App* serve_command = app.add_subcommand(
       "serve", "speak JSON-RPC 2.0 on standard input and output, one message per line (see docs/json-rpc.md)");
   add_store_flags(*serve_command, flags);
@@ -259,8 +255,10 @@ int run(int argc, char** argv) {
       ->check(CLI::PositiveNumber)
       ->type_name("BYTES")
       ->default_val(host::kDefaultMaxRequestBytes);
+  return serve_command;
+}
 
-  std::string method, params_text;
+CLI::App* add_call_command(CLI::App& app, Flags& flags, std::string& method, std::string& params_text) {
   CLI::App* call_command = app.add_subcommand(
       "call", "run one command and print its result as JSON; on failure the error goes to standard error "
               "(exit status 1, or 2 for an unknown method or bad usage)");
@@ -271,8 +269,10 @@ int run(int argc, char** argv) {
       ->type_name("SECONDS")
       ->default_val(kCallLockWaitSeconds);
   call_command->add_option("PARAMS", params_text, "the command's parameters as a JSON object, e.g. '{\"id\":\"gate_guard\"}'");
+  return call_command;
+}
 
-  host::map::MapServerOptions map_options;
+CLI::App* add_map_command(CLI::App& app, Flags& flags, host::map::MapServerOptions& map_options) {
   map_options.web_dir = host::shared_data_path("web");
   CLI::App* map_command = app.add_subcommand(
       "map", "serve the browser map over HTTP on 127.0.0.1; prints the address to open, with its token, as "
@@ -293,7 +293,10 @@ int run(int argc, char** argv) {
       ->default_val(map_options.web_dir);
   map_command->add_flag("--manual-clock", flags.manual_clock,
                         "with --demo: the game's time stands still until the JSON-RPC method advance_game");
+  return map_command;
+}
 
+void add_tour_command(CLI::App& app, Flags& flags) {
   CLI::App* tour_command = app.add_subcommand(
       "tour", "a guided tour on a temporary copy of the demo store with the simulated game; exits 0 only "
               "when every step answered as expected");
@@ -301,7 +304,18 @@ int run(int argc, char** argv) {
   tour_command->add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
       ->type_name("DIR")
       ->default_val(host::shared_data_path("examples"));
+}
 
+int run(int argc, char** argv) {
+  CLI::App app{"Pathwright: edits the routes that actors of a mod package walk, and asks the running game about them."};
+  app.require_subcommand(1);
+  Flags flags;
+  std::string method, params_text;
+  host::map::MapServerOptions map_options;
+  CLI::App* serve_command = add_serve_command(app, flags);
+  CLI::App* call_command = add_call_command(app, flags, method, params_text);
+  CLI::App* map_command = add_map_command(app, flags, map_options);
+  add_tour_command(app, flags);
   host::CheckCommand check_command(app, flags.examples);
 
   // CLI11 would only say that a subcommand is required.
