@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "game/flat_numbers.h"
+#include "protocol/flat_numbers.h"
 #include "game/island.h"
 
 namespace game {

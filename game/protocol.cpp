@@ -4,8 +4,8 @@
 #include <limits>
 #include <vector>
 
-#include "game/flat_numbers.h"
-#include "host/json_text/json_text.h"
+#include "protocol/flat_numbers.h"
+#include "json_text/json_text.h"
 
 namespace game {
 

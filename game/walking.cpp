@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "game/flat_numbers.h"
+#include "protocol/flat_numbers.h"
 #include "residents/walkers.h"
 
 namespace game {

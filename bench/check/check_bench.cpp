@@ -5,7 +5,7 @@
 #include <benchmark/benchmark.h>
 
 #include "game/game_world.h"
-#include "game/local_live_game.h"
+#include "host/link/local_live_game.h"
 #include "host/check/detour.h"
 #include "host/check/package_check.h"
 #include "tests/support/memory_session.h"

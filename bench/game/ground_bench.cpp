@@ -20,7 +20,7 @@
 #include <thread>
 #include <vector>
 
-#include "game/flat_numbers.h"
+#include "protocol/flat_numbers.h"
 #include "game/game_world.h"
 #include "game/link_server.h"
 

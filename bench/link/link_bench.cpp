@@ -19,7 +19,7 @@
 
 #include "game/game_world.h"
 #include "game/link_server.h"
-#include "game/local_live_game.h"
+#include "host/link/local_live_game.h"
 #include "host/link/game_link.h"
 
 namespace {

@@ -18,7 +18,7 @@
 #include "host/cli/stdio_server.h"
 #include "host/cli/tour.h"
 #include "host/cli/workbench.h"
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include <vector>
 
 #include "game/game_world.h"
-#include "game/local_live_game.h"
+#include "host/link/local_live_game.h"
 #include "host/check/check_commands.h"
 #include "host/cli/temp_folder.h"
-#include "host/store/host_session.h"
+#include "host/session/host_session.h"
 #include "host/store/store_lock.h"
 
 namespace host {

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 #include "host/link/heights_answer_reader.h"
 
 namespace host {

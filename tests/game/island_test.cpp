@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "game/local_live_game.h"
+#include "host/link/local_live_game.h"
 #include "tests/game/game_test_helpers.h"
 #include "tests/support/memory_session.h"
 

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <random>
 
-#include "game/flat_numbers.h"
+#include "protocol/flat_numbers.h"
 #include "tests/game/game_test_helpers.h"
 
 namespace game {

@@ -18,7 +18,7 @@
 #include <thread>
 #include <utility>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 namespace host {
 namespace {

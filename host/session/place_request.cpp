@@ -1,5 +1,5 @@
 // Place resolution for the host session's `where`.
-#include "host/store/place_request.h"
+#include "host/session/place_request.h"
 
 #include <cfloat>
 #include <cmath>

@@ -2,8 +2,8 @@
 // the same float, and fast readers and writers for the flat number arrays of batched ground queries
 // (hundreds of thousands of numbers per line, where a general JSON tree would dominate). Stateless
 // functions; safe from several threads.
-#ifndef PATHWRIGHT_GAME_FLAT_NUMBERS_H_
-#define PATHWRIGHT_GAME_FLAT_NUMBERS_H_
+#ifndef PATHWRIGHT_PROTOCOL_FLAT_NUMBERS_H_
+#define PATHWRIGHT_PROTOCOL_FLAT_NUMBERS_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -39,4 +39,4 @@ bool read_float_array(std::string_view text, std::size_t& pos, std::vector<float
 
 }  // namespace game
 
-#endif  // PATHWRIGHT_GAME_FLAT_NUMBERS_H_
+#endif  // PATHWRIGHT_PROTOCOL_FLAT_NUMBERS_H_

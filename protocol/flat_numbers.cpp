@@ -1,4 +1,4 @@
-#include "game/flat_numbers.h"
+#include "protocol/flat_numbers.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,8 +1,8 @@
 // The running game as the editor sees it, played by a GameWorld in the same process (no sockets): what
 // `pathwright serve --demo` connects its session to. Holds a reference to a world it does not own; the
 // world must outlive it. Safe from several threads as far as the world is (it is).
-#ifndef PATHWRIGHT_GAME_LOCAL_LIVE_GAME_H_
-#define PATHWRIGHT_GAME_LOCAL_LIVE_GAME_H_
+#ifndef PATHWRIGHT_HOST_LINK_LOCAL_LIVE_GAME_H_
+#define PATHWRIGHT_HOST_LINK_LOCAL_LIVE_GAME_H_
 
 #include <string>
 #include <vector>
@@ -36,4 +36,4 @@ class LocalLiveGame : public editor::LiveGame {
 
 }  // namespace game
 
-#endif  // PATHWRIGHT_GAME_LOCAL_LIVE_GAME_H_
+#endif  // PATHWRIGHT_HOST_LINK_LOCAL_LIVE_GAME_H_

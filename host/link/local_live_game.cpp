@@ -1,4 +1,4 @@
-#include "game/local_live_game.h"
+#include "host/link/local_live_game.h"
 
 #include <cstdint>
 

@@ -4,8 +4,8 @@
 #include <chrono>
 #include <ctime>
 
-#include "host/store/host_session.h"
-#include "host/json_text/json_text.h"
+#include "host/session/host_session.h"
+#include "json_text/json_text.h"
 #include "residents/walkers.h"
 
 namespace host {
