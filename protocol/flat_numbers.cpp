@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-namespace game {
+namespace protocol {
 
 namespace {
 
@@ -190,4 +190,4 @@ bool read_float_array(std::string_view text, std::size_t& pos, std::vector<float
   }
 }
 
-}  // namespace game
+}  // namespace protocol

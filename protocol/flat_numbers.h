@@ -1,4 +1,4 @@
-// Numbers as the game link writes them: 32-bit floats as the shortest decimal text that reads back to
+// Numbers as both ends of the game link write them: 32-bit floats as the shortest decimal text that reads back to
 // the same float, and fast readers and writers for the flat number arrays of batched ground queries
 // (hundreds of thousands of numbers per line, where a general JSON tree would dominate). Stateless
 // functions; safe from several threads.
@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace game {
+namespace protocol {
 
 // Appends the shortest decimal text of `value` (finite) that reads back to the same float.
 void append_float(std::string& out, float value);
@@ -37,6 +37,6 @@ void append_flag_array(std::string& out, const std::uint8_t* flags, std::size_t 
 // and `pos` are unspecified.
 bool read_float_array(std::string_view text, std::size_t& pos, std::vector<float>& out, std::string& error);
 
-}  // namespace game
+}  // namespace protocol
 
 #endif  // PATHWRIGHT_PROTOCOL_FLAT_NUMBERS_H_

@@ -21,6 +21,7 @@
 #include "game/link_server.h"
 #include "host/link/local_live_game.h"
 #include "host/link/game_link.h"
+#include "protocol/flat_numbers.h"
 
 namespace {
 
@@ -126,8 +127,8 @@ void BM_GroundHeightsThroughTheLink(benchmark::State& state) {
   std::string request = R"({"id":1,"op":"ground_heights","probes":[)";
   for (std::size_t k = 0; k < query.size(); ++k) {
     if (k > 0) request += ',';
-    request += host::GameLink::float_text(query[k].x) + "," + host::GameLink::float_text(query[k].y) + "," +
-               host::GameLink::float_text(query[k].z);
+    request += protocol::float_text(query[k].x) + "," + protocol::float_text(query[k].y) + "," +
+               protocol::float_text(query[k].z);
   }
   request += "]}\n";
   std::string pending;
