@@ -1,6 +1,6 @@
 // What the TCP game link costs a route check: one "ground_heights" query of N probes through
 // host::GameLink against the simulated game's link server on loopback, reported beside two baselines
-// measured in the same run: the same query in-process (game::LocalLiveGame, no link at all) and a bare
+// measured in the same run: the same query in-process (host::LocalLiveGame, no link at all) and a bare
 // round trip of the very same request bytes on a plain socket (no encoding, no parsing on our side).
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -36,7 +36,7 @@ struct Fixture {
   std::unique_ptr<game::GameWorld> world;
   std::unique_ptr<game::LinkServer> server;
   std::thread serving;
-  std::unique_ptr<game::LocalLiveGame> local;
+  std::unique_ptr<host::LocalLiveGame> local;
   std::unique_ptr<host::GameLink> link;
   int raw = -1;
 
@@ -47,7 +47,7 @@ struct Fixture {
     server = std::make_unique<game::LinkServer>(*world);
     if (!server->listen(0, error)) throw std::runtime_error(error);
     serving = std::thread([this] { server->run(); });
-    local = std::make_unique<game::LocalLiveGame>(*world);
+    local = std::make_unique<host::LocalLiveGame>(*world);
     host::GameAddress address;
     address.port = server->port();
     link = std::make_unique<host::GameLink>(address, host::GameLink::kDefaultTimeoutSeconds);

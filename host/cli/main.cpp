@@ -19,6 +19,7 @@
 #include "host/cli/tour.h"
 #include "host/cli/workbench.h"
 #include "json_text/json_text.h"
+#include "protocol/link_protocol.h"
 
 namespace {
 
@@ -56,7 +57,8 @@ struct Flags {
 void add_store_flags(CLI::App& command, Flags& flags) {
   command.add_option("--store", flags.store, "the store folder holding the mod packages (default: the current folder)")
       ->type_name("DIR");
-  command.add_option("--game", flags.game, "connect to the game at HOST:PORT (the game listens on 127.0.0.1:47800)")
+  command.add_option("--game", flags.game, "connect to the game at HOST:PORT (the game listens on 127.0.0.1:" +
+                                                  std::to_string(protocol::kDefaultPort) + ")")
       ->type_name("HOST:PORT");
   command.add_option("--game-timeout", flags.game_timeout, "seconds to wait for each answer of the game")
       ->check(CLI::Validator(check_game_timeout, "SECONDS"))

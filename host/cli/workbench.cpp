@@ -3,7 +3,6 @@
 #include <cmath>
 #include <vector>
 
-#include "game/game_world.h"
 #include "host/link/local_live_game.h"
 #include "host/check/check_commands.h"
 #include "host/cli/temp_folder.h"
@@ -42,11 +41,8 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
 
   Workbench* self = bench.get();
   if (options.demo) {
-    const game::Clock clock = options.manual_clock ? game::Clock::Manual : game::Clock::Real;
-    bench->world_ = options.world_file.empty() ? game::GameWorld::island(clock, error)
-                                               : game::GameWorld::from_obj(options.world_file, clock, error);
-    if (!bench->world_) return nullptr;
-    bench->local_ = std::make_unique<game::LocalLiveGame>(*bench->world_);
+    bench->local_ = LocalLiveGame::open(options.world_file, options.manual_clock, error);
+    if (!bench->local_) return nullptr;
   } else if (options.use_game) {
     bench->link_ = std::make_unique<GameLink>(options.game, options.game_timeout_seconds);
     bench->link_->on_note = [self](const std::string& text) { self->note(text); };
@@ -76,7 +72,7 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
                                        const std::string& label) {
     if (self->on_applied) self->on_applied(package.name, kind, label);
   };
-  if (bench->world_ || bench->link_) {
+  if (bench->local_ || bench->link_) {
     // Open every package of the store now, so the game walks all of them from the start rather than
     // each from the first command that names it.
     bool listed = false, known = false;
@@ -146,12 +142,12 @@ Value Workbench::status() {
   status["game_timeout"] = Value::of(options_.game_timeout_seconds);
   Value& game = status["game"];
   game = Value::object();
-  if (world_) {
+  if (local_) {
     game["connected"] = Value::of(true);
     game["address"] = Value::of("in-process");
-    game["world"] = Value::of(world_->name());
-    game["time"] = Value::of(world_->time());
-    for (const auto& [name, corner] : {std::pair{"low", world_->low()}, std::pair{"high", world_->high()}}) {
+    game["world"] = Value::of(local_->world_name());
+    game["time"] = Value::of(local_->time());
+    for (const auto& [name, corner] : {std::pair{"low", local_->low()}, std::pair{"high", local_->high()}}) {
       Value& point = game["bounds"][name];
       point["x"] = Value::of(static_cast<double>(corner.x));
       point["y"] = Value::of(static_cast<double>(corner.y));
@@ -243,8 +239,8 @@ bool Workbench::live_actors(const std::string& package, Value& live, std::string
     error = "the game is not running";
     return false;
   }
-  if (world_) {
-    live = world_->live_actors(package);
+  if (local_) {
+    live = local_->live_actors(package);
     if (live.is_null()) error = "no package \"" + package + "\" is loaded in the game";
     return !live.is_null();
   }
@@ -256,12 +252,12 @@ void Workbench::maintain() { session_->maintain(); }
 bool Workbench::flush(std::string& error) { return session_->flush(error); }
 
 bool Workbench::advance_game(double seconds, std::string& error) {
-  if (!world_) {
+  if (!local_) {
     error = "only the in-process game (--demo) has a clock to move on";
     return false;
   }
   double time = 0;
-  return world_->advance(seconds, time, error);
+  return local_->advance(seconds, time, error);
 }
 
 // advance_game {"seconds": S} -> {"time": T}: the manual clock of the in-process game moves on.
@@ -273,12 +269,12 @@ CallOutcome Workbench::advance_command(const Value& params) {
     outcome.error = "advance_game needs \"seconds\", a number";
     return outcome;
   }
-  if (!world_ || world_->clock() != game::Clock::Manual) {
+  if (!local_ || !local_->manual_clock()) {
     outcome.error = "advance_game needs the in-process game with a manual clock (--demo --manual-clock)";
     return outcome;
   }
   double time = 0;
-  if (!world_->advance(seconds.number, time, outcome.error)) return outcome;
+  if (!local_->advance(seconds.number, time, outcome.error)) return outcome;
   outcome.ok = true;
   outcome.result = Value::object();
   outcome.result["time"] = Value::of(time);

@@ -2,7 +2,42 @@
 
 #include <cstdint>
 
-namespace game {
+#include "game/game_world.h"
+
+namespace host {
+
+std::unique_ptr<LocalLiveGame> LocalLiveGame::open(const std::string& world_file, bool manual_clock,
+                                                   std::string& error) {
+  const game::Clock clock = manual_clock ? game::Clock::Manual : game::Clock::Real;
+  std::unique_ptr<game::GameWorld> world = world_file.empty() ? game::GameWorld::island(clock, error)
+                                                              : game::GameWorld::from_obj(world_file, clock, error);
+  if (!world) return nullptr;
+  auto live = std::make_unique<LocalLiveGame>(*world);
+  live->owned_ = std::move(world);
+  return live;
+}
+
+LocalLiveGame::LocalLiveGame(game::GameWorld& world) : world_(world) {}
+
+LocalLiveGame::~LocalLiveGame() = default;
+
+const std::string& LocalLiveGame::world_name() const { return world_.name(); }
+
+story_notebook::WorldPoint LocalLiveGame::low() const { return world_.low(); }
+
+story_notebook::WorldPoint LocalLiveGame::high() const { return world_.high(); }
+
+double LocalLiveGame::time() const { return world_.time(); }
+
+mods::json::Value LocalLiveGame::live_actors(const std::string& package) const {
+  return world_.live_actors(package);
+}
+
+bool LocalLiveGame::manual_clock() const { return world_.clock() == game::Clock::Manual; }
+
+bool LocalLiveGame::advance(double seconds, double& time, std::string& error) {
+  return world_.advance(seconds, time, error);
+}
 
 bool LocalLiveGame::ground_height(const story_notebook::WorldPoint& probe, float& height, std::string& note) {
   return world_.ground_height(probe, height, note);
@@ -42,4 +77,4 @@ bool LocalLiveGame::load_package(const editor::Session::Package& package, std::s
   return world_.load(package.name, package.document, walking, error);
 }
 
-}  // namespace game
+}  // namespace host

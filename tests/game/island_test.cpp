@@ -16,7 +16,7 @@ using Island = OnTheIsland;
 // The routes the island's guide gives for each problem, run through the editor's own route check over
 // the in-process link: one problem per segment, "" for a fine one.
 TEST_F(Island, ShowsEveryProblemOfARouteCheckOnTheRoutesItsGuideGives) {
-  LocalLiveGame live(*world_);
+  host::LocalLiveGame live(*world_);
   support::MemorySession session;
   session.live_game = &live;
   struct Case { const char* what; std::vector<WorldPoint> route; std::vector<std::string> problems; };

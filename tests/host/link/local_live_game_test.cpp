@@ -11,7 +11,7 @@ using LocalLiveGameTest = OnTheIsland;
 
 // Batched ground queries through this link are exercised by the island's route check test.
 TEST_F(LocalLiveGameTest, AnswersTheEditorFromTheWorldInTheSameProcess) {
-  LocalLiveGame live(*world_);
+  host::LocalLiveGame live(*world_);
   editor::LiveGame& game = live;
   std::string error, note;
   float height = 0;
