@@ -125,9 +125,11 @@ Value success_answer(const Value& id) {
   return answer;
 }
 
-bool frame_request(std::string_view line, FramedRequest& framed, std::string& refusal) {
-  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+namespace {
 
+// Parses `line` into `framed.request`, with a "probes" array read apart when there is one. On false
+// `refusal` is the answer line.
+bool parse_request(std::string_view line, FramedRequest& framed, std::string& refusal) {
   // A "probes" array can hold hundreds of thousands of numbers: read it straight into floats and let the
   // JSON parser see the rest of the line with an empty array in its place.
   RawProbes& raw = framed.probes;
@@ -154,6 +156,15 @@ bool frame_request(std::string_view line, FramedRequest& framed, std::string& re
     refusal = failure_text(Value(), "the line is not json: " + parse_error.message());
     return false;
   }
+  return true;
+}
+
+}  // namespace
+
+bool frame_request(std::string_view line, FramedRequest& framed, std::string& refusal) {
+  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  if (!parse_request(line, framed, refusal)) return false;
+  const Value& request = framed.request;
   if (!request.is_object()) {
     refusal = failure_text(Value(), "a request must be a json object");
     return false;
@@ -172,6 +183,7 @@ bool frame_request(std::string_view line, FramedRequest& framed, std::string& re
 
   // Any other op ignores "probes", but the whole line must still be JSON.
   Value whole;
+  host::JsonTextError parse_error;
   if (framed.op != "ground_heights" && framed.probes_apart && !host::parse_json(line, whole, parse_error)) {
     refusal = failure_text(Value(), "the line is not json: " + parse_error.message());
     return false;
