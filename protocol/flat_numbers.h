@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "editor/points/world_point.h"
+
 namespace protocol {
 
 // Appends the shortest decimal text of `value` (finite) that reads back to the same float.
@@ -27,6 +29,9 @@ bool narrow_to_float(double value, float& out);
 
 // Appends "[v0,v1,...]" with every value written as `append_float` does.
 void append_float_array(std::string& out, const float* values, std::size_t count);
+// Appends "[x0,y0,z0,x1,...]": the coordinates of `count` points (a "ground_heights" request's probes),
+// each written as `append_float` does.
+void append_point_array(std::string& out, const story_notebook::WorldPoint* points, std::size_t count);
 // Appends "[f0,f1,...]" with 1 for a non-zero flag and 0 otherwise.
 void append_flag_array(std::string& out, const std::uint8_t* flags, std::size_t count);
 

@@ -23,8 +23,6 @@ std::string json_string(const std::string& text) {
   return out;
 }
 
-constexpr std::size_t kFloatTextBytes = 12;  // bytes a typical coordinate and its comma take
-
 std::string seconds_text(double seconds) {
   char buffer[32];
   auto end = std::to_chars(buffer, buffer + sizeof buffer, seconds).ptr;
@@ -248,21 +246,14 @@ bool GameLink::ground_height(const WorldPoint& probe, float& height, std::string
 
 bool GameLink::ground_heights(const std::vector<WorldPoint>& probes, std::vector<float>& heights,
                               std::vector<bool>& found, std::string& error) {
-  std::string fields = "\"probes\":[";
-  fields.reserve(fields.size() + probes.size() * 3 * kFloatTextBytes);
   for (std::size_t k = 0; k < probes.size(); ++k) {
     if (!finite(probes[k])) {
       error = "probe " + std::to_string(k + 1) + " is not a finite point";
       return false;
     }
-    if (k > 0) fields.push_back(',');
-    protocol::append_float(fields, probes[k].x);
-    fields.push_back(',');
-    protocol::append_float(fields, probes[k].y);
-    fields.push_back(',');
-    protocol::append_float(fields, probes[k].z);
   }
-  fields.push_back(']');
+  std::string fields = "\"probes\":";
+  protocol::append_point_array(fields, probes.data(), probes.size());
   return link_failure_as_error(error, [&] {
     std::uint64_t id = 0;
     const std::string text = round_trip("ground_heights", fields, id);
