@@ -13,6 +13,10 @@
 
 namespace editor {
 
+// Failures: `ground_heights`, the positions and `load_package` answer false with a text. `ground_height`
+// and `live_route` have no error channel: an implementation whose link to the game fails there throws,
+// and the route service lets the exception pass through the command unchanged (its state is as before
+// the command's first change) for the caller that made the link to catch.
 class LiveGame {
  public:
   virtual ~LiveGame() = default;

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "game/protocol.h"
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static std::unique_ptr<game::GameWorld> world = [] {

@@ -9,7 +9,7 @@
 
 #include "host/cli/json_rpc.h"
 #include "host/cli/workbench.h"
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static std::unique_ptr<host::Workbench> bench = [] {

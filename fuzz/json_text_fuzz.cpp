@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string_view text(reinterpret_cast<const char*>(data), size);

@@ -2,7 +2,8 @@
 
 #include <cmath>
 
-#include "game/flat_numbers.h"
+#include "protocol/flat_numbers.h"
+#include "protocol/point_codec.h"
 #include "game/island.h"
 
 namespace game {
@@ -66,11 +67,11 @@ bool GameWorld::ground_height(const WorldPoint& probe, float& height, std::strin
     return false;
   }
   if (!ground_->inside(probe.x, probe.z)) {
-    note = "outside the world: (" + float_text(probe.x) + ", " + float_text(probe.z) + ")";
+    note = "outside the world: (" + protocol::float_text(probe.x) + ", " + protocol::float_text(probe.z) + ")";
     return false;
   }
-  note = std::string(has_sea_ ? "open sea below (" : "nothing below (") + float_text(probe.x) + ", " +
-         float_text(probe.z) + ")";
+  note = std::string(has_sea_ ? "open sea below (" : "nothing below (") + protocol::float_text(probe.x) + ", " +
+         protocol::float_text(probe.z) + ")";
   return false;
 }
 
@@ -149,10 +150,7 @@ Value GameWorld::live_actors(const std::string& package) const {
     const WalkerPose pose = entry.walk->pose(now - found->second.loaded_at, *ground_);
     Value actor = Value::object();
     actor["id"] = Value::of(entry.id);
-    Value& position = actor["position"];
-    position["x"] = Value::of(wire_double(pose.position.x));
-    position["y"] = Value::of(wire_double(pose.position.y));
-    position["z"] = Value::of(wire_double(pose.position.z));
+    protocol::put_point(actor["position"], pose.position);
     actor["point"] = Value::of(static_cast<double>(pose.target));
     actors.items.push_back(std::move(actor));
   }

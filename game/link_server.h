@@ -16,18 +16,15 @@
 
 #include "game/game_world.h"
 #include "game/protocol.h"
+#include "protocol/link_protocol.h"
 
 namespace game {
 
-inline constexpr std::uint16_t kDefaultPort = 47800;
-// A line longer than this (bytes) gets an error answer and the rest of it is skipped: it bounds the
-// memory one connection can hold (a ground query of a million probes is about 35 MB).
-inline constexpr std::size_t kMaxLineBytes = 64u << 20;
-
 class LinkServer {
  public:
-  // `max_line_bytes`: the longest request line answered (longer ones get an error answer).
-  explicit LinkServer(GameWorld& world, std::size_t max_line_bytes = kMaxLineBytes);
+  // `max_line_bytes`: the longest request line answered (longer ones get an error answer and the rest
+  // of the line is skipped).
+  explicit LinkServer(GameWorld& world, std::size_t max_line_bytes = protocol::kMaxLineBytes);
   ~LinkServer();  // stops, closes every socket and joins every thread
   LinkServer(const LinkServer&) = delete;
   LinkServer& operator=(const LinkServer&) = delete;

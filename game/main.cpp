@@ -13,12 +13,13 @@
 
 #include "game/game_world.h"
 #include "game/link_server.h"
+#include "protocol/link_protocol.h"
 
 namespace {
 
 int run(int argc, char** argv) {
   CLI::App app{"pathwright-game: a simulated game world that speaks the game link on 127.0.0.1"};
-  std::uint16_t port = game::kDefaultPort;
+  std::uint16_t port = protocol::kDefaultPort;
   std::string world_file;
   std::string clock_name = "real";
   app.add_option("--port", port, "TCP port on 127.0.0.1 (0 picks a free one)")->capture_default_str();

@@ -11,15 +11,13 @@
 
 namespace game {
 
-inline constexpr int kProtocolVersion = 1;
-
 class LinkProtocol {
  public:
   explicit LinkProtocol(GameWorld& world) : world_(world) {}
 
   // The answer to `line` (one request without its "\n"; a final "\r" is ignored): always one compact
   // JSON object without a newline, {"id", "ok": true, ...} or {"id", "ok": false, "error"}. Never
-  // throws on any input.
+  // throws on any input. The line is framed first (game/request_framing.h), then one handler per op answers.
   std::string answer(std::string_view line) const;
 
  private:

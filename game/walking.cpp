@@ -3,7 +3,8 @@
 #include <cmath>
 #include <limits>
 
-#include "game/flat_numbers.h"
+#include "protocol/flat_numbers.h"
+#include "protocol/point_codec.h"
 #include "residents/walkers.h"
 
 namespace game {
@@ -16,29 +17,12 @@ using story_notebook::WorldPoint;
 constexpr double kFullTurnDegrees = 360;
 constexpr double kRadiansToDegrees = 180.0 / 3.14159265358979323846;
 
-bool read_coordinate(const Value& value, float& out) {
-  return value.is_number() && narrow_to_float(value.number, out);
-}
-
-bool read_point(const Value& value, WorldPoint& point) {
-  return value.is_object() && read_coordinate(value.get("x"), point.x) && read_coordinate(value.get("y"), point.y) &&
-         read_coordinate(value.get("z"), point.z);
-}
-
 // The point with its y on the first surface below a probe kSnapProbeHeight above it, when there is one.
 WorldPoint on_ground(WorldPoint point, const Ground& ground) {
   const float probe_y = point.y + kSnapProbeHeight;
   float height = 0;
   if (std::isfinite(probe_y) && ground.below(point.x, probe_y, point.z, height)) point.y = height;
   return point;
-}
-
-Value wire_point(const WorldPoint& point) {
-  Value out = Value::object();
-  out["x"] = Value::of(wire_double(point.x));
-  out["y"] = Value::of(wire_double(point.y));
-  out["z"] = Value::of(wire_double(point.z));
-  return out;
 }
 
 bool is_mode(const std::string& mode) { return mode == "once" || mode == "loop" || mode == "back_and_forth"; }
@@ -85,83 +69,96 @@ void Walk::add_pause(std::vector<Phase>& phases, int at_number, int next_number)
   phases.push_back(phase);
 }
 
-std::optional<Walk> Walk::plan(const Value& actor, const Ground& ground) {
-  if (!actor.is_object() || !editor::route_refusal(actor).empty()) return std::nullopt;
-  const Value& path = actor.get("path");
-  if (!path.is_object()) return std::nullopt;
-  const Value& listed = path.get("points");
-  if (!listed.is_array() || listed.items.empty()) return std::nullopt;
-
-  Walk walk;
+bool Walk::take_points(const Value& listed, const Ground& ground) {
+  if (!listed.is_array() || listed.items.empty()) return false;
   for (const Value& item : listed.items) {
     WorldPoint point;
-    if (!read_point(item, point)) return std::nullopt;
-    walk.points_.push_back(on_ground(point, ground));
+    if (!protocol::read_point_narrowing(item, point)) return false;
+    points_.push_back(on_ground(point, ground));
   }
+  return true;
+}
 
-  const std::string kind = actor.get("kind").string("");
-  const std::string type = actor.get("actor").string("");
-  const bool model = kind == "mod";
-  const bool patroller = actor.get("kind").is_null() && (type == "bokoblin" || type == "moblin");
-
-  walk.mode_ = path.get("mode").string("once");
-  if (!is_mode(walk.mode_)) walk.mode_ = "once";
-  if (patroller) walk.mode_ = "back_and_forth";
+void Walk::choose_pace(const Value& actor, const Value& path, bool model, bool patroller) {
+  mode_ = path.get("mode").string("once");
+  if (!is_mode(mode_)) mode_ = "once";
+  if (patroller) mode_ = "back_and_forth";
 
   if (model) {
     const Value& speed = path.get("speed");
-    walk.speed_ = speed.is_number() && speed.number > 0 && std::isfinite(speed.number) ? speed.number
-                                                                                         : kDefaultModelSpeed;
+    speed_ = speed.is_number() && speed.number > 0 && std::isfinite(speed.number) ? speed.number : kDefaultModelSpeed;
   } else if (patroller) {
-    walk.speed_ = kPatrolPace;
+    speed_ = kPatrolPace;
   } else {
     const double pace = editor::resident_pace(actor);
-    walk.speed_ = pace > 0 && std::isfinite(pace) ? pace : kDefaultResidentPace;
+    speed_ = pace > 0 && std::isfinite(pace) ? pace : kDefaultResidentPace;
   }
 
   const Value& pauses = path.get("pauses");
   if (!path.has("pauses") || (pauses.is_bool() && !pauses.boolean)) {
-    walk.pause_seconds_ = 0;
+    pause_seconds_ = 0;
   } else if (pauses.is_number()) {
-    walk.pause_seconds_ = std::isfinite(pauses.number) && pauses.number > 0 ? pauses.number : 0;
+    pause_seconds_ = std::isfinite(pauses.number) && pauses.number > 0 ? pauses.number : 0;
   } else {
-    walk.pause_seconds_ = kDefaultPauseSeconds;
+    pause_seconds_ = kDefaultPauseSeconds;
   }
+}
 
-  // Models appear on point 1; everyone else walks there from where they were placed.
+void Walk::plan_once(const std::optional<WorldPoint>& start) {
+  const int n = static_cast<int>(points_.size());
+  if (start) add_walk(intro_, *start, 1);
+  for (int k = 1; k < n; ++k) {
+    if (k > 1 || start) add_pause(intro_, k, k + 1);
+    add_walk(intro_, points_[static_cast<std::size_t>(k - 1)], k + 1);
+  }
+  rest_ = {points_.back(), last_heading_, n, WalkState::Arrived};
+}
+
+void Walk::plan_repeated(const std::optional<WorldPoint>& start) {
+  const int n = static_cast<int>(points_.size());
+  // The repeated tour as point numbers: round the points for a loop, out and back for back and forth.
+  std::vector<int> tour;
+  for (int k = 1; k <= n; ++k) tour.push_back(k);
+  if (mode_ == "back_and_forth") {
+    for (int k = n - 1; k >= 2; --k) tour.push_back(k);
+  }
+  const std::size_t length = tour.size();
+  if (start) {
+    add_walk(intro_, *start, 1);
+    add_pause(intro_, 1, tour[1 % length]);
+  }
+  // A back-and-forth route of one point has nowhere to turn: it only reaches that point.
+  if (mode_ == "loop" || n > 1) {
+    for (std::size_t i = 0; i < length; ++i) {
+      const int from = tour[i], to = tour[(i + 1) % length];
+      add_walk(cycle_, points_[static_cast<std::size_t>(from - 1)], to);
+      add_pause(cycle_, to, tour[(i + 2) % length]);
+    }
+  }
+  rest_ = {points_.front(), last_heading_, 1, WalkState::Arrived};
+}
+
+std::optional<Walk> Walk::plan(const Value& actor, const Ground& ground) {
+  if (!actor.is_object()) return std::nullopt;
+  const editor::WalkerClass walker = editor::walker_class(actor);
+  if (walker == editor::WalkerClass::None) return std::nullopt;
+  const Value& path = actor.get("path");
+  if (!path.is_object()) return std::nullopt;
+
+  Walk walk;
+  if (!walk.take_points(path.get("points"), ground)) return std::nullopt;
+  // The game's own models (any actor of "kind" "mod") appear on point 1 at the route's speed; everyone
+  // else walks there from where they were placed.
+  const bool model = actor.get("kind").string("") == "mod";
+  walk.choose_pace(actor, path, model, walker == editor::WalkerClass::Patroller);
+
   std::optional<WorldPoint> start;
   WorldPoint placed;
-  if (!model && read_point(actor.get("position"), placed)) start = on_ground(placed, ground);
-
-  const int n = static_cast<int>(walk.points_.size());
+  if (!model && protocol::read_point_narrowing(actor.get("position"), placed)) start = on_ground(placed, ground);
   if (walk.mode_ == "once") {
-    if (start) walk.add_walk(walk.intro_, *start, 1);
-    for (int k = 1; k < n; ++k) {
-      if (k > 1 || start) walk.add_pause(walk.intro_, k, k + 1);
-      walk.add_walk(walk.intro_, walk.points_[static_cast<std::size_t>(k - 1)], k + 1);
-    }
-    walk.rest_ = {walk.points_.back(), walk.last_heading_, n, WalkState::Arrived};
+    walk.plan_once(start);
   } else {
-    // The repeated tour as point numbers: round the points for a loop, out and back for back and forth.
-    std::vector<int> tour;
-    for (int k = 1; k <= n; ++k) tour.push_back(k);
-    if (walk.mode_ == "back_and_forth") {
-      for (int k = n - 1; k >= 2; --k) tour.push_back(k);
-    }
-    const std::size_t length = tour.size();
-    if (start) {
-      walk.add_walk(walk.intro_, *start, 1);
-      walk.add_pause(walk.intro_, 1, tour[1 % length]);
-    }
-    // A back-and-forth route of one point has nowhere to turn: it only reaches that point.
-    if (walk.mode_ == "loop" || n > 1) {
-      for (std::size_t i = 0; i < length; ++i) {
-        const int from = tour[i], to = tour[(i + 1) % length];
-        walk.add_walk(walk.cycle_, walk.points_[static_cast<std::size_t>(from - 1)], to);
-        walk.add_pause(walk.cycle_, to, tour[(i + 2) % length]);
-      }
-    }
-    walk.rest_ = {walk.points_.front(), walk.last_heading_, 1, WalkState::Arrived};
+    walk.plan_repeated(start);
   }
   for (const Phase& phase : walk.intro_) walk.intro_seconds_ += phase.seconds;
   for (const Phase& phase : walk.cycle_) walk.cycle_seconds_ += phase.seconds;
@@ -206,12 +203,12 @@ Value Walk::live_route(double seconds, const Ground& ground) const {
   const WalkerPose now = pose(seconds, ground);
   Value route = Value::object();
   Value points = Value::array();
-  for (const WorldPoint& point : points_) points.items.push_back(wire_point(point));
+  for (const WorldPoint& point : points_) points.items.push_back(protocol::point_value(point));
   route["points"] = std::move(points);
   route["mode"] = Value::of(mode_);
   route["speed"] = Value::of(speed_);
-  route["position"] = wire_point(now.position);
-  route["heading"] = Value::of(wire_double(now.heading));
+  route["position"] = protocol::point_value(now.position);
+  route["heading"] = Value::of(protocol::wire_double(now.heading));
   route["target"] = Value::of(static_cast<double>(now.target));
   route["state"] = Value::of(walk_state_name(now.state));
   return route;

@@ -62,6 +62,12 @@ class Walk {
     int target = 1;
   };
 
+  // The steps of `plan`, in order: the route's points on the ground (false when they are not a
+  // non-empty array of points), its mode, speed and pauses, then the phases of the timeline.
+  bool take_points(const mods::json::Value& listed, const Ground& ground);
+  void choose_pace(const mods::json::Value& actor, const mods::json::Value& path, bool model, bool patroller);
+  void plan_once(const std::optional<story_notebook::WorldPoint>& start);
+  void plan_repeated(const std::optional<story_notebook::WorldPoint>& start);
   void add_walk(std::vector<Phase>& phases, const story_notebook::WorldPoint& from, int to_number);
   void add_pause(std::vector<Phase>& phases, int at_number, int next_number);
   WalkerPose pose_in(const std::vector<Phase>& phases, double seconds, const Ground& ground) const;

@@ -50,6 +50,13 @@ std::string no_route(const Value& actor) {
 
 std::string route_refusal(const Value& actor) { return no_route(actor); }
 
+WalkerClass walker_class(const Value& actor) {
+  if (!no_route(actor).empty()) return WalkerClass::None;
+  if (patroller(actor)) return WalkerClass::Patroller;
+  if (resident(actor)) return WalkerClass::Resident;
+  return WalkerClass::Model;
+}
+
 double resident_pace(const Value& actor) {
   const Value& code = actor.get("parameters").get("resident");
   switch (code.kind) {

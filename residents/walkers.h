@@ -29,6 +29,12 @@ std::string route_refusal(const mods::json::Value& actor);
 // The walking pace of `actor`'s resident type, or 0 when there is none.
 double resident_pace(const mods::json::Value& actor);
 
+// Who walks `actor`'s route, told apart as the route service does: None when route_refusal refuses it
+// one; Patroller for a Bokoblin or Moblin without "kind" (out and back at its own pace); Resident for a
+// villager; Model for any other actor (the mod's own models).
+enum class WalkerClass { None, Resident, Patroller, Model };
+WalkerClass walker_class(const mods::json::Value& actor);
+
 }  // namespace editor
 
 #endif  // PATHWRIGHT_RESIDENTS_WALKERS_H_

@@ -5,7 +5,7 @@
 #include <benchmark/benchmark.h>
 
 #include "game/game_world.h"
-#include "game/local_live_game.h"
+#include "host/link/local_live_game.h"
 #include "host/check/detour.h"
 #include "host/check/package_check.h"
 #include "tests/support/memory_session.h"
@@ -24,13 +24,13 @@ constexpr int kRoutePoints = 4;  // points of each walker's route, after its own
 
 struct IslandPackage {
   std::unique_ptr<game::GameWorld> world;
-  std::unique_ptr<game::LocalLiveGame> live;
+  std::unique_ptr<host::LocalLiveGame> live;
   support::MemorySession session;
 
   IslandPackage() {
     std::string error;
     world = game::GameWorld::island(game::Clock::Manual, error);
-    live = std::make_unique<game::LocalLiveGame>(*world);
+    live = std::make_unique<host::LocalLiveGame>(*world);
     session.live_game = live.get();
     Value actors = Value::array();
     for (int i = 0; i < kWalkers; ++i) {
@@ -82,7 +82,7 @@ void BM_BaselineCheckRouteOneAtATime(benchmark::State& state) {
 // A model walking straight across a 100 by 100 block, 80 high (a step the check refuses), on flat ground.
 struct BlockWalk {
   std::unique_ptr<game::GameWorld> world;
-  std::unique_ptr<game::LocalLiveGame> live;
+  std::unique_ptr<host::LocalLiveGame> live;
   support::MemorySession session;
 
   explicit BlockWalk(double length) {
@@ -91,7 +91,7 @@ struct BlockWalk {
     mesh.add_floor(-50, 50, -50, 50, 80);
     std::string error;
     world = game::GameWorld::create(mesh, "block", false, {0, 0, 0}, game::Clock::Manual, error);
-    live = std::make_unique<game::LocalLiveGame>(*world);
+    live = std::make_unique<host::LocalLiveGame>(*world);
     session.live_game = live.get();
     const Value a = point(-length / 2, 0, 0), b = point(length / 2, 0, 0);
     session.add("windfall",

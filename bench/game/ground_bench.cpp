@@ -20,7 +20,7 @@
 #include <thread>
 #include <vector>
 
-#include "game/flat_numbers.h"
+#include "protocol/flat_numbers.h"
 #include "game/game_world.h"
 #include "game/link_server.h"
 
@@ -191,7 +191,7 @@ void BM_LinkGroundHeights(benchmark::State& state) {
   std::string error;
   for (auto _ : state) {
     request.assign("{\"id\":1,\"op\":\"ground_heights\",\"probes\":");
-    game::append_float_array(request, probes.data(), probes.size());
+    protocol::append_float_array(request, probes.data(), probes.size());
     request.append("}\n");
     for (std::size_t sent = 0; sent < request.size();) {
       const ssize_t n = ::send(socket, request.data() + sent, request.size() - sent, MSG_NOSIGNAL);
@@ -205,9 +205,9 @@ void BM_LinkGroundHeights(benchmark::State& state) {
       pending.append(answer.data(), static_cast<std::size_t>(n));
     }
     std::size_t pos = pending.find("\"heights\":") + 10;
-    const bool read_heights = game::read_float_array(pending, pos, heights, error);
+    const bool read_heights = protocol::read_float_array(pending, pos, heights, error);
     pos = pending.find("\"found\":", pos) + 8;
-    const bool read_found = game::read_float_array(pending, pos, flags, error);
+    const bool read_found = protocol::read_float_array(pending, pos, flags, error);
     if (!read_heights || !read_found || heights.size() != count) {
       state.SkipWithError("the game's answer could not be read");
       break;

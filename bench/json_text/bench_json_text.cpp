@@ -15,7 +15,7 @@
 #include <simdjson.h>
 
 #include "bench/json_text/mod_package_generator.h"
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // What the TCP game link costs a route check: one "ground_heights" query of N probes through
 // host::GameLink against the simulated game's link server on loopback, reported beside two baselines
-// measured in the same run: the same query in-process (game::LocalLiveGame, no link at all) and a bare
+// measured in the same run: the same query in-process (host::LocalLiveGame, no link at all) and a bare
 // round trip of the very same request bytes on a plain socket (no encoding, no parsing on our side).
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -19,8 +19,9 @@
 
 #include "game/game_world.h"
 #include "game/link_server.h"
-#include "game/local_live_game.h"
+#include "host/link/local_live_game.h"
 #include "host/link/game_link.h"
+#include "protocol/flat_numbers.h"
 
 namespace {
 
@@ -35,7 +36,7 @@ struct Fixture {
   std::unique_ptr<game::GameWorld> world;
   std::unique_ptr<game::LinkServer> server;
   std::thread serving;
-  std::unique_ptr<game::LocalLiveGame> local;
+  std::unique_ptr<host::LocalLiveGame> local;
   std::unique_ptr<host::GameLink> link;
   int raw = -1;
 
@@ -46,7 +47,7 @@ struct Fixture {
     server = std::make_unique<game::LinkServer>(*world);
     if (!server->listen(0, error)) throw std::runtime_error(error);
     serving = std::thread([this] { server->run(); });
-    local = std::make_unique<game::LocalLiveGame>(*world);
+    local = std::make_unique<host::LocalLiveGame>(*world);
     host::GameAddress address;
     address.port = server->port();
     link = std::make_unique<host::GameLink>(address, host::GameLink::kDefaultTimeoutSeconds);
@@ -126,8 +127,8 @@ void BM_GroundHeightsThroughTheLink(benchmark::State& state) {
   std::string request = R"({"id":1,"op":"ground_heights","probes":[)";
   for (std::size_t k = 0; k < query.size(); ++k) {
     if (k > 0) request += ',';
-    request += host::GameLink::float_text(query[k].x) + "," + host::GameLink::float_text(query[k].y) + "," +
-               host::GameLink::float_text(query[k].z);
+    request += protocol::float_text(query[k].x) + "," + protocol::float_text(query[k].y) + "," +
+               protocol::float_text(query[k].z);
   }
   request += "]}\n";
   std::string pending;

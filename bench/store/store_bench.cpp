@@ -25,8 +25,8 @@
 #include <string>
 #include <vector>
 
-#include "host/json_text/json_text.h"
-#include "host/store/host_session.h"
+#include "json_text/json_text.h"
+#include "host/session/host_session.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "host/check/check_report.h"
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 namespace host {
 namespace {

@@ -6,7 +6,7 @@
 #include "editor/checks/route_samples.h"
 #include "editor/live_game.h"
 #include "host/check/detour_search.h"
-#include "host/store/grouped_change.h"
+#include "host/session/grouped_change.h"
 
 namespace host {
 namespace {

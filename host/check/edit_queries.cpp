@@ -1,7 +1,8 @@
 #include "host/check/edit_queries.h"
 
+#include "editor/live_game.h"
 #include "editor/routes/route_settings.h"
-#include "host/store/place_request.h"
+#include "protocol/point_codec.h"
 #include "residents/walkers.h"
 
 namespace host {
@@ -93,7 +94,7 @@ Value route_fields(editor::Session& session, const Value& params, std::string& e
 Value ground_point(editor::Session& session, const Value& params, std::string& error, bool& ok) {
   ok = false;
   story_notebook::WorldPoint point;
-  if (!read_point(params.get("position"), point)) {
+  if (!protocol::read_point_in_float_range(params.get("position"), point)) {
     error = "ground_point needs \"position\": an object with finite numbers \"x\", \"y\" and \"z\"";
     return Value();
   }

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <map>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 #include "residents/walkers.h"
 
 namespace host {

@@ -5,7 +5,7 @@
 
 #include "host/check/check_report.h"
 #include "host/cli/workbench.h"
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 namespace host {
 namespace {

@@ -4,7 +4,7 @@
 #include <new>
 #include <vector>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 namespace host {
 namespace {

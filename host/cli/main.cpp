@@ -18,7 +18,8 @@
 #include "host/cli/stdio_server.h"
 #include "host/cli/tour.h"
 #include "host/cli/workbench.h"
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
+#include "protocol/link_protocol.h"
 
 namespace {
 
@@ -57,8 +58,10 @@ struct Flags {
 void add_store_flags(CLI::App& command, Flags& flags) {
   command.add_option("--store", flags.store, "the store folder holding the mod packages (default: the current folder)")
       ->type_name("DIR");
-  auto* game = command.add_option("--game", flags.game,
-                                  "connect to the game at HOST:PORT (the game listens on 127.0.0.1:47800)")
+  auto* game = command
+                   .add_option("--game", flags.game,
+                               "connect to the game at HOST:PORT (the game listens on 127.0.0.1:" +
+                                   std::to_string(protocol::kDefaultPort) + ")")
                    ->type_name("HOST:PORT");
   command.add_option("--game-timeout", flags.game_timeout, "seconds to wait for each answer of the game")
       ->check(CLI::Validator(check_game_timeout, "SECONDS"))

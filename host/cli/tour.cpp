@@ -6,7 +6,7 @@
 
 #include "host/cli/json_rpc.h"
 #include "host/cli/workbench.h"
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 namespace host {
 namespace {

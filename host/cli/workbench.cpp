@@ -3,11 +3,10 @@
 #include <cmath>
 #include <vector>
 
-#include "game/game_world.h"
-#include "game/local_live_game.h"
+#include "host/link/local_live_game.h"
 #include "host/check/check_commands.h"
 #include "host/cli/temp_folder.h"
-#include "host/store/host_session.h"
+#include "host/session/host_session.h"
 #include "host/store/store_lock.h"
 
 namespace host {
@@ -26,7 +25,7 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
   if (!bench->open_store(error, store_held)) return nullptr;
   if (!bench->start_game(error)) return nullptr;
   bench->follow_changes();
-  if (bench->world_ || bench->link_) bench->open_every_package_in_game();
+  if (bench->local_ || bench->link_) bench->open_every_package_in_game();
   return bench;
 }
 
@@ -51,11 +50,8 @@ bool Workbench::open_store(std::string& error, bool& store_held) {
 
 bool Workbench::start_game(std::string& error) {
   if (options_.demo) {
-    const game::Clock clock = options_.manual_clock ? game::Clock::Manual : game::Clock::Real;
-    world_ = options_.world_file.empty() ? game::GameWorld::island(clock, error)
-                                         : game::GameWorld::from_obj(options_.world_file, clock, error);
-    if (!world_) return false;
-    local_ = std::make_unique<game::LocalLiveGame>(*world_);
+    local_ = LocalLiveGame::open(options_.world_file, options_.manual_clock, error);
+    if (!local_) return false;
   } else if (options_.use_game) {
     link_ = std::make_unique<GameLink>(options_.game, options_.game_timeout_seconds);
     link_->on_note = [this](const std::string& text) { note(text); };
@@ -161,12 +157,12 @@ Value Workbench::status() {
   status["game_timeout"] = Value::of(options_.game_timeout_seconds);
   Value& game = status["game"];
   game = Value::object();
-  if (world_) {
+  if (local_) {
     game["connected"] = Value::of(true);
     game["address"] = Value::of("in-process");
-    game["world"] = Value::of(world_->name());
-    game["time"] = Value::of(world_->time());
-    for (const auto& [name, corner] : {std::pair{"low", world_->low()}, std::pair{"high", world_->high()}}) {
+    game["world"] = Value::of(local_->world_name());
+    game["time"] = Value::of(local_->time());
+    for (const auto& [name, corner] : {std::pair{"low", local_->low()}, std::pair{"high", local_->high()}}) {
       Value& point = game["bounds"][name];
       point["x"] = Value::of(static_cast<double>(corner.x));
       point["y"] = Value::of(static_cast<double>(corner.y));
@@ -258,8 +254,8 @@ bool Workbench::live_actors(const std::string& package, Value& live, std::string
     error = "the game is not running";
     return false;
   }
-  if (world_) {
-    live = world_->live_actors(package);
+  if (local_) {
+    live = local_->live_actors(package);
     if (live.is_null()) error = "no package \"" + package + "\" is loaded in the game";
     return !live.is_null();
   }
@@ -271,12 +267,12 @@ void Workbench::maintain() { session_->maintain(); }
 bool Workbench::flush(std::string& error) { return session_->flush(error); }
 
 bool Workbench::advance_game(double seconds, std::string& error) {
-  if (!world_) {
+  if (!local_) {
     error = "only the in-process game (--demo) has a clock to move on";
     return false;
   }
   double time = 0;
-  return world_->advance(seconds, time, error);
+  return local_->advance(seconds, time, error);
 }
 
 // advance_game {"seconds": S} -> {"time": T}: the manual clock of the in-process game moves on.
@@ -288,12 +284,12 @@ CallOutcome Workbench::advance_command(const Value& params) {
     outcome.error = "advance_game needs \"seconds\", a number";
     return outcome;
   }
-  if (!world_ || world_->clock() != game::Clock::Manual) {
+  if (!local_ || !local_->manual_clock()) {
     outcome.error = "advance_game needs the in-process game with a manual clock (--demo --manual-clock)";
     return outcome;
   }
   double time = 0;
-  if (!world_->advance(seconds.number, time, outcome.error)) return outcome;
+  if (!local_->advance(seconds.number, time, outcome.error)) return outcome;
   outcome.ok = true;
   outcome.result = Value::object();
   outcome.result["time"] = Value::of(time);

@@ -16,14 +16,10 @@
 #include "host/link/game_link.h"
 #include "json/value.h"
 
-namespace game {
-class GameWorld;
-class LocalLiveGame;
-}
-
 namespace host {
 
 class HostSession;
+class LocalLiveGame;
 class StoreLock;
 class TempFolder;
 
@@ -108,8 +104,7 @@ class Workbench {
   std::unique_ptr<StoreLock> lock_;         // held while the session works in the store
   std::unique_ptr<HostSession> session_;
   std::unique_ptr<GameLink> link_;
-  std::unique_ptr<game::GameWorld> world_;      // the in-process game, for --demo
-  std::unique_ptr<game::LocalLiveGame> local_;  // the session's view of `world_`
+  std::unique_ptr<LocalLiveGame> local_;  // the in-process game and its world, for --demo
   std::set<std::string> handed_over_;  // packages the game has had since it (re)connected
 };
 

@@ -5,8 +5,10 @@
 #include <cmath>
 #include <utility>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 #include "host/link/heights_answer_reader.h"
+#include "protocol/flat_numbers.h"
+#include "protocol/point_codec.h"
 
 namespace host {
 namespace {
@@ -21,8 +23,6 @@ std::string json_string(const std::string& text) {
   return out;
 }
 
-constexpr std::size_t kFloatTextBytes = 12;  // bytes a typical coordinate and its comma take
-
 std::string seconds_text(double seconds) {
   char buffer[32];
   auto end = std::to_chars(buffer, buffer + sizeof buffer, seconds).ptr;
@@ -31,9 +31,17 @@ std::string seconds_text(double seconds) {
 
 bool finite(const WorldPoint& p) { return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z); }
 
-std::string point_fields(const WorldPoint& p) {
-  return "\"x\":" + GameLink::float_text(p.x) + ",\"y\":" + GameLink::float_text(p.y) +
-         ",\"z\":" + GameLink::float_text(p.z);
+// Runs `request`, which may throw GameLinkError (after GameLink::fail has dropped the connection and
+// kept the reason): the one place where a failure of the link becomes false with its text in `error`,
+// for the calls that have an error channel.
+template <typename Request>
+bool link_failure_as_error(std::string& error, Request&& request) {
+  try {
+    return request();
+  } catch (const GameLinkError& e) {
+    error = e.what();
+    return false;
+  }
 }
 
 }  // namespace
@@ -61,18 +69,6 @@ bool parse_game_address(const std::string& text, GameAddress& address, std::stri
 GameLink::GameLink(GameAddress address, double timeout_seconds)
     : address_(std::move(address)), timeout_seconds_(timeout_seconds) {}
 
-
-std::string GameLink::float_text(float value) {
-  std::string text;
-  append_float(text, value);
-  return text;
-}
-
-void GameLink::append_float(std::string& out, float value) {
-  char buffer[64];
-  auto end = std::to_chars(buffer, buffer + sizeof buffer, value).ptr;
-  out.append(buffer, end);
-}
 
 GameLink::~GameLink() = default;
 
@@ -142,14 +138,14 @@ bool GameLink::greet() {
       disconnect();
       return false;
     }
-    const Value& protocol = answer.get("protocol");
+    const Value& version = answer.get("protocol");
     const Value& world = answer.get("world");
-    if (!protocol.is_number() || !world.is_string()) {
+    if (!version.is_number() || !world.is_string()) {
       fail("the game sent a malformed answer: the greeting lacks \"protocol\" or \"world\"");
     }
-    if (protocol.number != kProtocol) {
-      last_problem_ = "the game speaks protocol " + seconds_text(protocol.number) + ", pathwright speaks " +
-                      std::to_string(kProtocol);
+    if (version.number != protocol::kProtocolVersion) {
+      last_problem_ = "the game speaks protocol " + seconds_text(version.number) + ", pathwright speaks " +
+                      std::to_string(protocol::kProtocolVersion);
       if (on_note) on_note(last_problem_);
       disconnect();
       return false;
@@ -232,7 +228,7 @@ bool GameLink::ground_height(const WorldPoint& probe, float& height, std::string
   }
   Value answer;
   std::string error;
-  if (!exchange("ground_height", point_fields(probe), answer, error)) {
+  if (!exchange("ground_height", protocol::point_fields(probe), answer, error)) {
     throw GameLinkError("the game refused \"ground_height\": " + error);
   }
   const Value& found = answer.get("found");
@@ -250,22 +246,15 @@ bool GameLink::ground_height(const WorldPoint& probe, float& height, std::string
 
 bool GameLink::ground_heights(const std::vector<WorldPoint>& probes, std::vector<float>& heights,
                               std::vector<bool>& found, std::string& error) {
-  std::string fields = "\"probes\":[";
-  fields.reserve(fields.size() + probes.size() * 3 * kFloatTextBytes);
   for (std::size_t k = 0; k < probes.size(); ++k) {
     if (!finite(probes[k])) {
       error = "probe " + std::to_string(k + 1) + " is not a finite point";
       return false;
     }
-    if (k > 0) fields.push_back(',');
-    append_float(fields, probes[k].x);
-    fields.push_back(',');
-    append_float(fields, probes[k].y);
-    fields.push_back(',');
-    append_float(fields, probes[k].z);
   }
-  fields.push_back(']');
-  try {
+  std::string fields = "\"probes\":";
+  protocol::append_point_array(fields, probes.data(), probes.size());
+  return link_failure_as_error(error, [&] {
     std::uint64_t id = 0;
     const std::string text = round_trip("ground_heights", fields, id);
     if (!fast_) fast_ = std::make_unique<HeightsAnswerReader>();
@@ -293,10 +282,7 @@ bool GameLink::ground_heights(const std::vector<WorldPoint>& probes, std::vector
       found[k] = fk.is_bool() ? fk.boolean : fk.number != 0;
     }
     return true;
-  } catch (const GameLinkError& e) {
-    error = e.what();
-    return false;
-  }
+  });
 }
 
 Value GameLink::live_route(editor::Session::Package& package, const std::string& id) {
@@ -312,7 +298,7 @@ Value GameLink::live_route(editor::Session::Package& package, const std::string&
 }
 
 bool GameLink::live_actors(const std::string& package, Value& live, std::string& error) {
-  try {
+  return link_failure_as_error(error, [&] {
     Value answer;
     if (!exchange("live_actors", "\"package\":" + json_string(package), answer, error)) {
       error = "the game refused \"live_actors\": " + error;
@@ -325,34 +311,19 @@ bool GameLink::live_actors(const std::string& package, Value& live, std::string&
     live["time"] = answer.get("time");
     live["actors"] = std::move(answer["actors"]);
     return true;
-  } catch (const GameLinkError& e) {
-    error = e.what();
-    return false;
-  }
-}
-
-bool GameLink::read_point(const Value& answer, WorldPoint& point) {
-  const Value& x = answer.get("x");
-  const Value& y = answer.get("y");
-  const Value& z = answer.get("z");
-  if (!x.is_number() || !y.is_number() || !z.is_number()) return false;
-  point = {static_cast<float>(x.number), static_cast<float>(y.number), static_cast<float>(z.number)};
-  return true;
+  });
 }
 
 bool GameLink::position_op(const std::string& op, WorldPoint& point, std::string& error) {
-  try {
+  return link_failure_as_error(error, [&] {
     Value answer;
     if (!exchange(op, "", answer, error)) {
       error = "the game refused \"" + op + "\": " + error;
       return false;
     }
-    if (!read_point(answer, point)) fail("the game sent a malformed answer: no numbers \"x\", \"y\" and \"z\"");
+    if (!protocol::read_point_as_sent(answer, point)) fail("the game sent a malformed answer: no numbers \"x\", \"y\" and \"z\"");
     return true;
-  } catch (const GameLinkError& e) {
-    error = e.what();
-    return false;
-  }
+  });
 }
 
 bool GameLink::link_position(WorldPoint& point, std::string& error) { return position_op("link", point, error); }
@@ -364,17 +335,14 @@ bool GameLink::camera_position(WorldPoint& point, std::string& error) {
 bool GameLink::load_package(const editor::Session::Package& package, std::string& error) {
   std::string document;
   if (!print_json(package.document, JsonLayout::Compact, document, error)) return false;
-  try {
+  return link_failure_as_error(error, [&] {
     Value answer;
     if (!exchange("load", "\"package\":" + json_string(package.name) + ",\"document\":" + document, answer, error)) {
       return false;
     }
     if (!answer.get("walking").is_number()) fail("the game sent a malformed answer: \"walking\" is not a number");
     return true;
-  } catch (const GameLinkError& e) {
-    error = e.what();
-    return false;
-  }
+  });
 }
 
 bool GameLink::teleport(const WorldPoint& point, std::string& error) {
@@ -382,26 +350,20 @@ bool GameLink::teleport(const WorldPoint& point, std::string& error) {
     error = "the point is not finite";
     return false;
   }
-  try {
+  return link_failure_as_error(error, [&] {
     Value answer;
-    return exchange("teleport", point_fields(point), answer, error);
-  } catch (const GameLinkError& e) {
-    error = e.what();
-    return false;
-  }
+    return exchange("teleport", protocol::point_fields(point), answer, error);
+  });
 }
 
 bool GameLink::advance(double seconds, double& time, std::string& error) {
-  try {
+  return link_failure_as_error(error, [&] {
     Value answer;
     if (!exchange("advance", "\"seconds\":" + seconds_text(seconds), answer, error)) return false;
     if (!answer.get("time").is_number()) fail("the game sent a malformed answer: \"time\" is not a number");
     time = answer.get("time").number;
     return true;
-  } catch (const GameLinkError& e) {
-    error = e.what();
-    return false;
-  }
+  });
 }
 
 }  // namespace host

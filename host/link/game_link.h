@@ -2,6 +2,10 @@
 // (one compact JSON object per line, answers in request order), reconnects by itself between commands
 // and hands the game every loaded package after each (re)connect. The link owns its connection; it is
 // used by the one thread that runs commands.
+//
+// Errors: a failure of the link itself travels as GameLinkError only where editor::LiveGame has no error
+// channel (ground_height, live_route); the route service passes it on, and the workbench catches it
+// around each command (host/cli/workbench.cpp). Every other call answers false with the text.
 #ifndef PATHWRIGHT_HOST_LINK_GAME_LINK_H_
 #define PATHWRIGHT_HOST_LINK_GAME_LINK_H_
 
@@ -15,6 +19,7 @@
 #include "editor/live_game.h"
 #include "host/link/game_link_error.h"
 #include "host/link/line_connection.h"
+#include "protocol/link_protocol.h"
 
 namespace host {
 
@@ -23,7 +28,7 @@ class HeightsAnswerReader;
 // Where the game listens.
 struct GameAddress {
   std::string host = "127.0.0.1";
-  std::uint16_t port = 47800;
+  std::uint16_t port = protocol::kDefaultPort;
   std::string text() const;  // "HOST:PORT"
 };
 
@@ -32,7 +37,6 @@ bool parse_game_address(const std::string& text, GameAddress& address, std::stri
 
 class GameLink : public editor::LiveGame {
  public:
-  static constexpr int kProtocol = 1;               // the protocol version both sides speak
   static constexpr double kDefaultTimeoutSeconds = 2.0;
   static constexpr int kRetryIntervalMs = 500;      // ms; at most one connection attempt this often
   static constexpr int kConnectTimeoutMs = 200;     // ms; a local game accepts at once or not at all
@@ -102,10 +106,6 @@ class GameLink : public editor::LiveGame {
   bool exchange(const std::string& op, const std::string& fields, mods::json::Value& answer,
                 std::string& error);
 
-  // The shortest text that reads back to the same float (the protocol's float form).
-  static std::string float_text(float value);
-  static void append_float(std::string& out, float value);
-
  private:
   // Sends request `op` and answers the answer line. Throws GameLinkError (after dropping the connection)
   // when the link fails, and when not connected. `id` is the request's id.
@@ -114,7 +114,6 @@ class GameLink : public editor::LiveGame {
   bool read_answer(const std::string& text, std::uint64_t id, mods::json::Value& answer, std::string& error);
   bool greet();
   [[noreturn]] void fail(const std::string& what);
-  bool read_point(const mods::json::Value& answer, story_notebook::WorldPoint& point);
   bool position_op(const std::string& op, story_notebook::WorldPoint& point, std::string& error);
 
   GameAddress address_;

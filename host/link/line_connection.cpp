@@ -13,6 +13,8 @@
 #include <chrono>
 #include <cstring>
 
+#include "protocol/link_protocol.h"
+
 namespace host {
 namespace {
 
@@ -135,8 +137,8 @@ LineConnection::Read LineConnection::read_line(std::string& line, int timeout_ms
       return Read::Line;
     }
     scanned = pending_.size();
-    if (pending_.size() > kMaxLineBytes) {
-      error = "a line longer than " + std::to_string(kMaxLineBytes) + " bytes";
+    if (pending_.size() > protocol::kMaxLineBytes) {
+      error = "a line longer than " + std::to_string(protocol::kMaxLineBytes) + " bytes";
       return Read::Failed;
     }
     char chunk[16384];

@@ -26,15 +26,13 @@ class LineConnection {
   // `error` says why and the connection is to be dropped. Never raises SIGPIPE.
   bool send_line(const std::string& line, int timeout_ms, std::string& error);
 
-  static constexpr std::size_t kMaxLineBytes = 64u << 20;  // bytes; a longer line is not an answer
-
   // True when the other side has closed the connection (or reset it); never waits.
   bool peer_closed();
 
   enum class Read { Line, TimedOut, Closed, Failed };
   // Waits at most `timeout_ms` for one whole line and moves it (without its "\n") into `line`. Any
   // outcome but Line leaves `line` unspecified; Failed also writes the reason into `error` (a system
-  // error, or a line longer than kMaxLineBytes).
+  // error, or a line longer than protocol::kMaxLineBytes).
   Read read_line(std::string& line, int timeout_ms, std::string& error);
 
  private:

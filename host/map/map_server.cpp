@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "host/cli/json_rpc.h"
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 #include "host/map/ground_tiles.h"
 #include "host/map/map_security.h"
 

@@ -4,7 +4,7 @@
 // size, replaced hash and size); Undo and Redo carry nothing more.
 #include "host/store/change_journal.h"
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 #include "host/store/content_hash.h"
 
 namespace host {

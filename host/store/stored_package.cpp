@@ -6,7 +6,7 @@
 #include <cassert>
 #include <cerrno>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 #include "host/store/content_hash.h"
 
 namespace host {

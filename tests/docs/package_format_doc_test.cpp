@@ -7,9 +7,8 @@
 #include <regex>
 #include <set>
 
-#include "game/game_world.h"
-#include "game/local_live_game.h"
-#include "host/json_text/json_text.h"
+#include "host/link/local_live_game.h"
+#include "json_text/json_text.h"
 #include "residents/resident_types.h"
 #include "residents/walkers.h"
 #include "tests/docs/doc_examples.h"
@@ -23,20 +22,27 @@ using mods::json::Value;
 const std::string kPage = std::string(PATHWRIGHT_DOCS_DIR) + "/package-format.md";
 constexpr const char* kSettings[] = {"speed", "mode", "pauses", "walk", "idle"};
 
+// The route service's own classification, named as the page names it.
 std::string walker_class(const Value& actor) {
-  const std::string type = actor.get("actor").string("");
-  if (type == "resident") return "resident";
-  if ((type == "bokoblin" || type == "moblin") && actor.get("kind").is_null()) return "patroller";
-  return actor.get("kind").string("") == "mod" ? "model" : "none";
+  switch (editor::walker_class(actor)) {
+    case editor::WalkerClass::Resident:
+      return "resident";
+    case editor::WalkerClass::Patroller:
+      return "patroller";
+    case editor::WalkerClass::Model:
+      return "model";
+    case editor::WalkerClass::None:
+      break;
+  }
+  return "none";
 }
 
 class PackageFormatPage : public ::testing::Test {
  protected:
   void SetUp() override {
     std::string error;
-    world_ = game::GameWorld::island(game::Clock::Manual, error);
-    ASSERT_NE(world_, nullptr) << error;
-    game_ = std::make_unique<game::LocalLiveGame>(*world_);
+    game_ = host::LocalLiveGame::open("", true, error);
+    ASSERT_NE(game_, nullptr) << error;
     for (const std::string& block : fenced_blocks(file_text(kPage), "json actor")) {
       Value actor;
       host::JsonTextError parse_error;
@@ -45,8 +51,7 @@ class PackageFormatPage : public ::testing::Test {
     }
   }
 
-  std::unique_ptr<game::GameWorld> world_;
-  std::unique_ptr<game::LocalLiveGame> game_;
+  std::unique_ptr<host::LocalLiveGame> game_;
   std::vector<Value> examples_;
 };
 

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "game/game_world.h"
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 namespace game {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 namespace host {
 namespace {

@@ -9,7 +9,7 @@
 #include <sstream>
 #include <string>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 #include "json/value.h"
 
 namespace {

@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "host/cli/temp_folder.h"
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 #include "json/value.h"
 
 namespace host::testing {

@@ -18,7 +18,8 @@
 #include <thread>
 #include <utility>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
+#include "protocol/flat_numbers.h"
 
 namespace host {
 namespace {
@@ -213,7 +214,7 @@ TEST(GameLink, ProbesAndHeightsTravelBitExact) {
   std::vector<std::string> answers{kHello};
   for (float y : samples) {
     answers.push_back(R"({"id":)" + std::to_string(answers.size() + 1) + R"(,"ok":true,"found":true,"height":)" +
-                      GameLink::float_text(y) + "}");
+                      protocol::float_text(y) + "}");
   }
   FakeGame game(answers);
   auto link = link_to(game.port());
@@ -232,7 +233,7 @@ TEST(GameLink, ProbesAndHeightsTravelBitExact) {
               std::bit_cast<std::uint32_t>(samples[k]));
     EXPECT_EQ(static_cast<float>(probe.get("x").number), 1.0f / 3.0f);
   }
-  EXPECT_EQ(GameLink::float_text(0.1f), "0.1");  // the float's shortest form, not the double's
+  EXPECT_EQ(protocol::float_text(0.1f), "0.1");  // the float's shortest form, not the double's
 }
 
 TEST(GameLink, ALinkFailureEndsTheCommandWithAClearErrorAndDropsTheConnectionWhileARefusalKeepsIt) {

@@ -14,7 +14,7 @@
 
 #include "host/cli/shared_workbench.h"
 #include "host/cli/workbench.h"
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 #include "host/map/map_server.h"
 
 namespace host::map::testing {

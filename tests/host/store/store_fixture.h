@@ -13,9 +13,9 @@
 #include <iterator>
 #include <string>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 #include "host/store/file_system.h"
-#include "host/store/host_session.h"
+#include "host/session/host_session.h"
 #include "json/value.h"
 
 namespace store_test {

@@ -113,13 +113,13 @@ async function addByClicking(page: Page): Promise<void> {
   const before = await points('gate_guard');
   await page.getByRole('button', { name: 'Add points' }).click();
   const p2 = await centre(page, '[data-point="2"]');
-  const spot = { x: p2.x + 70, y: p2.y + 50 };
+  const spot = { x: p2.x + 70, y: p2.y - 50 }; // up the screen: inland from the town's south shore
   const where = await worldAt(page, spot);
   await page.mouse.click(spot.x, spot.y);
   const after = await until(() => points('gate_guard'), (p) => p.length === before.length + 1, 'added point');
   const added = after[after.length - 1];
   assert.ok(near(added, where), `the point went to ${JSON.stringify(added)}, the click was at ${JSON.stringify(where)}`);
-  assert.ok(Math.abs(added.y - (await ground(added.x, added.z))) <= HEIGHT_TOLERANCE, 'the point is not on the ground');
+  assert.ok(Math.abs(added.y - (await ground(added.x, added.z))) <= HEIGHT_TOLERANCE, `the point is not on the ground: ${JSON.stringify(added)} vs ${await ground(added.x, added.z)}`);
   await page.locator('[data-point="3"]').waitFor();
   await page.screenshot({ path: join(outDir, 'edit-add.png') });
   await page.keyboard.press('a'); // adding mode off again
@@ -128,7 +128,7 @@ async function addByClicking(page: Page): Promise<void> {
 
 async function movePoint(page: Page): Promise<void> {
   const before = await points('gate_guard');
-  const drop = await drag(page, '[data-point="1"]', { x: -60, y: 45 });
+  const drop = await drag(page, '[data-point="1"]', { x: -60, y: -45 });
   const moved = await until(() => points('gate_guard'), (p) => p[0].x !== before[0].x, 'moved point 1');
   const where = await worldAt(page, drop);
   assert.ok(near(moved[0], where), `point 1 went to ${JSON.stringify(moved[0])}, the drop was at ${JSON.stringify(where)}`);

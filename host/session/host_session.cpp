@@ -1,12 +1,12 @@
 // The host session's services to the route service: package lookup and loading, the change service and
 // place resolution, plus the timed checkpoints. Host commands live in host_commands.cpp.
-#include "host/store/host_session.h"
+#include "host/session/host_session.h"
 
 #include <cctype>
 #include <utility>
 
 #include "host/store/package_name.h"
-#include "host/store/place_request.h"
+#include "host/session/place_request.h"
 
 namespace host {
 

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 namespace {
 

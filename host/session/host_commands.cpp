@@ -4,8 +4,8 @@
 #include <chrono>
 #include <ctime>
 
-#include "host/store/host_session.h"
-#include "host/json_text/json_text.h"
+#include "host/session/host_session.h"
+#include "json_text/json_text.h"
 #include "residents/walkers.h"
 
 namespace host {
@@ -27,15 +27,16 @@ bool is_model(const Value& actor) {
   return actor.get("kind").string("") == "mod" && actor.get("actor").string("") != "resident";
 }
 
-// Who walks the actor's route: a resident at its type's pace, a Bokoblin or Moblin on patrol, or one of
-// the mod's own models; "none" when the route service refuses it a route. Residents and patrollers are
-// told apart as the route service does: by "actor", and for the enemies only without a "kind".
-std::string walker_of(const Value& actor, const std::string& refusal) {
-  if (!refusal.empty()) return "none";
-  const std::string type = actor.get("actor").string("");
-  if (type == "resident") return "resident";
-  if ((type == "bokoblin" || type == "moblin") && actor.get("kind").is_null()) return "patroller";
-  return "model";
+// Who walks the actor's route, by the route service's own rule: a resident at its type's pace, a
+// Bokoblin or Moblin on patrol, or one of the mod's own models; "none" when it is refused a route.
+const char* walker_of(const Value& actor) {
+  switch (editor::walker_class(actor)) {
+    case editor::WalkerClass::None: return "none";
+    case editor::WalkerClass::Resident: return "resident";
+    case editor::WalkerClass::Patroller: return "patroller";
+    case editor::WalkerClass::Model: return "model";
+  }
+  return "none";
 }
 
 std::string iso_time(std::int64_t ms) {
@@ -88,7 +89,7 @@ Value HostSession::list_actors(StoredPackage& stored) {
     entry["id"] = id.is_string() ? id : Value();
     entry["type"] = Value::of(is_model(actor) ? std::string("model") : actor.get("actor").string("unknown"));
     std::string refusal = editor::route_refusal(actor);
-    entry["walker"] = Value::of(walker_of(actor, refusal));
+    entry["walker"] = Value::of(walker_of(actor));
     if (!refusal.empty()) entry["refusal"] = Value::of(refusal);
     const Value& points = actor.get("path").get("points");
     entry["points"] = Value::of(static_cast<double>(points.is_array() ? points.items.size() : 0));

@@ -1,5 +1,5 @@
 // The host's own commands and place resolution.
-#include "host/store/place_request.h"
+#include "host/session/place_request.h"
 #include "tests/host/store/store_fixture.h"
 
 namespace store_test {

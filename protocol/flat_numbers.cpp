@@ -1,14 +1,15 @@
-#include "game/flat_numbers.h"
+#include "protocol/flat_numbers.h"
 
 #include <charconv>
 #include <cmath>
 #include <limits>
 
-namespace game {
+namespace protocol {
 
 namespace {
 
 constexpr std::size_t kFloatTextMax = 32;  // bytes: the longest shortest float text is 15
+constexpr std::size_t kLongestFloatText = 15;  // bytes: "-1.17549435e-38"
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 bool is_space(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
@@ -117,7 +118,6 @@ double wire_double(float value) {
 
 void append_float_array(std::string& out, const float* values, std::size_t count) {
   // Write straight into the string's storage, sized for the longest texts, then trim.
-  constexpr std::size_t kLongestFloatText = 15;  // "-1.17549435e-38"
   const std::size_t start = out.size();
   out.resize(start + count * (kLongestFloatText + 1) + 2);
   char* at = out.data() + start;
@@ -126,6 +126,25 @@ void append_float_array(std::string& out, const float* values, std::size_t count
   for (std::size_t k = 0; k < count; ++k) {
     if (k) *at++ = ',';
     at = std::to_chars(at, limit, values[k]).ptr;
+  }
+  *at++ = ']';
+  out.resize(static_cast<std::size_t>(at - out.data()));
+}
+
+void append_point_array(std::string& out, const story_notebook::WorldPoint* points, std::size_t count) {
+  // As append_float_array: straight into the string's storage, sized for the longest texts, then trimmed.
+  const std::size_t start = out.size();
+  out.resize(start + 3 * count * (kLongestFloatText + 1) + 2);
+  char* at = out.data() + start;
+  char* const limit = out.data() + out.size();
+  *at++ = '[';
+  for (std::size_t k = 0; k < count; ++k) {
+    if (k) *at++ = ',';
+    at = std::to_chars(at, limit, points[k].x).ptr;
+    *at++ = ',';
+    at = std::to_chars(at, limit, points[k].y).ptr;
+    *at++ = ',';
+    at = std::to_chars(at, limit, points[k].z).ptr;
   }
   *at++ = ']';
   out.resize(static_cast<std::size_t>(at - out.data()));
@@ -190,4 +209,4 @@ bool read_float_array(std::string_view text, std::size_t& pos, std::vector<float
   }
 }
 
-}  // namespace game
+}  // namespace protocol

@@ -1,9 +1,9 @@
-// Numbers as the game link writes them: 32-bit floats as the shortest decimal text that reads back to
+// Numbers as both ends of the game link write them: 32-bit floats as the shortest decimal text that reads back to
 // the same float, and fast readers and writers for the flat number arrays of batched ground queries
 // (hundreds of thousands of numbers per line, where a general JSON tree would dominate). Stateless
 // functions; safe from several threads.
-#ifndef PATHWRIGHT_GAME_FLAT_NUMBERS_H_
-#define PATHWRIGHT_GAME_FLAT_NUMBERS_H_
+#ifndef PATHWRIGHT_PROTOCOL_FLAT_NUMBERS_H_
+#define PATHWRIGHT_PROTOCOL_FLAT_NUMBERS_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +11,9 @@
 #include <string_view>
 #include <vector>
 
-namespace game {
+#include "editor/points/world_point.h"
+
+namespace protocol {
 
 // Appends the shortest decimal text of `value` (finite) that reads back to the same float.
 void append_float(std::string& out, float value);
@@ -27,6 +29,9 @@ bool narrow_to_float(double value, float& out);
 
 // Appends "[v0,v1,...]" with every value written as `append_float` does.
 void append_float_array(std::string& out, const float* values, std::size_t count);
+// Appends "[x0,y0,z0,x1,...]": the coordinates of `count` points (a "ground_heights" request's probes),
+// each written as `append_float` does.
+void append_point_array(std::string& out, const story_notebook::WorldPoint* points, std::size_t count);
 // Appends "[f0,f1,...]" with 1 for a non-zero flag and 0 otherwise.
 void append_flag_array(std::string& out, const std::uint8_t* flags, std::size_t count);
 
@@ -37,6 +42,6 @@ void append_flag_array(std::string& out, const std::uint8_t* flags, std::size_t 
 // and `pos` are unspecified.
 bool read_float_array(std::string_view text, std::size_t& pos, std::vector<float>& out, std::string& error);
 
-}  // namespace game
+}  // namespace protocol
 
-#endif  // PATHWRIGHT_GAME_FLAT_NUMBERS_H_
+#endif  // PATHWRIGHT_PROTOCOL_FLAT_NUMBERS_H_

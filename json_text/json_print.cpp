@@ -7,7 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
+#include "json_text/utf8.h"
 
 namespace host {
 namespace {
@@ -18,34 +19,6 @@ using mods::json::Value;
 // integer is a double, so the shortest round-trip form is used.
 constexpr double kLargestSafeInteger = 9007199254740991.0;  // 2^53 - 1
 constexpr std::size_t kIndentWidth = 2;                      // spaces per nesting level
-
-// True when `s` is well-formed UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
-bool is_utf8(std::string_view s) {
-  const auto* p = reinterpret_cast<const unsigned char*>(s.data());
-  const auto* end = p + s.size();
-  while (p != end) {
-    const unsigned char b = *p;
-    if (b < 0x80) { ++p; continue; }
-    std::size_t length = 0;
-    unsigned char low = 0x80;
-    unsigned char high = 0xBF;  // bounds of the second byte
-    if (b >= 0xC2 && b <= 0xDF) { length = 2; }
-    else if (b == 0xE0) { length = 3; low = 0xA0; }
-    else if (b == 0xED) { length = 3; high = 0x9F; }
-    else if (b >= 0xE1 && b <= 0xEF) { length = 3; }
-    else if (b == 0xF0) { length = 4; low = 0x90; }
-    else if (b >= 0xF1 && b <= 0xF3) { length = 4; }
-    else if (b == 0xF4) { length = 4; high = 0x8F; }
-    else return false;
-    if (static_cast<std::size_t>(end - p) < length) return false;
-    if (p[1] < low || p[1] > high) return false;
-    for (std::size_t i = 2; i < length; ++i) {
-      if (p[i] < 0x80 || p[i] > 0xBF) return false;
-    }
-    p += length;
-  }
-  return true;
-}
 
 void write_string(std::string_view s, std::string& out) {
   static constexpr char kHex[] = "0123456789abcdef";

@@ -1,8 +1,8 @@
 // How a request names a place in the world: "position" (a point given outright) or "at" (where Link or the
 // camera is, asked of the running game). Stateless; the game link it is given is used by one thread at a
 // time.
-#ifndef PATHWRIGHT_HOST_STORE_PLACE_REQUEST_H_
-#define PATHWRIGHT_HOST_STORE_PLACE_REQUEST_H_
+#ifndef PATHWRIGHT_HOST_SESSION_PLACE_REQUEST_H_
+#define PATHWRIGHT_HOST_SESSION_PLACE_REQUEST_H_
 
 #include <cstdint>
 #include <string>
@@ -18,15 +18,12 @@ constexpr std::uint8_t kPlaceFromPosition = 1;
 constexpr std::uint8_t kPlaceFromLink = 2;
 constexpr std::uint8_t kPlaceFromCamera = 3;
 
-// True when `value` is an object with finite numbers "x", "y" and "z" that fit a 32-bit float; then
-// `point` holds them.
-bool read_point(const mods::json::Value& value, story_notebook::WorldPoint& point);
-
-// Resolves `params`'s "position" (first) or "at" into `place` (point, source, resolved_from), asking `game`
-// (null when no game runs) for link or the camera. On false, `error` says why and `place` is unchanged.
+// Resolves `params`'s "position" (first; a point as protocol::read_point_in_float_range reads it) or "at"
+// into `place` (point, source, resolved_from), asking `game` (null when no game runs) for link or the
+// camera. On false, `error` says why and `place` is unchanged.
 bool resolve_place(const mods::json::Value& params, editor::LiveGame* game, editor::Place& place,
                    std::string& error);
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_STORE_PLACE_REQUEST_H_
+#endif  // PATHWRIGHT_HOST_SESSION_PLACE_REQUEST_H_

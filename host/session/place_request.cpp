@@ -1,35 +1,15 @@
 // Place resolution for the host session's `where`.
-#include "host/store/place_request.h"
+#include "host/session/place_request.h"
 
-#include <cfloat>
-#include <cmath>
+#include "protocol/point_codec.h"
 
 namespace host {
-namespace {
-
-bool read_coordinate(const mods::json::Value& point, const char* key, float& out) {
-  const mods::json::Value& v = point.get(key);
-  if (!v.is_number() || !std::isfinite(v.number) || std::fabs(v.number) > FLT_MAX) return false;
-  out = static_cast<float>(v.number);
-  return true;
-}
-
-}  // namespace
-
-bool read_point(const mods::json::Value& value, story_notebook::WorldPoint& point) {
-  story_notebook::WorldPoint p;
-  if (!value.is_object() || !read_coordinate(value, "x", p.x) || !read_coordinate(value, "y", p.y) ||
-      !read_coordinate(value, "z", p.z))
-    return false;
-  point = p;
-  return true;
-}
 
 bool resolve_place(const mods::json::Value& params, editor::LiveGame* game, editor::Place& place,
                    std::string& error) {
   story_notebook::WorldPoint point;
   if (params.is_object() && params.has("position")) {
-    if (!read_point(params.get("position"), point)) {
+    if (!protocol::read_point_in_float_range(params.get("position"), point)) {
       error = "\"position\" is not a point: an object with finite numbers \"x\", \"y\" and \"z\"";
       return false;
     }

@@ -1,4 +1,4 @@
-#include "host/store/grouped_change.h"
+#include "host/session/grouped_change.h"
 
 namespace host {
 namespace {

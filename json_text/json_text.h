@@ -2,8 +2,8 @@
 // Parsing is strict (exact doubles, valid UTF-8, no duplicate member names, nesting at most 512 deep) and
 // reports the line and column of the first fault; printing gives the shortest text that reads back to the
 // same double. Stateless; safe to call from several threads at once.
-#ifndef PATHWRIGHT_HOST_JSON_TEXT_JSON_TEXT_H_
-#define PATHWRIGHT_HOST_JSON_TEXT_JSON_TEXT_H_
+#ifndef PATHWRIGHT_JSON_TEXT_JSON_TEXT_H_
+#define PATHWRIGHT_JSON_TEXT_JSON_TEXT_H_
 
 #include <cstddef>
 #include <string>
@@ -48,4 +48,4 @@ bool print_json(const mods::json::Value& value, JsonLayout layout, std::string& 
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_JSON_TEXT_JSON_TEXT_H_
+#endif  // PATHWRIGHT_JSON_TEXT_JSON_TEXT_H_

@@ -12,7 +12,7 @@
 #include <rapidjson/error/error.h>
 #include <rapidjson/reader.h>
 
-#include "host/json_text/json_text.h"
+#include "json_text/json_text.h"
 
 namespace host {
 namespace {
