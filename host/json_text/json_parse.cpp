@@ -135,8 +135,12 @@ class ValueBuilder {
     return number(n);
   }
 
+  // Only a \u escape can put a surrogate into a decoded string (the reader refuses one written in UTF-8),
+  // so a text without any "\u" needs no look at its strings.
+  void text_has_escapes(bool has) { check_surrogates_ = has; }
+
   bool String(const char* str, rapidjson::SizeType length, bool /*copy*/) {
-    if (holds_surrogate(str, length)) return fail_surrogate();
+    if (check_surrogates_ && holds_surrogate(str, length)) return fail_surrogate();
     Value& v = place();
     v.kind = Value::Kind::String;
     v.str.assign(str, length);
@@ -147,7 +151,7 @@ class ValueBuilder {
   bool StartArray() { return open(true); }
 
   bool Key(const char* str, rapidjson::SizeType length, bool /*copy*/) {
-    if (holds_surrogate(str, length)) return fail_surrogate();
+    if (check_surrogates_ && holds_surrogate(str, length)) return fail_surrogate();
     auto& members = container(frames_.back()).members;
     std::string key(str, length);
     raw_next_ = raw_out_ && key == *raw_member_;
@@ -245,6 +249,7 @@ class ValueBuilder {
   const std::string* raw_member_ = nullptr;
   std::vector<RawMemberText>* raw_out_ = nullptr;
   bool raw_next_ = false;  // the last key names a member whose number text is kept
+  bool check_surrogates_ = true;
   std::vector<Frame> frames_;
   std::vector<Value> scratch_;
   Fault fault_;
@@ -404,6 +409,7 @@ bool parse_json(std::string_view text, Value& out, JsonTextError& error, const s
   const std::size_t nul = text.find('\0');
 
   ValueBuilder builder(out);
+  builder.text_has_escapes(text.find("\\u") != std::string_view::npos);
   if (!member.empty()) builder.keep_raw(member, raw);
   rapidjson::Reader reader;
   rapidjson::InsituStringStream stream(buffer.data());
