@@ -128,12 +128,16 @@ std::string StoredPackage::saving_failed(const std::string& reason) const {
 }
 
 // A stat that matches is trusted only when the file's time lies clearly before the moment its content was
-// last known: a write within the timestamp granularity of that time could keep size, time and inode.
+// last known: a write within the timestamp granularity of that time could keep size, times and inode.
+// Reading and hashing a 20 MB file costs tens of ms, so the window is as narrow as the stamps allow.
 bool StoredPackage::unchanged_on_disk(std::string& error) {
+  constexpr std::int64_t kNsPerSecond = 1'000'000'000;
   const std::string path = store_.package_path(package_.name);
   FileIdentity now;
+  const std::int64_t granularity =
+      identity_.modified_ns % kNsPerSecond == 0 ? kTimestampGranularityNs : kFineTimestampGranularityNs;
   if (store_.files().identify(path, now) == 0 && now == identity_ &&
-      identity_.modified_ns + kTimestampGranularityNs < known_at_ns_) {
+      identity_.modified_ns + granularity < known_at_ns_) {
     return true;
   }
   const std::int64_t reading_at = wall_clock_ns();

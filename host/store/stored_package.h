@@ -29,9 +29,12 @@ class StoredPackage {
   static constexpr std::chrono::milliseconds kFoldAfter{400};
   // A journal is rewritten as its history alone once it is this large and more than twice that history.
   static constexpr std::uint64_t kCompactAboveBytes = 256 * 1024;  // bytes
-  // The coarsest file time stamp we allow for (2 s on FAT; 1 s on older file systems; the kernel's tick
-  // elsewhere): a file whose time lies this close to when we last knew its content is hashed, not trusted.
-  static constexpr std::int64_t kTimestampGranularityNs = 2'000'000'000;  // ns
+  // The coarsest file time stamp we allow for: a file whose time lies this close to when we last knew its
+  // content is hashed, not trusted. Whole-second time stamps (2 s on FAT, 1 s on older file systems) get
+  // the first; time stamps with a fraction of a second tick at least every 10 ms (exFAT; the kernel's
+  // clock tick elsewhere), so they get the second, with a margin.
+  static constexpr std::int64_t kTimestampGranularityNs = 2'000'000'000;      // ns
+  static constexpr std::int64_t kFineTimestampGranularityNs = 50'000'000;     // ns
 
   // Loads package `name` from `store` (which must outlive it): NAME.json, then its journal; changes the
   // journal holds beyond the file (a crash came before the checkpoint) are applied and saved first. On

@@ -1,5 +1,11 @@
 // The change service through the real route commands: refused edits leave no trace in memory or on disk,
 // applied ones are journaled before the answer and reach the package file by the next checkpoint.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <algorithm>
+
 #include "tests/host/store/store_fixture.h"
 
 namespace store_test {
@@ -92,6 +98,36 @@ TEST_F(ChangeService, FailedSaveLeavesNoResultClaimingTheChange) {
   EXPECT_FALSE(answer.ok);
   EXPECT_EQ(answer.error, "package \"windfall\" could not be saved: input/output error");
   EXPECT_FALSE(answer.result.has("point")) << "a refused change claims a point number";
+}
+
+// The fault: every change within 2 s of a save read and hashed the whole package file again (tens of ms
+// for a large package), although a time stamp with a fraction of a second could not have hidden a write.
+TEST_F(ChangeService, ReadsThePackageAgainOnlyWhileItsTimeStampCouldHideAWrite) {
+  struct Case {
+    const char* stamp;
+    long seconds_ago;
+    bool whole_second;
+    int reads;
+  };
+  const Case cases[] = {
+      {.stamp = "a fraction of a second, 1 s before the read", .seconds_ago = 1, .whole_second = false, .reads = 0},
+      {.stamp = "a whole second, 1 to 2 s before the read", .seconds_ago = 1, .whole_second = true, .reads = 1},
+      {.stamp = "a fraction of a second, after the read", .seconds_ago = -1, .whole_second = false, .reads = 1},
+  };
+  for (const Case& c : cases) {
+    start_over();
+    timespec stamp{};
+    ::clock_gettime(CLOCK_REALTIME, &stamp);
+    stamp.tv_sec -= c.seconds_ago;
+    stamp.tv_nsec = c.whole_second ? 0 : std::max(stamp.tv_nsec, 1L);
+    const timespec times[2] = {stamp, stamp};
+    ASSERT_EQ(::utimensat(AT_FDCWD, package_path().c_str(), times, 0), 0);
+    reopen();
+    document();  // loads the package: its text is read once
+    faults.reads = 0;
+    ASSERT_TRUE(set_walker_mode("loop").ok) << c.stamp;
+    EXPECT_EQ(faults.reads, c.reads) << c.stamp;
+  }
 }
 
 }  // namespace store_test
