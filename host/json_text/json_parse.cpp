@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <map>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -11,6 +12,10 @@
 
 #include <rapidjson/error/error.h>
 #include <rapidjson/reader.h>
+
+#if PATHWRIGHT_MIMALLOC_HEAPS
+#include <mimalloc.h>
+#endif
 
 #include "host/json_text/json_text.h"
 
@@ -99,6 +104,36 @@ bool holds_surrogate(const char* str, std::size_t length) {
   return false;
 }
 
+// The member nodes of the objects in an array of the root object (the actors of a package) are allocated
+// in a heap of their own, one after another in document order, away from everything nested inside them.
+// A search of the actors by "id" then walks memory forwards instead of jumping from page to page: at
+// 50,000 actors it took a scan for an id that is not there from 6.4 to 5.4 ms (best of 30, loaded
+// machine). Without mimalloc it does nothing.
+class MemberPlacement {
+ public:
+#if PATHWRIGHT_MIMALLOC_HEAPS
+  // Until destroyed, this thread allocates in `heap`.
+  class Scope {
+   public:
+    Scope() : previous_(mi_heap_set_default(heap())) {}
+    ~Scope() { mi_heap_set_default(previous_); }
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
+
+   private:
+    // One per thread (a heap allocates only on its own thread); blocks may be freed on any thread, and
+    // what lives on when the thread ends is taken over by the others.
+    static mi_heap_t* heap() {
+      thread_local mi_heap_t* const members = mi_heap_new();
+      return members;
+    }
+    mi_heap_t* previous_;
+  };
+#else
+  struct Scope {};
+#endif
+};
+
 // The SAX handler. Each value is written where it will stay: the root, a member slot in an object's map
 // (map nodes never move), or, for array elements, a shared scratch stack from which a finished array moves
 // its elements into one exactly-sized vector.
@@ -163,8 +198,9 @@ class ValueBuilder {
         return fail("duplicate member name \"" + key + "\"", Anchor::StringStart);
       }
     }
-    auto it = members.emplace_hint(hint, std::piecewise_construct, std::forward_as_tuple(std::move(key)),
-                                   std::tuple<>());
+    auto it = in_record_object() ? place_member(members, hint, std::move(key))
+                                 : members.emplace_hint(hint, std::piecewise_construct,
+                                                        std::forward_as_tuple(std::move(key)), std::tuple<>());
     frames_.back().slot = &it->second;
     return true;
   }
@@ -196,6 +232,18 @@ class ValueBuilder {
   };
 
   Value& container(const Frame& frame) { return frame.in_scratch ? scratch_[frame.scratch_index] : *frame.stable; }
+
+  // An object that is an element of an array in the root object, such as an actor of a package.
+  bool in_record_object() const {
+    return frames_.size() == 3 && !frames_[0].is_array && frames_[1].is_array && !frames_[2].is_array;
+  }
+
+  using Members = std::map<std::string, Value>;
+  static Members::iterator place_member(Members& members, Members::iterator hint, std::string key) {
+    MemberPlacement::Scope in_member_heap;
+    return members.emplace_hint(hint, std::piecewise_construct, std::forward_as_tuple(std::move(key)),
+                                std::tuple<>());
+  }
 
   // The place of the next value: the root, the pending member slot, or a new array element.
   Value& place() {
