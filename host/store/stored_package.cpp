@@ -210,11 +210,12 @@ bool StoredPackage::fold_due(Clock::time_point now) const {
 bool StoredPackage::fold(std::string& error) {
   if (!has_unfolded()) return true;
   if (!unchanged_on_disk(error)) return false;
-  std::string text, reason;
-  if (!print_json(package_.document, JsonLayout::Indented, text, reason)) {
+  std::string reason;
+  if (!printed_.print(package_.document, version_.size, reason)) {
     error = saving_failed(reason);
     return false;
   }
+  const std::string& text = printed_.text();
   std::string path;
   FileVersion saved{content_hash(text), text.size()};
   StagedFile staged;
@@ -287,6 +288,7 @@ bool StoredPackage::change(const std::string& label, const editor::Session::Edit
     return false;
   }
   if (!(change.before.get("id") == change.after.get("id"))) ids_indexed_ = false;
+  printed_.actor_changed(change.actor_index);
   unfolded_labels_.push_back(label);
   history_.record(std::move(change));
   mark_unfolded();
@@ -382,6 +384,7 @@ bool StoredPackage::step(bool back, std::string& label, std::string& error) {
   }
   if (!append(bytes, error)) return false;
   package_.document.members["actors"].items[c.actor_index] = back ? c.before : c.after;
+  printed_.actor_changed(c.actor_index);
   if (!(c.before.get("id") == c.after.get("id"))) ids_indexed_ = false;
   label = c.label;
   if (back) {

@@ -17,6 +17,7 @@
 #include "host/store/change_history.h"
 #include "host/store/change_journal.h"
 #include "host/store/package_store.h"
+#include "host/store/package_text.h"
 
 namespace host {
 
@@ -111,6 +112,7 @@ class StoredPackage {
   std::int64_t known_at_ns_ = 0;  // wall clock (ns) just before `identity_`'s content was last read or written
   FileVersion version_;    // the same version's content hash and size, as checkpoints name it
   JournalFile journal_;
+  PackageText printed_;  // the document's text as a checkpoint writes it, printed again only where it changed
   std::optional<Clock::time_point> oldest_unfolded_;
   std::vector<std::string> unfolded_labels_;
   // Where the first actor of each id is, so that a change of a 50,000-actor package does not scan it.

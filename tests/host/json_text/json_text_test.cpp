@@ -5,6 +5,7 @@
 #include <limits>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -161,6 +162,35 @@ TEST(JsonRoundTrip, ReadsBackEveryNumberItPrintsExactly) {
   const Value numbers = parsed("[9007199254740993, 1.7976931348623157e308, 5e-324, 1e21, 123456.789, 2.5e-300]");
   for (auto layout : {host::JsonLayout::Compact, host::JsonLayout::Indented})
     EXPECT_EQ(parsed(printed(numbers, layout)), numbers) << printed(numbers, layout);
+}
+
+// The index of a root-level array: each range holds exactly the element's nested print, and the whole is
+// print_json's text; documents without such an array index nothing.
+TEST(PrintJsonIndexed, FindsEachElementOfTheNamedArrayAsPrintedTwoLevelsDeep) {
+  struct Case {
+    const char* document;
+    std::size_t elements;
+  };
+  const Case cases[] = {
+      {.document = R"({"name": "m", "actors": [{"id": "a", "path": {"points": [{"x": 1}]}}, 7, [], {}]})", .elements = 4},
+      {.document = R"({"actors": [{"id": "\u00e9\n"}], "zone": {"actors": [1, 2]}})", .elements = 1},
+      {.document = R"({"actors": []})", .elements = 0},
+      {.document = R"({"actors": {"id": "a"}})", .elements = 0},
+      {.document = R"([{"actors": [1]}])", .elements = 0},
+  };
+  for (const Case& c : cases) {
+    const Value document = parsed(c.document);
+    std::string out, error;
+    std::vector<host::TextRange> ranges;
+    ASSERT_TRUE(host::print_json_indexed(document, "actors", out, ranges, error)) << error;
+    EXPECT_EQ(out, printed(document, host::JsonLayout::Indented)) << c.document;
+    ASSERT_EQ(ranges.size(), c.elements) << c.document;
+    for (std::size_t i = 0; i < ranges.size(); ++i) {
+      std::string nested;
+      ASSERT_TRUE(host::print_json_nested(document.get("actors").items[i], 2, nested));
+      EXPECT_EQ(out.substr(ranges[i].begin, ranges[i].end - ranges[i].begin), nested) << c.document << " #" << i;
+    }
+  }
 }
 
 }  // namespace

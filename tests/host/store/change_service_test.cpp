@@ -130,4 +130,30 @@ TEST_F(ChangeService, ReadsThePackageAgainOnlyWhileItsTimeStampCouldHideAWrite) 
   }
 }
 
+// Checkpoints print only the actors changed since the last one; the file must still be exactly the print
+// of the whole document after changes of several actors, undos and redos, one after another.
+TEST_F(ChangeService, EveryCheckpointWritesExactlyThePrintOfTheWholeDocument) {
+  struct Step {
+    const char* method;
+    const char* params;
+  };
+  const Step steps[] = {
+      {.method = "set_route", .params = R"({"id": "walker", "mode": "loop"})"},
+      {.method = "add_route_point", .params = R"({"id": "statue", "position": {"x": 3, "y": 0, "z": 0.25}})"},
+      {.method = "add_route_point", .params = R"({"id": "gate_1", "position": {"x": -1, "y": 0, "z": 1e-7}})"},
+      {.method = "remove_route", .params = R"({"id": "walker"})"},
+      {.method = "undo", .params = "{}"},
+      {.method = "undo", .params = "{}"},
+      {.method = "redo", .params = "{}"},
+      {.method = "remove_route_point", .params = R"({"id": "statue", "point": 1})"},
+  };
+  for (const Step& step : steps) {
+    ASSERT_TRUE(run(step.method, step.params).ok) << step.method << " " << step.params;
+    ASSERT_EQ(flush_error(), "");
+    std::string expected, error;
+    ASSERT_TRUE(host::print_json(document(), host::JsonLayout::Indented, expected, error)) << error;
+    EXPECT_EQ(read_text(package_path()), expected) << step.method << " " << step.params;
+  }
+}
+
 }  // namespace store_test
