@@ -32,7 +32,8 @@ bool PackageText::print(const mods::json::Value& document, std::uint64_t size_hi
   changed_.erase(std::unique(changed_.begin(), changed_.end()), changed_.end());
   if (!changed_.empty() && changed_.back() >= actors_.size()) return print_whole(document, size_hint, error);
 
-  std::string next;
+  std::string next = std::move(spare_);  // memory the last print left: no fresh pages to fault in
+  next.clear();
   next.reserve(text_.size() + kGrowthRoomBytes);
   std::vector<TextRange> ranges(actors_.size());
   std::size_t copied = 0;        // text_ up to here is in `next`
@@ -56,6 +57,7 @@ bool PackageText::print(const mods::json::Value& document, std::uint64_t size_hi
   for (; next_actor < actors_.size(); ++next_actor) ranges[next_actor] = moved(actors_[next_actor]);
   next.append(text_, copied, std::string::npos);
   text_.swap(next);
+  spare_ = std::move(next);
   actors_.swap(ranges);
   changed_.clear();
   return true;

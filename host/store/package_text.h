@@ -31,6 +31,7 @@ class PackageText {
   bool print_whole(const mods::json::Value& document, std::uint64_t size_hint, std::string& error);
 
   std::string text_;
+  std::string spare_;                  // the text before the last print, its memory reused by the next
   std::vector<TextRange> actors_;      // where each actor stands in text_
   std::vector<std::size_t> changed_;   // actors changed since text_ was printed, in any order, repeats allowed
   bool valid_ = false;                 // text_ and actors_ describe a print of the document
