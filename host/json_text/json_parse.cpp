@@ -1,7 +1,5 @@
 // Strict JSON parsing into mods::json::Value: rapidjson's SAX reader scans the text, and a builder writes
 // every value straight into its final place, so each value is built once and moved at most once.
-#include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <map>
@@ -17,10 +15,17 @@
 #include <mimalloc.h>
 #endif
 
+#include "host/json_text/json_parse_faults.h"
 #include "host/json_text/json_text.h"
 
 namespace host {
 namespace {
+
+using json_parse::locate;
+using json_parse::lone_surrogate_escape;
+using json_parse::number_from_text;
+using json_parse::reason_for;
+using json_parse::string_start;
 
 using mods::json::Value;
 
@@ -45,49 +50,6 @@ struct Fault {
   std::string reason;
   Anchor anchor = Anchor::ReaderOffset;
 };
-
-// Converts the text of a JSON number (already checked against the grammar by the reader) to the nearest
-// double. False when its magnitude is beyond the largest double; an underflow becomes a signed zero.
-bool number_from_text(const char* first, std::size_t length, double& out) {
-  const char* last = first + length;
-  auto [ptr, ec] = std::from_chars(first, last, out);
-  if (ec == std::errc()) return ptr == last;
-  if (ec != std::errc::result_out_of_range) return false;
-  // Out of range: decide between overflow and underflow from the power of ten of the first significant
-  // digit. The exponent saturates, so absurd exponents cannot overflow the arithmetic.
-  const char* p = first;
-  const bool negative = *p == '-';
-  if (negative) ++p;
-  bool found = false;
-  long long integer_digits = 0;
-  long long leading_fraction_zeros = 0;
-  for (; p != last && *p >= '0' && *p <= '9'; ++p) {
-    if (found || *p != '0') { found = true; ++integer_digits; }
-  }
-  if (p != last && *p == '.') {
-    for (++p; p != last && *p >= '0' && *p <= '9'; ++p) {
-      if (!found && *p == '0') ++leading_fraction_zeros;
-      else found = true;
-    }
-  }
-  long long exponent = 0;
-  if (p != last && (*p == 'e' || *p == 'E')) {
-    ++p;
-    bool exponent_negative = false;
-    if (p != last && (*p == '+' || *p == '-')) exponent_negative = *p++ == '-';
-    constexpr long long kSaturated = 1'000'000'000;
-    for (; p != last && *p >= '0' && *p <= '9'; ++p) exponent = std::min(kSaturated, exponent * 10 + (*p - '0'));
-    if (exponent_negative) exponent = -exponent;
-  }
-  if (!found) {  // all digits zero: the value is zero whatever the exponent
-    out = negative ? -0.0 : 0.0;
-    return true;
-  }
-  const long long power = integer_digits > 0 ? integer_digits - 1 : -(leading_fraction_zeros + 1);
-  if (power + exponent >= 0) return false;  // power of ten of the first significant digit, scaled
-  out = negative ? -0.0 : 0.0;
-  return true;
-}
 
 // True when a string decoded by the reader holds a surrogate code point (UTF-8 ED A0..BF). The source bytes
 // were validated, so only a \u escape of a lone low surrogate can have produced one.
@@ -302,135 +264,6 @@ class ValueBuilder {
   std::vector<Value> scratch_;
   Fault fault_;
 };
-
-// The opening quote of the string whose closing quote is at `close`: the nearest quote before it that is
-// not escaped (a quote inside a string is always preceded by an odd run of backslashes).
-std::size_t string_start(std::string_view text, std::size_t close) {
-  std::size_t i = close;
-  while (i > 0) {
-    --i;
-    if (text[i] != '"') continue;
-    std::size_t backslashes = 0;
-    while (backslashes < i && text[i - 1 - backslashes] == '\\') ++backslashes;
-    if (backslashes % 2 == 0) return i;
-  }
-  return 0;
-}
-
-unsigned hex4(std::string_view text, std::size_t at) {
-  unsigned value = 0;
-  for (std::size_t i = at; i < at + 4 && i < text.size(); ++i) {
-    const char c = text[i];
-    const unsigned digit = c <= '9' ? unsigned(c - '0') : (unsigned(c | 0x20) - 'a' + 10);
-    value = value * 16 + digit;
-  }
-  return value;
-}
-
-// The first \u escape of a low surrogate without a high one before it, in the string opening at `open`.
-std::size_t lone_surrogate_escape(std::string_view text, std::size_t open) {
-  std::size_t i = open + 1;
-  while (i < text.size() && text[i] != '"') {
-    if (text[i] != '\\') { ++i; continue; }
-    if (i + 1 < text.size() && text[i + 1] == 'u') {
-      const unsigned code = hex4(text, i + 2);
-      if (code >= 0xDC00 && code <= 0xDFFF) return i;
-      i += code >= 0xD800 && code <= 0xDBFF ? 12 : 6;  // a high surrogate always comes with its pair here
-    } else {
-      i += 2;
-    }
-  }
-  return open;
-}
-
-// What stands at `offset`, for messages: a printable ASCII character in quotes, or the byte in hex.
-std::string what_is_at(std::string_view text, std::size_t offset) {
-  if (offset >= text.size()) return "end of text";
-  const auto byte = static_cast<unsigned char>(text[offset]);
-  if (byte >= 0x20 && byte < 0x7F) return std::string("character '") + char(byte) + "'";
-  static constexpr char kHex[] = "0123456789abcdef";
-  return std::string("byte 0x") + kHex[byte >> 4] + kHex[byte & 15];
-}
-
-// The start of the cut-short literal (a proper prefix of true, false or null) that ends at `offset`, or
-// `offset` itself when there is none.
-std::size_t literal_start(std::string_view text, std::size_t offset) {
-  std::size_t start = offset;
-  while (start > 0 && text[start - 1] >= 'a' && text[start - 1] <= 'z') --start;
-  const std::string_view word = text.substr(start, offset - start);
-  for (std::string_view literal : {"true", "false", "null"}) {
-    if (!word.empty() && word.size() < literal.size() && literal.substr(0, word.size()) == word) return start;
-  }
-  return offset;
-}
-
-// The reason for a fault the reader found; `offset` may move back to the start of a cut-short literal.
-std::string reason_for(rapidjson::ParseErrorCode code, std::string_view text, std::size_t& offset) {
-  const std::string found = "unexpected " + what_is_at(text, offset);
-  const bool at_end = offset >= text.size();
-  switch (code) {
-    case rapidjson::kParseErrorDocumentEmpty:
-      return at_end ? "empty text" : found;
-    case rapidjson::kParseErrorDocumentRootNotSingular:
-      return "text after the JSON value";
-    case rapidjson::kParseErrorValueInvalid:
-      if (offset > 0 && text[offset - 1] == '-') return found + ", expected a digit after '-'";
-      if (const std::size_t start = literal_start(text, offset); start != offset) {
-        offset = start;
-        return "invalid literal, expected true, false or null";
-      }
-      return found + ", expected a JSON value";
-    case rapidjson::kParseErrorObjectMissName:
-      return found + ", expected a member name in double quotes";
-    case rapidjson::kParseErrorObjectMissColon:
-      return found + ", expected ':'";
-    case rapidjson::kParseErrorObjectMissCommaOrCurlyBracket:
-      return found + ", expected ',' or '}'";
-    case rapidjson::kParseErrorArrayMissCommaOrSquareBracket:
-      return found + ", expected ',' or ']'";
-    case rapidjson::kParseErrorStringUnicodeEscapeInvalidHex:
-      return "invalid \\u escape, expected four hex digits";
-    case rapidjson::kParseErrorStringUnicodeSurrogateInvalid:
-      return "lone surrogate in \\u escape";
-    case rapidjson::kParseErrorStringEscapeInvalid:
-      if (!at_end && static_cast<unsigned char>(text[offset]) < 0x20) return "control character in string";
-      if (offset + 1 < text.size() && text[offset + 1] > 0x20 && text[offset + 1] < 0x7F) {
-        return "invalid escape '\\" + std::string(1, text[offset + 1]) + "'";
-      }
-      return "invalid escape, a backslash before " + what_is_at(text, offset + 1);
-    case rapidjson::kParseErrorStringMissQuotationMark:
-      return at_end ? "unterminated string" : "control character in string";
-    case rapidjson::kParseErrorStringInvalidEncoding:
-      return "invalid utf-8 in string";
-    case rapidjson::kParseErrorNumberTooBig: {
-      // The reader refuses from the digits it has seen, before the whole number is known: a zero with a
-      // large exponent (0e400), or over 308 integer digits scaled back down, is refused although finite.
-      const std::size_t end = text.find_first_not_of("0123456789+-.eE", offset);
-      const std::string_view number = text.substr(offset, end == std::string_view::npos ? end : end - offset);
-      double value = 0.0;
-      if (number_from_text(number.data(), number.size(), value)) {
-        return "number written with a power of ten beyond 308 is not supported";
-      }
-      return "number too large for a double";
-    }
-    case rapidjson::kParseErrorNumberMissFraction:
-      return found + ", expected a digit after the decimal point";
-    case rapidjson::kParseErrorNumberMissExponent:
-      return found + ", expected a digit in the exponent";
-    default:
-      return found;
-  }
-}
-
-void locate(std::string_view text, std::size_t offset, JsonTextError& error) {
-  std::size_t line = 1;
-  std::size_t line_start = 0;
-  for (std::size_t i = 0; i < offset && i < text.size(); ++i) {
-    if (text[i] == '\n') { ++line; line_start = i + 1; }
-  }
-  error.line = line;
-  error.column = offset - line_start + 1;
-}
 
 }  // namespace
 
