@@ -109,6 +109,15 @@ class ValueBuilder {
     raw_out_ = &out;
   }
 
+  // Also note where each object element of the root object's array member `member` stands in the text
+  // read through `stream`.
+  void index_elements(const std::string& member, rapidjson::InsituStringStream& stream,
+                      std::vector<TextRange>& out) {
+    index_member_ = &member;
+    stream_ = &stream;
+    index_out_ = &out;
+  }
+
   const Fault& fault() const { return fault_; }
 
   bool Null() { place(); return true; }
@@ -152,6 +161,7 @@ class ValueBuilder {
     auto& members = container(frames_.back()).members;
     std::string key(str, length);
     raw_next_ = raw_out_ && key == *raw_member_;
+    index_next_ = index_out_ && frames_.size() == 1 && key == *index_member_;
     // Package writers usually sort their keys; then the new member goes at the end without a search.
     auto hint = members.end();
     if (!members.empty() && !(members.rbegin()->first < key)) {
@@ -168,6 +178,7 @@ class ValueBuilder {
   }
 
   bool EndObject(rapidjson::SizeType /*members*/) {
+    if (frames_.size() == 3 && frames_[1].indexed) index_out_->back().end = stream_->Tell();
     frames_.pop_back();
     return true;
   }
@@ -190,6 +201,7 @@ class ValueBuilder {
     Value* stable = nullptr;
     std::size_t scratch_index = 0;
     std::size_t first_element = 0;  // arrays: where their elements start in the scratch stack
+    bool indexed = false;           // arrays: the array whose object elements are located
     Value* slot = nullptr;          // objects: the member named by the last key
   };
 
@@ -227,6 +239,11 @@ class ValueBuilder {
     if (frames_.size() >= kMaxNestingLevels) return fail("nesting deeper than 512", Anchor::ByteBefore);
     Frame frame;
     frame.is_array = is_array;
+    frame.indexed = is_array && index_next_ && frames_.size() == 1;
+    if (!is_array && frames_.size() == 2 && frames_[1].indexed) {
+      const std::size_t brace = stream_->Tell() - 1;  // the reader has taken the '{'
+      index_out_->push_back({brace, brace});
+    }
     if (!frames_.empty() && frames_.back().is_array) {
       frame.in_scratch = true;
       frame.scratch_index = scratch_.size();
@@ -260,6 +277,10 @@ class ValueBuilder {
   std::vector<RawMemberText>* raw_out_ = nullptr;
   bool raw_next_ = false;  // the last key names a member whose number text is kept
   bool check_surrogates_ = true;
+  const std::string* index_member_ = nullptr;
+  rapidjson::InsituStringStream* stream_ = nullptr;  // read only for its position
+  std::vector<TextRange>* index_out_ = nullptr;
+  bool index_next_ = false;  // the last key of the root object names the indexed array
   std::vector<Frame> frames_;
   std::vector<Value> scratch_;
   Fault fault_;
@@ -271,15 +292,18 @@ std::string JsonTextError::message() const {
   return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + reason;
 }
 
-bool parse_json(std::string_view text, Value& out, JsonTextError& error) {
-  std::vector<RawMemberText> unused;
-  return parse_json(text, out, error, "", unused);
-}
+namespace {
 
-bool parse_json(std::string_view text, Value& out, JsonTextError& error, const std::string& member,
-                std::vector<RawMemberText>& raw) {
+// What a parse notes beside the value: number texts of one member, places of one array's elements.
+struct Notes {
+  const std::string* raw_member = nullptr;
+  std::vector<RawMemberText>* raw = nullptr;
+  const std::string* index_member = nullptr;
+  std::vector<TextRange>* elements = nullptr;
+};
+
+bool parse_noting(std::string_view text, Value& out, JsonTextError& error, const Notes& notes) {
   out = Value();
-  raw.clear();
   // The reader needs a writable, NUL-terminated copy; it takes a NUL byte for the end of the text, so a NUL
   // inside the text is recognised below by where the reader stopped.
   std::string buffer(text);
@@ -291,9 +315,10 @@ bool parse_json(std::string_view text, Value& out, JsonTextError& error, const s
 
   ValueBuilder builder(out);
   builder.text_has_escapes(text.find("\\u") != std::string_view::npos);
-  if (!member.empty()) builder.keep_raw(member, raw);
+  if (notes.raw) builder.keep_raw(*notes.raw_member, *notes.raw);
   rapidjson::Reader reader;
   rapidjson::InsituStringStream stream(buffer.data());
+  if (notes.elements) builder.index_elements(*notes.index_member, stream, *notes.elements);
   const rapidjson::ParseResult result = reader.Parse<kReaderFlags>(stream, builder);
 
   std::size_t offset = 0;
@@ -317,6 +342,32 @@ bool parse_json(std::string_view text, Value& out, JsonTextError& error, const s
   }
   locate(text, offset, error);
   return false;
+}
+
+}  // namespace
+
+bool parse_json(std::string_view text, Value& out, JsonTextError& error) {
+  return parse_noting(text, out, error, Notes{});
+}
+
+bool parse_json(std::string_view text, Value& out, JsonTextError& error, const std::string& member,
+                std::vector<RawMemberText>& raw) {
+  raw.clear();
+  Notes notes;
+  if (!member.empty()) {
+    notes.raw_member = &member;
+    notes.raw = &raw;
+  }
+  return parse_noting(text, out, error, notes);
+}
+
+bool parse_json_indexed(std::string_view text, Value& out, JsonTextError& error, const std::string& member,
+                        std::vector<TextRange>& elements) {
+  elements.clear();
+  Notes notes;
+  notes.index_member = &member;
+  notes.elements = &elements;
+  return parse_noting(text, out, error, notes);
 }
 
 }  // namespace host

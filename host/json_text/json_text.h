@@ -52,6 +52,13 @@ struct TextRange {
   std::size_t end = 0;
 };
 
+// parse_json that also answers, in `elements`, where each object element of the root object's array
+// member `member` stands in `text` (from its '{' to just after its '}'): for a text print_json_indexed
+// wrote, its ranges. An element that is not an object gets no range, so then `elements` is shorter than
+// the array. On false, `elements` is unspecified.
+bool parse_json_indexed(std::string_view text, mods::json::Value& out, JsonTextError& error,
+                        const std::string& member, std::vector<TextRange>& elements);
+
 // print_json Indented that also answers, in `elements`, where each element of the root object's array
 // member `member` stands in `out` (none when there is no such array), so that a later print can replace
 // only the elements that changed (print_json_nested). On false as print_json.

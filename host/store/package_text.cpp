@@ -5,6 +5,7 @@
 #include "host/store/package_text.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace host {
 namespace {
@@ -13,6 +14,13 @@ namespace {
 constexpr std::size_t kGrowthRoomBytes = 64 * 1024;  // bytes
 
 }  // namespace
+
+void PackageText::adopt(std::string text, std::vector<TextRange> actors) {
+  text_ = std::move(text);
+  actors_ = std::move(actors);
+  changed_.clear();
+  valid_ = true;
+}
 
 bool PackageText::print_whole(const mods::json::Value& document, std::uint64_t size_hint, std::string& error) {
   changed_.clear();

@@ -20,6 +20,10 @@ class PackageText {
   // Actor `index` of the document's "actors" changed (or was put back): it is printed again next time.
   void actor_changed(std::size_t index) { changed_.push_back(index); }
 
+  // Takes `text`, with where each actor stands in it, as the print of the document it was read into:
+  // only for a file this editor printed (a checkpoint names it as saved), read before any change.
+  void adopt(std::string text, std::vector<TextRange> actors);
+
   // Makes text() exactly print_json(document, Indented): the whole document the first time, and whenever
   // the actors are not those last printed plus the changes reported since; otherwise only the changed
   // actors, between copies of the kept text. `size_hint` (bytes, the file's last size) sizes the buffer.

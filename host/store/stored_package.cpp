@@ -13,11 +13,7 @@ namespace host {
 namespace {
 
 constexpr unsigned kAnyoneMayWrite = 0222;  // permission bits: write for owner, group or others
-
-std::int64_t now_ms() {
-  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
-      .count();
-}
+constexpr std::int64_t kNsPerMs = 1'000'000;
 
 [[maybe_unused]] bool actor_is(const mods::json::Value& document, std::size_t index, const mods::json::Value& expected) {
   const mods::json::Value& actors = document.get("actors");
@@ -44,7 +40,8 @@ std::unique_ptr<StoredPackage> StoredPackage::open(PackageStore& store, const st
   if (!store.read_package(name, bytes, identity, error)) return nullptr;
   std::unique_ptr<StoredPackage> stored(new StoredPackage(store, name));
   JsonTextError json_error;
-  if (!parse_json(bytes, stored->package_.document, json_error)) {
+  std::vector<TextRange> actors;
+  if (!parse_json_indexed(bytes, stored->package_.document, json_error, "actors", actors)) {
     error = "package \"" + name + "\" is not valid JSON: " + json_error.message();
     return nullptr;
   }
@@ -55,7 +52,11 @@ std::unique_ptr<StoredPackage> StoredPackage::open(PackageStore& store, const st
   stored->identity_ = identity;
   stored->known_at_ns_ = read_at;
   stored->version_ = FileVersion{content_hash(bytes), bytes.size()};
+  const FileVersion read = stored->version_;
   if (!stored->read_journal(bytes, error)) return nullptr;
+  // A file a checkpoint saved is our print, reusable unless changes replayed at open replaced it.
+  if (stored->journal_.state() == JournalFile::State::Open && stored->version_ == read && !stored->has_unfolded())
+    stored->printed_.adopt(std::move(bytes), std::move(actors));
   return stored;
 }
 
@@ -330,7 +331,7 @@ bool StoredPackage::journal_change(const std::string& label, Rollback& rollback,
   JournalRecord record;
   record.kind = JournalRecord::Kind::Change;
   record.change.label = label;
-  record.change.time_ms = now_ms();
+  record.change.time_ms = wall_clock_ns() / kNsPerMs;
   record.change.actor_index = index;
   record.change.before = std::move(rollback.before);
   record.change.after = package_.document.get("actors").items[index];
