@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "json_text/json_text.h"
 #include "json_text/utf8.h"
@@ -67,8 +68,15 @@ void new_line(std::size_t depth, std::string& out) {
   out.append(depth * kIndentWidth, ' ');
 }
 
+// Where print_json_indexed records the elements of one array as they are written.
+struct ElementIndex {
+  const Value* array = nullptr;
+  std::vector<TextRange>* ranges = nullptr;
+};
+
 // Writes `v`; false at the first number or string that JSON cannot carry.
-bool write_value(const Value& v, bool indented, std::size_t depth, std::string& out) {
+bool write_value(const Value& v, bool indented, std::size_t depth, std::string& out,
+                 const ElementIndex* index = nullptr) {
   switch (v.kind) {
     case Value::Kind::Null: out.append("null"); return true;
     case Value::Kind::Bool: out.append(v.boolean ? "true" : "false"); return true;
@@ -84,11 +92,14 @@ bool write_value(const Value& v, bool indented, std::size_t depth, std::string& 
       if (v.items.empty()) { out.append("[]"); return true; }
       out.push_back('[');
       bool first = true;
+      const bool indexed = index != nullptr && index->array == &v;
       for (const Value& item : v.items) {
         if (!first) out.push_back(',');
         first = false;
         if (indented) new_line(depth + 1, out);
-        if (!write_value(item, indented, depth + 1, out)) return false;
+        const std::size_t begin = out.size();
+        if (!write_value(item, indented, depth + 1, out, index)) return false;
+        if (indexed) index->ranges->push_back({begin, out.size()});
       }
       if (indented) new_line(depth, out);
       out.push_back(']');
@@ -105,7 +116,7 @@ bool write_value(const Value& v, bool indented, std::size_t depth, std::string& 
         if (!is_utf8(key)) return false;
         write_string(key, out);
         out.append(indented ? ": " : ":");
-        if (!write_value(member, indented, depth + 1, out)) return false;
+        if (!write_value(member, indented, depth + 1, out, index)) return false;
       }
       if (indented) new_line(depth, out);
       out.push_back('}');
@@ -188,6 +199,24 @@ bool print_json(const Value& value, JsonLayout layout, std::string& out, std::st
   describe_refusal(value, path, what);
   error = what + " at " + (path.empty() ? std::string("the top level") : path) + " cannot be written";
   return false;
+}
+
+bool print_json_indexed(const Value& value, const std::string& member, std::string& out,
+                        std::vector<TextRange>& elements, std::string& error) {
+  elements.clear();
+  ElementIndex index;
+  index.ranges = &elements;
+  if (const Value& array = value.get(member); value.is_object() && array.is_array()) index.array = &array;
+  out.clear();
+  if (write_value(value, true, 0, out, &index)) {
+    out.push_back('\n');
+    return true;
+  }
+  return print_json(value, JsonLayout::Indented, out, error);  // names where the refused value is
+}
+
+bool print_json_nested(const Value& value, std::size_t depth, std::string& out) {
+  return write_value(value, true, depth, out);
 }
 
 }  // namespace host

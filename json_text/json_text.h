@@ -46,6 +46,30 @@ enum class JsonLayout { Compact, Indented };
 // anywhere in `value`), `error` names where it was and `out` is unspecified.
 bool print_json(const mods::json::Value& value, JsonLayout layout, std::string& out, std::string& error);
 
+// Where one value stands in a printed text: bytes [begin, end).
+struct TextRange {
+  std::size_t begin = 0;
+  std::size_t end = 0;
+};
+
+// parse_json that also answers, in `elements`, where each object element of the root object's array
+// member `member` stands in `text` (from its '{' to just after its '}'): for a text print_json_indexed
+// wrote, its ranges. An element that is not an object gets no range, so then `elements` is shorter than
+// the array. On false, `elements` is unspecified.
+bool parse_json_indexed(std::string_view text, mods::json::Value& out, JsonTextError& error,
+                        const std::string& member, std::vector<TextRange>& elements);
+
+// print_json Indented that also answers, in `elements`, where each element of the root object's array
+// member `member` stands in `out` (none when there is no such array), so that a later print can replace
+// only the elements that changed (print_json_nested). On false as print_json.
+bool print_json_indexed(const mods::json::Value& value, const std::string& member, std::string& out,
+                        std::vector<TextRange>& elements, std::string& error);
+
+// Appends the Indented text of `value` exactly as print_json writes it `depth` levels deep (an element of
+// an array in the root object stands at depth 2), without a final newline. False at the first value JSON
+// cannot carry, with `out` unspecified; print the whole document for where it is.
+bool print_json_nested(const mods::json::Value& value, std::size_t depth, std::string& out);
+
 }  // namespace host
 
 #endif  // PATHWRIGHT_JSON_TEXT_JSON_TEXT_H_

@@ -6,6 +6,7 @@
 
 #include "json_text/json_text.h"
 #include "host/store/content_hash.h"
+#include "host/store/package_store.h"
 
 namespace host {
 namespace {
@@ -138,6 +139,97 @@ bool decode_journal(std::string_view bytes, JournalContents& contents) {
     contents.valid_bytes = at;
   }
   return true;
+}
+
+}  // namespace host
+
+namespace host {
+
+long replay_start(const std::vector<JournalRecord>& records, const FileVersion& file) {
+  long last = -1;
+  for (long i = static_cast<long>(records.size()) - 1; i >= 0 && last < 0; --i)
+    if (records[static_cast<std::size_t>(i)].kind == JournalRecord::Kind::Checkpoint) last = i;
+  if (last < 0) return -1;
+  const JournalRecord& checkpoint = records[static_cast<std::size_t>(last)];
+  if (checkpoint.saved == file) return last;
+  if (!(checkpoint.replaced == file)) return -1;
+  for (long i = last - 1; i >= 0; --i) {
+    const JournalRecord& r = records[static_cast<std::size_t>(i)];
+    if (r.kind == JournalRecord::Kind::Checkpoint && r.saved == file) return i;
+  }
+  return -1;
+}
+
+bool encode_history(const ChangeHistory& history, const FileVersion& version, std::string& bytes,
+                    std::string& error) {
+  bytes.assign(kJournalHeader);
+  std::string record;
+  for (std::size_t i = 0; i < history.changes().size(); ++i) {
+    JournalRecord entry;
+    entry.kind = JournalRecord::Kind::Entry;
+    entry.change = history.changes()[i];
+    entry.undone = i >= history.applied();
+    if (!encode_record(entry, record, error)) return false;
+    bytes += record;
+  }
+  JournalRecord checkpoint;
+  checkpoint.saved = checkpoint.replaced = version;
+  if (!encode_record(checkpoint, record, error)) return false;
+  bytes += record;
+  return true;
+}
+
+void JournalFile::adopt(std::uint64_t valid, std::uint64_t file_size) {
+  state_ = State::Open;
+  file_.reset();
+  bytes_ = valid;
+  torn_ = valid < file_size;
+}
+
+bool JournalFile::append(std::string_view records, std::string& reason) {
+  if (state_ != State::Open) {
+    reason = state_ == State::Broken ? "the journal could not be repaired" : "the journal is missing";
+    return false;
+  }
+  if (!file_) {
+    if (int code = store_.files().open_append(path_, file_)) {
+      reason = error_text(code);
+      return false;
+    }
+  }
+  if (torn_) {
+    if (int code = file_->truncate(bytes_)) {
+      reason = error_text(code);
+      return false;
+    }
+    torn_ = false;
+  }
+  if (int code = file_->append(records)) {
+    reason = error_text(code);
+    // Some of the records may have reached the disk: cut them off, or no later record could be trusted.
+    if (file_->truncate(bytes_) != 0) break_off();
+    return false;
+  }
+  bytes_ += records.size();
+  return true;
+}
+
+bool JournalFile::replace(std::string_view contents, std::string& reason) {
+  StagedFile staged;
+  if (!store_.ensure_journal_folder(reason) || !store_.stage(path_, contents, 0644, staged, reason) ||
+      !store_.commit(staged, reason)) {
+    return false;
+  }
+  file_.reset();
+  state_ = State::Open;
+  bytes_ = contents.size();
+  torn_ = false;
+  return true;
+}
+
+void JournalFile::break_off() {
+  state_ = State::Broken;
+  file_.reset();
 }
 
 }  // namespace host

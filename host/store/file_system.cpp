@@ -41,6 +41,7 @@ FileIdentity identity_of(const struct stat& st) {
   id.inode = static_cast<std::uint64_t>(st.st_ino);
   id.size = static_cast<std::uint64_t>(st.st_size);
   id.modified_ns = static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1000000000LL + st.st_mtim.tv_nsec;
+  id.status_changed_ns = static_cast<std::int64_t>(st.st_ctim.tv_sec) * 1000000000LL + st.st_ctim.tv_nsec;
   id.regular = S_ISREG(st.st_mode);
   id.folder = S_ISDIR(st.st_mode);
   id.permissions = static_cast<unsigned>(st.st_mode & 07777);

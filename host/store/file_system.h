@@ -14,17 +14,20 @@
 namespace host {
 
 // What tells one version of a file from another without reading it: a file rewritten in place changes its
-// size or modification time, a file replaced by a rename changes its inode.
+// size or modification time, a file replaced by a rename changes its inode, and a modification time set
+// back by hand still moves the status change time, which no one can set.
 struct FileIdentity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
   std::uint64_t size = 0;
   std::int64_t modified_ns = 0;
+  std::int64_t status_changed_ns = 0;
   bool regular = false;
   bool folder = false;
   unsigned permissions = 0644;  // kept when the file is replaced; not part of the version
   friend bool operator==(const FileIdentity& a, const FileIdentity& b) {
-    return a.device == b.device && a.inode == b.inode && a.size == b.size && a.modified_ns == b.modified_ns;
+    return a.device == b.device && a.inode == b.inode && a.size == b.size && a.modified_ns == b.modified_ns &&
+           a.status_changed_ns == b.status_changed_ns;
   }
 };
 

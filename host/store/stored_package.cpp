@@ -13,29 +13,7 @@ namespace host {
 namespace {
 
 constexpr unsigned kAnyoneMayWrite = 0222;  // permission bits: write for owner, group or others
-
-std::int64_t now_ms() {
-  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
-      .count();
-}
-
-// The last checkpoint decides which file versions the journal fits: the one it saved, or the one it
-// replaced when a crash came between the checkpoint and the rename. Answers the index of the checkpoint
-// from which to replay, or -1 when the file is neither (it was changed by others since).
-long replay_start(const std::vector<JournalRecord>& records, const FileVersion& file) {
-  long last = -1;
-  for (long i = static_cast<long>(records.size()) - 1; i >= 0 && last < 0; --i)
-    if (records[static_cast<std::size_t>(i)].kind == JournalRecord::Kind::Checkpoint) last = i;
-  if (last < 0) return -1;
-  const JournalRecord& checkpoint = records[static_cast<std::size_t>(last)];
-  if (checkpoint.saved == file) return last;
-  if (!(checkpoint.replaced == file)) return -1;
-  for (long i = last - 1; i >= 0; --i) {
-    const JournalRecord& r = records[static_cast<std::size_t>(i)];
-    if (r.kind == JournalRecord::Kind::Checkpoint && r.saved == file) return i;
-  }
-  return -1;
-}
+constexpr std::int64_t kNsPerMs = 1'000'000;
 
 [[maybe_unused]] bool actor_is(const mods::json::Value& document, std::size_t index, const mods::json::Value& expected) {
   const mods::json::Value& actors = document.get("actors");
@@ -49,7 +27,8 @@ std::int64_t StoredPackage::wall_clock_ns() {
       .count();
 }
 
-StoredPackage::StoredPackage(PackageStore& store, std::string name) : store_(store) {
+StoredPackage::StoredPackage(PackageStore& store, std::string name)
+    : store_(store), journal_(store, store.journal_path(name)) {
   package_.name = std::move(name);
 }
 
@@ -61,7 +40,8 @@ std::unique_ptr<StoredPackage> StoredPackage::open(PackageStore& store, const st
   if (!store.read_package(name, bytes, identity, error)) return nullptr;
   std::unique_ptr<StoredPackage> stored(new StoredPackage(store, name));
   JsonTextError json_error;
-  if (!parse_json(bytes, stored->package_.document, json_error)) {
+  std::vector<TextRange> actors;
+  if (!parse_json_indexed(bytes, stored->package_.document, json_error, "actors", actors)) {
     error = "package \"" + name + "\" is not valid JSON: " + json_error.message();
     return nullptr;
   }
@@ -72,7 +52,11 @@ std::unique_ptr<StoredPackage> StoredPackage::open(PackageStore& store, const st
   stored->identity_ = identity;
   stored->known_at_ns_ = read_at;
   stored->version_ = FileVersion{content_hash(bytes), bytes.size()};
+  const FileVersion read = stored->version_;
   if (!stored->read_journal(bytes, error)) return nullptr;
+  // A file a checkpoint saved is our print, reusable unless changes replayed at open replaced it.
+  if (stored->journal_.state() == JournalFile::State::Open && stored->version_ == read && !stored->has_unfolded())
+    stored->printed_.adopt(std::move(bytes), std::move(actors));
   return stored;
 }
 
@@ -96,9 +80,7 @@ bool StoredPackage::read_journal(const std::string& file_bytes, std::string& err
     history_.clear();
     return true;
   }
-  journal_state_ = JournalState::Open;
-  journal_bytes_ = contents.valid_bytes;
-  journal_torn_ = contents.valid_bytes < bytes.size();
+  journal_.adopt(contents.valid_bytes, bytes.size());
   if (oldest_unfolded_ && !fold(error)) return false;
   return true;
 }
@@ -147,12 +129,16 @@ std::string StoredPackage::saving_failed(const std::string& reason) const {
 }
 
 // A stat that matches is trusted only when the file's time lies clearly before the moment its content was
-// last known: a write within the timestamp granularity of that time could keep size, time and inode.
+// last known: a write within the timestamp granularity of that time could keep size, times and inode.
+// Reading and hashing a 20 MB file costs tens of ms, so the window is as narrow as the stamps allow.
 bool StoredPackage::unchanged_on_disk(std::string& error) {
+  constexpr std::int64_t kNsPerSecond = 1'000'000'000;
   const std::string path = store_.package_path(package_.name);
   FileIdentity now;
+  const std::int64_t granularity =
+      identity_.modified_ns % kNsPerSecond == 0 ? kTimestampGranularityNs : kFineTimestampGranularityNs;
   if (store_.files().identify(path, now) == 0 && now == identity_ &&
-      identity_.modified_ns + kTimestampGranularityNs < known_at_ns_) {
+      identity_.modified_ns + granularity < known_at_ns_) {
     return true;
   }
   const std::int64_t reading_at = wall_clock_ns();
@@ -178,7 +164,7 @@ bool StoredPackage::ready_to_record(std::string& error) {
     return false;
   }
   // A journal that may hold a record of a refused change must be rewritten before anything follows it.
-  return journal_state_ != JournalState::Broken || fold(error);
+  return journal_.state() != JournalFile::State::Broken || fold(error);
 }
 
 void StoredPackage::mark_unfolded() {
@@ -186,91 +172,51 @@ void StoredPackage::mark_unfolded() {
 }
 
 bool StoredPackage::append(const std::string& bytes, std::string& error) {
-  if (journal_state_ == JournalState::Missing) {
+  if (journal_.state() == JournalFile::State::Missing) {
     assert(!oldest_unfolded_);  // a journal is only missing while the document equals the file
     return write_fresh_journal(bytes, error);
   }
-  if (journal_state_ == JournalState::Broken) {
-    error = saving_failed("the journal could not be repaired");
-    return false;
-  }
-  if (!journal_) {
-    if (int code = store_.files().open_append(store_.journal_path(package_.name), journal_)) {
-      error = saving_failed(error_text(code));
-      return false;
-    }
-  }
-  if (journal_torn_) {
-    if (int code = journal_->truncate(journal_bytes_)) {
-      error = saving_failed(error_text(code));
-      return false;
-    }
-    journal_torn_ = false;
-  }
-  if (int code = journal_->append(bytes)) {
-    error = saving_failed(error_text(code));
-    // Some of the record may have reached the disk: cut it off, or no later record could be trusted.
-    if (journal_->truncate(journal_bytes_) != 0) {
-      journal_state_ = JournalState::Broken;
-      journal_.reset();
-    }
-    return false;
-  }
-  journal_bytes_ += bytes.size();
-  return true;
-}
-
-bool StoredPackage::write_fresh_journal(const std::string& extra, std::string& error) {
-  std::string bytes(kJournalHeader);
-  std::string record;
-  for (std::size_t i = 0; i < history_.changes().size(); ++i) {
-    JournalRecord entry;
-    entry.kind = JournalRecord::Kind::Entry;
-    entry.change = history_.changes()[i];
-    entry.undone = i >= history_.applied();
-    if (!encode_record(entry, record, error)) {
-      error = saving_failed(error);
-      return false;
-    }
-    bytes += record;
-  }
-  JournalRecord checkpoint;
-  checkpoint.saved = checkpoint.replaced = version_;
   std::string reason;
-  encode_record(checkpoint, record, reason);
-  bytes += record;
-  bytes += extra;
-  StagedFile staged;
-  if (!store_.ensure_journal_folder(reason) ||
-      !store_.stage(store_.journal_path(package_.name), bytes, 0644, staged, reason) ||
-      !store_.commit(staged, reason)) {
+  if (!journal_.append(bytes, reason)) {
     error = saving_failed(reason);
     return false;
   }
-  journal_.reset();
-  journal_state_ = JournalState::Open;
-  journal_bytes_ = bytes.size();
-  journal_torn_ = false;
+  return true;
+}
+
+// The history alone, then `extra` (records to follow it), written as a new journal that fits the file.
+bool StoredPackage::write_fresh_journal(const std::string& extra, std::string& error) {
+  std::string bytes, reason;
+  if (!encode_history(history_, version_, bytes, reason)) {
+    error = saving_failed(reason);
+    return false;
+  }
+  bytes += extra;
+  if (!journal_.replace(bytes, reason)) {
+    error = saving_failed(reason);
+    return false;
+  }
   return true;
 }
 
 bool StoredPackage::journal_wants_compacting() const {
-  return journal_bytes_ > kCompactAboveBytes && journal_bytes_ > 2 * history_.stored_bytes();
+  return journal_.bytes() > kCompactAboveBytes && journal_.bytes() > 2 * history_.stored_bytes();
 }
 
 bool StoredPackage::fold_due(Clock::time_point now) const {
-  if (journal_state_ == JournalState::Broken) return true;
+  if (journal_.state() == JournalFile::State::Broken) return true;
   return oldest_unfolded_ && now - *oldest_unfolded_ >= kFoldAfter;
 }
 
 bool StoredPackage::fold(std::string& error) {
   if (!has_unfolded()) return true;
   if (!unchanged_on_disk(error)) return false;
-  std::string text, reason;
-  if (!print_json(package_.document, JsonLayout::Indented, text, reason)) {
+  std::string reason;
+  if (!printed_.print(package_.document, version_.size, reason)) {
     error = saving_failed(reason);
     return false;
   }
+  const std::string& text = printed_.text();
   std::string path;
   FileVersion saved{content_hash(text), text.size()};
   StagedFile staged;
@@ -278,14 +224,17 @@ bool StoredPackage::fold(std::string& error) {
     error = saving_failed(reason);
     return false;
   }
-  bool journal_fits = journal_state_ == JournalState::Open;
+  bool journal_fits = journal_.state() == JournalFile::State::Open;
   if (journal_fits) {
     // Named before the rename, so that a crash at any point leaves the journal fitting the file.
     JournalRecord checkpoint;
     checkpoint.saved = saved;
     checkpoint.replaced = version_;
     std::string record;
-    encode_record(checkpoint, record, reason);
+    if (!encode_record(checkpoint, record, reason)) {
+      error = saving_failed(reason);
+      return false;
+    }
     if (!append(record, error)) return false;
   }
   const std::int64_t written_at = wall_clock_ns();  // the content is ours from before the rename on
@@ -306,7 +255,7 @@ bool StoredPackage::fold(std::string& error) {
   // journal Broken, to be tried again with the next fold.
   if (!journal_fits || journal_wants_compacting()) {
     std::string ignored;
-    if (!write_fresh_journal("", ignored) && !journal_fits) journal_state_ = JournalState::Broken;
+    if (!write_fresh_journal("", ignored) && !journal_fits) journal_.break_off();
   }
   return true;
 }
@@ -327,70 +276,90 @@ long StoredPackage::find_actor(const mods::json::Value& actors, const std::strin
   return static_cast<long>(it->second);
 }
 
+// A change in four steps: note what undoes the edit, run it, check it kept to the named actor, journal it.
+// Any refusal puts the document back from the note, so that nothing is left half done.
 bool StoredPackage::change(const std::string& label, const editor::Session::Edit& edit,
                            const std::string& actor_id, std::string& error) {
   if (!ready_to_record(error)) return false;
+  Rollback rollback = note_before_edit(actor_id);
+  ChangeRecord change;
+  if (!edit(package_.document, error) || !edit_kept_to_actor(rollback, actor_id, error) ||
+      !journal_change(label, rollback, change, error)) {
+    roll_back(rollback);
+    return false;
+  }
+  if (!(change.before.get("id") == change.after.get("id"))) ids_indexed_ = false;
+  printed_.actor_changed(change.actor_index);
+  unfolded_labels_.push_back(label);
+  history_.record(std::move(change));
+  mark_unfolded();
+  return true;
+}
+
+StoredPackage::Rollback StoredPackage::note_before_edit(const std::string& actor_id) {
+  Rollback rollback;
   mods::json::Value& document = package_.document;
-  const mods::json::Value::Kind document_kind = document.kind;
+  rollback.document_kind = document.kind;
   auto found = document.members.find("actors");
-  const bool had_actors = found != document.members.end();
-  const bool actors_array = had_actors && found->second.is_array();
-  const std::size_t actor_count = actors_array ? found->second.items.size() : 0;
-  const long index = actors_array ? find_actor(found->second, actor_id) : -1;
-  mods::json::Value before = index >= 0 ? found->second.items[static_cast<std::size_t>(index)] : mods::json::Value();
-  // Only a non-array "actors" (a document no route edit can succeed on) is kept whole.
-  mods::json::Value odd_actors = had_actors && !actors_array ? found->second : mods::json::Value();
-
-  auto restore = [&](mods::json::Value&& actor) {
-    document.kind = document_kind;
-    if (!had_actors) {
-      document.members.erase("actors");
-    } else if (!actors_array) {
-      document.members["actors"] = std::move(odd_actors);
-    } else {
-      mods::json::Value& actors = document.members["actors"];
-      actors.kind = mods::json::Value::Kind::Array;
-      if (index >= 0 && actors.items.size() == actor_count)
-        actors.items[static_cast<std::size_t>(index)] = std::move(actor);
-    }
-  };
-
-  if (!edit(document, error)) {
-    restore(std::move(before));
-    return false;
+  rollback.had_actors = found != document.members.end();
+  rollback.actors_array = rollback.had_actors && found->second.is_array();
+  if (rollback.actors_array) {
+    rollback.actor_count = found->second.items.size();
+    rollback.index = find_actor(found->second, actor_id);
+    if (rollback.index >= 0) rollback.before = found->second.items[static_cast<std::size_t>(rollback.index)];
+  } else if (rollback.had_actors) {
+    rollback.odd_actors = found->second;  // a document no route edit can succeed on
   }
-  const mods::json::Value& actors = document.get("actors");
-  const bool only_that_actor = index >= 0 && actors.is_array() && actors.items.size() == actor_count;
+  return rollback;
+}
+
+bool StoredPackage::edit_kept_to_actor(const Rollback& rollback, const std::string& actor_id, std::string& error) {
+  const mods::json::Value& actors = package_.document.get("actors");
+  const bool only_that_actor = rollback.index >= 0 && actors.is_array() && actors.items.size() == rollback.actor_count;
   assert(only_that_actor && "a route edit changes exactly the actor its request names");
-  if (!only_that_actor) {
-    restore(std::move(before));
-    ids_indexed_ = false;
-    error = "package \"" + package_.name + "\" was not changed: the edit went beyond the actor \"" + actor_id + "\"";
-    return false;
-  }
+  if (only_that_actor) return true;
+  ids_indexed_ = false;
+  error = "package \"" + package_.name + "\" was not changed: the edit went beyond the actor \"" + actor_id + "\"";
+  return false;
+}
 
+// Appends the change to the journal; on true `change` holds it (the actor before it taken from
+// `rollback`), on false `rollback` still holds that actor.
+bool StoredPackage::journal_change(const std::string& label, Rollback& rollback, ChangeRecord& change,
+                                   std::string& error) {
+  const std::size_t index = static_cast<std::size_t>(rollback.index);
   JournalRecord record;
   record.kind = JournalRecord::Kind::Change;
   record.change.label = label;
-  record.change.time_ms = now_ms();
-  record.change.actor_index = static_cast<std::size_t>(index);
-  record.change.before = std::move(before);
-  record.change.after = actors.items[static_cast<std::size_t>(index)];
+  record.change.time_ms = wall_clock_ns() / kNsPerMs;
+  record.change.actor_index = index;
+  record.change.before = std::move(rollback.before);
+  record.change.after = package_.document.get("actors").items[index];
   std::string bytes, reason;
-  if (!encode_record(record, bytes, reason)) {
-    restore(std::move(record.change.before));
-    error = saving_failed(reason);
+  bool saved = encode_record(record, bytes, reason);
+  if (!saved) error = saving_failed(reason);
+  saved = saved && append(bytes, error);
+  if (!saved) {
+    rollback.before = std::move(record.change.before);
     return false;
   }
-  if (!append(bytes, error)) {
-    restore(std::move(record.change.before));
-    return false;
-  }
-  if (!(record.change.before.get("id") == record.change.after.get("id"))) ids_indexed_ = false;
-  unfolded_labels_.push_back(label);
-  history_.record(std::move(record.change));
-  mark_unfolded();
+  change = std::move(record.change);
   return true;
+}
+
+void StoredPackage::roll_back(Rollback& rollback) {
+  mods::json::Value& document = package_.document;
+  document.kind = rollback.document_kind;
+  if (!rollback.had_actors) {
+    document.members.erase("actors");
+  } else if (!rollback.actors_array) {
+    document.members["actors"] = std::move(rollback.odd_actors);
+  } else {
+    mods::json::Value& actors = document.members["actors"];
+    actors.kind = mods::json::Value::Kind::Array;
+    if (rollback.index >= 0 && actors.items.size() == rollback.actor_count)
+      actors.items[static_cast<std::size_t>(rollback.index)] = std::move(rollback.before);
+  }
 }
 
 bool StoredPackage::undo(std::string& label, std::string& error) { return step(true, label, error); }
@@ -410,9 +379,13 @@ bool StoredPackage::step(bool back, std::string& label, std::string& error) {
   JournalRecord record;
   record.kind = back ? JournalRecord::Kind::Undo : JournalRecord::Kind::Redo;
   std::string bytes, reason;
-  encode_record(record, bytes, reason);
+  if (!encode_record(record, bytes, reason)) {
+    error = saving_failed(reason);
+    return false;
+  }
   if (!append(bytes, error)) return false;
   package_.document.members["actors"].items[c.actor_index] = back ? c.before : c.after;
+  printed_.actor_changed(c.actor_index);
   if (!(c.before.get("id") == c.after.get("id"))) ids_indexed_ = false;
   label = c.label;
   if (back) {

@@ -17,6 +17,7 @@
 #include "host/store/change_history.h"
 #include "host/store/change_journal.h"
 #include "host/store/package_store.h"
+#include "host/store/package_text.h"
 
 namespace host {
 
@@ -29,9 +30,12 @@ class StoredPackage {
   static constexpr std::chrono::milliseconds kFoldAfter{400};
   // A journal is rewritten as its history alone once it is this large and more than twice that history.
   static constexpr std::uint64_t kCompactAboveBytes = 256 * 1024;  // bytes
-  // The coarsest file time stamp we allow for (2 s on FAT; 1 s on older file systems; the kernel's tick
-  // elsewhere): a file whose time lies this close to when we last knew its content is hashed, not trusted.
-  static constexpr std::int64_t kTimestampGranularityNs = 2'000'000'000;  // ns
+  // The coarsest file time stamp we allow for: a file whose time lies this close to when we last knew its
+  // content is hashed, not trusted. Whole-second time stamps (2 s on FAT, 1 s on older file systems) get
+  // the first; time stamps with a fraction of a second tick at least every 10 ms (exFAT; the kernel's
+  // clock tick elsewhere), so they get the second, with a margin.
+  static constexpr std::int64_t kTimestampGranularityNs = 2'000'000'000;      // ns
+  static constexpr std::int64_t kFineTimestampGranularityNs = 50'000'000;     // ns
 
   // Loads package `name` from `store` (which must outlive it): NAME.json, then its journal; changes the
   // journal holds beyond the file (a crash came before the checkpoint) are applied and saved first. On
@@ -61,19 +65,24 @@ class StoredPackage {
 
   // True when changes wait for a checkpoint and the oldest has waited kFoldAfter by `now`.
   bool fold_due(Clock::time_point now) const;
-  bool has_unfolded() const { return oldest_unfolded_.has_value() || journal_state_ == JournalState::Broken; }
+  bool has_unfolded() const {
+    return oldest_unfolded_.has_value() || journal_.state() == JournalFile::State::Broken;
+  }
   // Rewrites the package file atomically with every change (a checkpoint). True at once when nothing waits.
   // On false, `error` says why; the changes stay in the journal and a later call tries again.
   bool fold(std::string& error);
 
  private:
-  // Undo (`back`) or redo: the shared steps of both.
-  bool step(bool back, std::string& label, std::string& error);
-
-  enum class JournalState {
-    Missing,  // no journal fits the file; a fresh one is written with the first change
-    Open,     // the journal fits the file; changes are appended
-    Broken,   // an append failed and could not be cut back; the next change or fold rewrites it
+  // What puts the document back exactly as it was when an edit is refused or its change cannot be saved:
+  // the document's kind, its "actors" as found, and a copy of the one actor the request names.
+  struct Rollback {
+    mods::json::Value::Kind document_kind = mods::json::Value::Kind::Null;
+    bool had_actors = false;
+    bool actors_array = false;
+    std::size_t actor_count = 0;
+    long index = -1;                 // the named actor, -1 when there is none
+    mods::json::Value before;        // that actor before the edit
+    mods::json::Value odd_actors;    // a non-array "actors", kept whole
   };
 
   StoredPackage(PackageStore& store, std::string name);
@@ -82,6 +91,13 @@ class StoredPackage {
   static std::int64_t wall_clock_ns();
   bool unchanged_on_disk(std::string& error);
   bool ready_to_record(std::string& error);
+  // The steps of `change`.
+  Rollback note_before_edit(const std::string& actor_id);
+  bool edit_kept_to_actor(const Rollback& rollback, const std::string& actor_id, std::string& error);
+  bool journal_change(const std::string& label, Rollback& rollback, ChangeRecord& change, std::string& error);
+  void roll_back(Rollback& rollback);
+  // Undo (`back`) or redo: the shared steps of both.
+  bool step(bool back, std::string& label, std::string& error);
   bool append(const std::string& bytes, std::string& error);
   bool write_fresh_journal(const std::string& extra, std::string& error);
   bool journal_wants_compacting() const;
@@ -95,10 +111,8 @@ class StoredPackage {
   FileIdentity identity_;  // NAME.json as last read or written: any other version was written by others
   std::int64_t known_at_ns_ = 0;  // wall clock (ns) just before `identity_`'s content was last read or written
   FileVersion version_;    // the same version's content hash and size, as checkpoints name it
-  JournalState journal_state_ = JournalState::Missing;
-  std::unique_ptr<AppendFile> journal_;  // opened on the first append
-  std::uint64_t journal_bytes_ = 0;      // whole records in the journal; beyond that lies a torn tail
-  bool journal_torn_ = false;            // cut the torn tail before appending after it
+  JournalFile journal_;
+  PackageText printed_;  // the document's text as a checkpoint writes it, printed again only where it changed
   std::optional<Clock::time_point> oldest_unfolded_;
   std::vector<std::string> unfolded_labels_;
   // Where the first actor of each id is, so that a change of a 50,000-actor package does not scan it.

@@ -5,6 +5,7 @@
 #include <limits>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -240,6 +241,50 @@ TEST(JsonRoundTrip, ReadsBackEveryNumberItPrintsExactly) {
   const Value numbers = parsed("[9007199254740993, 1.7976931348623157e308, 5e-324, 1e21, 123456.789, 2.5e-300]");
   for (auto layout : {host::JsonLayout::Compact, host::JsonLayout::Indented})
     EXPECT_EQ(parsed(printed(numbers, layout)), numbers) << printed(numbers, layout);
+}
+
+// The index of a root-level array: each range holds exactly the element's nested print, and the whole is
+// print_json's text; documents without such an array index nothing. Reading the text back finds the
+// same ranges for the elements that are objects (all of them, or the index is shorter than the array).
+TEST(PrintJsonIndexed, FindsEachElementOfTheNamedArrayAsPrintedTwoLevelsDeep) {
+  struct Case {
+    const char* document;
+    std::size_t elements;
+    std::size_t objects;
+  };
+  const Case cases[] = {
+      {.document = R"({"name": "m", "actors": [{"id": "a", "path": {"points": [{"x": 1}]}}, {}]})",
+       .elements = 2,
+       .objects = 2},
+      {.document = R"({"actors": [{"id": "a"}, 7, [], {"id": "b"}]})", .elements = 4, .objects = 2},
+      {.document = R"({"actors": [{"id": "\u00e9\n"}], "zone": {"actors": [{}]}})", .elements = 1, .objects = 1},
+      {.document = R"({"actors": []})", .elements = 0, .objects = 0},
+      {.document = R"({"actors": {"id": "a"}})", .elements = 0, .objects = 0},
+      {.document = R"([{"actors": [{}]}])", .elements = 0, .objects = 0},
+  };
+  for (const Case& c : cases) {
+    const Value document = parsed(c.document);
+    std::string out, error;
+    std::vector<host::TextRange> ranges;
+    ASSERT_TRUE(host::print_json_indexed(document, "actors", out, ranges, error)) << error;
+    EXPECT_EQ(out, printed(document, host::JsonLayout::Indented)) << c.document;
+    ASSERT_EQ(ranges.size(), c.elements) << c.document;
+    Value reread;
+    host::JsonTextError parse_error;
+    std::vector<host::TextRange> found;
+    ASSERT_TRUE(host::parse_json_indexed(out, reread, parse_error, "actors", found)) << parse_error.message();
+    EXPECT_EQ(reread, document) << c.document;
+    ASSERT_EQ(found.size(), c.objects) << c.document;
+    for (std::size_t i = 0; i < found.size() && c.objects == c.elements; ++i) {
+      EXPECT_EQ(found[i].begin, ranges[i].begin) << c.document << " #" << i;
+      EXPECT_EQ(found[i].end, ranges[i].end) << c.document << " #" << i;
+    }
+    for (std::size_t i = 0; i < ranges.size(); ++i) {
+      std::string nested;
+      ASSERT_TRUE(host::print_json_nested(document.get("actors").items[i], 2, nested));
+      EXPECT_EQ(out.substr(ranges[i].begin, ranges[i].end - ranges[i].begin), nested) << c.document << " #" << i;
+    }
+  }
 }
 
 }  // namespace

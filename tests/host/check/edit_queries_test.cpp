@@ -25,7 +25,8 @@ Value placed(const std::string& id, std::vector<std::pair<std::string, Value>> m
 class EditQueries : public ::testing::Test {
  protected:
   void SetUp() override {
-    const Value route = obj({{"mode", str("once")}, {"speed", num(60)}, {"points", arr({point(0, 0, 0), point(1, 0, 1)})}});
+    const Value route =
+        obj({{"mode", str("once")}, {"speed", num(60)}, {"points", arr({point(0, 0, 0), point(1, 0, 1)})}});
     session_.add("windfall", obj({{"actors", arr({
         placed("villager", {{"actor", str("resident")}}),
         placed("guard", {{"actor", str("bokoblin")}}),

@@ -30,7 +30,8 @@ TEST(WorldFlag, ServeAndCallStandTheGameOnTheGivenMesh) {
         serve.call("add_route_point", parse(R"({"id":"baker_ub3","position":{"x":10,"y":60,"z":10}})"));
     ASSERT_TRUE(added.has("result")) << compact(added);
     const Value point = added.get("result").get("point");
-    const Value route = serve.call("document").get("result").get("document").get("actors").items.at(1).get("path").get("points");
+    const Value document = serve.call("document").get("result").get("document");
+    const Value route = document.get("actors").items.at(1).get("path").get("points");
     EXPECT_EQ(route.items.at(static_cast<std::size_t>(point.number) - 1).get("y"), Value::of(5.0))
         << "snapped to the mesh's ground";
     EXPECT_EQ(serve.finish(), 0);

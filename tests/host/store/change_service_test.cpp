@@ -1,5 +1,11 @@
 // The change service through the real route commands: refused edits leave no trace in memory or on disk,
 // applied ones are journaled before the answer and reach the package file by the next checkpoint.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <algorithm>
+
 #include "tests/host/store/store_fixture.h"
 
 namespace store_test {
@@ -103,6 +109,75 @@ TEST_F(ChangeService, FailedSaveLeavesNoResultClaimingTheChange) {
   EXPECT_FALSE(answer.ok);
   EXPECT_EQ(answer.error, "package \"windfall\" could not be saved: input/output error");
   EXPECT_FALSE(answer.result.has("point")) << "a refused change claims a point number";
+}
+
+// The fault: every change within 2 s of a save read and hashed the whole package file again (tens of ms
+// for a large package), although a time stamp with a fraction of a second could not have hidden a write.
+TEST_F(ChangeService, ReadsThePackageAgainOnlyWhileItsTimeStampCouldHideAWrite) {
+  struct Case {
+    const char* stamp;
+    long seconds_ago;
+    bool whole_second;
+    int reads;
+  };
+  const Case cases[] = {
+      {.stamp = "a fraction of a second, 1 s before the read", .seconds_ago = 1, .whole_second = false, .reads = 0},
+      {.stamp = "a whole second, 1 to 2 s before the read", .seconds_ago = 1, .whole_second = true, .reads = 1},
+      {.stamp = "a fraction of a second, after the read", .seconds_ago = -1, .whole_second = false, .reads = 1},
+  };
+  for (const Case& c : cases) {
+    start_over();
+    timespec stamp{};
+    ::clock_gettime(CLOCK_REALTIME, &stamp);
+    stamp.tv_sec -= c.seconds_ago;
+    stamp.tv_nsec = c.whole_second ? 0 : std::max(stamp.tv_nsec, 1L);
+    const timespec times[2] = {stamp, stamp};
+    ASSERT_EQ(::utimensat(AT_FDCWD, package_path().c_str(), times, 0), 0);
+    reopen();
+    document();  // loads the package: its text is read once
+    faults.reads = 0;
+    ASSERT_TRUE(set_walker_mode("loop").ok) << c.stamp;
+    EXPECT_EQ(faults.reads, c.reads) << c.stamp;
+  }
+}
+
+// Checkpoints print only the actors changed since the last one, starting from the file as read back; the
+// file must still be exactly the print of the whole document after changes of several actors, undos and
+// redos, one after another.
+TEST_F(ChangeService, EveryCheckpointWritesExactlyThePrintOfTheWholeDocument) {
+  struct Step {
+    const char* method;
+    const char* params;
+  };
+  const Step steps[] = {
+      {.method = "set_route", .params = R"({"id": "walker", "mode": "loop"})"},
+      {.method = "add_route_point", .params = R"({"id": "statue", "position": {"x": 3, "y": 0, "z": 0.25}})"},
+      {.method = "add_route_point", .params = R"({"id": "gate_1", "position": {"x": -1, "y": 0, "z": 1e-7}})"},
+      {.method = "remove_route", .params = R"({"id": "walker"})"},
+      {.method = "undo", .params = "{}"},
+      {.method = "undo", .params = "{}"},
+      {.method = "redo", .params = "{}"},
+      {.method = "remove_route_point", .params = R"({"id": "statue", "point": 1})"},
+  };
+  for (const Step& step : steps) {
+    ASSERT_TRUE(run(step.method, step.params).ok) << step.method << " " << step.params;
+    ASSERT_EQ(flush_error(), "");
+    reopen();  // the next checkpoint starts from the file this one wrote, as read back
+    std::string expected, error;
+    ASSERT_TRUE(host::print_json(document(), host::JsonLayout::Indented, expected, error)) << error;
+    EXPECT_EQ(read_text(package_path()), expected) << step.method << " " << step.params;
+  }
+}
+
+// The fault: after an open that folded in changes replayed from the journal, the next checkpoint started
+// from the file's text before them and wrote the package without them.
+TEST_F(ChangeService, ACheckpointAfterChangesReplayedAtOpenKeepsThem) {
+  ASSERT_TRUE(set_walker_mode("loop").ok);
+  reopen();  // the change waited in the journal: replayed and folded in when the package loads
+  ASSERT_TRUE(run("add_route_point", R"({"id": "statue", "position": {"x": 3, "y": 0, "z": 0}})").ok);
+  ASSERT_EQ(flush_error(), "");
+  EXPECT_EQ(walker_mode(), "loop");
+  EXPECT_EQ(parse(read_text(package_path())), document());
 }
 
 }  // namespace store_test

@@ -50,12 +50,13 @@ inline constexpr const char* kWindfallText = R"({"name": "Windfall", "actors": [
   {"id": "bench_man", "actor": "resident", "parameters": {"resident": "ym1"}, "position": {"x": 0, "y": 0, "z": 0}},
   {"id": "chest", "actor": "treasure_chest", "position": {"x": 0, "y": 0, "z": 0}}]})";
 
-// The errno each operation fails with while it is not 0.
+// The errno each operation fails with while it is not 0; `reads` counts whole-file reads.
 struct Faults {
   int write_temporary = 0;
   int rename = 0;
   int append = 0;
   int truncate = 0;
+  mutable int reads = 0;
 };
 
 struct FaultyAppendFile : host::AppendFile {
@@ -77,6 +78,10 @@ struct FaultyFileSystem : host::PosixFileSystem {
                       unsigned mode, std::string& temporary) override {
     if (faults_.write_temporary) return faults_.write_temporary;
     return PosixFileSystem::write_temporary(folder, prefix, bytes, mode, temporary);
+  }
+  int read_file(const std::string& path, std::string& bytes, host::FileIdentity& identity) override {
+    ++faults_.reads;
+    return PosixFileSystem::read_file(path, bytes, identity);
   }
   int rename(const std::string& from, const std::string& to) override {
     return faults_.rename ? faults_.rename : PosixFileSystem::rename(from, to);
