@@ -1,12 +1,13 @@
 // The host's own commands on the store: listing packages and actors, the whole document, undo, redo,
-// history and reload. Results are JSON values for the front end to send as they are.
+// history and reload, and the map's placed_actors. Results are JSON values for the front end to send as
+// they are.
 #include <cerrno>
 #include <chrono>
 #include <ctime>
 
+#include "host/store/actor_listing.h"
 #include "host/store/host_session.h"
 #include "host/json_text/json_text.h"
-#include "residents/walkers.h"
 
 namespace host {
 namespace {
@@ -21,21 +22,6 @@ std::size_t count_routes(const Value& document) {
   std::size_t n = 0;
   for (const Value& actor : actors_of(document).items) n += has_route(actor) ? 1 : 0;
   return n;
-}
-
-bool is_model(const Value& actor) {
-  return actor.get("kind").string("") == "mod" && actor.get("actor").string("") != "resident";
-}
-
-// Who walks the actor's route: a resident at its type's pace, a Bokoblin or Moblin on patrol, or one of
-// the mod's own models; "none" when the route service refuses it a route. Residents and patrollers are
-// told apart as the route service does: by "actor", and for the enemies only without a "kind".
-std::string walker_of(const Value& actor, const std::string& refusal) {
-  if (!refusal.empty()) return "none";
-  const std::string type = actor.get("actor").string("");
-  if (type == "resident") return "resident";
-  if ((type == "bokoblin" || type == "moblin") && actor.get("kind").is_null()) return "patroller";
-  return "model";
 }
 
 std::string iso_time(std::int64_t ms) {
@@ -82,18 +68,7 @@ Value HostSession::list_packages(std::string& error, bool& ok) {
 
 Value HostSession::list_actors(StoredPackage& stored) {
   Value list = Value::array();
-  for (const Value& actor : actors_of(stored.package().document).items) {
-    Value entry = Value::object();
-    const Value& id = actor.get("id");
-    entry["id"] = id.is_string() ? id : Value();
-    entry["type"] = Value::of(is_model(actor) ? std::string("model") : actor.get("actor").string("unknown"));
-    std::string refusal = editor::route_refusal(actor);
-    entry["walker"] = Value::of(walker_of(actor, refusal));
-    if (!refusal.empty()) entry["refusal"] = Value::of(refusal);
-    const Value& points = actor.get("path").get("points");
-    entry["points"] = Value::of(static_cast<double>(points.is_array() ? points.items.size() : 0));
-    list.items.push_back(std::move(entry));
-  }
+  for (const Value& actor : actors_of(stored.package().document).items) list.items.push_back(actor_summary(actor));
   Value result = with_package(stored.package().name);
   result["actors"] = std::move(list);
   return result;
@@ -117,7 +92,8 @@ Value HostSession::history_of(StoredPackage& stored) {
 
 Value HostSession::host_command(const std::string& method, const Value& params, std::string& error, bool& ok,
                                 bool& handled) {
-  static const char* const kCommands[] = {"packages", "actors", "document", "undo", "redo", "history", "reload"};
+  static const char* const kCommands[] = {"packages", "actors",  "placed_actors", "document",
+                                          "undo",     "redo",    "history",       "reload"};
   handled = false;
   for (const char* known : kCommands) handled = handled || method == known;
   ok = false;
@@ -169,6 +145,7 @@ Value HostSession::host_command(const std::string& method, const Value& params, 
   }
   const std::string& name = stored->package().name;
   if (method == "actors") return list_actors(*stored);
+  if (method == "placed_actors") return placed_actors(name, stored->package().document, params, error, ok);
   if (method == "history") return history_of(*stored);
   if (method == "document") {
     Value result = with_package(name);
