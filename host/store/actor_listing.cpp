@@ -102,18 +102,24 @@ bool read_request(const Value& params, Request& request, std::string& error) {
          read_count(params, "limit", 1, kLargestLimit, request.limit, error);
 }
 
-// Whether the actor stands at a point; its x and z then.
+// Whether the actor stands at a point; its x and z then. The keys are made once: a region scans every
+// actor of the package.
 bool stands_at(const Value& actor, double& x, double& z) {
-  const Value& position = actor.get("position");
-  if (!finite_number(position.get("x")) || !finite_number(position.get("y")) || !finite_number(position.get("z")))
-    return false;
-  x = position.get("x").number;
-  z = position.get("z").number;
+  static const std::string kPosition = "position", kX = "x", kY = "y", kZ = "z";
+  const Value& position = actor.get(kPosition);
+  const Value& px = position.get(kX);
+  const Value& pz = position.get(kZ);
+  if (!finite_number(px) || !finite_number(position.get(kY)) || !finite_number(pz)) return false;
+  x = px.number;
+  z = pz.number;
   return true;
 }
 
 bool wanted(const Request& request, const Value& actor) {
-  if (request.id && actor.get("id").string("") != *request.id) return false;
+  if (request.id) {
+    const Value& id = actor.get("id");  // compared in place: a scan of 50,000 actors copies no text
+    if (!id.is_string() || id.str != *request.id) return false;
+  }
   if (!request.region) return true;
   double x = 0, z = 0;
   return stands_at(actor, x, z) && request.region->holds(x, z);
