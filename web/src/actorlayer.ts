@@ -12,7 +12,7 @@ const DOM_MARKERS_MAX = 300; // actors in view drawn as DOM markers at most; bey
 const PANE_Z_INDEX = '390'; // above the ground tiles (200), below routes and grid (400) and markers (600)
 const PAD_RATIO = 0.3; // the canvas reaches this share of the view beyond each side, so a pan shows dots
 const DOT_RADIUS_PX = 4;
-const SELECTED_RING_PX = 3; // the ring around a selected dot, beyond its radius
+const RING_PX = 18; // the ring around a selected dot on the canvas, a marker of its own: no redraw
 const HIT_RADIUS_PX = 8; // a click this close to a dot selects it
 const COLOURS: Record<Walker, string> = { resident: '#2f6fdf', patroller: '#c9462c', model: '#8e44ad', none: '#9aa0a6' };
 const WALKER_ORDER: readonly Walker[] = ['none', 'model', 'patroller', 'resident']; // drawn last is on top
@@ -35,6 +35,7 @@ export class ActorLayer {
   private walked = new Map<string, Vec3>(); // where the game last said each walker is
   private markers = new Map<string, L.Marker>(); // the DOM markers on the map now
   private selected = '';
+  private ring: L.Marker | null = null; // around the selected actor while it is a dot on the canvas
   private canvas: HTMLCanvasElement;
   private corner = L.latLng(0, 0); // the canvas's top-left, for the zoom animation
   private queued = false;
@@ -93,13 +94,25 @@ export class ActorLayer {
     const m = this.markers.get(id);
     if (m) m.setLatLng(ll(p));
     else this.queueRedraw();
+    if (id === this.selected) this.ring?.setLatLng(ll(p));
   }
 
   select(id: string): void {
     this.markers.get(this.selected)?.getElement()?.classList.remove('selected');
     this.selected = id;
     this.markers.get(id)?.getElement()?.classList.add('selected');
-    this.queueRedraw();
+    this.placeRing();
+  }
+
+  // A DOM marker shows its own selection; a dot gets the ring.
+  private placeRing(): void {
+    const i = this.index.get(this.selected);
+    const shown = i !== undefined && !Number.isNaN(this.xs[i]) && !this.markers.has(this.selected);
+    if (!shown) return void (this.ring?.remove(), (this.ring = null));
+    const at = ll({ x: this.xs[i], z: this.zs[i] });
+    if (this.ring) this.ring.setLatLng(at);
+    else this.ring = L.marker(at, { interactive: false, keyboard: false, icon: L.divIcon({ className: 'selected-ring',
+      iconSize: [RING_PX, RING_PX] }) }).addTo(this.map);
   }
 
   private queueRedraw(): void {
@@ -142,6 +155,7 @@ export class ActorLayer {
     this.showMarkers(asMarkers);
     const onCanvas = inside.filter((i) => !this.markers.has(this.infos[i].id));
     this.paint(onCanvas, full, scale, origin);
+    this.placeRing();
   }
 
   private showMarkers(indices: number[]): void {
@@ -163,34 +177,65 @@ export class ActorLayer {
     }
   }
 
+  // Dots written straight into the canvas's pixels: a path of 50,000 circles takes the browser's software
+  // rasteriser a tenth of a second to fill; these writes take a few milliseconds.
   private paint(indices: number[], full: L.Point, scale: number, origin: L.Point): void {
     const ratio = window.devicePixelRatio || 1;
-    this.canvas.width = Math.round(full.x * ratio);
-    this.canvas.height = Math.round(full.y * ratio);
+    const width = Math.round(full.x * ratio), height = Math.round(full.y * ratio);
+    this.canvas.width = width;
+    this.canvas.height = height;
     this.canvas.style.width = `${full.x}px`;
     this.canvas.style.height = `${full.y}px`;
     this.canvas.dataset.drawn = String(indices.length);
     const ctx = this.canvas.getContext('2d');
-    if (!ctx) return;
-    ctx.scale(ratio, ratio);
+    if (!ctx || width === 0 || height === 0) return;
+    const image = ctx.createImageData(width, height);
+    const pixels = new Uint32Array(image.data.buffer);
+    const radius = Math.round(DOT_RADIUS_PX * ratio);
+    const disc = discOffsets(radius);
+    const steps = Int32Array.from(disc, ([dx, dy]) => dy * width + dx);
+    const rims = Uint8Array.from(disc, ([, , rim]) => (rim ? 1 : 0));
     for (const walker of WALKER_ORDER) {
-      ctx.beginPath();
+      const colour = COLOUR_WORDS[walker];
       for (const i of indices) {
         if (this.infos[i].walker !== walker) continue;
-        const cx = this.xs[i] * scale - origin.x, cy = this.zs[i] * scale - origin.y;
-        ctx.moveTo(cx + DOT_RADIUS_PX, cy);
-        ctx.arc(cx, cy, DOT_RADIUS_PX, 0, 2 * Math.PI);
+        const cx = Math.round((this.xs[i] * scale - origin.x) * ratio), cy = Math.round((this.zs[i] * scale - origin.y) * ratio);
+        if (cx > radius && cy > radius && cx < width - radius - 1 && cy < height - radius - 1) {
+          const centre = cy * width + cx; // the whole dot is inside: no pixel needs a bounds check
+          for (let k = 0; k < steps.length; ++k) pixels[centre + steps[k]] = rims[k] ? WHITE_WORD : colour;
+          continue;
+        }
+        for (const [dx, dy, rim] of disc) {
+          const x = cx + dx, y = cy + dy;
+          if (x >= 0 && y >= 0 && x < width && y < height) pixels[y * width + x] = rim ? WHITE_WORD : colour;
+        }
       }
-      ctx.fillStyle = COLOURS[walker];
-      ctx.fill();
     }
-    const s = this.index.get(this.selected);
-    if (s !== undefined && indices.includes(s)) {
-      ctx.beginPath();
-      ctx.arc(this.xs[s] * scale - origin.x, this.zs[s] * scale - origin.y, DOT_RADIUS_PX + SELECTED_RING_PX, 0, 2 * Math.PI);
-      ctx.strokeStyle = '#ffbf00';
-      ctx.lineWidth = SELECTED_RING_PX;
-      ctx.stroke();
-    }
+    ctx.putImageData(image, 0, 0);
   }
+}
+
+// A colour as one pixel of ImageData (bytes red, green, blue, alpha in memory order, little-endian word).
+function word(hex: string): number {
+  const n = parseInt(hex.slice(1), 16);
+  return ((0xff << 24) | ((n & 0xff) << 16) | (n & 0xff00) | ((n >> 16) & 0xff)) >>> 0;
+}
+const WHITE_WORD = word('#ffffff');
+const COLOUR_WORDS: Record<Walker, number> = {
+  resident: word(COLOURS.resident), patroller: word(COLOURS.patroller), model: word(COLOURS.model), none: word(COLOURS.none),
+};
+
+// The pixels of a dot of `radius` around its centre, each with whether it is on the white rim.
+const discs = new Map<number, [number, number, boolean][]>();
+function discOffsets(radius: number): [number, number, boolean][] {
+  let found = discs.get(radius);
+  if (found) return found;
+  found = [];
+  for (let dy = -radius - 1; dy <= radius + 1; ++dy)
+    for (let dx = -radius - 1; dx <= radius + 1; ++dx) {
+      const d = Math.hypot(dx, dy);
+      if (d <= radius + 0.5) found.push([dx, dy, d > radius - 0.5]);
+    }
+  discs.set(radius, found);
+  return found;
 }
