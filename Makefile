@@ -4,7 +4,7 @@
 JOBS ?= 2
 FUZZ_SECONDS ?= 60
 
-.PHONY: deps demo tour test release sanitize fuzz bench clean
+.PHONY: deps demo tour test release sanitize fuzz bench bench-report clean
 
 deps:
 	@tools/install-deps
@@ -34,6 +34,10 @@ fuzz: deps
 
 bench: release
 	tools/run-benchmarks build/release
+
+# Runs every benchmark and writes docs/benchmarks.md, the one place for figures.
+bench-report: release
+	tools/bench-report build/release
 
 clean:
 	rm -rf build

@@ -180,15 +180,27 @@ bool Ground::below(float x, float y, float z, float& height) const {
   return true;
 }
 
-void Ground::below_batch(const float* xyz, std::size_t count, float* heights, std::uint8_t* found,
-                         BatchMethod method) const {
+// One below_batch call: the probes, where their answers go, and the ways to cast them. Each method
+// writes `found` and `heights` for every probe it is given.
+struct Ground::Batch {
+  const Scene& s;
+  const float* xyz;
+  float* heights;
+  std::uint8_t* found;
   RTCIntersectContext context;
-  rtcInitIntersectContext(&context);
-  const Scene& s = *scene_;
-  auto finite_probe = [&](std::size_t k) { return s.castable(xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2]); };
-  auto probe_y = [&](std::size_t k) { return s.start_y(xyz[3 * k + 1]); };
+  alignas(64) RTCRayHit16 packet;
+  alignas(64) int valid[kPacketSize];
+
+  Batch(const Scene& scene, const float* probes, float* heights_out, std::uint8_t* found_out)
+      : s(scene), xyz(probes), heights(heights_out), found(found_out) {
+    rtcInitIntersectContext(&context);
+  }
+
+  bool finite_probe(std::size_t k) const { return s.castable(xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2]); }
+  float probe_y(std::size_t k) const { return s.start_y(xyz[3 * k + 1]); }
+
   // Casts probe k as a single ray and records its answer.
-  auto cast_one = [&](std::size_t k) {
+  void cast_one(std::size_t k) {
     if (!finite_probe(k)) {
       found[k] = 0;
       heights[k] = 0.0f;
@@ -201,34 +213,14 @@ void Ground::below_batch(const float* xyz, std::size_t count, float* heights, st
     found[k] = hit_something ? 1 : 0;
     heights[k] = hit_something ? s.height(hit.hit.primID, probe_y(k), hit.ray.tfar, hit.hit.Ng_x, hit.hit.Ng_z)
                                : 0.0f;
-  };
+  }
+
   // Casts the probes numbered order[0..n) (n <= 16) as one packet.
-  alignas(64) RTCRayHit16 packet;
-  alignas(64) int valid[kPacketSize];
-  auto cast_packet = [&](const std::uint32_t* order, std::size_t n) {
+  void cast_packet(const std::uint32_t* order, std::size_t n) {
     RTCIntersectContext coherent;
     rtcInitIntersectContext(&coherent);
     coherent.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
-    for (std::size_t i = 0; i < kPacketSize; ++i) {
-      const bool live = i < n && finite_probe(order[i]);
-      valid[i] = live ? -1 : 0;
-      const std::size_t k = order[i < n ? i : 0];
-      // A lane left out still holds a ray the caster accepts.
-      packet.ray.org_x[i] = live ? xyz[3 * k] : s.low_x;
-      packet.ray.org_y[i] = live ? probe_y(k) : s.top_y;
-      packet.ray.org_z[i] = live ? xyz[3 * k + 2] : s.low_z;
-      packet.ray.dir_x[i] = 0;
-      packet.ray.dir_y[i] = -1;
-      packet.ray.dir_z[i] = 0;
-      packet.ray.tnear[i] = 0;
-      packet.ray.tfar[i] = kNoFarLimit;
-      packet.ray.time[i] = 0;
-      packet.ray.mask[i] = 0xFFFFFFFFu;
-      packet.ray.id[i] = 0;
-      packet.ray.flags[i] = 0;
-      packet.hit.geomID[i] = RTC_INVALID_GEOMETRY_ID;
-      packet.hit.instID[0][i] = RTC_INVALID_GEOMETRY_ID;
-    }
+    for (std::size_t i = 0; i < kPacketSize; ++i) aim_lane(i, i < n && finite_probe(order[i]), order[i < n ? i : 0]);
     rtcIntersect16(valid, s.scene, &coherent, &packet);
     for (std::size_t i = 0; i < n; ++i) {
       const std::size_t k = order[i];
@@ -238,86 +230,127 @@ void Ground::below_batch(const float* xyz, std::size_t count, float* heights, st
                                             packet.hit.Ng_x[i], packet.hit.Ng_z[i])
                                  : 0.0f;
     }
-  };
+  }
 
+  // Aims lane i of the packet down from probe k, or leaves the lane out (`live` false).
+  void aim_lane(std::size_t i, bool live, std::size_t k) {
+    valid[i] = live ? -1 : 0;
+    // A lane left out still holds a ray the caster accepts.
+    packet.ray.org_x[i] = live ? xyz[3 * k] : s.low_x;
+    packet.ray.org_y[i] = live ? probe_y(k) : s.top_y;
+    packet.ray.org_z[i] = live ? xyz[3 * k + 2] : s.low_z;
+    packet.ray.dir_x[i] = 0;
+    packet.ray.dir_y[i] = -1;
+    packet.ray.dir_z[i] = 0;
+    packet.ray.tnear[i] = 0;
+    packet.ray.tfar[i] = kNoFarLimit;
+    packet.ray.time[i] = 0;
+    packet.ray.mask[i] = 0xFFFFFFFFu;
+    packet.ray.id[i] = 0;
+    packet.ray.flags[i] = 0;
+    packet.hit.geomID[i] = RTC_INVALID_GEOMETRY_ID;
+    packet.hit.instID[0][i] = RTC_INVALID_GEOMETRY_ID;
+  }
+
+  void cast_single_rays(std::size_t count) {
+    for (std::size_t k = 0; k < count; ++k) cast_one(k);
+  }
+
+  void cast_stream(std::size_t count) {
+    context.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
+    std::vector<RTCRayHit> rays(std::min(count, kStreamChunk));
+    for (std::size_t start = 0; start < count; start += kStreamChunk) {
+      const std::size_t n = std::min(kStreamChunk, count - start);
+      for (std::size_t i = 0; i < n; ++i) {
+        const std::size_t k = start + i;
+        aim_down(rays[i], xyz[3 * k], probe_y(k), xyz[3 * k + 2]);
+        // A probe that is not a point gets an empty ray: nothing can be hit.
+        if (!finite_probe(k)) {
+          aim_down(rays[i], 0, 0, 0);
+          rays[i].ray.tnear = 1;  // tnear beyond tfar: Embree leaves the ray out
+          rays[i].ray.tfar = 0;
+        }
+      }
+      rtcIntersect1M(s.scene, &context, rays.data(), static_cast<unsigned>(n), sizeof(RTCRayHit));
+      for (std::size_t i = 0; i < n; ++i) {
+        const RTCRayHit& r = rays[i];
+        const bool hit_something = r.hit.geomID != RTC_INVALID_GEOMETRY_ID;
+        found[start + i] = hit_something ? 1 : 0;
+        heights[start + i] =
+            hit_something ? s.height(r.hit.primID, r.ray.org_y, r.ray.tfar, r.hit.Ng_x, r.hit.Ng_z) : 0.0f;
+      }
+    }
+  }
+
+  void cast_packets_in_order(std::size_t count) {
+    std::uint32_t order[kPacketSize];
+    for (std::size_t start = 0; start < count; start += kPacketSize) {
+      const std::size_t n = std::min(kPacketSize, count - start);
+      for (std::size_t i = 0; i < n; ++i) order[i] = static_cast<std::uint32_t>(start + i);
+      cast_packet(order, n);
+    }
+  }
+
+  void cast_adaptive(std::size_t count) {
+    const std::vector<std::uint32_t> order = adaptive_order(count);
+    for (std::size_t start = 0; start < count; start += kPacketSize) {
+      const std::size_t n = std::min(kPacketSize, count - start);
+      const std::uint32_t* group = order.data() + start;
+      std::size_t group_jumps = 0;
+      for (std::size_t i = 1; i < n; ++i) group_jumps += jumps_between(xyz, group[i - 1], group[i]) ? 1 : 0;
+      if (n > 1 && group_jumps <= kMaxPacketJumps) {
+        cast_packet(group, n);
+      } else {
+        for (std::size_t i = 0; i < n; ++i) cast_one(group[i]);
+      }
+    }
+  }
+
+  // The order the adaptive method casts in: as given, or Morton order for a large batch that jumps.
+  std::vector<std::uint32_t> adaptive_order(std::size_t count) const {
+    std::vector<std::uint32_t> order(count);
+    for (std::size_t k = 0; k < count; ++k) order[k] = static_cast<std::uint32_t>(k);
+    std::size_t jumps = 0;
+    for (std::size_t k = 1; k < count; ++k) jumps += jumps_between(xyz, k - 1, k) ? 1 : 0;
+    if (count < kSortFromProbes || jumps <= count / kPacketSize) return order;
+    const std::vector<std::uint64_t> keyed = morton_keys(count);
+    for (std::size_t k = 0; k < count; ++k) order[k] = static_cast<std::uint32_t>(keyed[k]);
+    return order;
+  }
+
+  // Each probe's Morton key over the box of the castable probes (high 32 bits) and its number (low 32
+  // bits), sorted.
+  std::vector<std::uint64_t> morton_keys(std::size_t count) const {
+    double low_x = kNoFarLimit, high_x = -kNoFarLimit, low_z = kNoFarLimit, high_z = -kNoFarLimit;
+    for (std::size_t k = 0; k < count; ++k) {
+      if (!finite_probe(k)) continue;
+      low_x = std::min<double>(low_x, xyz[3 * k]);
+      high_x = std::max<double>(high_x, xyz[3 * k]);
+      low_z = std::min<double>(low_z, xyz[3 * k + 2]);
+      high_z = std::max<double>(high_z, xyz[3 * k + 2]);
+    }
+    const double scale_x = high_x > low_x ? kMortonCells / (high_x - low_x) : 0;
+    const double scale_z = high_z > low_z ? kMortonCells / (high_z - low_z) : 0;
+    std::vector<std::uint64_t> keyed(count);
+    for (std::size_t k = 0; k < count; ++k) {
+      const std::uint32_t cx = morton_cell((xyz[3 * k] - low_x) * scale_x);
+      const std::uint32_t cz = morton_cell((xyz[3 * k + 2] - low_z) * scale_z);
+      const std::uint64_t morton = spread_bits(cx) | (spread_bits(cz) << 1);
+      keyed[k] = (morton << 32) | k;
+    }
+    std::sort(keyed.begin(), keyed.end());
+    return keyed;
+  }
+};
+
+void Ground::below_batch(const float* xyz, std::size_t count, float* heights, std::uint8_t* found,
+                         BatchMethod method) const {
+  Batch batch(*scene_, xyz, heights, found);
   switch (method) {
-    case BatchMethod::SingleRays:
-      for (std::size_t k = 0; k < count; ++k) cast_one(k);
-      return;
-    case BatchMethod::Stream: {
-      context.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
-      std::vector<RTCRayHit> rays(std::min(count, kStreamChunk));
-      for (std::size_t start = 0; start < count; start += kStreamChunk) {
-        const std::size_t n = std::min(kStreamChunk, count - start);
-        for (std::size_t i = 0; i < n; ++i) {
-          const std::size_t k = start + i;
-          aim_down(rays[i], xyz[3 * k], probe_y(k), xyz[3 * k + 2]);
-          // A probe that is not a point gets an empty ray: nothing can be hit.
-          if (!finite_probe(k)) {
-            aim_down(rays[i], 0, 0, 0);
-            rays[i].ray.tnear = 1;  // tnear beyond tfar: Embree leaves the ray out
-            rays[i].ray.tfar = 0;
-          }
-        }
-        rtcIntersect1M(s.scene, &context, rays.data(), static_cast<unsigned>(n), sizeof(RTCRayHit));
-        for (std::size_t i = 0; i < n; ++i) {
-          const RTCRayHit& r = rays[i];
-          const bool hit_something = r.hit.geomID != RTC_INVALID_GEOMETRY_ID;
-          found[start + i] = hit_something ? 1 : 0;
-          heights[start + i] =
-              hit_something ? s.height(r.hit.primID, r.ray.org_y, r.ray.tfar, r.hit.Ng_x, r.hit.Ng_z) : 0.0f;
-        }
-      }
-      return;
-    }
-    case BatchMethod::Packets16: {
-      std::uint32_t order[kPacketSize];
-      for (std::size_t start = 0; start < count; start += kPacketSize) {
-        const std::size_t n = std::min(kPacketSize, count - start);
-        for (std::size_t i = 0; i < n; ++i) order[i] = static_cast<std::uint32_t>(start + i);
-        cast_packet(order, n);
-      }
-      return;
-    }
-    case BatchMethod::Adaptive: {
-      std::vector<std::uint32_t> order(count);
-      for (std::size_t k = 0; k < count; ++k) order[k] = static_cast<std::uint32_t>(k);
-      std::size_t jumps = 0;
-      for (std::size_t k = 1; k < count; ++k) jumps += jumps_between(xyz, k - 1, k) ? 1 : 0;
-      if (count >= kSortFromProbes && jumps > count / kPacketSize) {
-        double low_x = kNoFarLimit, high_x = -kNoFarLimit, low_z = kNoFarLimit, high_z = -kNoFarLimit;
-        for (std::size_t k = 0; k < count; ++k) {
-          if (!finite_probe(k)) continue;
-          low_x = std::min<double>(low_x, xyz[3 * k]);
-          high_x = std::max<double>(high_x, xyz[3 * k]);
-          low_z = std::min<double>(low_z, xyz[3 * k + 2]);
-          high_z = std::max<double>(high_z, xyz[3 * k + 2]);
-        }
-        const double scale_x = high_x > low_x ? kMortonCells / (high_x - low_x) : 0;
-        const double scale_z = high_z > low_z ? kMortonCells / (high_z - low_z) : 0;
-        std::vector<std::uint64_t> keyed(count);
-        for (std::size_t k = 0; k < count; ++k) {
-          const std::uint32_t cx = morton_cell((xyz[3 * k] - low_x) * scale_x);
-          const std::uint32_t cz = morton_cell((xyz[3 * k + 2] - low_z) * scale_z);
-          const std::uint64_t morton = spread_bits(cx) | (spread_bits(cz) << 1);
-          keyed[k] = (morton << 32) | k;
-        }
-        std::sort(keyed.begin(), keyed.end());
-        for (std::size_t k = 0; k < count; ++k) order[k] = static_cast<std::uint32_t>(keyed[k]);
-      }
-      for (std::size_t start = 0; start < count; start += kPacketSize) {
-        const std::size_t n = std::min(kPacketSize, count - start);
-        const std::uint32_t* group = order.data() + start;
-        std::size_t group_jumps = 0;
-        for (std::size_t i = 1; i < n; ++i) group_jumps += jumps_between(xyz, group[i - 1], group[i]) ? 1 : 0;
-        if (n > 1 && group_jumps <= kMaxPacketJumps) {
-          cast_packet(group, n);
-        } else {
-          for (std::size_t i = 0; i < n; ++i) cast_one(group[i]);
-        }
-      }
-      return;
-    }
+    case BatchMethod::SingleRays: return batch.cast_single_rays(count);
+    case BatchMethod::Stream: return batch.cast_stream(count);
+    case BatchMethod::Packets16: return batch.cast_packets_in_order(count);
+    case BatchMethod::Adaptive: return batch.cast_adaptive(count);
   }
 }
 

@@ -50,6 +50,7 @@ class Ground {
 
  private:
   struct Scene;
+  struct Batch;  // one below_batch call, defined beside it
   explicit Ground(std::unique_ptr<Scene> scene, std::size_t triangles);
   std::unique_ptr<Scene> scene_;
   std::size_t triangles_;

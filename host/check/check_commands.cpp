@@ -1,6 +1,7 @@
 #include "host/check/check_commands.h"
 
 #include "host/check/detour.h"
+#include "host/check/edit_queries.h"
 #include "host/check/package_check.h"
 #include "host/check/route_findings.h"
 
@@ -15,6 +16,8 @@ Value check_command(editor::Session& session, const std::string& method, const V
   if (method == "check_package") return check_package(session, params, error, ok);
   if (method == "suggest_detour") return suggest_detour(session, params, error, ok);
   if (method == "apply_detour") return apply_detour(session, params, error, ok);
+  if (method == "route_fields") return route_fields(session, params, error, ok);
+  if (method == "ground_point") return ground_point(session, params, error, ok);
   handled = false;
   return Value();
 }

@@ -115,6 +115,50 @@ bool judge(editor::LiveGame& game, const std::vector<WorldPoint>& points, Value&
   return true;
 }
 
+std::string no_way(const Segment& segment) {
+  return "no walkable way from point " + std::to_string(segment.from) + " to point " + std::to_string(segment.to) +
+         " within " + std::to_string(static_cast<long>(kDetourMargin)) + " units";
+}
+
+// The grid's shortest way around the segment, from its very start to its very end, the inner points as they
+// would be stored; empty when there is none.
+std::vector<WorldPoint> way_on_grid(const GroundGrid& grid, const Segment& segment) {
+  std::vector<WorldPoint> way = grid.shortest_way();
+  if (way.empty()) return way;
+  way.front() = segment.a;
+  way.back() = segment.b;
+  for (std::size_t k = 1; k + 1 < way.size(); ++k) way[k] = stored(way[k]);
+  return way;
+}
+
+// Judges the `kept` points of the way with the game's own ground; where a segment fails, puts back the
+// middle point of the way it stands for, and again, for at most kRefineRounds rounds. On true every
+// segment of `check` passes. On false `error` says why: the game did not answer, or there is no passing
+// way (a failing segment has no point left to put back, or the rounds ran out).
+bool refine(editor::LiveGame& game, const Segment& segment, const std::vector<WorldPoint>& way,
+            std::vector<std::size_t>& kept, Value& check, std::size_t& probes, std::string& error) {
+  for (int round = 0;; ++round) {
+    std::vector<WorldPoint> points;
+    for (std::size_t k : kept) points.push_back(way[k]);
+    if (!judge(game, points, check, probes, error)) return false;
+    std::vector<std::size_t> refined{kept.front()};
+    bool failed = false, stuck = false;
+    for (std::size_t s = 0; s + 1 < kept.size(); ++s) {
+      const bool passed = check.get("segments").items[s].get("ok").boolean;
+      if (!passed && kept[s + 1] - kept[s] >= 2) refined.push_back((kept[s] + kept[s + 1]) / 2);
+      stuck = stuck || (!passed && kept[s + 1] - kept[s] < 2);
+      failed = failed || !passed;
+      refined.push_back(kept[s + 1]);
+    }
+    if (!failed) return true;
+    if (stuck || round + 1 == kRefineRounds) {
+      error = no_way(segment);
+      return false;
+    }
+    kept = refined;
+  }
+}
+
 // The answer: the inner points of the way, lengths, probes, and the check numbered as after insertion.
 Value answer_of(const Segment& segment, const std::vector<WorldPoint>& way, const std::vector<std::size_t>& kept,
                 Value& check, std::size_t probes, bool& ok) {
@@ -183,42 +227,14 @@ Value suggest_detour(editor::Session& session, const Value& params, std::string&
 
   GroundGrid grid;
   if (!grid.sample(*session.live_game, segment.a, segment.b, error)) return Value();
-  std::vector<WorldPoint> way = grid.shortest_way();
-  const std::string no_way = "no walkable way from point " + std::to_string(segment.from) + " to point " +
-                             std::to_string(segment.to) + " within " +
-                             std::to_string(static_cast<long>(kDetourMargin)) + " units";
+  const std::vector<WorldPoint> way = way_on_grid(grid, segment);
   if (way.empty()) {
-    error = no_way;
+    error = no_way(segment);
     return Value();
   }
-  way.front() = segment.a;
-  way.back() = segment.b;
-  for (std::size_t k = 1; k + 1 < way.size(); ++k) way[k] = stored(way[k]);
-
-  // Simplify on the grid, then judge with the game's own ground; where a segment fails, put back the
-  // middle point of the way it stands for.
   std::vector<std::size_t> kept = simplified(grid, way);
   probes += grid.probes();
-  for (int round = 0;; ++round) {
-    std::vector<WorldPoint> points;
-    for (std::size_t k : kept) points.push_back(way[k]);
-    if (!judge(*session.live_game, points, check, probes, error)) return Value();
-    std::vector<std::size_t> refined{kept.front()};
-    bool failed = false, stuck = false;
-    for (std::size_t s = 0; s + 1 < kept.size(); ++s) {
-      const bool passed = check.get("segments").items[s].get("ok").boolean;
-      if (!passed && kept[s + 1] - kept[s] >= 2) refined.push_back((kept[s] + kept[s + 1]) / 2);
-      stuck = stuck || (!passed && kept[s + 1] - kept[s] < 2);
-      failed = failed || !passed;
-      refined.push_back(kept[s + 1]);
-    }
-    if (!failed) break;
-    if (stuck || round + 1 == kRefineRounds) {
-      error = no_way;
-      return Value();
-    }
-    kept = refined;
-  }
+  if (!refine(*session.live_game, segment, way, kept, check, probes, error)) return Value();
   return answer_of(segment, way, kept, check, probes, ok);
 }
 

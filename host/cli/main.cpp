@@ -47,6 +47,7 @@ struct Flags {
   std::string game;
   double game_timeout = host::GameLink::kDefaultTimeoutSeconds;
   bool demo = false;
+  std::string world;  // an OBJ mesh for the in-process game instead of the island
   bool manual_clock = false;
   std::string examples = host::shared_data_path("examples");
   std::size_t max_request = host::kDefaultMaxRequestBytes;
@@ -56,15 +57,23 @@ struct Flags {
 void add_store_flags(CLI::App& command, Flags& flags) {
   command.add_option("--store", flags.store, "the store folder holding the mod packages (default: the current folder)")
       ->type_name("DIR");
-  command.add_option("--game", flags.game, "connect to the game at HOST:PORT (the game listens on 127.0.0.1:47800)")
-      ->type_name("HOST:PORT");
+  auto* game = command.add_option("--game", flags.game,
+                                  "connect to the game at HOST:PORT (the game listens on 127.0.0.1:47800)")
+                   ->type_name("HOST:PORT");
   command.add_option("--game-timeout", flags.game_timeout, "seconds to wait for each answer of the game")
       ->check(CLI::Validator(check_game_timeout, "SECONDS"))
       ->type_name("SECONDS")
       ->default_val(host::GameLink::kDefaultTimeoutSeconds);
-  command.add_flag("--demo", flags.demo,
-                   "run the simulated game in this process on the built-in island and, unless --store is given, "
-                   "work on a temporary copy of the demo store");
+  auto* demo = command.add_flag("--demo", flags.demo,
+                                "run the simulated game in this process on the built-in island and, unless --store "
+                                "is given, work on a temporary copy of the demo store");
+  auto* world = command.add_option("--world", flags.world,
+                                   "run the simulated game in this process on this OBJ mesh (y up, world units) "
+                                   "instead of the island; the store is --store or the current folder")
+                    ->type_name("FILE.obj")
+                    ->check(CLI::ExistingFile);
+  game->excludes(world);
+  demo->excludes(world);
   command.add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
       ->type_name("DIR")
       ->default_val(host::shared_data_path("examples"));
@@ -73,8 +82,9 @@ void add_store_flags(CLI::App& command, Flags& flags) {
 // Opens the workbench the flags describe; null after writing the reason to standard error.
 std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status) {
   WorkbenchOptions options;
-  options.store_dir = flags.store;
-  options.demo = flags.demo;
+  options.store_dir = flags.store.empty() && !flags.world.empty() ? "." : flags.store;
+  options.demo = flags.demo || !flags.world.empty();
+  options.world_file = flags.world;
   options.manual_clock = flags.manual_clock;
   options.examples_dir = flags.examples;
   options.game_timeout_seconds = flags.game_timeout;
@@ -124,8 +134,9 @@ int serve(Flags flags) {
 }
 
 int map(const Flags& flags, const host::map::MapServerOptions& options) {
-  if (flags.manual_clock && !flags.demo) {
-    std::cerr << "pathwright: --manual-clock needs --demo (only the in-process game has a clock to hold)\n";
+  if (flags.manual_clock && !flags.demo && flags.world.empty()) {
+    std::cerr << "pathwright: --manual-clock needs --demo or --world (only the in-process game has a clock to "
+                 "hold)\n";
     return kExitBadUsage;
   }
   host::block_stop_signals();  // before any thread starts: run_map alone takes SIGINT and SIGTERM
@@ -234,11 +245,7 @@ int call(const Flags& flags, const std::string& method, const std::string& param
   return status;
 }
 
-int run(int argc, char** argv) {
-  CLI::App app{"Pathwright: edits the routes that actors of a mod package walk, and asks the running game about them."};
-  app.require_subcommand(1);
-  Flags flags;
-
+CLI::App* add_serve_command(CLI::App& app, Flags& flags) {
   CLI::App* serve_command = app.add_subcommand(
       "serve", "speak JSON-RPC 2.0 on standard input and output, one message per line (see docs/json-rpc.md)");
   add_store_flags(*serve_command, flags);
@@ -248,8 +255,10 @@ int run(int argc, char** argv) {
       ->check(CLI::PositiveNumber)
       ->type_name("BYTES")
       ->default_val(host::kDefaultMaxRequestBytes);
+  return serve_command;
+}
 
-  std::string method, params_text;
+CLI::App* add_call_command(CLI::App& app, Flags& flags, std::string& method, std::string& params_text) {
   CLI::App* call_command = app.add_subcommand(
       "call", "run one command and print its result as JSON; on failure the error goes to standard error "
               "(exit status 1, or 2 for an unknown method or bad usage)");
@@ -260,8 +269,10 @@ int run(int argc, char** argv) {
       ->type_name("SECONDS")
       ->default_val(kCallLockWaitSeconds);
   call_command->add_option("PARAMS", params_text, "the command's parameters as a JSON object, e.g. '{\"id\":\"gate_guard\"}'");
+  return call_command;
+}
 
-  host::map::MapServerOptions map_options;
+CLI::App* add_map_command(CLI::App& app, Flags& flags, host::map::MapServerOptions& map_options) {
   map_options.web_dir = host::shared_data_path("web");
   CLI::App* map_command = app.add_subcommand(
       "map", "serve the browser map over HTTP on 127.0.0.1; prints the address to open, with its token, as "
@@ -282,7 +293,10 @@ int run(int argc, char** argv) {
       ->default_val(map_options.web_dir);
   map_command->add_flag("--manual-clock", flags.manual_clock,
                         "with --demo: the game's time stands still until the JSON-RPC method advance_game");
+  return map_command;
+}
 
+void add_tour_command(CLI::App& app, Flags& flags) {
   CLI::App* tour_command = app.add_subcommand(
       "tour", "a guided tour on a temporary copy of the demo store with the simulated game; exits 0 only "
               "when every step answered as expected");
@@ -290,7 +304,18 @@ int run(int argc, char** argv) {
   tour_command->add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
       ->type_name("DIR")
       ->default_val(host::shared_data_path("examples"));
+}
 
+int run(int argc, char** argv) {
+  CLI::App app{"Pathwright: edits the routes that actors of a mod package walk, and asks the running game about them."};
+  app.require_subcommand(1);
+  Flags flags;
+  std::string method, params_text;
+  host::map::MapServerOptions map_options;
+  CLI::App* serve_command = add_serve_command(app, flags);
+  CLI::App* call_command = add_call_command(app, flags, method, params_text);
+  CLI::App* map_command = add_map_command(app, flags, map_options);
+  add_tour_command(app, flags);
   host::CheckCommand check_command(app, flags.examples);
 
   // CLI11 would only say that a subcommand is required.

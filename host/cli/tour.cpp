@@ -83,100 +83,120 @@ const Value* segment_from(const Value& result, double from) {
   return nullptr;
 }
 
-std::vector<Step> steps() {
+// Placed where Link stands, the baker's fifth point is stored on the ground below him.
+std::string placed_where_link_stands(const Value& answer, Workbench& bench) {
+  if (!answer.has("result")) return "expected a result";
+  std::string problem = expect_equal(answer.get("result").get("point"), Value::of(5.0), "the new point");
+  if (!problem.empty()) return problem;
+  const Value& points = route_points(bench, "baker_ub3");
+  if (points.items.size() != 5) return "the baker's route does not hold 5 points";
+  return expect_equal(points.items[4], point(0, 100, 200), "the stored point");
+}
+
+// The young man's draft route: a drop, a fine segment, a wall, then floating; each problem with its "at".
+std::string cliff_route_problems(const Value& r) {
+  const std::pair<double, const char*> wanted[] = {{0, "a drop"},
+                                                   {1, ""},
+                                                   {2, "a step up too high (a wall)"},
+                                                   {3, "the ground is far from the route's height"}};
+  for (const auto& [from, problem] : wanted) {
+    const Value* segment = segment_from(r, from);
+    if (segment == nullptr) return "no segment from point " + std::to_string(static_cast<int>(from));
+    const bool fine = *problem == '\0';
+    std::string wrong = expect_equal(segment->get("problem"), fine ? Value() : Value::of(problem),
+                                     "the problem after point " + std::to_string(static_cast<int>(from)));
+    if (!wrong.empty()) return wrong;
+    if (!fine && !segment->get("at").is_object()) return "no \"at\" for a problem";
+  }
+  return std::string();
+}
+
+// The baker walks from her door towards point 1 and is part of the way there.
+std::string baker_on_her_way(const Value& r) {
+  const Value& route = r.get("route").is_object() ? r.get("route") : r;
+  std::string problem = expect_equal(route.get("state"), Value::of("walking"), "her state");
+  if (problem.empty()) problem = expect_equal(route.get("target"), Value::of(1.0), "her target");
+  const double x = route.get("position").get("x").number;
+  if (problem.empty() && !(x > 200 && x < 300)) problem = "she is not between her door and point 1";
+  return problem;
+}
+
+// A check that a successful answer's `member` equals `wanted`.
+Check result_member(const char* member, Value wanted, const char* what) {
+  return result([member, wanted, what](const Value& r) { return expect_equal(r.get(member), wanted, what); });
+}
+
+// A check that a successful answer's array `member` holds `count` items.
+Check result_count(const char* member, double count, const char* what) {
+  return result([member, count, what](const Value& r) {
+    return expect_equal(Value::of(static_cast<double>(r.get(member).items.size())), Value::of(count), what);
+  });
+}
+
+// The first part of the tour: listing the package and editing routes, with undo and redo.
+std::vector<Step> editing_steps() {
   return {
       {"Pathwright runs on a copy of the demo store, with the simulated game of the island in-process.",
        "status", "{}", result([](const Value& r) {
          return expect_equal(r.get("game").get("world"), Value::of("island"), "the game's world");
        })},
       {"The package places 30 actors; each says whether it may walk a route.", "actors",
-       R"({"package":"windfall"})", result([](const Value& r) {
-         return expect_equal(Value::of(static_cast<double>(r.get("actors").items.size())), Value::of(30.0),
-                             "the number of actors");
-       })},
+       R"({"package":"windfall"})", result_count("actors", 30, "the number of actors")},
       {"Add a third point to the gate guard's patrol, a little east of her second one.", "add_route_point",
        R"({"package":"windfall","id":"gate_guard","position":{"x":-150,"y":100,"z":1100}})",
-       result([](const Value& r) { return expect_equal(r.get("point"), Value::of(3.0), "the new point"); })},
+       result_member("point", Value::of(3.0), "the new point")},
       {"Move that point 200 units north.", "move_route_point",
        R"({"package":"windfall","id":"gate_guard","point":3,"position":{"x":-150,"y":100,"z":1300}})",
-       result([](const Value& r) { return expect_equal(r.get("id"), Value::of("gate_guard"), "the actor"); })},
+       result_member("id", Value::of("gate_guard"), "the actor")},
       {"Make it her first point instead of her last.", "reorder_route_point",
        R"({"package":"windfall","id":"gate_guard","point":3,"to":1})",
-       result([](const Value& r) { return expect_equal(r.get("id"), Value::of("gate_guard"), "the actor"); })},
+       result_member("id", Value::of("gate_guard"), "the actor")},
       {"On second thought, remove it again.", "remove_route_point",
-       R"({"package":"windfall","id":"gate_guard","point":1})", result([](const Value& r) {
-         return expect_equal(r.get("route_removed"), Value(), "\"route_removed\"");
-       })},
+       R"({"package":"windfall","id":"gate_guard","point":1})",
+       result_member("route_removed", Value(), "\"route_removed\"")},
       {"Let her walk round in a loop, pausing 2 seconds at each point.", "set_route",
        R"({"package":"windfall","id":"gate_guard","mode":"loop","pauses":2})",
-       result([](const Value& r) { return expect_equal(r.get("id"), Value::of("gate_guard"), "the actor"); })},
+       result_member("id", Value::of("gate_guard"), "the actor")},
       {"The ferry cart is one of the mod's own models: give it more speed and its own walk animation.",
        "set_route", R"({"package":"windfall","id":"ferry_cart","speed":120,"walk":"gallop"})",
-       result([](const Value& r) { return expect_equal(r.get("id"), Value::of("ferry_cart"), "the actor"); })},
+       result_member("id", Value::of("ferry_cart"), "the actor")},
       {"The seated man by the harbour does not walk, and Pathwright says so.", "add_route_point",
        R"({"package":"windfall","id":"harbour_seated_ym1","position":{"x":150,"y":100,"z":-1300}})",
        failure(rpc_code::kCommandFailed, "this villager is seated and does not walk")},
-      {"Undo the last change.", "undo", R"({"package":"windfall"})", result([](const Value& r) {
-         return expect_equal(r.get("undone"), Value::of("Route settings of ferry_cart"), "the undone change");
-       })},
-      {"And redo it.", "redo", R"({"package":"windfall"})", result([](const Value& r) {
-         return expect_equal(r.get("redone"), Value::of("Route settings of ferry_cart"), "the redone change");
-       })},
+      {"Undo the last change.", "undo", R"({"package":"windfall"})",
+       result_member("undone", Value::of("Route settings of ferry_cart"), "the undone change")},
+      {"And redo it.", "redo", R"({"package":"windfall"})",
+       result_member("redone", Value::of("Route settings of ferry_cart"), "the redone change")},
       {"Every change is in the package's history, which survives restarts.", "history",
-       R"({"package":"windfall"})", result([](const Value& r) {
-         return expect_equal(Value::of(static_cast<double>(r.get("changes").items.size())), Value::of(6.0),
-                             "the number of changes");
-       })},
+       R"({"package":"windfall"})", result_count("changes", 6, "the number of changes")},
+  };
+}
+
+// The second part: what the game adds, the ground below points and routes and what residents walk.
+std::vector<Step> game_steps() {
+  return {
       {"With the game running, a point can be placed where Link stands; it lands on the ground.",
-       "add_route_point", R"({"package":"windfall","id":"baker_ub3","at":"link"})",
-       [](const Value& answer, Workbench& bench) -> std::string {
-         if (!answer.has("result")) return "expected a result";
-         std::string problem = expect_equal(answer.get("result").get("point"), Value::of(5.0), "the new point");
-         if (!problem.empty()) return problem;
-         const Value& points = route_points(bench, "baker_ub3");
-         if (points.items.size() != 5) return "the baker's route does not hold 5 points";
-         return expect_equal(points.items[4], point(0, 100, 200), "the stored point");
-       }},
+       "add_route_point", R"({"package":"windfall","id":"baker_ub3","at":"link"})", placed_where_link_stands},
       {"A point over the open sea keeps its height, with a note saying why it is not on the ground.",
        "add_route_point", R"({"package":"windfall","id":"pier_sailor_sa4","position":{"x":0,"y":100,"z":-3000}})",
-       result([](const Value& r) {
-         return expect_equal(r.get("snap_note"), Value::of("not on the ground: open sea below (0, -3000)"),
-                             "the snap note");
-       })},
+       result_member("snap_note", Value::of("not on the ground: open sea below (0, -3000)"), "the snap note")},
       {"The young man's draft route jumps off the cliff, climbs it back and floats above the town.",
-       "check_route", R"({"package":"windfall","id":"young_man_um2"})", result([](const Value& r) -> std::string {
-         const std::pair<double, const char*> wanted[] = {{0, "a drop"},
-                                                          {1, ""},
-                                                          {2, "a step up too high (a wall)"},
-                                                          {3, "the ground is far from the route's height"}};
-         for (const auto& [from, problem] : wanted) {
-           const Value* segment = segment_from(r, from);
-           if (segment == nullptr) return "no segment from point " + std::to_string(static_cast<int>(from));
-           const bool fine = *problem == '\0';
-           std::string wrong = expect_equal(segment->get("problem"), fine ? Value() : Value::of(problem),
-                                            "the problem after point " + std::to_string(static_cast<int>(from)));
-           if (!wrong.empty()) return wrong;
-           if (!fine && !segment->get("at").is_object()) return "no \"at\" for a problem";
-         }
-         return std::string();
-       })},
+       "check_route", R"({"package":"windfall","id":"young_man_um2"})", result(cliff_route_problems)},
       {"The game walks what was just edited: two seconds later the baker is on her way to point 1.",
-       "route_status", R"({"package":"windfall","id":"baker_ub3"})", result([](const Value& r) {
-         const Value& route = r.get("route").is_object() ? r.get("route") : r;
-         std::string problem = expect_equal(route.get("state"), Value::of("walking"), "her state");
-         if (problem.empty()) problem = expect_equal(route.get("target"), Value::of(1.0), "her target");
-         const double x = route.get("position").get("x").number;
-         if (problem.empty() && !(x > 200 && x < 300)) problem = "she is not between her door and point 1";
-         return problem;
-       }),
-       kWalkSeconds},
+       "route_status", R"({"package":"windfall","id":"baker_ub3"})", result(baker_on_her_way), kWalkSeconds},
       {"Remove the pier sailor's route; the game stops walking him at once.", "remove_route",
        R"({"package":"windfall","id":"pier_sailor_sa4"})",
-       result([](const Value& r) { return expect_equal(r.get("id"), Value::of("pier_sailor_sa4"), "the actor"); })},
+       result_member("id", Value::of("pier_sailor_sa4"), "the actor")},
       {"Asked about him, the game says it walks nothing for him.", "route_status",
        R"({"package":"windfall","id":"pier_sailor_sa4"})",
        failure(rpc_code::kCommandFailed, "no live route for \"pier_sailor_sa4\"")},
   };
+}
+
+std::vector<Step> steps() {
+  std::vector<Step> tour = editing_steps();
+  for (Step& step : game_steps()) tour.push_back(std::move(step));
+  return tour;
 }
 
 }  // namespace

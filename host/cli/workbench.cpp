@@ -23,73 +23,88 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
   store_held = false;
   std::unique_ptr<Workbench> bench(new Workbench());
   bench->options_ = options;
-  // Without --store: the current folder, or for --demo a private copy of the demo store.
-  std::string store_dir(options.store_dir.empty() ? "." : options.store_dir);
-  if (options.store_dir.empty() && options.demo) {
-    std::string demo_store = options.examples_dir;
-    demo_store.append("/").append(kDemoStore);
-    bench->temp_store_ = TempFolder::copy_of(demo_store, error);
-    if (!bench->temp_store_) return nullptr;
-    store_dir = bench->temp_store_->path();
-  }
-  bench->options_.store_dir = store_dir;
-  bench->session_ = HostSession::open(store_dir, error);
-  if (!bench->session_) return nullptr;
-  bench->lock_ = StoreLock::take(bench->session_->store_dir(), options.lock_wait_seconds, store_held, error);
-  if (!bench->lock_) return nullptr;
-  int removed = 0;
-  if (!bench->session_->remove_interrupted_saves(removed, error)) return nullptr;
-
-  Workbench* self = bench.get();
-  if (options.demo) {
-    const game::Clock clock = options.manual_clock ? game::Clock::Manual : game::Clock::Real;
-    bench->world_ = options.world_file.empty() ? game::GameWorld::island(clock, error)
-                                               : game::GameWorld::from_obj(options.world_file, clock, error);
-    if (!bench->world_) return nullptr;
-    bench->local_ = std::make_unique<game::LocalLiveGame>(*bench->world_);
-  } else if (options.use_game) {
-    bench->link_ = std::make_unique<GameLink>(options.game, options.game_timeout_seconds);
-    bench->link_->on_note = [self](const std::string& text) { self->note(text); };
-    // A fresh connection: the game has none of our packages yet.
-    bench->link_->loaded_packages = [self] {
-      self->handed_over_.clear();
-      std::vector<const editor::Session::Package*> packages;
-      for (const std::string& name : self->session_->loaded_package_names()) {
-        Value params = Value::object();
-        params["package"] = Value::of(name);
-        std::string problem;
-        if (const editor::Session::Package* package = self->session_->package(params, problem)) {
-          packages.push_back(package);
-          self->handed_over_.insert(name);
-        } else {
-          self->note("cannot hand package \"" + name + "\" to the game: " + problem);
-        }
-      }
-      return packages;
-    };
-  }
-  // Whatever the modder just changed is what the game walks next.
-  bench->session_->on_changed = [self](const editor::Session::Package& package) {
-    if (self->session_->live_game != nullptr) self->hand_over(package);
-  };
-  bench->session_->on_applied = [self](const editor::Session::Package& package, const std::string& kind,
-                                       const std::string& label) {
-    if (self->on_applied) self->on_applied(package.name, kind, label);
-  };
-  if (bench->world_ || bench->link_) {
-    // Open every package of the store now, so the game walks all of them from the start rather than
-    // each from the first command that names it.
-    bool listed = false, known = false;
-    std::string problem;
-    const Value listing = bench->session_->host_command("packages", Value::object(), problem, listed, known);
-    for (const Value& entry : listing.get("packages").items) {
-      if (entry.has("error")) bench->note("package \"" + entry.get("name").str + "\": " + entry.get("error").str);
-    }
-    if (bench->link_) bench->link_->ensure_connected();
-    bench->refresh_live_game();
-    bench->sync_game(Value());
-  }
+  if (!bench->open_store(error, store_held)) return nullptr;
+  if (!bench->start_game(error)) return nullptr;
+  bench->follow_changes();
+  if (bench->world_ || bench->link_) bench->open_every_package_in_game();
   return bench;
+}
+
+bool Workbench::open_store(std::string& error, bool& store_held) {
+  // Without --store: the current folder, or for --demo a private copy of the demo store.
+  std::string store_dir(options_.store_dir.empty() ? "." : options_.store_dir);
+  if (options_.store_dir.empty() && options_.demo) {
+    std::string demo_store = options_.examples_dir;
+    demo_store.append("/").append(kDemoStore);
+    temp_store_ = TempFolder::copy_of(demo_store, error);
+    if (!temp_store_) return false;
+    store_dir = temp_store_->path();
+  }
+  options_.store_dir = store_dir;
+  session_ = HostSession::open(store_dir, error);
+  if (!session_) return false;
+  lock_ = StoreLock::take(session_->store_dir(), options_.lock_wait_seconds, store_held, error);
+  if (!lock_) return false;
+  int removed = 0;
+  return session_->remove_interrupted_saves(removed, error);
+}
+
+bool Workbench::start_game(std::string& error) {
+  if (options_.demo) {
+    const game::Clock clock = options_.manual_clock ? game::Clock::Manual : game::Clock::Real;
+    world_ = options_.world_file.empty() ? game::GameWorld::island(clock, error)
+                                         : game::GameWorld::from_obj(options_.world_file, clock, error);
+    if (!world_) return false;
+    local_ = std::make_unique<game::LocalLiveGame>(*world_);
+  } else if (options_.use_game) {
+    link_ = std::make_unique<GameLink>(options_.game, options_.game_timeout_seconds);
+    link_->on_note = [this](const std::string& text) { note(text); };
+    link_->loaded_packages = [this] { return packages_for_new_connection(); };
+  }
+  return true;
+}
+
+std::vector<const editor::Session::Package*> Workbench::packages_for_new_connection() {
+  // A fresh connection: the game has none of our packages yet.
+  handed_over_.clear();
+  std::vector<const editor::Session::Package*> packages;
+  for (const std::string& name : session_->loaded_package_names()) {
+    Value params = Value::object();
+    params["package"] = Value::of(name);
+    std::string problem;
+    if (const editor::Session::Package* package = session_->package(params, problem)) {
+      packages.push_back(package);
+      handed_over_.insert(name);
+    } else {
+      note("cannot hand package \"" + name + "\" to the game: " + problem);
+    }
+  }
+  return packages;
+}
+
+void Workbench::follow_changes() {
+  // Whatever the modder just changed is what the game walks next.
+  session_->on_changed = [this](const editor::Session::Package& package) {
+    if (session_->live_game != nullptr) hand_over(package);
+  };
+  session_->on_applied = [this](const editor::Session::Package& package, const std::string& kind,
+                                const std::string& label) {
+    if (on_applied) on_applied(package.name, kind, label);
+  };
+}
+
+void Workbench::open_every_package_in_game() {
+  // Open every package of the store now, so the game walks all of them from the start rather than
+  // each from the first command that names it.
+  bool listed = false, known = false;
+  std::string problem;
+  const Value listing = session_->host_command("packages", Value::object(), problem, listed, known);
+  for (const Value& entry : listing.get("packages").items) {
+    if (entry.has("error")) note("package \"" + entry.get("name").str + "\": " + entry.get("error").str);
+  }
+  if (link_) link_->ensure_connected();
+  refresh_live_game();
+  sync_game(Value());
 }
 
 Workbench::~Workbench() = default;
@@ -179,7 +194,7 @@ namespace {
 bool may_ask_game(const std::string& method, const Value& params) {
   static const char* const kWithoutGame[] = {"packages", "actors", "placed_actors", "document", "undo", "redo",
                                              "history", "reload", "remove_route_point", "reorder_route_point",
-                                             "set_route", "remove_route"};
+                                             "set_route", "remove_route", "route_fields"};
   for (const char* name : kWithoutGame) {
     if (method == name) return false;
   }

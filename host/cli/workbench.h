@@ -10,6 +10,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "host/cli/json_rpc.h"
 #include "host/link/game_link.h"
@@ -87,6 +88,13 @@ class Workbench {
 
  private:
   Workbench() = default;
+  // The steps of open(), in order. On false, `error` says why.
+  bool open_store(std::string& error, bool& store_held);
+  bool start_game(std::string& error);
+  void follow_changes();
+  void open_every_package_in_game();
+  // What the game link hands a fresh connection: every loaded package, noting the ones it cannot.
+  std::vector<const editor::Session::Package*> packages_for_new_connection();
   mods::json::Value status();
   CallOutcome advance_command(const mods::json::Value& params);
   void note(const std::string& text) const;

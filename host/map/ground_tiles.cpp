@@ -50,6 +50,19 @@ float shade(float dx, float dz) {
 
 unsigned char channel(float value) { return static_cast<unsigned char>(std::clamp(value, 0.0f, 255.0f)); }
 
+// The probes at height `probe_y` above the middle of every pixel of tile `key` and of the ring of pixels
+// around it (the shading needs the neighbours), row by row; `unit` is world units per pixel.
+std::vector<WorldPoint> tile_probes(const TileKey& key, double unit, float probe_y) {
+  const double x0 = static_cast<double>(key.x) * kTileSize * unit;
+  const double z0 = static_cast<double>(key.y) * kTileSize * unit;
+  std::vector<WorldPoint> probes;
+  probes.reserve(static_cast<std::size_t>(TileHeights::kSide) * TileHeights::kSide);
+  for (int j = -1; j <= kTileSize; ++j)
+    for (int i = -1; i <= kTileSize; ++i)
+      probes.push_back({static_cast<float>(x0 + (i + 0.5) * unit), probe_y, static_cast<float>(z0 + (j + 0.5) * unit)});
+  return probes;
+}
+
 }  // namespace
 
 bool paint_tile(const TileHeights& ground, float low, float high, float pixel_size, std::string& png,
@@ -103,6 +116,15 @@ void GroundTiles::forget() {
   kept_.clear();
 }
 
+bool GroundTiles::kept_tile(const std::string& world, const TileKey& key, std::string& png) {
+  std::lock_guard<std::mutex> hold(mutex_);
+  if (world != world_) kept_.clear(), world_ = world;
+  auto kept = kept_.find(key);
+  if (kept == kept_.end()) return false;
+  png = kept->second;
+  return true;
+}
+
 bool GroundTiles::tile(SharedWorkbench& bench, const TileKey& key, std::string& png, int& status,
                        std::string& error) {
   if (key.zoom < kLowestZoom || key.zoom > kHighestZoom) {
@@ -120,16 +142,7 @@ bool GroundTiles::tile(SharedWorkbench& bench, const TileKey& key, std::string& 
       error = "the ground is unknown: no game is connected (" + state.get("problem").string("") + ")";
       return false;
     }
-    const std::string world = state.get("world").string("");
-    {
-      std::lock_guard<std::mutex> hold(mutex_);
-      if (world != world_) kept_.clear(), world_ = world;
-      auto kept = kept_.find(key);
-      if (kept != kept_.end()) {
-        png = kept->second;
-        return true;
-      }
-    }
+    if (kept_tile(state.get("world").string(""), key, png)) return true;
     const Value& bounds = state.get("bounds");
     const bool bounded = bounds.get("low").get("y").is_number() && bounds.get("high").get("y").is_number();
     const float low = bounded ? static_cast<float>(bounds.get("low").get("y").number) : kNoBoundsLow;
@@ -137,15 +150,8 @@ bool GroundTiles::tile(SharedWorkbench& bench, const TileKey& key, std::string& 
     const float probe_y = bounded ? high + kAboveWorld : kNoBoundsProbeY;
 
     const double unit = std::ldexp(1.0, -key.zoom);  // world units per pixel
-    const double x0 = static_cast<double>(key.x) * kTileSize * unit;
-    const double z0 = static_cast<double>(key.y) * kTileSize * unit;
-    std::vector<WorldPoint> probes;
-    probes.reserve(static_cast<std::size_t>(TileHeights::kSide) * TileHeights::kSide);
-    for (int j = -1; j <= kTileSize; ++j)
-      for (int i = -1; i <= kTileSize; ++i)
-        probes.push_back({static_cast<float>(x0 + (i + 0.5) * unit), probe_y, static_cast<float>(z0 + (j + 0.5) * unit)});
     TileHeights ground;
-    if (!game->ground_heights(probes, ground.heights, ground.found, error)) {
+    if (!game->ground_heights(tile_probes(key, unit, probe_y), ground.heights, ground.found, error)) {
       status = 502;
       error = "the game did not answer the ground below the tile: " + error;
       return false;

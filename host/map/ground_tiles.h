@@ -54,6 +54,9 @@ class GroundTiles {
   void forget();
 
  private:
+  // Whether tile `key` of `world` is kept; on true `png` holds it. A new world forgets every kept tile.
+  bool kept_tile(const std::string& world, const TileKey& key, std::string& png);
+
   std::mutex mutex_;
   std::string world_;  // the world the kept tiles show
   std::map<TileKey, std::string> kept_;

@@ -232,6 +232,15 @@ void MapServer::serve_rpc(const httplib::Request& request, httplib::Response& re
   send_plain(response, std::move(answer), "application/json");
 }
 
+// Where one page's event stream stands.
+struct MapServer::EventStream {
+  std::string package;
+  std::uint64_t last = 0;
+  std::uint64_t last_live = 0;
+  bool started = false;
+  bool reload = false;  // tell the page to fetch everything first
+};
+
 // One listener's stream: first the game's state (or "reload" when the page missed more than is kept),
 // then every event as it comes, a comment line when quiet, until the page goes or the server stops.
 void MapServer::serve_events(const httplib::Request& request, httplib::Response& response) {
@@ -239,14 +248,30 @@ void MapServer::serve_events(const httplib::Request& request, httplib::Response&
     refuse(response, 503, "too many pages are listening to this map");
     return;
   }
-  struct Listener {
-    std::string package;
-    std::uint64_t last = 0;
-    std::uint64_t last_live = 0;
-    bool started = false;
-    bool reload = false;  // tell the page to fetch everything first
-  };
-  auto listener = std::make_shared<Listener>();
+  std::shared_ptr<EventStream> listener = stream_for(request);
+  ++streams_;
+  {
+    std::lock_guard<std::mutex> hold(state_mutex_);
+    ++watched_[listener->package];
+  }
+  response.set_chunked_content_provider(
+      "text/event-stream",
+      [this, listener](std::size_t, httplib::DataSink& sink) {
+        std::string text;
+        if (!next_events(*listener, text)) return false;
+        return sink.write(text.data(), text.size());
+      },
+      [this, listener](bool) {
+        std::lock_guard<std::mutex> hold(state_mutex_);
+        --watched_[listener->package];
+        --streams_;
+      });
+}
+
+// A new stream for the page's package, resuming after its Last-Event-ID when the hub still has what came
+// since.
+std::shared_ptr<MapServer::EventStream> MapServer::stream_for(const httplib::Request& request) {
+  auto listener = std::make_shared<EventStream>();
   listener->package = request.has_param("package") ? request.get_param_value("package") : default_package();
   const std::string resume = request.get_header_value("Last-Event-ID");
   bool resuming = !resume.empty();
@@ -260,41 +285,31 @@ void MapServer::serve_events(const httplib::Request& request, httplib::Response&
   // An id from the future was given by an earlier run of the server: the page must fetch everything.
   listener->reload = resuming && listener->last > hub_.last_id();
   if (!resuming || listener->reload) listener->last = hub_.last_id();
-  ++streams_;
-  {
+  return listener;
+}
+
+// The stream's next chunk into `text`, waiting up to a heartbeat for events. False once the server stops.
+bool MapServer::next_events(EventStream& listener, std::string& text) {
+  bool too_old = false;
+  if (!listener.started) {
+    listener.started = true;
     std::lock_guard<std::mutex> hold(state_mutex_);
-    ++watched_[listener->package];
+    text = sse_text({.id = hub_.last_id(), .name = "game", .data = game_data_});
   }
-  response.set_chunked_content_provider(
-      "text/event-stream",
-      [this, listener](std::size_t, httplib::DataSink& sink) {
-        std::string text;
-        bool too_old = false;
-        if (!listener->started) {
-          listener->started = true;
-          std::lock_guard<std::mutex> hold(state_mutex_);
-          text = sse_text({.id = hub_.last_id(), .name = "game", .data = game_data_});
-        }
-        std::vector<MapEvent> events =
-            hub_.next(listener->last, listener->last_live, listener->package,
-                      text.empty() ? std::chrono::milliseconds(kHeartbeat) : std::chrono::milliseconds(0), too_old);
-        if (hub_.closed()) return false;
-        if (too_old || std::exchange(listener->reload, false)) {
-          listener->last = hub_.last_id();
-          text += sse_text({.id = listener->last, .name = "reload", .data = "{}"});
-        }
-        for (const MapEvent& event : events) {
-          text += sse_text(event);
-          (event.name == "live" ? listener->last_live : listener->last) = event.id;
-        }
-        if (text.empty()) text = ": still here\n\n";
-        return sink.write(text.data(), text.size());
-      },
-      [this, listener](bool) {
-        std::lock_guard<std::mutex> hold(state_mutex_);
-        --watched_[listener->package];
-        --streams_;
-      });
+  std::vector<MapEvent> events =
+      hub_.next(listener.last, listener.last_live, listener.package,
+                text.empty() ? std::chrono::milliseconds(kHeartbeat) : std::chrono::milliseconds(0), too_old);
+  if (hub_.closed()) return false;
+  if (too_old || std::exchange(listener.reload, false)) {
+    listener.last = hub_.last_id();
+    text += sse_text({.id = listener.last, .name = "reload", .data = "{}"});
+  }
+  for (const MapEvent& event : events) {
+    text += sse_text(event);
+    (event.name == "live" ? listener.last_live : listener.last) = event.id;
+  }
+  if (text.empty()) text = ": still here\n\n";
+  return true;
 }
 
 void MapServer::serve_tile(const httplib::Request& request, httplib::Response& response) {

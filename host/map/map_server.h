@@ -63,6 +63,9 @@ class MapServer {
   void serve_file(const httplib::Request& request, httplib::Response& response) const;
   void serve_rpc(const httplib::Request& request, httplib::Response& response);
   void serve_events(const httplib::Request& request, httplib::Response& response);
+  struct EventStream;
+  std::shared_ptr<EventStream> stream_for(const httplib::Request& request);
+  bool next_events(EventStream& listener, std::string& text);
   void serve_tile(const httplib::Request& request, httplib::Response& response);
   void watch_game();
   void send_live();

@@ -100,43 +100,7 @@ Value HostSession::host_command(const std::string& method, const Value& params, 
   if (!handled) return Value();
   ok = true;
   if (method == "packages") return list_packages(error, ok);
-
-  if (method == "reload") {
-    Value kept = Value::object();
-    std::string name;
-    if (!resolve_name(params, name, error)) {
-      ok = false;
-      return Value();
-    }
-    auto it = packages_.find(name);
-    if (it != packages_.end()) {
-      // Changes still waiting in the journal reach the file first when they can; if others replaced the
-      // file, the reload takes their version and the journal (with its history) is set aside.
-      std::string ignored;
-      it->second->fold(ignored);
-      Value discarded = Value::array();
-      if (it->second->in_conflict() && !keep_discarded(*it->second, discarded, error)) {
-        ok = false;  // the answered changes are still in memory and in the journal: nothing is dropped
-        return Value();
-      }
-      packages_.erase(it);
-      if (!discarded.items.empty()) kept["discarded"] = std::move(discarded);
-    }
-    StoredPackage* stored = load(name, error);
-    if (stored == nullptr) {
-      ok = false;
-      return Value();
-    }
-    changed(*stored, "reload", "");
-    Value result = with_package(name);
-    if (kept.has("discarded")) {
-      result["discarded"] = kept["discarded"];
-      result["kept_in"] = Value::of(store_->journal_folder() + "/" + name + kDiscardedSuffix);
-    }
-    result["actors"] = Value::of(static_cast<double>(actors_of(stored->package().document).items.size()));
-    result["changes"] = Value::of(static_cast<double>(stored->history().changes().size()));
-    return result;
-  }
+  if (method == "reload") return reload(params, error, ok);
 
   StoredPackage* stored = this->stored(params, error);
   if (stored == nullptr) {
@@ -152,14 +116,55 @@ Value HostSession::host_command(const std::string& method, const Value& params, 
     result["document"] = stored->package().document;
     return result;
   }
-  std::string label;
-  bool undo = method == "undo";
-  if (!(undo ? stored->undo(label, error) : stored->redo(label, error))) {
+  return undo_or_redo(*stored, method, error, ok);
+}
+
+Value HostSession::reload(const Value& params, std::string& error, bool& ok) {
+  Value kept = Value::object();
+  std::string name;
+  if (!resolve_name(params, name, error)) {
     ok = false;
     return Value();
   }
-  changed(*stored, method, label);
+  auto it = packages_.find(name);
+  if (it != packages_.end()) {
+    // Changes still waiting in the journal reach the file first when they can; if others replaced the
+    // file, the reload takes their version and the journal (with its history) is set aside.
+    std::string ignored;
+    it->second->fold(ignored);
+    Value discarded = Value::array();
+    if (it->second->in_conflict() && !keep_discarded(*it->second, discarded, error)) {
+      ok = false;  // the answered changes are still in memory and in the journal: nothing is dropped
+      return Value();
+    }
+    packages_.erase(it);
+    if (!discarded.items.empty()) kept["discarded"] = std::move(discarded);
+  }
+  StoredPackage* stored = load(name, error);
+  if (stored == nullptr) {
+    ok = false;
+    return Value();
+  }
+  changed(*stored, "reload", "");
   Value result = with_package(name);
+  if (kept.has("discarded")) {
+    result["discarded"] = kept["discarded"];
+    result["kept_in"] = Value::of(store_->journal_folder() + "/" + name + kDiscardedSuffix);
+  }
+  result["actors"] = Value::of(static_cast<double>(actors_of(stored->package().document).items.size()));
+  result["changes"] = Value::of(static_cast<double>(stored->history().changes().size()));
+  return result;
+}
+
+Value HostSession::undo_or_redo(StoredPackage& stored, const std::string& method, std::string& error, bool& ok) {
+  std::string label;
+  bool undo = method == "undo";
+  if (!(undo ? stored.undo(label, error) : stored.redo(label, error))) {
+    ok = false;
+    return Value();
+  }
+  changed(stored, method, label);
+  Value result = with_package(stored.package().name);
   result[undo ? "undone" : "redone"] = Value::of(label);
   return result;
 }

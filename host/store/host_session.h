@@ -85,6 +85,9 @@ class HostSession : public editor::Session {
   mods::json::Value list_packages(std::string& error, bool& ok);
   mods::json::Value list_actors(StoredPackage& stored);
   mods::json::Value history_of(StoredPackage& stored);
+  // host_command's "reload", "undo" and "redo"; on failure `ok` is false and `error` says why.
+  mods::json::Value reload(const mods::json::Value& params, std::string& error, bool& ok);
+  mods::json::Value undo_or_redo(StoredPackage& stored, const std::string& method, std::string& error, bool& ok);
 
   std::unique_ptr<PackageStore> store_;
   std::map<std::string, std::unique_ptr<StoredPackage>> packages_;

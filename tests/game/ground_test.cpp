@@ -27,22 +27,32 @@ WorldMesh known_mesh() {
 }
 
 // A probe and the ground it must find; flat floors answer their height exactly (tolerance 0).
-struct ProbeCase { const char* what; float x, y, z; bool found; float height; float tolerance = 0; };
+struct ProbeCase {
+  const char* what;
+  float x, y, z;
+  bool found;
+  float height;
+  float tolerance = 0;
+};
 
 TEST(Ground, AnswersTheFirstSurfaceStraightBelowTheProbe) {
   std::string error;
   auto ground = Ground::build(known_mesh(), error);
   ASSERT_TRUE(ground) << error;
   const ProbeCase cases[] = {
-      {"low floor", 50, 100, 50, true, 0},             {"step of exactly 50", 150, 100, 50, true, 50},
-      {"step just above 50", 250, 200, 50, true, 100.001f}, {"bridge deck from above", 450, 300, 50, true, 200},
-      {"floor from between deck and floor", 450, 150, 50, true, 0}, {"floor beside the deck", 450, 300, 10, true, 0},
-      {"ramp halfway", 650, 300, 50, true, 50, 1e-3f},  {"nothing below: outside", 1000, 100, 1000, false, 0},
-      {"nothing below: under the floor", 50, -10, 50, false, 0},
-      {"far above the world", 50, 1e30f, 50, true, 0},
-      {"outside the world: x = 1e20", 1e20f, 100, 50, false, 0},
-      {"outside the world: z = -3e38", 50, 100, -3e38f, false, 0},
-      {"far below the world", 50, -1e20f, 50, false, 0},
+      {.what = "low floor", .x = 50, .y = 100, .z = 50, .found = true, .height = 0},
+      {.what = "step of exactly 50", .x = 150, .y = 100, .z = 50, .found = true, .height = 50},
+      {.what = "step just above 50", .x = 250, .y = 200, .z = 50, .found = true, .height = 100.001f},
+      {.what = "bridge deck from above", .x = 450, .y = 300, .z = 50, .found = true, .height = 200},
+      {.what = "floor from between deck and floor", .x = 450, .y = 150, .z = 50, .found = true, .height = 0},
+      {.what = "floor beside the deck", .x = 450, .y = 300, .z = 10, .found = true, .height = 0},
+      {.what = "ramp halfway", .x = 650, .y = 300, .z = 50, .found = true, .height = 50, .tolerance = 1e-3f},
+      {.what = "nothing below: outside", .x = 1000, .y = 100, .z = 1000, .found = false, .height = 0},
+      {.what = "nothing below: under the floor", .x = 50, .y = -10, .z = 50, .found = false, .height = 0},
+      {.what = "far above the world", .x = 50, .y = 1e30f, .z = 50, .found = true, .height = 0},
+      {.what = "outside the world: x = 1e20", .x = 1e20f, .y = 100, .z = 50, .found = false, .height = 0},
+      {.what = "outside the world: z = -3e38", .x = 50, .y = 100, .z = -3e38f, .found = false, .height = 0},
+      {.what = "far below the world", .x = 50, .y = -1e20f, .z = 50, .found = false, .height = 0},
   };
   for (const ProbeCase& c : cases) {
     float height = -1;

@@ -19,16 +19,28 @@ TEST_F(Island, ShowsEveryProblemOfARouteCheckOnTheRoutesItsGuideGives) {
   LocalLiveGame live(*world_);
   support::MemorySession session;
   session.live_game = &live;
-  struct Case { const char* what; std::vector<WorldPoint> route; std::vector<std::string> problems; };
+  struct Case {
+    const char* what;
+    std::vector<WorldPoint> route;
+    std::vector<std::string> problems;
+  };
   const Case cases[] = {
-      {"off the pier end", {{0, 100, -2400}, island::kOpenSeaSouth}, {"no ground"}},
-      {"east over the cliff", {{1000, 100, 0}, {2000, 0, 0}}, {"a drop"}},
-      {"west up the cliff", {{2000, 0, 0}, {1000, 100, 0}}, {"a step up too high (a wall)"}},
-      {"onto the wall block", {{-1200, 100, 0}, island::kOnTheWall}, {"a step up too high (a wall)"}},
-      {"through the wall block at walking height", {{-1200, 100, 0}, {-700, 100, 0}}, {""}},
-      {"high above the plateau", {{-300, 400, 300}, {300, 400, 300}}, {"the ground is far from the route's height"}},
-      {"round the town", {island::kTownSquare, {400, 100, 0}, {400, 100, 400}}, {"", ""}},
-      {"along the pier", {{0, 100, -1400}, {0, 100, -2550}}, {""}},
+      {.what = "off the pier end", .route = {{0, 100, -2400}, island::kOpenSeaSouth}, .problems = {"no ground"}},
+      {.what = "east over the cliff", .route = {{1000, 100, 0}, {2000, 0, 0}}, .problems = {"a drop"}},
+      {.what = "west up the cliff",
+       .route = {{2000, 0, 0}, {1000, 100, 0}},
+       .problems = {"a step up too high (a wall)"}},
+      {.what = "onto the wall block",
+       .route = {{-1200, 100, 0}, island::kOnTheWall},
+       .problems = {"a step up too high (a wall)"}},
+      {.what = "through the wall block at walking height",
+       .route = {{-1200, 100, 0}, {-700, 100, 0}},
+       .problems = {""}},
+      {.what = "high above the plateau",
+       .route = {{-300, 400, 300}, {300, 400, 300}},
+       .problems = {"the ground is far from the route's height"}},
+      {.what = "round the town", .route = {island::kTownSquare, {400, 100, 0}, {400, 100, 400}}, .problems = {"", ""}},
+      {.what = "along the pier", .route = {{0, 100, -1400}, {0, 100, -2550}}, .problems = {""}},
   };
   // Checking a route reads the package only, so one actor serves every case.
   Value& actor = session.add("windfall", parsed(R"({"actors":[{"id":"m","kind":"mod"}]})")).document["actors"].items[0];
@@ -44,13 +56,23 @@ TEST_F(Island, ShowsEveryProblemOfARouteCheckOnTheRoutesItsGuideGives) {
 }
 
 TEST_F(Island, NamedPlacesStandWhereTheLayoutSays) {
-  struct Place { const char* what; WorldPoint point; bool found; float height; };
+  struct Place {
+    const char* what;
+    WorldPoint point;
+    bool found;
+    float height;
+  };
   const Place places[] = {
-      {"town square", island::kTownSquare, true, 100},   {"link's spawn", island::kLinkSpawn, true, 100},
-      {"cliff edge", island::kCliffEdge, true, 100},     {"below the cliff", island::kBelowCliff, true, 0},
-      {"on the wall", island::kOnTheWall, true, 300},    {"west face of the wall", island::kWallFace, true, 100},
-      {"pier end", island::kPierEndPoint, true, 100},    {"open sea south", island::kOpenSeaSouth, false, 0},
-      {"open sea east", island::kOpenSeaEast, false, 0}, {"between pier and plateau edge", {500, 100, -1600}, false, 0},
+      {.what = "town square", .point = island::kTownSquare, .found = true, .height = 100},
+      {.what = "link's spawn", .point = island::kLinkSpawn, .found = true, .height = 100},
+      {.what = "cliff edge", .point = island::kCliffEdge, .found = true, .height = 100},
+      {.what = "below the cliff", .point = island::kBelowCliff, .found = true, .height = 0},
+      {.what = "on the wall", .point = island::kOnTheWall, .found = true, .height = 300},
+      {.what = "west face of the wall", .point = island::kWallFace, .found = true, .height = 100},
+      {.what = "pier end", .point = island::kPierEndPoint, .found = true, .height = 100},
+      {.what = "open sea south", .point = island::kOpenSeaSouth, .found = false, .height = 0},
+      {.what = "open sea east", .point = island::kOpenSeaEast, .found = false, .height = 0},
+      {.what = "between pier and plateau edge", .point = {500, 100, -1600}, .found = false, .height = 0},
   };
   for (const Place& p : places) {
     float height = -1;

@@ -59,7 +59,9 @@ TEST_F(LinkServerTest, ServesPipelinedAndSplitLinesInOrderOnSeveralConnections) 
   second.send("{\"id\":7,\"op\":\"teleport\",\"x\":5,\"y\":6,\"z\":7}\n");
   EXPECT_EQ(second.line(), R"({"id":7,"ok":true})");
   first.send("lo\"}\nnot json\r\n{\"id\":2,\"op\":\"link\"}\n\n");
-  EXPECT_EQ(first.line(), R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},"id":1,"ok":true,"protocol":1,"world":"island"})");
+  EXPECT_EQ(first.line(),
+            R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},)"
+            R"("id":1,"ok":true,"protocol":1,"world":"island"})");
   EXPECT_EQ(first.line().rfind(R"({"error":"the line is not json)", 0), 0u);
   EXPECT_EQ(first.line(), R"({"id":2,"ok":true,"x":5,"y":6,"z":7})");
   EXPECT_EQ(first.line().rfind(R"({"error":"the line is not json)", 0), 0u) << "an empty line is answered too";
@@ -69,12 +71,16 @@ TEST_F(LinkServerTest, AnswersAnOverlongLineWithAnErrorAndCarriesOn) {
   Client client(server_.port());
   client.send(R"({"id":1,"op":"hello","padding":")" + std::string(5000, 'x') + "\"}\n" R"({"id":2,"op":"hello"})" "\n");
   EXPECT_EQ(client.line(), R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})");
-  EXPECT_EQ(client.line(), R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},"id":2,"ok":true,"protocol":1,"world":"island"})");
+  EXPECT_EQ(client.line(),
+            R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},)"
+            R"("id":2,"ok":true,"protocol":1,"world":"island"})");
   // The same, arriving in pieces: answered once, as soon as it is known to be too long.
   client.send("{\"id\":3,\"op\":\"hello\",\"padding\":\"" + std::string(100, 'x'));
   EXPECT_EQ(client.line(), R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})");
   client.send(std::string(300, 'y') + "\"}\n{\"id\":4,\"op\":\"hello\"}\n");
-  EXPECT_EQ(client.line(), R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},"id":4,"ok":true,"protocol":1,"world":"island"})");
+  EXPECT_EQ(client.line(),
+            R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},)"
+            R"("id":4,"ok":true,"protocol":1,"world":"island"})");
 }
 
 // The real binary on a free port, started by a shell that prints its own pid and then becomes the game;

@@ -19,37 +19,90 @@ std::string model(const std::string& path_extra) {
 
 // Where a walker stands at a moment: horizontal place (its height is the town's 100), state, the number of
 // the point it heads for, and heading in degrees.
-struct Expected { double seconds; float x, z; const char* state; int target; float heading; };
+struct Expected {
+  double seconds;
+  float x, z;
+  const char* state;
+  int target;
+  float heading;
+};
 
 using Walking = OnTheIsland;
 
 TEST_F(Walking, EveryModeFollowsItsRouteOverTime) {
-  struct WalkCase { const char* what; std::string actor; std::vector<Expected> moments; };
+  struct WalkCase {
+    const char* what;
+    std::string actor;
+    std::vector<Expected> moments;
+  };
+  const float diagonal = 100 - 25 / std::sqrt(2.0f);  // 25 along the way back from (100, 100) to (0, 0)
   const WalkCase cases[] = {
-      {"once arrives and stops", model(R"(,"mode":"once")"), {{1, 50, 0, "walking", 2, 90},
-        {3, 100, 50, "walking", 3, 0}, {4, 100, 100, "arrived", 3, 0}, {60, 100, 100, "arrived", 3, 0}}},
-      {"loop goes round to point 1", model(R"(,"mode":"loop")"),
-       {{4.5, 100 - 25 / std::sqrt(2.0f), 100 - 25 / std::sqrt(2.0f), "walking", 1, 225},
-        {(200 + 100 * std::sqrt(2.0)) / 50 + 1, 50, 0, "walking", 2, 90}}},
-      {"back and forth turns at the ends", model(R"(,"mode":"back_and_forth")"),
-       {{5, 100, 50, "walking", 2, 180}, {7, 50, 0, "walking", 1, 270}, {9, 50, 0, "walking", 2, 90}}},
-      {"a numeric pause stands that long at each point", model(R"(,"mode":"once","pauses":1.5)"),
-       {{2.5, 100, 0, "pausing", 3, 90}, {4, 100, 25, "walking", 3, 0}, {6, 100, 100, "arrived", 3, 0}}},
-      {"pauses true stands the default time", model(R"(,"mode":"once","pauses":true)"),
-       {{3.9, 100, 0, "pausing", 3, 90}, {4.5, 100, 25, "walking", 3, 0}}},
-      {"pauses false walks on", model(R"(,"mode":"once","pauses":false)"), {{2.5, 100, 25, "walking", 3, 0}}},
-      {"a model without a speed walks at 60",
-       R"({"id":"m","kind":"mod","path":{"points":[{"x":0,"y":100,"z":0},{"x":0,"y":100,"z":600}]}})",
-       {{5, 0, 300, "walking", 2, 0}}},
-      {"a patroller walks back and forth at patrol pace whatever the mode",
-       R"({"id":"b","actor":"bokoblin","position":{"x":0,"y":100,"z":0},
+      {.what = "once arrives and stops",
+       .actor = model(R"(,"mode":"once")"),
+       .moments = {
+           {.seconds = 1, .x = 50, .z = 0, .state = "walking", .target = 2, .heading = 90},
+           {.seconds = 3, .x = 100, .z = 50, .state = "walking", .target = 3, .heading = 0},
+           {.seconds = 4, .x = 100, .z = 100, .state = "arrived", .target = 3, .heading = 0},
+           {.seconds = 60, .x = 100, .z = 100, .state = "arrived", .target = 3, .heading = 0},
+       }},
+      {.what = "loop goes round to point 1",
+       .actor = model(R"(,"mode":"loop")"),
+       .moments = {
+           {.seconds = 4.5, .x = diagonal, .z = diagonal, .state = "walking", .target = 1, .heading = 225},
+           {.seconds = (200 + 100 * std::sqrt(2.0)) / 50 + 1,
+            .x = 50,
+            .z = 0,
+            .state = "walking",
+            .target = 2,
+            .heading = 90},
+       }},
+      {.what = "back and forth turns at the ends",
+       .actor = model(R"(,"mode":"back_and_forth")"),
+       .moments = {
+           {.seconds = 5, .x = 100, .z = 50, .state = "walking", .target = 2, .heading = 180},
+           {.seconds = 7, .x = 50, .z = 0, .state = "walking", .target = 1, .heading = 270},
+           {.seconds = 9, .x = 50, .z = 0, .state = "walking", .target = 2, .heading = 90},
+       }},
+      {.what = "a numeric pause stands that long at each point",
+       .actor = model(R"(,"mode":"once","pauses":1.5)"),
+       .moments = {
+           {.seconds = 2.5, .x = 100, .z = 0, .state = "pausing", .target = 3, .heading = 90},
+           {.seconds = 4, .x = 100, .z = 25, .state = "walking", .target = 3, .heading = 0},
+           {.seconds = 6, .x = 100, .z = 100, .state = "arrived", .target = 3, .heading = 0},
+       }},
+      {.what = "pauses true stands the default time",
+       .actor = model(R"(,"mode":"once","pauses":true)"),
+       .moments = {
+           {.seconds = 3.9, .x = 100, .z = 0, .state = "pausing", .target = 3, .heading = 90},
+           {.seconds = 4.5, .x = 100, .z = 25, .state = "walking", .target = 3, .heading = 0},
+       }},
+      {.what = "pauses false walks on",
+       .actor = model(R"(,"mode":"once","pauses":false)"),
+       .moments = {
+           {.seconds = 2.5, .x = 100, .z = 25, .state = "walking", .target = 3, .heading = 0},
+       }},
+      {.what = "a model without a speed walks at 60",
+       .actor = R"({"id":"m","kind":"mod","path":{"points":[{"x":0,"y":100,"z":0},{"x":0,"y":100,"z":600}]}})",
+       .moments = {
+           {.seconds = 5, .x = 0, .z = 300, .state = "walking", .target = 2, .heading = 0},
+       }},
+      {.what = "a patroller walks back and forth at patrol pace whatever the mode",
+       .actor = R"({"id":"b","actor":"bokoblin","position":{"x":0,"y":100,"z":0},
            "path":{"mode":"once","points":[{"x":0,"y":100,"z":0},{"x":80,"y":100,"z":0}]}})",
-       {{1, 40, 0, "walking", 2, 90}, {3, 40, 0, "walking", 1, 270}, {5, 40, 0, "walking", 2, 90}}},
+       .moments = {
+           {.seconds = 1, .x = 40, .z = 0, .state = "walking", .target = 2, .heading = 90},
+           {.seconds = 3, .x = 40, .z = 0, .state = "walking", .target = 1, .heading = 270},
+           {.seconds = 5, .x = 40, .z = 0, .state = "walking", .target = 2, .heading = 90},
+       }},
       // um2 walks at its type's own pace, 72 a second, not the default 50.
-      {"a resident walks from its position first at its type's pace",
-       R"({"id":"r","actor":"resident","parameters":{"resident":"um2"},"position":{"x":-144,"y":100,"z":0},
+      {.what = "a resident walks from its position first at its type's pace",
+       .actor = R"({"id":"r","actor":"resident","parameters":{"resident":"um2"},"position":{"x":-144,"y":100,"z":0},
            "path":{"points":[{"x":0,"y":100,"z":0},{"x":0,"y":100,"z":720}]}})",
-       {{1, -72, 0, "walking", 1, 90}, {3, 0, 72, "walking", 2, 0}, {20, 0, 720, "arrived", 2, 0}}},
+       .moments = {
+           {.seconds = 1, .x = -72, .z = 0, .state = "walking", .target = 1, .heading = 90},
+           {.seconds = 3, .x = 0, .z = 72, .state = "walking", .target = 2, .heading = 0},
+           {.seconds = 20, .x = 0, .z = 720, .state = "arrived", .target = 2, .heading = 0},
+       }},
   };
   const auto near = [](float a, float b) { return std::abs(a - b) < 1e-3f; };
   for (const WalkCase& c : cases) {
@@ -95,7 +148,8 @@ TEST_F(Walking, TheWorldWalksOnlyActorsThatMayWalkARouteAndOnlyOnTheManualClock)
       {"id":"walker","kind":"mod","path":{"points":[{"x":0,"y":100,"z":0},{"x":100,"y":100,"z":0}]}},
       {"id":"seated","actor":"resident","parameters":{"resident":"ym1"},"path":{"points":[{"x":0,"y":100,"z":0}]}},
       {"id":"barrel","actor":"barrel","path":{"points":[{"x":0,"y":100,"z":0}]}},
-      {"id":"still","kind":"mod"}, {"id":"broken","kind":"mod","path":{"points":[{"x":"a","y":100,"z":0}]}}]})");
+      {"id":"still","kind":"mod"},
+      {"id":"broken","kind":"mod","path":{"points":[{"x":"a","y":100,"z":0}]}}]})");
   int walking = -1;
   std::string error;
   ASSERT_TRUE(world_->load("pkg", document, walking, error)) << error;

@@ -41,26 +41,62 @@ Value resident_of(Value type) {
 TEST(Walkers, RefusalAndPaceFollowTheActorsClassAndType) {
   const std::string kSeated = "this villager is seated and does not walk";
   const std::string kOthers = "only residents, Bokoblins, Moblins and the mod's own models walk routes";
-  struct Case { const char* what; Value actor; std::string refusal; double pace; };
+  struct Case {
+    const char* what;
+    Value actor;
+    std::string refusal;
+    double pace;
+  };
+  // The pace is read from "parameters" -> "resident" alone, whatever the actor's class, so enemies and
+  // models without a type get the default type's 63. A number is understood only when it is the default
+  // type's own number (9); any other number, or a number spelled as text, has no pace (0). A patroller is
+  // told by an exact "actor" and a null or absent "kind": an empty or false "kind" makes it no walker at all.
   const Case cases[] = {
-      {"seated villager", resident_of(str("ym1")), kSeated, 0}, {"pier woman", resident_of(str("ub3")), "", 36},
-      {"young man", resident_of(str("um2")), "", 72},           {"bar worker", resident_of(str("uw1")), "", 34},
-      {"resident without parameters", obj({{"actor", str("resident")}}), "", 63},
-      {"null resident type", resident_of(Value()), "", 63},     {"type number 9", resident_of(num(9)), "", 63},
-      {"type number 3", resident_of(num(3)), "", 0},            {"type spelled as text 9", resident_of(str("9")), "", 0},
-      {"capital code", resident_of(str("UO1")), "", 0},         {"unknown code", resident_of(str("zz1")), "", 0},
-      {"bokoblin", obj({{"actor", str("bokoblin")}}), "", 63},
-      {"moblin with null kind", obj({{"actor", str("moblin")}, {"kind", Value()}}), "", 63},
-      {"bokoblin model", obj({{"actor", str("bokoblin")}, {"kind", str("mod")}}), "", 63},
-      {"bokoblin with empty kind", obj({{"actor", str("bokoblin")}, {"kind", str("")}}), kOthers, 63},
-      {"bokoblin with false kind", obj({{"actor", str("bokoblin")}, {"kind", Value::of(false)}}), kOthers, 63},
-      {"capitalised Bokoblin", obj({{"actor", str("Bokoblin")}}), kOthers, 63},
-      {"resident with kind mod", obj({{"actor", str("resident")}, {"kind", str("mod")},
-                                      {"parameters", obj({{"resident", str("ym1")}})}}), kSeated, 0},
-      {"patroller typed as seated", obj({{"actor", str("moblin")},
-                                         {"parameters", obj({{"resident", str("ym1")}})}}), kSeated, 0},
-      {"model", obj({{"actor", str("windmill_blade")}, {"kind", str("mod")}}), "", 63},
-      {"no actor and no kind", obj({}), kOthers, 63}, {"null actor value", Value(), kOthers, 63},
+      {.what = "seated villager", .actor = resident_of(str("ym1")), .refusal = kSeated, .pace = 0},
+      {.what = "pier woman", .actor = resident_of(str("ub3")), .refusal = "", .pace = 36},
+      {.what = "young man", .actor = resident_of(str("um2")), .refusal = "", .pace = 72},
+      {.what = "bar worker", .actor = resident_of(str("uw1")), .refusal = "", .pace = 34},
+      {.what = "resident without parameters", .actor = obj({{"actor", str("resident")}}), .refusal = "", .pace = 63},
+      {.what = "null resident type", .actor = resident_of(Value()), .refusal = "", .pace = 63},
+      {.what = "type number 9", .actor = resident_of(num(9)), .refusal = "", .pace = 63},
+      {.what = "type number 3", .actor = resident_of(num(3)), .refusal = "", .pace = 0},
+      {.what = "type spelled as text 9", .actor = resident_of(str("9")), .refusal = "", .pace = 0},
+      {.what = "capital code", .actor = resident_of(str("UO1")), .refusal = "", .pace = 0},
+      {.what = "unknown code", .actor = resident_of(str("zz1")), .refusal = "", .pace = 0},
+      {.what = "bokoblin", .actor = obj({{"actor", str("bokoblin")}}), .refusal = "", .pace = 63},
+      {.what = "moblin with null kind",
+       .actor = obj({{"actor", str("moblin")}, {"kind", Value()}}),
+       .refusal = "",
+       .pace = 63},
+      {.what = "bokoblin model",
+       .actor = obj({{"actor", str("bokoblin")}, {"kind", str("mod")}}),
+       .refusal = "",
+       .pace = 63},
+      {.what = "bokoblin with empty kind",
+       .actor = obj({{"actor", str("bokoblin")}, {"kind", str("")}}),
+       .refusal = kOthers,
+       .pace = 63},
+      {.what = "bokoblin with false kind",
+       .actor = obj({{"actor", str("bokoblin")}, {"kind", Value::of(false)}}),
+       .refusal = kOthers,
+       .pace = 63},
+      {.what = "capitalised Bokoblin", .actor = obj({{"actor", str("Bokoblin")}}), .refusal = kOthers, .pace = 63},
+      {.what = "resident with kind mod",
+       .actor = obj({{"actor", str("resident")},
+                     {"kind", str("mod")},
+                     {"parameters", obj({{"resident", str("ym1")}})}}),
+       .refusal = kSeated,
+       .pace = 0},
+      {.what = "patroller typed as seated",
+       .actor = obj({{"actor", str("moblin")}, {"parameters", obj({{"resident", str("ym1")}})}}),
+       .refusal = kSeated,
+       .pace = 0},
+      {.what = "model",
+       .actor = obj({{"actor", str("windmill_blade")}, {"kind", str("mod")}}),
+       .refusal = "",
+       .pace = 63},
+      {.what = "no actor and no kind", .actor = obj({}), .refusal = kOthers, .pace = 63},
+      {.what = "null actor value", .actor = Value(), .refusal = kOthers, .pace = 63},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(editor::route_refusal(c.actor), c.refusal) << c.what;

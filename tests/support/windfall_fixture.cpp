@@ -23,9 +23,15 @@ WindfallTest::WindfallTest() {
   statue["kind"] = str("mod");
   statue["position"] = point(1.25, -1.25, 0.04);
   Value ghost = obj({{"id", str("ghost")}, {"actor", str("ghost_model")}, {"kind", str("mod")}});
-  session.add("windfall", obj({{"actors", arr({placed("gate_1", "resident", "ub4"), walker, placed("boko", "bokoblin"),
-                                              statue, ghost, placed("bench_man", "resident", "ym1"),
-                                              placed("chest", "treasure_chest")})}}));
+  session.add("windfall", obj({{"actors", arr({
+                                              placed("gate_1", "resident", "ub4"),
+                                              walker,
+                                              placed("boko", "bokoblin"),
+                                              statue,
+                                              ghost,
+                                              placed("bench_man", "resident", "ym1"),
+                                              placed("chest", "treasure_chest"),
+                                          })}}));
 }
 
 const Value& WindfallTest::actor(const std::string& id) {

@@ -16,7 +16,9 @@ class WindfallTest : public ::testing::Test {
   WindfallTest();
   // The first actor named `id`, and actor number `index` of the package, for writing.
   const mods::json::Value& actor(const std::string& id);
-  mods::json::Value& actor_at(std::size_t index) { return session.packages["windfall"].document["actors"].items[index]; }
+  mods::json::Value& actor_at(std::size_t index) {
+    return session.packages["windfall"].document["actors"].items[index];
+  }
   // Parameters naming actor `id`, with further members.
   static mods::json::Value params(const std::string& id,
                                   std::vector<std::pair<std::string, mods::json::Value>> more = {});

@@ -5,7 +5,7 @@
 export interface Vec3 { x: number; y: number; z: number }
 export type Walker = 'resident' | 'patroller' | 'model' | 'none';
 export interface ActorInfo { id: string; type: string; walker: Walker; refusal?: string }
-export interface Route { mode: string; points: Vec3[]; speed?: number; pauses?: number | boolean }
+export interface Route { mode: string; points: Vec3[]; speed?: number; pauses?: number | boolean; walk?: string; idle?: string }
 export interface Placed { id: string; position: Vec3 | null; route: Route | null }
 export interface Segment { from: number; to: number; ok: boolean; at?: Vec3; problem?: string }
 export interface Sample { distance: number; height: number; ground: number | null; segment: number }
@@ -58,6 +58,8 @@ export function readRoute(path: unknown): Route | null {
   const route: Route = { mode: typeof path.mode === 'string' ? path.mode : 'once', points };
   if (typeof path.speed === 'number') route.speed = path.speed;
   if (typeof path.pauses === 'number' || typeof path.pauses === 'boolean') route.pauses = path.pauses;
+  if (typeof path.walk === 'string') route.walk = path.walk;
+  if (typeof path.idle === 'string') route.idle = path.idle;
   return route;
 }
 

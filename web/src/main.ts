@@ -1,27 +1,38 @@
 // The map page: opens the session, loads the package's actors and routes, keeps them current from the
-// server's events, and wires the list, the route details, "Check route" and the profile chart. Owns the
-// page's state; single-threaded.
+// server's events, and wires the list, the route details, "Check route", the profile chart and the editing
+// (editing.ts). Owns the page's state; single-threaded.
 
 import 'leaflet/dist/leaflet.css';
 import 'uplot/dist/uPlot.min.css';
-import uPlot from 'uplot';
 import { listen, openSession, rpc } from './api.js';
-import type { ActorInfo, Placed, Profile, Segment } from './core.js';
+import type { ActorInfo, Placed, Segment } from './core.js';
 import { readCheck, readProfile } from './core.js';
+import { Editing } from './editing.js';
 import { searchActors } from './listing.js';
 import { fetchActors, fetchRoute } from './loading.js';
 import { MapView, escapeHtml } from './mapview.js';
+import { ProfileChart } from './profile.js';
 import { describeSettings, drawRoute, problemDistances } from './route.js';
 
-const CHANGE_DEBOUNCE_MS = 100; // several changes in a burst fetch the package once
-const CHART_HEIGHT_PX = 180;
 const LIST_MAX = 200; // buttons in the actor list at most; the search narrows a bigger package
 
 const $ = (id: string) => document.getElementById(id) as HTMLElement;
 const state = { pkg: '', infos: [] as ActorInfo[], placed: [] as Placed[], selected: '', checked: [] as Segment[] };
 let view: MapView;
-let chart: uPlot | null = null;
-let changeTimer = 0;
+let chart: ProfileChart;
+let editing: Editing;
+let loading: Promise<void> | null = null;
+let loadAgain = false;
+
+// Changes in a burst fetch the package once after the fetch under way. No timer: a background tab's timers
+// are slowed to a second or more, and a change must show within a second on every open page.
+function reloadSoon(): void {
+  if (loading) return void (loadAgain = true);
+  loading = loadPackage().finally(() => {
+    loading = null;
+    if (loadAgain) (loadAgain = false), reloadSoon();
+  });
+}
 
 function say(text: string): void {
   $('message').textContent = text;
@@ -37,6 +48,17 @@ async function loadPackage(): Promise<void> {
   if (state.selected) await loadRoute(state.selected);
   drawList();
   drawSelection();
+  // Not waited for: the next fetch of the package (a change made elsewhere) must never queue behind a
+  // check or a profile that asks the game.
+  void editing.loaded();
+  void redrawCheck();
+}
+
+// After a change the check, when one is shown, and the profile follow the route as it is now.
+async function redrawCheck(): Promise<void> {
+  if (!state.selected) return;
+  if (state.checked.length > 0) return checkRoute();
+  return drawProfile();
 }
 
 // The route of `id` into its entry of state.placed. False (and said) when it cannot be fetched.
@@ -80,6 +102,7 @@ async function select(id: string): Promise<void> {
   if (actor) view.focus(actor);
   drawList();
   drawSelection();
+  void editing.actorSelected();
   void drawProfile();
 }
 
@@ -87,7 +110,8 @@ function drawSelection(): void {
   const actor = state.placed.find((p) => p.id === state.selected) ?? null;
   const info = state.infos.find((i) => i.id === state.selected);
   $('details').hidden = !actor;
-  view.showRoute(actor, info?.walker ?? 'none', state.checked);
+  view.showRoute(actor);
+  editing.draw();
   if (!actor || !info) return;
   $('details-title').textContent = actor.id;
   $('details-walker').textContent = info.refusal ? `${info.walker}: ${info.refusal}` : info.walker;
@@ -115,57 +139,32 @@ async function checkRoute(): Promise<void> {
 
 async function drawProfile(): Promise<void> {
   const box = $('profile');
-  chart?.destroy();
-  chart = null;
   const answer = await rpc('route_profile', { package: state.pkg, id: state.selected });
   const read = answer.ok ? readProfile(answer.result) : { ok: false, error: answer.error, value: undefined };
   if (!read.ok || !read.value) {
+    chart.clear();
     box.dataset.state = 'none';
     $('profile-note').textContent = `No profile: ${read.error}`;
     return;
   }
   $('profile-note').textContent = '';
   box.dataset.state = 'drawn';
-  chart = new uPlot(chartOptions(box.clientWidth || 320), profileData(read.value), box);
-}
-
-function profileData(p: Profile): uPlot.AlignedData {
   const actor = state.placed.find((a) => a.id === state.selected)!;
   const walker = state.infos.find((i) => i.id === state.selected)?.walker ?? 'none';
   const problems = problemDistances(drawRoute(actor, walker, state.checked), state.checked);
-  const xs = p.samples.map((s) => s.distance);
-  const marks = xs.map(() => null as number | null);
-  for (const pr of problems) {
-    const i = xs.reduce((best, x, k) => (Math.abs(x - pr.distance) < Math.abs(xs[best] - pr.distance) ? k : best), 0);
-    marks[i] = p.samples[i].ground ?? p.samples[i].height;
-  }
-  return [xs, p.samples.map((s) => s.height), p.samples.map((s) => s.ground), marks];
-}
-
-function chartOptions(width: number): uPlot.Options {
-  return {
-    width, height: CHART_HEIGHT_PX, title: 'Height along the walk',
-    scales: { x: { time: false } },
-    axes: [{ label: 'distance' }, { label: 'height' }],
-    series: [
-      { label: 'distance' },
-      { label: 'route', stroke: '#2f6fdf', width: 2 },
-      { label: 'ground', stroke: '#8a6d3b', fill: 'rgba(138,109,59,0.2)', spanGaps: false },
-      { label: 'problem', stroke: '#d12f2f', width: 0, points: { show: true, size: 10, fill: '#d12f2f' } },
-    ],
-  };
+  chart.draw(read.value, problems.map((p) => p.distance));
 }
 
 function onEvent(name: string, data: unknown): void {
   const d = (data ?? {}) as Record<string, any>;
   if (name === 'game') {
     view.showGround(d.connected === true, d.bounds);
+    editing.setGround(d.connected === true, d.bounds);
     $('ground-note').hidden = d.connected === true;
     $('ground-note').textContent = d.connected ? '' : `The ground is unknown: ${d.problem ?? 'no game is connected'}`;
   } else if (name === 'change' && d.package === state.pkg) {
     say(`${d.kind}: ${d.label}`);
-    clearTimeout(changeTimer);
-    changeTimer = window.setTimeout(() => void loadPackage(), CHANGE_DEBOUNCE_MS);
+    reloadSoon();
   } else if (name === 'live' && d.package === state.pkg && Array.isArray(d.actors)) {
     view.live(d.actors);
   } else if (name === 'reload') {
@@ -176,6 +175,18 @@ function onEvent(name: string, data: unknown): void {
 async function start(): Promise<void> {
   view = new MapView($('map'), $('cursor'));
   view.onSelect = (id) => void select(id);
+  chart = new ProfileChart($('profile'));
+  editing = new Editing(view.map, {
+    pkg: () => state.pkg,
+    selected: () => ({
+      actor: state.placed.find((p) => p.id === state.selected) ?? null,
+      info: state.infos.find((i) => i.id === state.selected) ?? null,
+      checked: state.checked,
+    }),
+    reload: loadPackage,
+    checkRoute,
+    say,
+  }, chart);
   $('search').addEventListener('input', drawList);
   $('check').addEventListener('click', () => void checkRoute());
   const session = await openSession();

@@ -1,11 +1,11 @@
-// The map itself: ground tiles or a labelled grid, the actors (actorlayer.ts), the selected route, and the
-// walkers moving between live events. Owns the Leaflet map and its layers; single-threaded.
+// The map itself: ground tiles or a labelled grid, the actors (actorlayer.ts; the selected one marked),
+// and the walkers moving between live events. Owns the Leaflet map and its layers; single-threaded.
 
 import L from 'leaflet';
-import type { ActorInfo, Placed, Segment, Vec3 } from './core.js';
+import type { ActorInfo, Placed, Vec3 } from './core.js';
 import { latLngToWorld, worldToLatLng } from './core.js';
 import { ActorLayer } from './actorlayer.js';
-import { arrowFor, between, drawRoute, gridStep } from './route.js';
+import { between, gridStep } from './route.js';
 
 const MIN_ZOOM = -5; // tiles exist for zooms -5 to 2
 const MAX_ZOOM = 2;
@@ -21,7 +21,6 @@ export class MapView {
   private tiles: L.TileLayer;
   private grid = L.layerGroup();
   private actors: ActorLayer;
-  private route = L.layerGroup();
   private gliding = new Map<string, { from: Vec3; to: Vec3; start: number; ms: number }>();
   private lastLive = 0;
   set onSelect(select: (id: string) => void) {
@@ -36,7 +35,6 @@ export class MapView {
     });
     this.grid.addTo(this.map);
     this.actors = new ActorLayer(this.map);
-    this.route.addTo(this.map);
     this.map.on('moveend zoomend', () => this.drawGrid());
     this.map.on('mousemove', (e: L.LeafletMouseEvent) => {
       const w = latLngToWorld(e.latlng.lat, e.latlng.lng);
@@ -88,32 +86,9 @@ export class MapView {
     this.actors.setActors(infos, placed);
   }
 
-  // The selected route: numbered points, coloured segments, arrows and problem markers.
-  showRoute(actor: Placed | null, walker: ActorInfo['walker'], checked: Segment[]): void {
-    this.route.clearLayers();
+  // Marks the selected actor; its route is drawn for editing by routelayer.ts.
+  showRoute(actor: Placed | null): void {
     this.actors.select(actor?.id ?? '');
-    if (!actor) return;
-    const d = drawRoute(actor, walker, checked);
-    for (const s of d.segments) {
-      const colour = s.ok === null ? '#2f6fdf' : s.ok ? '#2a9d4b' : '#d12f2f';
-      L.polyline([ll(s.a), ll(s.b)], { color: colour, weight: 4, className: `segment ok-${s.ok}` }).addTo(this.route);
-      const arrow = arrowFor(s);
-      L.marker(ll(arrow.at), { interactive: false, keyboard: false, icon: L.divIcon({ className: 'arrow',
-        iconSize: [16, 16], html: `<span style="transform: rotate(${arrow.degrees}deg)">➤</span>` }) }).addTo(this.route);
-    }
-    for (const p of d.points) {
-      const m = L.marker(ll(p.at), { title: `point ${p.number} of ${actor.id}`, icon: L.divIcon({
-        className: 'point', iconSize: [20, 20], html: `${p.number}` }) }).addTo(this.route);
-      m.getElement()?.setAttribute('data-point', String(p.number));
-    }
-    for (const s of checked) {
-      if (s.ok || !s.at) continue;
-      const text = `${s.from}→${s.to}: ${s.problem ?? 'not ok'}`;
-      const m = L.marker(ll(s.at), { title: text, icon: L.divIcon({ className: 'problem', iconSize: [18, 18],
-        html: '!' }) }).addTo(this.route);
-      m.bindTooltip(text, { permanent: true, direction: 'bottom', offset: [0, 8], className: 'problem-text' });
-      m.getElement()?.setAttribute('data-problem', s.problem ?? '');
-    }
   }
 
   // A live event: every walker glides from where it is to its new position until the next event.

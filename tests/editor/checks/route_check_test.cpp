@@ -40,9 +40,18 @@ class RouteCheck : public support::WindfallTest {
 };
 
 TEST_F(RouteCheck, SegmentsAreSampledEvery25UnitsHorizontallyWithBothEnds) {
-  struct Case { Value to; std::size_t samples; };
-  const Case cases[] = {{point(60, 0, 0), 4}, {point(50, 0, 0), 3}, {point(0, 0, 0), 2},
-                        {point(30, 1000, 0), 3}, {point(30, 0, 40), 3}, {point(0, 0, 50.01), 4}};
+  struct Case {
+    Value to;
+    std::size_t samples;
+  };
+  const Case cases[] = {
+      {.to = point(60, 0, 0), .samples = 4},
+      {.to = point(50, 0, 0), .samples = 3},
+      {.to = point(0, 0, 0), .samples = 2},
+      {.to = point(30, 1000, 0), .samples = 3},
+      {.to = point(30, 0, 40), .samples = 3},
+      {.to = point(0, 0, 50.01), .samples = 4},
+  };
   for (const Case& c : cases) {
     game.batch_probes.clear();
     const std::string id = route(3, {point(0, 0, 0), c.to});  // a model: starts on its first point
@@ -67,11 +76,19 @@ TEST_F(RouteCheck, ProbesStandOneHundredAboveTheRouteLine) {
 
 TEST_F(RouteCheck, StepsAndOffsetsAtTheirLimitsPassAndJustBeyondFail) {
   // Grounds below the three samples of a 50-unit segment at height 0; the problem ("" for none) and its x.
-  struct Case { std::vector<float> grounds; const char* problem; double at_x; } const cases[] = {
-      {{0, 50, 100}, "", 0}, {{0, 50.5f, 50.5f}, "a step up too high (a wall)", 25}, {{0, -50.5f, 0}, "a drop", 25},
-      {{150, 150, 150}, "", 0}, {{-150.5f, 0, 0}, "the ground is far from the route's height", 0},
-      {{100, 160, 160}, "a step up too high (a wall)", 25},
-      {{100, 140, 150.5f}, "the ground is far from the route's height", 50},
+  struct Case {
+    std::vector<float> grounds;
+    const char* problem;
+    double at_x;
+  };
+  const Case cases[] = {
+      {.grounds = {0, 50, 100}, .problem = "", .at_x = 0},
+      {.grounds = {0, 50.5f, 50.5f}, .problem = "a step up too high (a wall)", .at_x = 25},
+      {.grounds = {0, -50.5f, 0}, .problem = "a drop", .at_x = 25},
+      {.grounds = {150, 150, 150}, .problem = "", .at_x = 0},
+      {.grounds = {-150.5f, 0, 0}, .problem = "the ground is far from the route's height", .at_x = 0},
+      {.grounds = {100, 160, 160}, .problem = "a step up too high (a wall)", .at_x = 25},
+      {.grounds = {100, 140, 150.5f}, .problem = "the ground is far from the route's height", .at_x = 50},
   };
   route(3, {point(0, 0, 0), point(50, 0, 0)});
   for (const Case& c : cases) {
@@ -101,12 +118,27 @@ TEST_F(RouteCheck, NoGroundWinsAndEachSegmentStartsAfresh) {
 }
 
 TEST_F(RouteCheck, SegmentsAreNumberedAsTheRouteRecordNumbersItsPoints) {
-  struct Case { std::size_t actor; std::vector<Value> points; const char* mode; std::vector<std::pair<int, int>> segments; };
+  // Actor 3 is a model (its walk starts on its first point), actor 0 a resident (it starts from point 0,
+  // its own position).
+  struct Case {
+    std::size_t actor;
+    std::vector<Value> points;
+    const char* mode;
+    std::vector<std::pair<int, int>> segments;  // from, to
+  };
   const std::vector<Case> cases = {
-      {3, {point(0, 0, 0)}, "once", {}}, {0, {point(10, 0, 0)}, "once", {{0, 1}}}, {3, {point(0, 0, 0)}, "loop", {}},
-      {3, {point(0, 0, 0), point(10, 0, 0), point(10, 0, 10)}, "loop", {{1, 2}, {2, 3}, {3, 1}}},
-      {0, {point(10, 0, 0), point(10, 0, 10)}, "loop", {{0, 1}, {1, 2}, {2, 0}}},
-      {0, {point(10, 0, 0), point(10, 0, 10)}, "back_and_forth", {{0, 1}, {1, 2}}},
+      {.actor = 3, .points = {point(0, 0, 0)}, .mode = "once", .segments = {}},
+      {.actor = 0, .points = {point(10, 0, 0)}, .mode = "once", .segments = {{0, 1}}},
+      {.actor = 3, .points = {point(0, 0, 0)}, .mode = "loop", .segments = {}},
+      {.actor = 3,
+       .points = {point(0, 0, 0), point(10, 0, 0), point(10, 0, 10)},
+       .mode = "loop",
+       .segments = {{1, 2}, {2, 3}, {3, 1}}},
+      {.actor = 0, .points = {point(10, 0, 0), point(10, 0, 10)}, .mode = "loop", .segments = {{0, 1}, {1, 2}, {2, 0}}},
+      {.actor = 0,
+       .points = {point(10, 0, 0), point(10, 0, 10)},
+       .mode = "back_and_forth",
+       .segments = {{0, 1}, {1, 2}}},
   };
   for (const Case& c : cases) {
     game.batch_probes.clear();

@@ -19,7 +19,8 @@ class RouteProfile : public support::WindfallTest {
 
 TEST_F(RouteProfile, SamplesAreCheckRoutesProbesWithDistancesAlongTheWalk) {
   Value& actor = actor_at(3);  // a model: its walk starts on its first point
-  actor["path"] = obj({{"points", arr({point(0, 10, 0), point(30, 10, 40), point(30, 20, 65)})}, {"mode", str("once")}});
+  actor["path"] =
+      obj({{"points", arr({point(0, 10, 0), point(30, 10, 40), point(30, 20, 65)})}, {"mode", str("once")}});
   game.ground = [](const WorldPoint& probe, float& height) {
     height = probe.x;  // ground rises with x; none beyond z = 60
     return probe.z <= 60;
@@ -47,8 +48,12 @@ TEST_F(RouteProfile, SamplesAreCheckRoutesProbesWithDistancesAlongTheWalk) {
   const Value& samples = answer.result.get("samples");
   ASSERT_EQ(samples.items.size(), std::size(rows));
   for (std::size_t k = 0; k < std::size(rows); ++k) {
-    const Value expected = obj({{"distance", num(rows[k].distance)}, {"height", num(rows[k].height)},
-                                {"ground", rows[k].ground}, {"segment", num(rows[k].segment)}});
+    const Value expected = obj({
+        {"distance", num(rows[k].distance)},
+        {"height", num(rows[k].height)},
+        {"ground", rows[k].ground},
+        {"segment", num(rows[k].segment)},
+    });
     EXPECT_EQ(samples.items[k], expected) << "sample " << k;
     EXPECT_EQ(game.batch_probes.at(1)[k].x, checked[k].x);
   }

@@ -21,10 +21,23 @@ class Placing : public WindfallTest {
 };
 
 TEST_F(Placing, ThePointIsSnappedFiftyAboveUnlessNoGameRunsOrSnapIsTheBooleanFalse) {
-  const Value unsnapped = point(12.3, -0.1, 7.3), snapped = point(12.3, 3.3, 7.3);
-  struct Case { bool game; Value snap; std::size_t probes; Value stored; } const cases[] = {
-      {false, Value(), 0, unsnapped}, {true, Value(), 1, snapped}, {true, Value::of(false), 0, unsnapped},
-      {true, str("no"), 1, snapped},  {true, num(0), 1, snapped},   {true, Value::of(true), 1, snapped}};
+  const Value unsnapped = point(12.3, -0.1, 7.3);
+  const Value snapped = point(12.3, 3.3, 7.3);
+  struct Case {
+    bool game;
+    Value snap;  // null: no "snap" member
+    std::size_t probes;
+    Value stored;
+  };
+  // Only the boolean false turns snapping off: a "snap" of another kind, even "no" or 0, is not read as one.
+  const Case cases[] = {
+      {.game = false, .snap = Value(), .probes = 0, .stored = unsnapped},
+      {.game = true, .snap = Value(), .probes = 1, .stored = snapped},
+      {.game = true, .snap = Value::of(false), .probes = 0, .stored = unsnapped},
+      {.game = true, .snap = str("no"), .probes = 1, .stored = snapped},
+      {.game = true, .snap = num(0), .probes = 1, .stored = snapped},
+      {.game = true, .snap = Value::of(true), .probes = 1, .stored = snapped},
+  };
   for (const Case& c : cases) {
     session.live_game = c.game ? &game : nullptr;
     game.single_probes.clear();

@@ -19,13 +19,33 @@ class PointEdits : public support::WindfallTest {
 };
 
 TEST_F(PointEdits, ANewRouteStartsTheWayItsWalkerWalks) {
-  struct Case { const char* id; Value after; Value path; double point; } const cases[] = {
-      {"gate_1", Value(), obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("once")}}), 1},
-      {"boko", Value(), obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("back_and_forth")}}), 1},
-      {"statue", Value(),
-       obj({{"points", arr({point(1.3, -1.3, 0), point(40, 0, 0)})}, {"mode", str("once")}, {"speed", num(60)}}), 2},
-      {"statue", num(0),
-       obj({{"points", arr({point(40, 0, 0), point(1.3, -1.3, 0)})}, {"mode", str("once")}, {"speed", num(60)}}), 1},
+  struct Case {
+    const char* id;
+    Value after;
+    Value path;
+    double point;
+  };
+  const Case cases[] = {
+      {.id = "gate_1",
+       .after = Value(),
+       .path = obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("once")}}),
+       .point = 1},
+      {.id = "boko",
+       .after = Value(),
+       .path = obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("back_and_forth")}}),
+       .point = 1},
+      {.id = "statue",
+       .after = Value(),
+       .path = obj({{"points", arr({point(1.3, -1.3, 0), point(40, 0, 0)})},
+                    {"mode", str("once")},
+                    {"speed", num(60)}}),
+       .point = 2},
+      {.id = "statue",
+       .after = num(0),
+       .path = obj({{"points", arr({point(40, 0, 0), point(1.3, -1.3, 0)})},
+                    {"mode", str("once")},
+                    {"speed", num(60)}}),
+       .point = 1},
   };
   for (const Case& c : cases) {
     session.run("remove_route", params(c.id));
@@ -48,7 +68,17 @@ TEST_F(PointEdits, AModelWithoutPositionGetsNoRouteWhateverTheChangeService) {
 
 TEST_F(PointEdits, AfterPlacesTheNewPointOrIsRefusedWithTheRange) {
   const char* kRange = "\"after\" is a point number from 0 to 3";
-  const std::pair<Value, double> accepted[] = {{num(0), 1}, {num(2), 3}, {num(3), 4}, {str("1"), 4}, {Value(), 4}};
+  // "after" that is not a number (a text, or null) is taken as absent: the point goes last.
+  const struct {
+    Value after;
+    double number;
+  } accepted[] = {
+      {.after = num(0), .number = 1},
+      {.after = num(2), .number = 3},
+      {.after = num(3), .number = 4},
+      {.after = str("1"), .number = 4},
+      {.after = Value(), .number = 4},
+  };
   const Value before = actor("walker");
   for (const auto& [after, number] : accepted) {
     actor_at(1) = before;
@@ -65,11 +95,20 @@ TEST_F(PointEdits, AfterPlacesTheNewPointOrIsRefusedWithTheRange) {
 TEST_F(PointEdits, PointNumbersAreCheckedAgainstTheRouteBeforeTheEdit) {
   const char* kOf3 = "\"point\" is a point number from 1 to 3";
   const char* kOf0 = "\"point\" is a point number from 1 to 0";
-  const struct { const char* command; const char* id; Value point; const char* error; } cases[] = {
-      {"move_route_point", "walker", num(4), kOf3},     {"move_route_point", "walker", num(0), kOf3},
-      {"move_route_point", "walker", num(1.5), kOf3},   {"remove_route_point", "walker", num(-1), kOf3},
-      {"remove_route_point", "walker", str("2"), kOf3}, {"remove_route_point", "walker", Value::of(true), kOf3},
-      {"remove_route_point", "walker", Value(), kOf3},  {"move_route_point", "gate_1", num(1), kOf0},
+  const struct {
+    const char* command;
+    const char* id;
+    Value point;  // null: no "point" member
+    const char* error;
+  } cases[] = {
+      {.command = "move_route_point", .id = "walker", .point = num(4), .error = kOf3},
+      {.command = "move_route_point", .id = "walker", .point = num(0), .error = kOf3},
+      {.command = "move_route_point", .id = "walker", .point = num(1.5), .error = kOf3},
+      {.command = "remove_route_point", .id = "walker", .point = num(-1), .error = kOf3},
+      {.command = "remove_route_point", .id = "walker", .point = str("2"), .error = kOf3},
+      {.command = "remove_route_point", .id = "walker", .point = Value::of(true), .error = kOf3},
+      {.command = "remove_route_point", .id = "walker", .point = Value(), .error = kOf3},
+      {.command = "move_route_point", .id = "gate_1", .point = num(1), .error = kOf0},
   };
   for (const auto& c : cases) {
     Value request = params(c.id, {{"position", point(0, 0, 0)}});
@@ -92,7 +131,15 @@ TEST_F(PointEdits, RemovingBelowTheWalkersMinimumRemovesTheRoute) {
 }
 
 TEST_F(PointEdits, ReorderMovesOnePointToItsNewNumber) {
-  const struct { double point, to; const char* order; } cases[] = {{1, 3, "BCAD"}, {4, 1, "DABC"}, {2, 2, "ABCD"}, {3, 4, "ABDC"}};
+  const struct {
+    double point, to;
+    const char* order;  // the points A, B, C, D afterwards
+  } cases[] = {
+      {.point = 1, .to = 3, .order = "BCAD"},
+      {.point = 4, .to = 1, .order = "DABC"},
+      {.point = 2, .to = 2, .order = "ABCD"},
+      {.point = 3, .to = 4, .order = "ABDC"},
+  };
   for (const auto& c : cases) {
     actor_at(1)["path"]["points"] = arr({point(1, 0, 0), point(2, 0, 0), point(3, 0, 0), point(4, 0, 0)});
     EXPECT_ANSWERED(session.run("reorder_route_point", params("walker", {{"point", num(c.point)}, {"to", num(c.to)}})));

@@ -26,25 +26,54 @@ class RouteSettings : public support::WindfallTest {
 TEST_F(RouteSettings, EachWalkerSetsWhatItsWalkAllows) {
   // The settings asked for, the refusal ("" when accepted) and the record's settings afterwards.
   using Members = std::vector<std::pair<std::string, Value>>;
-  struct Case { const char* id; Members settings; const char* error; Members expected; };
+  struct Case {
+    const char* id;
+    Members settings;
+    const char* error;
+    Members expected;
+  };
+  // Speed, mode and pauses are stored as given, whatever their kind or range: the game decides what it
+  // makes of them, and readers here take a mode that is not a string as "once". So a mode of 7 and
+  // pauses of 0 are kept on purpose; only the boolean false removes "pauses", and only null a resident's
+  // "speed". An animation name that is not a non-empty text removes the animation.
   const std::vector<Case> cases = {
-      {"gate_1", {{"speed", num(30)}}, "", {{"mode", str("once")}, {"speed", num(30)}}},
-      {"gate_1", {{"speed", Value()}}, "", {{"mode", str("once")}}},
-      {"gate_1", {{"pauses", Value::of(true)}}, "", {{"mode", str("once")}, {"pauses", Value::of(true)}}},
-      {"gate_1", {{"pauses", num(0)}}, "", {{"mode", str("once")}, {"pauses", num(0)}}},
-      {"gate_1", {{"pauses", Value::of(false)}}, "", {{"mode", str("once")}}},
-      {"gate_1", {{"mode", num(7)}}, "", {{"mode", num(7)}}},
-      {"gate_1", {}, "", {{"mode", str("once")}}},
-      {"gate_1", {{"mode", str("loop")}, {"walk", str("run")}}, kOwnAnimations, {}},
-      {"boko", {{"mode", str("loop")}}, "", {{"mode", str("loop")}}},
-      {"boko", {{"speed", Value()}}, kPatrols, {}},
-      {"boko", {{"pauses", Value::of(false)}}, kPatrols, {}},
-      {"boko", {{"idle", str("sleep")}}, kOwnAnimations, {}},
-      {"statue", {{"speed", Value()}}, kModelSpeed, {}},
-      {"statue", {{"speed", str("fast")}, {"walk", str("march")}, {"idle", str("")}}, "",
-       {{"mode", str("once")}, {"speed", str("fast")}, {"walk", str("march")}}},
-      {"statue", {{"walk", num(3)}}, "", {{"mode", str("once")}, {"speed", num(60)}}},
-      {"statue", {{"walk", Value()}}, "", {{"mode", str("once")}, {"speed", num(60)}}},
+      {.id = "gate_1",
+       .settings = {{"speed", num(30)}},
+       .error = "",
+       .expected = {{"mode", str("once")}, {"speed", num(30)}}},
+      {.id = "gate_1", .settings = {{"speed", Value()}}, .error = "", .expected = {{"mode", str("once")}}},
+      {.id = "gate_1",
+       .settings = {{"pauses", Value::of(true)}},
+       .error = "",
+       .expected = {{"mode", str("once")}, {"pauses", Value::of(true)}}},
+      {.id = "gate_1",
+       .settings = {{"pauses", num(0)}},
+       .error = "",
+       .expected = {{"mode", str("once")}, {"pauses", num(0)}}},
+      {.id = "gate_1", .settings = {{"pauses", Value::of(false)}}, .error = "", .expected = {{"mode", str("once")}}},
+      {.id = "gate_1", .settings = {{"mode", num(7)}}, .error = "", .expected = {{"mode", num(7)}}},
+      {.id = "gate_1", .settings = {}, .error = "", .expected = {{"mode", str("once")}}},
+      {.id = "gate_1",
+       .settings = {{"mode", str("loop")}, {"walk", str("run")}},
+       .error = kOwnAnimations,
+       .expected = {}},
+      {.id = "boko", .settings = {{"mode", str("loop")}}, .error = "", .expected = {{"mode", str("loop")}}},
+      {.id = "boko", .settings = {{"speed", Value()}}, .error = kPatrols, .expected = {}},
+      {.id = "boko", .settings = {{"pauses", Value::of(false)}}, .error = kPatrols, .expected = {}},
+      {.id = "boko", .settings = {{"idle", str("sleep")}}, .error = kOwnAnimations, .expected = {}},
+      {.id = "statue", .settings = {{"speed", Value()}}, .error = kModelSpeed, .expected = {}},
+      {.id = "statue",
+       .settings = {{"speed", str("fast")}, {"walk", str("march")}, {"idle", str("")}},
+       .error = "",
+       .expected = {{"mode", str("once")}, {"speed", str("fast")}, {"walk", str("march")}}},
+      {.id = "statue",
+       .settings = {{"walk", num(3)}},
+       .error = "",
+       .expected = {{"mode", str("once")}, {"speed", num(60)}}},
+      {.id = "statue",
+       .settings = {{"walk", Value()}},
+       .error = "",
+       .expected = {{"mode", str("once")}, {"speed", num(60)}}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.id) + " " + (c.settings.empty() ? "" : c.settings[0].first));

@@ -27,11 +27,25 @@ constexpr int kIdleKillMaxMillis = 1200;      // ms: long enough to land while t
 constexpr int kPauseMaxMillis = 120;          // ms between some changes, so folding happens mid-stream
 
 // Actors of the demo store that have a route, so both kinds of change apply to them.
-const char* const kWalkers[] = {"gate_guard",      "baker_ub3",      "bar_worker_uw1",  "well_dressed_uo3",
-                                "young_woman_uw2", "bar_sailor_sa1", "dock_sailor_sa3", "beach_bokoblin",
-                                "cliff_moblin",    "ferry_cart",     "kite_runner",     "lantern_porter"};
+const char* const kWalkers[] = {
+    "gate_guard",
+    "baker_ub3",
+    "bar_worker_uw1",
+    "well_dressed_uo3",
+    "young_woman_uw2",
+    "bar_sailor_sa1",
+    "dock_sailor_sa3",
+    "beach_bokoblin",
+    "cliff_moblin",
+    "ferry_cart",
+    "kite_runner",
+    "lantern_porter",
+};
 
-struct Change { bool add; Value params; };  // add_route_point, or move_route_point on point 1
+struct Change {
+  bool add;  // add_route_point, or move_route_point on point 1
+  Value params;
+};
 
 // Names in the store or its journal folder that a save's temporary would have (NAME.tmp-XXXXXX).
 std::vector<std::string> temporaries_in(const std::string& store) {

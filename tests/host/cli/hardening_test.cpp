@@ -14,7 +14,10 @@ namespace {
 // Regression: a point at x = 1e20 aborted the process inside the ray caster, and once journalled
 // (unsnapped) aborted every later start on that store.
 TEST(Hardening, HugeCoordinatesNeitherCrashTheServerNorTheNextStart) {
-  struct Request { const char* method; const char* params; };
+  struct Request {
+    const char* method;
+    const char* params;
+  };
   const Request requests[] = {
       {.method = "add_route_point", .params = R"({"id":"gate_guard","position":{"x":1e20,"y":100,"z":0}})"},
       {.method = "add_route_point",
@@ -41,11 +44,17 @@ TEST(Hardening, HugeCoordinatesNeitherCrashTheServerNorTheNextStart) {
 
 // Regression: a 50 MB request line grew `serve` to gigabytes; under a memory limit it ended the server.
 TEST(Hardening, RequestLinesOverTheLimitAreAnsweredWithAnErrorAndServingGoesOn) {
-  struct LimitCase { std::vector<std::string> flags; std::size_t line_bytes; const char* message; };
+  struct LimitCase {
+    std::vector<std::string> flags;
+    std::size_t line_bytes;
+    const char* message;
+  };
   const LimitCase cases[] = {
-      {.flags = {}, .line_bytes = (std::size_t{16} << 20) + 1,
+      {.flags = {},
+       .line_bytes = (std::size_t{16} << 20) + 1,
        .message = "invalid request: the line is longer than 16777216 bytes (serve --max-request)"},
-      {.flags = {"--max-request", "100"}, .line_bytes = 101,
+      {.flags = {"--max-request", "100"},
+       .line_bytes = 101,
        .message = "invalid request: the line is longer than 100 bytes (serve --max-request)"},
   };
   auto store = demo_store();
@@ -86,13 +95,17 @@ TEST(Hardening, PackageFilesThatAreNotRegularOrTooLargeAreRefusedWithoutBlocking
 
 // Regression: the id 9007199254740993 came back as 9007199254740992, since it went through a double.
 TEST(Hardening, IdsAreEchoedAsTheTextTheyArrivedWith) {
-  struct IdCase { const char* line; const char* ids; };  // the numeric ids of the answers, as written
+  struct IdCase {
+    const char* line;
+    const char* ids;  // the numeric ids of the answers, as written
+  };
   const IdCase cases[] = {
       {.line = R"({"jsonrpc":"2.0","id":9007199254740993,"method":"fly"})", .ids = "9007199254740993"},
       {.line = R"({"jsonrpc":"2.0","id":1.50,"method":"fly","params":{"id":7}})", .ids = "1.50"},
       {.line = R"({"jsonrpc":"2.0","id":-0,"method":"fly"})", .ids = "-0"},
       {.line = R"([{"jsonrpc":"2.0","id":1E2,"method":"fly"},{"jsonrpc":"2.0","method":"fly"},)"
-               R"({"jsonrpc":"2.0","id":"s","method":"fly"},{"jsonrpc":"2.0","id":12345678901234567890,"method":"fly"}])",
+               R"({"jsonrpc":"2.0","id":"s","method":"fly"},)"
+               R"({"jsonrpc":"2.0","id":12345678901234567890,"method":"fly"}])",
        .ids = "1E2 12345678901234567890"},  // a string id stays where the printer puts it
   };
   auto store = demo_store();
@@ -141,9 +154,13 @@ TEST(Hardening, SavingWritesThroughLinksAndRefusesReadOnlyFiles) {
 // Regression: small usage mistakes got messages that did not say what was wrong ("A subcommand is
 // required", a range of 309 digits).
 TEST(Hardening, SmallMistakesAreNamedInPlainWords) {
-  struct Mistake { std::vector<std::string> args; const char* says; };
+  struct Mistake {
+    std::vector<std::string> args;
+    const char* says;
+  };
   const Mistake mistakes[] = {
-      {.args = {"fly"}, .says = "pathwright: unknown command \"fly\" (the commands are serve, call, map, check and tour)"},
+      {.args = {"fly"},
+       .says = "pathwright: unknown command \"fly\" (the commands are serve, call, map, check and tour)"},
       {.args = {"call", "--demo", "--game-timeout", "0", "status"},
        .says = "--game-timeout: the game timeout is 0.001 to 3600 seconds, not 0"},
       {.args = {"call", "--demo", "document", R"({"package":".hidden"})"},

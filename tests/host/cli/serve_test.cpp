@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdio>
 #include <thread>
-#include <tuple>
 
 #include "host/link/game_link.h"
 #include "tests/host/cli/pathwright_process.h"
@@ -24,17 +23,26 @@ std::string summary(const Value& answer) {
 
 TEST(JsonRpcServe, AnswersBadMessagesAsJsonRpcSaysAndGoesOnServing) {
   // A line, and the summaries of its answers.
-  const std::pair<const char*, const char*> cases[] = {{"this is not json", "-32700:null"},
-      {R"({"jsonrpc":"2.0","id":1,"method":"fly"})", "-32601:1"}, {R"({"jsonrpc":"2.0","method":"fly"})", ""},
-      {R"({"jsonrpc":"2.0","id":2})", "-32600:2"}, {R"({"id":3,"method":"status"})", "-32600:3"},
-      {R"({"jsonrpc":"2.0","id":{"a":1},"method":"status"})", "-32600:null"},
-      {R"({"jsonrpc":"2.0","id":4,"method":"status","params":[1]})", "-32602:4"},
-      {R"({"jsonrpc":"2.0","id":"five","method":"status","params":"x"})", "-32602:\"five\""},
-      {"[]", "-32600:null"}, {"[1]", "[-32600:null]"},
-      {R"([{"jsonrpc":"2.0","id":6,"method":"status"},{"jsonrpc":"2.0","method":"status"},)"
-       R"({"jsonrpc":"2.0","id":7,"method":"fly"}])", "[ok:6,-32601:7]"},
-      {R"([{"jsonrpc":"2.0","method":"status"},{"jsonrpc":"2.0","method":"undo"}])", ""},
-      {R"({"jsonrpc":"2.0","id":8,"method":"check_route","params":{"id":"gate_guard"}})", "1:8"}};
+  const struct {
+    const char* line;
+    const char* answers;  // "" when nothing is answered
+  } cases[] = {
+      {.line = "this is not json", .answers = "-32700:null"},
+      {.line = R"({"jsonrpc":"2.0","id":1,"method":"fly"})", .answers = "-32601:1"},
+      {.line = R"({"jsonrpc":"2.0","method":"fly"})", .answers = ""},
+      {.line = R"({"jsonrpc":"2.0","id":2})", .answers = "-32600:2"},
+      {.line = R"({"id":3,"method":"status"})", .answers = "-32600:3"},
+      {.line = R"({"jsonrpc":"2.0","id":{"a":1},"method":"status"})", .answers = "-32600:null"},
+      {.line = R"({"jsonrpc":"2.0","id":4,"method":"status","params":[1]})", .answers = "-32602:4"},
+      {.line = R"({"jsonrpc":"2.0","id":"five","method":"status","params":"x"})", .answers = "-32602:\"five\""},
+      {.line = "[]", .answers = "-32600:null"},
+      {.line = "[1]", .answers = "[-32600:null]"},
+      {.line = R"([{"jsonrpc":"2.0","id":6,"method":"status"},{"jsonrpc":"2.0","method":"status"},)"
+               R"({"jsonrpc":"2.0","id":7,"method":"fly"}])",
+       .answers = "[ok:6,-32601:7]"},
+      {.line = R"([{"jsonrpc":"2.0","method":"status"},{"jsonrpc":"2.0","method":"undo"}])", .answers = ""},
+      {.line = R"({"jsonrpc":"2.0","id":8,"method":"check_route","params":{"id":"gate_guard"}})", .answers = "1:8"},
+  };
   auto store = demo_store();
   Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
   for (const auto& [request, expected] : cases) {
@@ -51,18 +59,34 @@ TEST(JsonRpcServe, RunsEveryRouteAndHostCommandAndSavesAtTheEnd) {
   // The method, its params, and the result or error it answers.
   const char* const guard = R"({"id":"gate_guard"})";
   const char* const no_game = R"({"code":1,"message":"the game is not running"})";
-  const std::tuple<const char*, const char*, const char*> cases[] = {
-      {"add_route_point", R"({"id":"gate_guard","position":{"x":-150.04,"y":100,"z":1100}})",
-       R"({"id":"gate_guard","point":3})"},
-      {"move_route_point", R"({"id":"gate_guard","point":3,"position":{"x":-150,"y":100,"z":1300}})", guard},
-      {"reorder_route_point", R"({"id":"gate_guard","point":3,"to":1})", guard},
-      {"remove_route_point", R"({"id":"gate_guard","point":1})", guard},
-      {"set_route", R"({"id":"gate_guard","mode":"loop"})", guard}, {"check_route", guard, no_game},
-      {"route_status", guard, no_game}, {"remove_route", R"({"id":"bar_worker_uw1"})", R"({"id":"bar_worker_uw1"})"},
-      {"undo", "{}", R"({"package":"windfall","undone":"Remove the route of bar_worker_uw1"})"},
-      {"redo", "{}", R"({"package":"windfall","redone":"Remove the route of bar_worker_uw1"})"},
-      {"packages", "{}", R"({"packages":[{"actors":30,"name":"windfall","routes":14}]})"},
-      {"reload", R"({"package":"windfall"})", R"({"actors":30,"changes":6,"package":"windfall"})"}};
+  const struct {
+    const char* method;
+    const char* params;
+    const char* answer;  // the result, or the error
+  } cases[] = {
+      {.method = "add_route_point",
+       .params = R"({"id":"gate_guard","position":{"x":-150.04,"y":100,"z":1100}})",
+       .answer = R"({"id":"gate_guard","point":3})"},
+      {.method = "move_route_point",
+       .params = R"({"id":"gate_guard","point":3,"position":{"x":-150,"y":100,"z":1300}})",
+       .answer = guard},
+      {.method = "reorder_route_point", .params = R"({"id":"gate_guard","point":3,"to":1})", .answer = guard},
+      {.method = "remove_route_point", .params = R"({"id":"gate_guard","point":1})", .answer = guard},
+      {.method = "set_route", .params = R"({"id":"gate_guard","mode":"loop"})", .answer = guard},
+      {.method = "check_route", .params = guard, .answer = no_game},
+      {.method = "route_status", .params = guard, .answer = no_game},
+      {.method = "remove_route", .params = R"({"id":"bar_worker_uw1"})", .answer = R"({"id":"bar_worker_uw1"})"},
+      {.method = "undo",
+       .params = "{}",
+       .answer = R"({"package":"windfall","undone":"Remove the route of bar_worker_uw1"})"},
+      {.method = "redo",
+       .params = "{}",
+       .answer = R"({"package":"windfall","redone":"Remove the route of bar_worker_uw1"})"},
+      {.method = "packages", .params = "{}", .answer = R"({"packages":[{"actors":30,"name":"windfall","routes":14}]})"},
+      {.method = "reload",
+       .params = R"({"package":"windfall"})",
+       .answer = R"({"actors":30,"changes":6,"package":"windfall"})"},
+  };
   auto store = demo_store();
   Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
   for (const auto& [method, params, expected] : cases) {
@@ -92,19 +116,35 @@ TEST(CallCommand, ExitStatusSaysHowItWentAndTheChangeIsSaved) {
   auto store = demo_store();
   const std::string err_file = store->path() + "/call.err";
   // The arguments, the exit status, and standard error ("..." at the end when only its start is pinned).
-  struct Case { std::vector<std::string> args; int status; const char* err; };
-  const Case cases[] = {{{"call", "status"}, 0, ""},
-      {{"call", "add_route_point", R"({"id":"baker_ub3","position":{"x":10,"y":100,"z":10}})"}, 0, ""},
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    const char* err;
+  };
+  const Case cases[] = {
+      {.args = {"call", "status"}, .status = 0, .err = ""},
+      {.args = {"call", "add_route_point", R"({"id":"baker_ub3","position":{"x":10,"y":100,"z":10}})"},
+       .status = 0,
+       .err = ""},
       // The next call finds the point saved.
-      {{"call", "remove_route_point", R"({"id":"baker_ub3","point":6})"}, 1,
-       "\"point\" is a point number from 1 to 5\n"},
-      {{"call", "remove_route_point", R"({"id":"baker_ub3","point":5})"}, 0, ""},
-      {{"call", "fly"}, 2, "pathwright: unknown method \"fly\"\n"},
-      {{"call", "check_route", R"({"id":"baker_ub3"})"}, 1, "the game is not running\n"},
-      {{"call", "add_route_point", "{bad"}, 2, "pathwright: the parameters are not JSON: line 1, column 2..."},
-      {{"call", "add_route_point", "[1]"}, 2, "pathwright: the parameters must be a JSON object\n"},
-      {{"call", "status", "--game", "nowhere"}, 2, "pathwright: the game address \"nowhere\" is not HOST:PORT\n"},
-      {{"call"}, 2, "..."}, {{"launch"}, 2, "..."}};
+      {.args = {"call", "remove_route_point", R"({"id":"baker_ub3","point":6})"},
+       .status = 1,
+       .err = "\"point\" is a point number from 1 to 5\n"},
+      {.args = {"call", "remove_route_point", R"({"id":"baker_ub3","point":5})"}, .status = 0, .err = ""},
+      {.args = {"call", "fly"}, .status = 2, .err = "pathwright: unknown method \"fly\"\n"},
+      {.args = {"call", "check_route", R"({"id":"baker_ub3"})"}, .status = 1, .err = "the game is not running\n"},
+      {.args = {"call", "add_route_point", "{bad"},
+       .status = 2,
+       .err = "pathwright: the parameters are not JSON: line 1, column 2..."},
+      {.args = {"call", "add_route_point", "[1]"},
+       .status = 2,
+       .err = "pathwright: the parameters must be a JSON object\n"},
+      {.args = {"call", "status", "--game", "nowhere"},
+       .status = 2,
+       .err = "pathwright: the game address \"nowhere\" is not HOST:PORT\n"},
+      {.args = {"call"}, .status = 2, .err = "..."},
+      {.args = {"launch"}, .status = 2, .err = "..."},
+  };
   for (const Case& c : cases) {
     std::vector<std::string> args = c.args;
     if (args.size() > 1) args.insert(args.begin() + 1, {"--store", store->path()});

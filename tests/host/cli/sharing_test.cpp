@@ -150,7 +150,8 @@ TEST(Sharing, SameSizeHandEditWithTheSameTimeIsFound) {
   edited.replace(edited.find("gate_guard"), 10, "gate_guarx");
   std::ofstream(file, std::ios::binary | std::ios::in | std::ios::out) << edited;  // in place, same inode
   std::filesystem::last_write_time(file, stamp);
-  const Value refused = server.call("move_route_point", parse(R"({"id":"bar_sailor_sa1","point":1,"position":{"x":1,"y":100,"z":1}})"));
+  const Value refused =
+      server.call("move_route_point", parse(R"({"id":"bar_sailor_sa1","point":1,"position":{"x":1,"y":100,"z":1}})"));
   EXPECT_NE(refused.get("error").get("message").str.find("changed outside the editor"), std::string::npos)
       << compact(refused);
   EXPECT_EQ(server.finish(), 0);
@@ -192,7 +193,10 @@ TEST(Sharing, OpeningRemovesOnlyTemporariesOfInterruptedSaves) {
   ASSERT_NE(store, nullptr);
   const std::string root = store->path() + "/";
   std::filesystem::create_directories(root + ".pathwright");
-  struct Case { std::string file; bool removed; };
+  struct Case {
+    std::string file;
+    bool removed;
+  };
   const Case cases[] = {
       {.file = "windfall.json.tmp-Ab3xY9", .removed = true},
       {.file = ".pathwright/windfall.journal.tmp-q1W2e3", .removed = true},

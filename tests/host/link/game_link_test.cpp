@@ -104,11 +104,19 @@ std::unique_ptr<GameLink> link_to(std::uint16_t port, editor::Session::Package* 
 }
 
 TEST(GameAddress, ReadsHostAndPortAndRefusesTheRest) {
-  // The text, and what is wrong with it ("" when it is read).
   const char* const no_port = "has no port between 1 and 65535";
-  const std::pair<const char*, const char*> cases[] = {{"127.0.0.1:47800", ""}, {"localhost:1", ""},
-      {"127.0.0.1", "is not HOST:PORT"}, {":47800", "is not HOST:PORT"}, {"127.0.0.1:0", no_port},
-      {"127.0.0.1:65536", no_port}, {"127.0.0.1:47x", no_port}};
+  const struct {
+    const char* text;
+    const char* problem;  // "" when it is read
+  } cases[] = {
+      {.text = "127.0.0.1:47800", .problem = ""},
+      {.text = "localhost:1", .problem = ""},
+      {.text = "127.0.0.1", .problem = "is not HOST:PORT"},
+      {.text = ":47800", .problem = "is not HOST:PORT"},
+      {.text = "127.0.0.1:0", .problem = no_port},
+      {.text = "127.0.0.1:65536", .problem = no_port},
+      {.text = "127.0.0.1:47x", .problem = no_port},
+  };
   for (const auto& [text, problem] : cases) {
     GameAddress address;
     std::string error;
@@ -119,11 +127,17 @@ TEST(GameAddress, ReadsHostAndPortAndRefusesTheRest) {
 }
 
 TEST(GameLink, GreetsLoadsEveryPackageAndSpeaksEachOp) {
-  FakeGame game({kHello, R"({"id":2,"ok":true,"walking":0})", R"({"id":3,"ok":true,"found":true,"height":100})",
+  FakeGame game({
+      kHello,
+      R"({"id":2,"ok":true,"walking":0})",
+      R"({"id":3,"ok":true,"found":true,"height":100})",
       R"({"id":4,"ok":true,"found":false,"note":"open sea below"})",
-      R"({"id":5,"ok":true,"heights":[100,0],"found":[1,0]})", R"({"id":6,"ok":true,"heights":[],"found":[]})",
-      R"({"id":7,"ok":true,"x":0,"y":100,"z":200})", R"({"id":8,"ok":false,"error":"unknown op \"camera\""})",
-      R"({"id":9,"ok":true,"route":null})"});
+      R"({"id":5,"ok":true,"heights":[100,0],"found":[1,0]})",
+      R"({"id":6,"ok":true,"heights":[],"found":[]})",
+      R"({"id":7,"ok":true,"x":0,"y":100,"z":200})",
+      R"({"id":8,"ok":false,"error":"unknown op \"camera\""})",
+      R"({"id":9,"ok":true,"route":null})",
+  });
   editor::Session::Package package{"windfall_walks", parse(R"({"actors":[{"id":"gate_1"}]})")};
   auto link = link_to(game.port(), &package);
   ASSERT_TRUE(link->ensure_connected()) << link->last_problem();
@@ -149,19 +163,28 @@ TEST(GameLink, GreetsLoadsEveryPackageAndSpeaksEachOp) {
   EXPECT_TRUE(link->connected());  // a refusal is an answer, not a broken link
   EXPECT_TRUE(link->live_route(package, "gate_1").is_null());
 
-  EXPECT_EQ(game.requests(), (std::vector<std::string>{R"({"id":1,"op":"hello"})",
-    R"({"id":2,"op":"load","package":"windfall_walks","document":{"actors":[{"id":"gate_1"}]}})",
-    R"({"id":3,"op":"ground_height","x":0,"y":200,"z":0})", R"({"id":4,"op":"ground_height","x":2000,"y":200,"z":0})",
-    R"({"id":5,"op":"ground_heights","probes":[0,200,0,5000,1,2]})", R"({"id":6,"op":"ground_heights","probes":[]})",
-    R"({"id":7,"op":"link"})", R"({"id":8,"op":"camera"})",
-    R"({"id":9,"op":"live_route","package":"windfall_walks","actor":"gate_1"})"}));
+  const std::vector<std::string> requests = {
+      R"({"id":1,"op":"hello"})",
+      R"({"id":2,"op":"load","package":"windfall_walks","document":{"actors":[{"id":"gate_1"}]}})",
+      R"({"id":3,"op":"ground_height","x":0,"y":200,"z":0})",
+      R"({"id":4,"op":"ground_height","x":2000,"y":200,"z":0})",
+      R"({"id":5,"op":"ground_heights","probes":[0,200,0,5000,1,2]})",
+      R"({"id":6,"op":"ground_heights","probes":[]})",
+      R"({"id":7,"op":"link"})",
+      R"({"id":8,"op":"camera"})",
+      R"({"id":9,"op":"live_route","package":"windfall_walks","actor":"gate_1"})",
+  };
+  EXPECT_EQ(game.requests(), requests);
 }
 
 TEST(GameLink, KeepsTheWorldsBoundsAndReadsLiveActorsInOneRequest) {
-  FakeGame game({R"({"id":1,"ok":true,"protocol":1,"world":"island","bounds":{"low":{"x":-1,"y":0,"z":-2},"high":{"x":1,"y":3,"z":2}}})",
+  FakeGame game({
+      R"({"id":1,"ok":true,"protocol":1,"world":"island",)"
+      R"("bounds":{"low":{"x":-1,"y":0,"z":-2},"high":{"x":1,"y":3,"z":2}}})",
       R"({"id":2,"ok":true,"walking":1})",
       R"({"id":3,"ok":true,"time":2.5,"actors":[{"id":"gate_1","position":{"x":1,"y":2,"z":3},"point":2}]})",
-      R"({"id":4,"ok":false,"error":"no package \"other\" is loaded"})"});
+      R"({"id":4,"ok":false,"error":"no package \"other\" is loaded"})",
+  });
   editor::Session::Package package{"windfall_walks", parse(R"({"actors":[{"id":"gate_1"}]})")};
   auto link = link_to(game.port(), &package);
   ASSERT_TRUE(link->ensure_connected()) << link->last_problem();
@@ -177,7 +200,16 @@ TEST(GameLink, KeepsTheWorldsBoundsAndReadsLiveActorsInOneRequest) {
 
 TEST(GameLink, ProbesAndHeightsTravelBitExact) {
   // Heights come back as the game prints them: the shortest text of the float it found.
-  const std::vector<float> samples{0.1f, -40.5f, 1e-7f, 3.4028235e38f, 16777215.0f, 1234.5678f, -0.0f, 1.17549435e-38f};
+  const std::vector<float> samples{
+      0.1f,
+      -40.5f,
+      1e-7f,
+      3.4028235e38f,  // the largest float
+      16777215.0f,
+      1234.5678f,
+      -0.0f,
+      1.17549435e-38f,  // the smallest normal float
+  };
   std::vector<std::string> answers{kHello};
   for (float y : samples) {
     answers.push_back(R"({"id":)" + std::to_string(answers.size() + 1) + R"(,"ok":true,"found":true,"height":)" +
@@ -207,25 +239,51 @@ TEST(GameLink, ALinkFailureEndsTheCommandWithAClearErrorAndDropsTheConnectionWhi
   // ground_height and live_route throw, the others answer false. `reply` answers the command, which is
   // request 2 (nullptr: the game hangs up instead); "..." ends an `error` whose rest is the JSON reader's.
   enum Op { Height, Heights, LinkPosition, LiveRoute };
-  struct Case { Op op; const char* reply; const char* error; bool connected; };
+  struct Case {
+    Op op;
+    const char* reply;
+    const char* error;
+    bool connected;
+  };
   const std::string malformed = "the game sent a malformed answer: ";
   const Case cases[] = {
-      {Height, nullptr, "the game closed the connection", false},
-      {Height, "", "the game did not answer within 0.3 s", false},
-      {Height, "Segmentation fault", "line 1, column 1: ...", false},
-      {Height, "[1,2]", "not a JSON object", false},
-      {Height, R"({"id":99,"ok":true,"found":false})", "its \"id\" is not the request's 2", false},
-      {Height, R"({"id":2,"found":false})", "no boolean \"ok\"", false},
-      {Height, R"({"id":2,"ok":true,"found":true,"height":"100"})", "\"height\" is not a number", false},
-      {Heights, R"({"id":2,"ok":true,"heights":[100,0.1],"found":[1,0]})", "", true},
-      {Heights, R"({"id":2,"ok":true,"found":[true,false],"heights":[100,0.1]})", "", true},
-      {Heights, R"({"id":2,"ok":true,"heights":[100],"found":[1]})",
-       "\"heights\" and \"found\" do not hold one entry per probe", false},
-      {Heights, R"({"id":2,"ok":true,"heights":["100",0],"found":[1,0]})", "entry 1 is not a number", false},
-      {Heights, R"({"id":2,"ok":false,"error":"probes must be numbers"})",
-       "the game refused \"ground_heights\": probes must be numbers", true},
-      {LinkPosition, nullptr, "the game closed the connection", false},
-      {LiveRoute, nullptr, "the game closed the connection", false}};
+      {.op = Height, .reply = nullptr, .error = "the game closed the connection", .connected = false},
+      {.op = Height, .reply = "", .error = "the game did not answer within 0.3 s", .connected = false},
+      {.op = Height, .reply = "Segmentation fault", .error = "line 1, column 1: ...", .connected = false},
+      {.op = Height, .reply = "[1,2]", .error = "not a JSON object", .connected = false},
+      {.op = Height,
+       .reply = R"({"id":99,"ok":true,"found":false})",
+       .error = "its \"id\" is not the request's 2",
+       .connected = false},
+      {.op = Height, .reply = R"({"id":2,"found":false})", .error = "no boolean \"ok\"", .connected = false},
+      {.op = Height,
+       .reply = R"({"id":2,"ok":true,"found":true,"height":"100"})",
+       .error = "\"height\" is not a number",
+       .connected = false},
+      {.op = Heights,
+       .reply = R"({"id":2,"ok":true,"heights":[100,0.1],"found":[1,0]})",
+       .error = "",
+       .connected = true},
+      // "found" may hold booleans as well as 1 and 0, and the members may come in any order.
+      {.op = Heights,
+       .reply = R"({"id":2,"ok":true,"found":[true,false],"heights":[100,0.1]})",
+       .error = "",
+       .connected = true},
+      {.op = Heights,
+       .reply = R"({"id":2,"ok":true,"heights":[100],"found":[1]})",
+       .error = "\"heights\" and \"found\" do not hold one entry per probe",
+       .connected = false},
+      {.op = Heights,
+       .reply = R"({"id":2,"ok":true,"heights":["100",0],"found":[1,0]})",
+       .error = "entry 1 is not a number",
+       .connected = false},
+      {.op = Heights,
+       .reply = R"({"id":2,"ok":false,"error":"probes must be numbers"})",
+       .error = "the game refused \"ground_heights\": probes must be numbers",
+       .connected = true},
+      {.op = LinkPosition, .reply = nullptr, .error = "the game closed the connection", .connected = false},
+      {.op = LiveRoute, .reply = nullptr, .error = "the game closed the connection", .connected = false},
+  };
   editor::Session::Package package{"windfall_walks", Value::object()};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.reply ? c.reply : "(hangs up)");

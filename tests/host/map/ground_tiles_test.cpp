@@ -54,7 +54,8 @@ TEST_F(MapFixture, IslandTileShowsSeaAsWaterAndThePlateauAsLand) {
   for (const Sample& sample : samples) {
     const unsigned char* pixel = picture.at(static_cast<int>(sample.x / unit), static_cast<int>(sample.z / unit));
     const bool water = pixel[2] == kWaterBlue && pixel[2] > pixel[1];
-    EXPECT_EQ(water, sample.water) << sample.what << ": " << int(pixel[0]) << "," << int(pixel[1]) << "," << int(pixel[2]);
+    EXPECT_EQ(water, sample.water) << sample.what << ": " << int(pixel[0]) << "," << int(pixel[1]) << ","
+                                   << int(pixel[2]);
   }
   auto again = client()->Get("/ground/-4/0/0.png", bearer());
   ASSERT_TRUE(again);

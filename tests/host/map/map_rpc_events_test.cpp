@@ -15,7 +15,8 @@ namespace host::map::testing {
 namespace {
 
 constexpr const char* kAddPoint =
-    R"({"jsonrpc":"2.0","id":7,"method":"add_route_point","params":{"id":"baker_ub3","position":{"x":10,"y":100,"z":10}}})";
+    R"({"jsonrpc":"2.0","id":7,"method":"add_route_point",)"
+    R"("params":{"id":"baker_ub3","position":{"x":10,"y":100,"z":10}}})";
 
 TEST_F(MapFixture, RpcAnswersAsServeDoes) {
   const char* const requests[] = {
@@ -110,7 +111,8 @@ TEST_F(MapFixture, EveryListenerSeesChangesFromEveryFrontEnd) {
     EXPECT_NE(opening.find(part), std::string::npos) << part << " not in " << opening;
   EXPECT_TRUE(rpc(kAddPoint).has("result"));
   const std::string added =
-      R"(event: change)" "\n" R"(data: {"kind":"change","label":"Add a route point to baker_ub3","package":"windfall","revision":1})";
+      "event: change\n"
+      R"(data: {"kind":"change","label":"Add a route point to baker_ub3","package":"windfall","revision":1})";
   EXPECT_NE(first.wait_for(added).find(added), std::string::npos);
 
   Listener second(server_->port(), {{"Cookie", std::string("pathwright_token=") + kToken}});

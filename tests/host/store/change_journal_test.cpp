@@ -23,8 +23,13 @@ TEST_F(ChangeJournal, TornOrDamagedLastRecordIsIgnoredAndCutOffBeforeTheNextAppe
   bad_checksum[journal.size() - 3] ^= 0x20;  // inside the last record's payload
   // Cut inside its payload (at the last byte and half way) and inside its frame of length and checksum.
   const std::size_t half_way = (start + journal.size()) / 2;
-  for (const std::string& damaged : {bad_checksum, journal.substr(0, journal.size() - 1),
-                                     journal.substr(0, half_way), journal.substr(0, start + 5)}) {
+  const std::string damaged_journals[] = {
+      bad_checksum,
+      journal.substr(0, journal.size() - 1),
+      journal.substr(0, half_way),
+      journal.substr(0, start + 5),
+  };
+  for (const std::string& damaged : damaged_journals) {
     write_text(package_path(), kWindfallText);
     write_text(journal_path(), damaged);
     reopen();

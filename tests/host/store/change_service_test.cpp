@@ -8,18 +8,29 @@ using ChangeService = StoreTest;
 
 TEST_F(ChangeService, RefusedEditsLeaveTheDocumentsAndTheFilesExactlyAsBefore) {
   write_text(package_path("empty"), "{\"name\": \"Empty\"}");
-  const struct { const char *route, *params, *error; } cases[] = {
-      {"set_route", R"({"id": "gate_1", "mode": "loop"})",
-       "the actor has no route yet: add_route_point adds its first point"},
-      {"add_route_point", R"({"id": "ghost", "position": {"x": 1, "y": 2, "z": 3}})", "the actor has no position"},
+  const struct {
+    const char* route;
+    const char* params;
+    const char* error;
+  } cases[] = {
+      {.route = "set_route",
+       .params = R"({"id": "gate_1", "mode": "loop"})",
+       .error = "the actor has no route yet: add_route_point adds its first point"},
+      {.route = "add_route_point",
+       .params = R"({"id": "ghost", "position": {"x": 1, "y": 2, "z": 3}})",
+       .error = "the actor has no position"},
       // refused after it set the mode
-      {"set_route", R"({"id": "walker", "mode": "loop", "walk": "run"})",
-       "a resident walks with its own walk and stands with its own idle"},
-      {"remove_route", R"({"id": "nobody"})", "no placed actor \"nobody\" in windfall"},
-      {"add_route_point", R"({"id": "chest", "position": {"x": 1, "y": 2, "z": 3}})",
-       "only residents, Bokoblins, Moblins and the mod's own models walk routes"},
+      {.route = "set_route",
+       .params = R"({"id": "walker", "mode": "loop", "walk": "run"})",
+       .error = "a resident walks with its own walk and stands with its own idle"},
+      {.route = "remove_route", .params = R"({"id": "nobody"})", .error = "no placed actor \"nobody\" in windfall"},
+      {.route = "add_route_point",
+       .params = R"({"id": "chest", "position": {"x": 1, "y": 2, "z": 3}})",
+       .error = "only residents, Bokoblins, Moblins and the mod's own models walk routes"},
       // a document without actors gains no "actors" member
-      {"remove_route", R"({"id": "x", "package": "empty"})", "no placed actor \"x\" in empty"},
+      {.route = "remove_route",
+       .params = R"({"id": "x", "package": "empty"})",
+       .error = "no placed actor \"x\" in empty"},
   };
   for (const auto& c : cases) EXPECT_EQ(run(c.route, c.params).error, c.error) << c.params;
   EXPECT_EQ(document(), parse(kWindfallText));

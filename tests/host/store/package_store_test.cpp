@@ -7,10 +7,22 @@
 namespace store_test {
 
 TEST(PackageName, AcceptsOnlyNamesThatStayInsideTheStoreAndReadsThemFromPackageFilesOnly) {
-  const struct { std::string name; bool valid; } cases[] = {
-      {"windfall", true}, {"Windfall_2-b.v1", true}, {std::string(100, 'a'), true}, {"", false},
-      {std::string(101, 'a'), false}, {".hidden", false}, {"..", false}, {"../windfall", false}, {"a/b", false},
-      {"with space", false}, {"caf\xC3\xA9", false}, {"semi;colon", false},
+  const struct {
+    std::string name;
+    bool valid;
+  } cases[] = {
+      {.name = "windfall", .valid = true},
+      {.name = "Windfall_2-b.v1", .valid = true},
+      {.name = std::string(100, 'a'), .valid = true},
+      {.name = "", .valid = false},
+      {.name = std::string(101, 'a'), .valid = false},
+      {.name = ".hidden", .valid = false},
+      {.name = "..", .valid = false},
+      {.name = "../windfall", .valid = false},
+      {.name = "a/b", .valid = false},
+      {.name = "with space", .valid = false},
+      {.name = "caf\xC3\xA9", .valid = false},
+      {.name = "semi;colon", .valid = false},
   };
   for (const auto& c : cases) EXPECT_EQ(host::is_package_name(c.name), c.valid) << '"' << c.name << '"';
   EXPECT_EQ(host::package_name_of_file("windfall.json"), "windfall");
@@ -30,14 +42,20 @@ TEST_F(PackageStore, RefusesEachUnservableRequestWithItsOwnText) {
   write_text(package_path("bad"), "{\"actors\": [1,]}");
   write_text(package_path("list"), "[1, 2]");
   ::mkdir(package_path("folder").c_str(), 0755);
-  const struct { const char* request; std::string error; } cases[] = {
-      {R"({"package": "nope"})", "no package \"nope\" in the store"},
-      {"{}", "say which package: \"package\" is one of bad, list, windfall"},
-      {R"({"package": 3})", "\"package\" must name a package in the store, such as bad"},
-      {R"({"package": "../windfall"})", "\"package\" \"../windfall\" is refused: a package name is 1 to 100 letters, "
-                                        "digits, _, - and ., not starting with ."},
-      {R"({"package": "folder"})", "package \"folder\" cannot be read: it is a folder, not a regular file"},
-      {R"({"package": "list"})", "package \"list\" is not a mod package: its document is not a JSON object"},
+  const struct {
+    const char* request;
+    std::string error;
+  } cases[] = {
+      {.request = R"({"package": "nope"})", .error = "no package \"nope\" in the store"},
+      {.request = "{}", .error = "say which package: \"package\" is one of bad, list, windfall"},
+      {.request = R"({"package": 3})", .error = "\"package\" must name a package in the store, such as bad"},
+      {.request = R"({"package": "../windfall"})",
+       .error = "\"package\" \"../windfall\" is refused: a package name is 1 to 100 letters, digits, _, - and ., "
+                "not starting with ."},
+      {.request = R"({"package": "folder"})",
+       .error = "package \"folder\" cannot be read: it is a folder, not a regular file"},
+      {.request = R"({"package": "list"})",
+       .error = "package \"list\" is not a mod package: its document is not a JSON object"},
   };
   for (const auto& c : cases) EXPECT_EQ(error_for(c.request), c.error);
   std::string bad = error_for(R"({"package": "bad"})");

@@ -32,7 +32,8 @@ inline void write_text(const std::string& path, const std::string& text) {
 }
 
 inline Value parse(const std::string& text) {
-  Value value; host::JsonTextError error;
+  Value value;
+  host::JsonTextError error;
   EXPECT_TRUE(host::parse_json(text, value, error)) << error.message();
   return value;
 }
@@ -50,7 +51,12 @@ inline constexpr const char* kWindfallText = R"({"name": "Windfall", "actors": [
   {"id": "chest", "actor": "treasure_chest", "position": {"x": 0, "y": 0, "z": 0}}]})";
 
 // The errno each operation fails with while it is not 0.
-struct Faults { int write_temporary = 0, rename = 0, append = 0, truncate = 0; };
+struct Faults {
+  int write_temporary = 0;
+  int rename = 0;
+  int append = 0;
+  int truncate = 0;
+};
 
 struct FaultyAppendFile : host::AppendFile {
   FaultyAppendFile(std::unique_ptr<host::AppendFile> inner, const Faults& faults)
@@ -85,8 +91,15 @@ struct FaultyFileSystem : host::PosixFileSystem {
 };
 
 struct StoreTest : ::testing::Test {
-  StoreTest() { if (!::mkdtemp(folder.data())) throw std::runtime_error("no temporary folder"); start_over(); }
-  ~StoreTest() override { session.reset(); std::error_code ignored; std::filesystem::remove_all(folder, ignored); }
+  StoreTest() {
+    if (!::mkdtemp(folder.data())) throw std::runtime_error("no temporary folder");
+    start_over();
+  }
+  ~StoreTest() override {
+    session.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+  }
 
   // (Re)opens the session on the folder, as a restart of the editor would.
   void reopen() {
@@ -106,13 +119,18 @@ struct StoreTest : ::testing::Test {
   std::string package_path(const std::string& name = "windfall") const { return folder + "/" + name + ".json"; }
   std::string journal_path() const { return folder + "/.pathwright/windfall.journal"; }
 
-  struct Answer { Value result; std::string error; bool ok = false; };
+  struct Answer {
+    Value result;
+    std::string error;
+    bool ok = false;
+  };
   // Runs a route command or, when it is none, a host command with the parameters in `params` (JSON text),
   // on the windfall package unless they name another. Every answer either succeeds or says why not.
   Answer run(const std::string& method, const std::string& params = "{}") {
     Value request = parse(params);
     if (!request.has("package")) request["package"] = Value::of("windfall");
-    Answer answer; bool handled = false;
+    Answer answer;
+    bool handled = false;
     answer.result = session->dispatch_route(method, request, answer.error, answer.ok, handled);
     if (!handled) answer.result = session->host_command(method, request, answer.error, answer.ok, handled);
     EXPECT_TRUE(handled) << method;
@@ -120,7 +138,10 @@ struct StoreTest : ::testing::Test {
     return answer;
   }
   // A checkpoint of every package now: "" when it succeeded, else why not.
-  std::string flush_error() { std::string error; return session->flush(error) ? "" : error; }
+  std::string flush_error() {
+    std::string error;
+    return session->flush(error) ? "" : error;
+  }
 
   Value document(const std::string& name = "windfall") {
     std::string error;

@@ -44,7 +44,8 @@ TEST_F(UndoRedo, RandomEditsThenUndoingThemAllGivesBackTheStart) {
   int applied = 0;
   for (int step = 0; step < 60; ++step) {
     const std::string id = std::string(R"({"id": ")") + ids[random() % 4] + "\"";
-    const std::string x = std::to_string(random() % 100), z = std::to_string(random() % 100);
+    const std::string x = std::to_string(random() % 100);
+    const std::string z = std::to_string(random() % 100);
     const std::pair<const char*, std::string> edits[] = {
         {"add_route_point", id + R"(, "position": {"x": )" + x + R"(, "y": 0, "z": )" + z + "}}"},
         {"set_route", id + R"(, "mode": ")" + modes[random() % 3] + "\"}"},
@@ -53,7 +54,10 @@ TEST_F(UndoRedo, RandomEditsThenUndoingThemAllGivesBackTheStart) {
     };
     const auto& [route, request] = edits[random() % 4];
     applied += run(route, request).ok ? 1 : 0;
-    if (step % 20 == 19) { ASSERT_EQ(flush_error(), ""); reopen(); }
+    if (step % 20 == 19) {
+      ASSERT_EQ(flush_error(), "");
+      reopen();
+    }
   }
   ASSERT_GT(applied, 10);
   for (int i = 0; i < applied; ++i) ASSERT_TRUE(run("undo").ok) << i;

@@ -1,0 +1,307 @@
+// Editing routes on the map, in Debian's chromium against `pathwright map --demo --manual-clock`: add by
+// clicking in adding mode, drag a point, drag a segment's middle to insert, remove with Delete, reorder in
+// the list, change the mode, undo it all with Ctrl+Z until the package file is the demo's byte for byte,
+// redo one step; a refused edit shows the server's text and changes nothing; a second page sees the
+// changes of the first. Every result is read back through /rpc. Screenshots for docs/map.md go to OUTPUT_DIR.
+// Usage: edit.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR
+import { spawn } from 'node:child_process';
+import { mkdirSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { createInterface } from 'node:readline';
+import assert from 'node:assert/strict';
+import { chromium, type Page } from 'playwright-core';
+
+const [binary, outDir] = process.argv.slice(2);
+if (!binary || !outDir) throw new Error('usage: edit.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
+const CHROMIUM = '/usr/bin/chromium';
+const CHROMIUM_ARGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+  '--disable-background-networking', '--disable-component-update', '--disable-sync'];
+const START_TIMEOUT_MS = 20000; // the server's first line; the sanitizer build starts slowly
+const READY_TIMEOUT_MS = 20000;
+// A change made elsewhere shows within a second (the times are printed); the bound leaves room for a
+// machine busy with other builds, so that the test catches changes that never arrive, not slow ones.
+const CHANGE_TIMEOUT_MS = 5000;
+const SAVE_TIMEOUT_MS = 10000; // the store folds its journal into the package file on its own
+const PLACE_TOLERANCE = 12; // world units between where the mouse let go and the stored point
+const HEIGHT_TOLERANCE = 0.1; // stored points carry one decimal
+
+mkdirSync(outDir, { recursive: true });
+const server = spawn(binary, ['map', '--demo', '--port', '0', '--manual-clock'], { stdio: ['ignore', 'pipe', 'inherit'] });
+const firstLine: string = await new Promise((resolve, reject) => {
+  const timer = setTimeout(() => reject(new Error('pathwright map printed no address')), START_TIMEOUT_MS);
+  createInterface({ input: server.stdout! }).once('line', (line) => (clearTimeout(timer), resolve(line)));
+  server.once('exit', (code) => reject(new Error(`pathwright map ended early with ${code}`)));
+});
+const match = /^Pathwright map: (http:\/\/127\.0\.0\.1:\d+)\/#token=([0-9a-f]{32})$/.exec(firstLine);
+assert.ok(match, `unexpected first line: ${firstLine}`);
+const [, origin, token] = match;
+const profile = mkdtempSync(join(tmpdir(), 'pathwright-chromium-'));
+const browser = await chromium.launchPersistentContext(profile, {
+  executablePath: CHROMIUM, args: CHROMIUM_ARGS, viewport: { width: 1400, height: 900 },
+});
+
+async function call(method: string, params: Record<string, unknown>): Promise<{ result?: any; error?: any }> {
+  const answer = await fetch(`${origin}/rpc`, { method: 'POST', headers: { Authorization: `Bearer ${token}` },
+    body: JSON.stringify({ jsonrpc: '2.0', id: 1, method, params }) });
+  return answer.json();
+}
+async function rpc(method: string, params: Record<string, unknown>): Promise<any> {
+  const reply = await call(method, params);
+  assert.ok(!reply.error, `${method}: ${JSON.stringify(reply.error)}`);
+  return reply.result;
+}
+const route = async (id: string) =>
+  (await rpc('document', { package: 'windfall' })).document.actors.find((a: any) => a.id === id).path;
+const points = async (id: string) => (await route(id))?.points ?? [];
+const ground = async (x: number, z: number) => (await rpc('ground_point', { position: { x, y: 2000, z } })).position.y;
+
+const centre = async (page: Page, selector: string) => {
+  const box = await page.locator(selector).first().boundingBox();
+  assert.ok(box, `${selector} is not on screen`);
+  return { x: box.x + box.width / 2, y: box.y + box.height / 2 };
+};
+
+// The world position under the mouse, as the page's cursor box shows it.
+async function worldAt(page: Page, at: { x: number; y: number }): Promise<{ x: number; z: number }> {
+  await page.mouse.move(at.x + 1, at.y);
+  await page.mouse.move(at.x, at.y);
+  const shown = /^x (-?\d+), z (-?\d+)$/.exec((await page.locator('#cursor').textContent()) ?? '');
+  assert.ok(shown, 'no cursor position shown');
+  return { x: Number(shown[1]), z: Number(shown[2]) };
+}
+
+async function drag(page: Page, selector: string, by: { x: number; y: number }): Promise<{ x: number; y: number }> {
+  const from = await centre(page, selector);
+  await page.mouse.move(from.x, from.y);
+  await page.mouse.down();
+  for (let k = 1; k <= 5; ++k) await page.mouse.move(from.x + (by.x * k) / 5, from.y + (by.y * k) / 5);
+  await page.mouse.up();
+  return { x: from.x + by.x, y: from.y + by.y };
+}
+
+// Waits until `read` holds, through /rpc: the page's command reached the store.
+async function until<T>(read: () => Promise<T>, holds: (v: T) => boolean, what: string, ms = 5000): Promise<T> {
+  const deadline = Date.now() + ms;
+  for (;;) {
+    const v = await read();
+    if (holds(v)) return v;
+    if (Date.now() > deadline) throw new Error(`${what}: still ${JSON.stringify(v)}`);
+    await new Promise((r) => setTimeout(r, 100));
+  }
+}
+
+const near = (p: { x: number; z: number }, q: { x: number; z: number }) =>
+  Math.hypot(p.x - q.x, p.z - q.z) <= PLACE_TOLERANCE;
+
+async function open(): Promise<Page> {
+  const page = await browser.newPage();
+  await page.goto(`${origin}/#token=${token}`);
+  // Ready, and the game's event has come (its ground tiles show): snapping looks down from the world's top.
+  await page.waitForFunction(() => document.body.dataset.ready === 'true' && document.querySelector('img.leaflet-tile'),
+    null, { timeout: READY_TIMEOUT_MS });
+  return page;
+}
+
+async function selectGateGuard(page: Page): Promise<void> {
+  await page.getByRole('button', { name: 'Select gate_guard' }).click();
+  await page.locator('[data-point="2"]').waitFor();
+  await page.locator('#settings select[name="mode"]:not([disabled])').waitFor();
+}
+
+async function addByClicking(page: Page): Promise<void> {
+  const before = await points('gate_guard');
+  await page.getByRole('button', { name: 'Add points' }).click();
+  const p2 = await centre(page, '[data-point="2"]');
+  const spot = { x: p2.x + 70, y: p2.y + 50 };
+  const where = await worldAt(page, spot);
+  await page.mouse.click(spot.x, spot.y);
+  const after = await until(() => points('gate_guard'), (p) => p.length === before.length + 1, 'added point');
+  const added = after[after.length - 1];
+  assert.ok(near(added, where), `the point went to ${JSON.stringify(added)}, the click was at ${JSON.stringify(where)}`);
+  assert.ok(Math.abs(added.y - (await ground(added.x, added.z))) <= HEIGHT_TOLERANCE, 'the point is not on the ground');
+  await page.locator('[data-point="3"]').waitFor();
+  await page.screenshot({ path: join(outDir, 'edit-add.png') });
+  await page.keyboard.press('a'); // adding mode off again
+  assert.equal(await page.getByRole('button', { name: 'Add points' }).getAttribute('aria-pressed'), 'false');
+}
+
+async function movePoint(page: Page): Promise<void> {
+  const before = await points('gate_guard');
+  const drop = await drag(page, '[data-point="1"]', { x: -60, y: 45 });
+  const moved = await until(() => points('gate_guard'), (p) => p[0].x !== before[0].x, 'moved point 1');
+  const where = await worldAt(page, drop);
+  assert.ok(near(moved[0], where), `point 1 went to ${JSON.stringify(moved[0])}, the drop was at ${JSON.stringify(where)}`);
+  assert.ok(Math.abs(moved[0].y - (await ground(moved[0].x, moved[0].z))) <= HEIGHT_TOLERANCE, 'the moved point is not on the ground');
+  assert.deepEqual(moved.slice(1), before.slice(1), 'other points moved too');
+}
+
+async function insertByDraggingTheMiddle(page: Page): Promise<void> {
+  const before = await points('gate_guard');
+  await page.locator('[data-insert-after="1"]').waitFor();
+  const drop = await drag(page, '[data-insert-after="1"]', { x: 30, y: -40 });
+  const after = await until(() => points('gate_guard'), (p) => p.length === before.length + 1, 'inserted point');
+  assert.deepEqual(after[0], before[0]);
+  assert.deepEqual(after.slice(2), before.slice(1), 'the point was not inserted after point 1');
+  assert.ok(near(after[1], await worldAt(page, drop)), 'the inserted point is not where the drop was');
+}
+
+async function removeWithDelete(page: Page): Promise<void> {
+  const before = await points('gate_guard');
+  await page.locator('[data-point="2"]').click();
+  await page.keyboard.press('Delete');
+  const after = await until(() => points('gate_guard'), (p) => p.length === before.length - 1, 'removed point 2');
+  assert.deepEqual(after, [before[0], ...before.slice(2)]);
+}
+
+async function reorderInTheList(page: Page): Promise<void> {
+  const before = await points('gate_guard');
+  await page.locator('[data-list-point="1"]').dragTo(page.locator('[data-list-point="3"]'));
+  const after = await until(() => points('gate_guard'), (p) => p[2]?.x === before[0].x, 'reordered point 1 to 3');
+  assert.deepEqual(after, [before[1], before[2], before[0]]);
+  // Without the mouse: the moved point is selected; [ selects point 2, Alt+Down moves it one place later.
+  await page.locator('#point-list li.selected[data-list-point="3"]').waitFor();
+  await page.keyboard.press('[');
+  await page.locator('#point-list li.selected[data-list-point="2"]').waitFor();
+  await page.keyboard.press('Alt+ArrowDown');
+  await until(() => points('gate_guard'), (p) => p[1]?.x === before[0].x, 'point 2 moved later by keyboard');
+  assert.deepEqual(await points('gate_guard'), [before[1], before[0], before[2]]);
+}
+
+async function changeTheMode(page: Page): Promise<void> {
+  await page.locator('#settings select[name="mode"]').selectOption('loop');
+  await until(() => route('gate_guard'), (r) => r.mode === 'loop', 'mode loop');
+  await page.locator('[data-insert-after="3"]').waitFor(); // the loop closes back to point 0
+}
+
+// The chart's cursor marks its place on the route, and a mouse on the route moves the chart's cursor.
+async function profileAndMapFollowEachOther(page: Page): Promise<void> {
+  const over = page.locator('#profile[data-state="drawn"] .u-over');
+  await over.hover({ position: { x: 40, y: 20 } });
+  await page.locator('.profile-cursor').waitFor();
+  const cursorX = () => page.$eval('#profile .u-cursor-x', (e) => (e as HTMLElement).style.transform);
+  const a = await centre(page, '[data-point="1"]'), b = await centre(page, '[data-point="2"]');
+  const before = await cursorX();
+  await page.mouse.move((3 * a.x + b.x) / 4, (3 * a.y + b.y) / 4);
+  await until(cursorX, (x) => x !== before, 'the chart cursor did not follow the mouse on the route', 2000);
+  await page.locator('#profile').scrollIntoViewIfNeeded();
+  await page.screenshot({ path: join(outDir, 'edit-profile.png') });
+}
+
+async function undoAllThenRedo(page: Page, demo: Buffer, file: string): Promise<void> {
+  const labels = (await rpc('history', { package: 'windfall' })).changes.map((c: any) => c.label);
+  assert.equal(labels.length, 7);
+  assert.equal(await page.getByRole('button', { name: 'Undo' }).getAttribute('title'), `Undo: ${labels[6]}`);
+  await page.getByRole('button', { name: 'History' }).click();
+  await page.locator('#history-list li.applied').nth(6).waitFor();
+  await page.screenshot({ path: join(outDir, 'edit-history.png') });
+  for (let undone = 1; undone <= labels.length; ++undone) {
+    await page.locator('#map').click({ position: { x: 5, y: 5 } }); // the keys go to the page, not a field
+    await page.keyboard.press('Control+z');
+    await until(async () => (await rpc('history', { package: 'windfall' })).changes.filter((c: any) => c.undone).length,
+      (n) => n === undone, `undo ${undone}`);
+  }
+  await until(async () => readFileSync(file), (bytes) => bytes.equals(demo), 'the package file is the demo again', SAVE_TIMEOUT_MS);
+  await page.locator('#history-list li.undone').nth(6).waitFor();
+  assert.equal(await page.getByRole('button', { name: 'Redo' }).getAttribute('title'), `Redo: ${labels[0]}`);
+  await page.keyboard.press('Control+Shift+Z');
+  await until(() => points('gate_guard'), (p) => p.length === 3, 'redo of the added point');
+  await page.locator('[data-point="3"]').waitFor();
+}
+
+// The seated villager may not walk: its refusal shows and nothing is offered. A model's speed cleared is
+// refused by the server: its text shows beside the settings and the package stays as it was.
+async function refusalsChangeNothing(page: Page): Promise<void> {
+  const history = JSON.stringify(await rpc('history', { package: 'windfall' }));
+  const document = JSON.stringify(await rpc('document', { package: 'windfall' }));
+  await page.getByRole('button', { name: 'Select harbour_seated_ym1' }).click();
+  const seated = (await call('add_route_point', { id: 'harbour_seated_ym1', position: { x: 0, y: 0, z: 0 } })).error.message;
+  await page.locator('#edit-refusal').getByText(seated, { exact: true }).waitFor();
+  assert.equal(await page.getByRole('button', { name: 'Add points' }).isDisabled(), true);
+  assert.equal(await page.getByRole('button', { name: 'Remove route' }).isDisabled(), true);
+  await page.keyboard.press('a');
+  await page.mouse.click(900, 400);
+  await page.keyboard.press('Delete');
+
+  await page.getByRole('button', { name: 'Select ferry_cart' }).click();
+  const speed = page.locator('#settings input[name="speed"]');
+  await speed.and(page.locator(':not([disabled])')).waitFor();
+  const stored = await speed.inputValue();
+  await speed.fill('');
+  await speed.press('Enter');
+  await speed.blur();
+  const refusal = (await call('set_route', { id: 'ferry_cart', speed: null })).error.message;
+  await page.locator('#settings .refusal').getByText(refusal, { exact: true }).waitFor();
+  assert.equal(await speed.inputValue(), stored, 'the field does not show the stored speed again');
+  await page.locator('#settings').scrollIntoViewIfNeeded();
+  await page.screenshot({ path: join(outDir, 'edit-refusal.png') });
+  assert.equal(JSON.stringify(await rpc('document', { package: 'windfall' })), document, 'a refused edit changed the package');
+  assert.equal(JSON.stringify(await rpc('history', { package: 'windfall' })), history, 'a refused edit was recorded');
+}
+
+async function secondPageSeesTheFirst(first: Page): Promise<number[]> {
+  const second = await open();
+  await selectGateGuard(second);
+  await selectGateGuard(first);
+  await first.locator('#settings select[name="mode"]').selectOption('loop');
+  const start = performance.now();
+  await second.locator('[data-insert-after="3"]').waitFor({ timeout: CHANGE_TIMEOUT_MS });
+  const ms = performance.now() - start;
+  await second.locator('[data-point="3"]').click();
+  await second.locator('[data-point="3"].selected-point').waitFor();
+  await second.keyboard.press('Delete');
+  await until(() => points('gate_guard'), (p) => p.length === 2, 'point 3 removed on the second page');
+  const back = performance.now();
+  await first.waitForFunction(() => !document.querySelector('[data-point="3"]'), null, { timeout: CHANGE_TIMEOUT_MS });
+  await second.close();
+  return [ms, performance.now() - back];
+}
+
+async function helpListsTheKeys(page: Page): Promise<void> {
+  await page.locator('#map').click({ position: { x: 5, y: 5 } });
+  await page.keyboard.press('?');
+  const help = page.getByRole('region', { name: 'Keyboard shortcuts' });
+  await help.waitFor();
+  for (const key of ['A', 'Delete', 'Ctrl+Z', 'Ctrl+Shift+Z, Ctrl+Y', 'Alt+↑']) await help.getByText(key, { exact: true }).waitFor();
+  await page.screenshot({ path: join(outDir, 'edit-help.png') });
+  await page.keyboard.press('Escape');
+  await help.waitFor({ state: 'hidden' });
+}
+
+let failed = false;
+try {
+  const store = (await rpc('status', {})).store as string;
+  const file = join(store, 'windfall.json');
+  const demo = readFileSync(file);
+  const page = await open();
+  const errors: string[] = [];
+  page.on('pageerror', (e) => errors.push(e.message));
+  page.on('console', (m) => void (m.type() === 'error' && errors.push(`${m.text()} ${m.location().url}`)));
+  await selectGateGuard(page);
+  for (const control of ['Add points', 'Remove point', 'Remove route', 'Undo', 'Redo', 'Check route'])
+    await page.getByRole('button', { name: control, exact: true }).waitFor();
+  await page.getByRole('switch', { name: 'Snap to ground' }).waitFor();
+  await profileAndMapFollowEachOther(page);
+  await addByClicking(page);
+  await movePoint(page);
+  await insertByDraggingTheMiddle(page);
+  await removeWithDelete(page);
+  await reorderInTheList(page);
+  await changeTheMode(page);
+  await page.locator('#point-list').scrollIntoViewIfNeeded();
+  await page.screenshot({ path: join(outDir, 'edit-route.png') });
+  await undoAllThenRedo(page, demo, file);
+  await helpListsTheKeys(page);
+  await refusalsChangeNothing(page);
+  const [there, back] = await secondPageSeesTheFirst(page);
+  console.log(`a change on one page appeared on the other after ${there.toFixed(0)} ms, and back after ${back.toFixed(0)} ms`);
+  assert.deepEqual(errors, [], 'the page threw');
+} catch (e) {
+  failed = true;
+  console.error(e);
+} finally {
+  await browser.close();
+  rmSync(profile, { recursive: true, force: true });
+  server.kill('SIGTERM');
+}
+process.exit(failed ? 1 : 0);
