@@ -121,8 +121,10 @@ export class ActorLayer {
     requestAnimationFrame(() => ((this.queued = false), this.redraw()));
   }
 
-  // The dot under `at` drawn on the canvas (a DOM marker takes its own clicks), or -1.
+  // The dot under `at` drawn on the canvas (a DOM marker takes its own clicks), or -1. None while the map
+  // adds route points (editing.ts marks its container "adding"): there a click places a point.
   private dotAt(at: L.LatLng): number {
+    if (this.map.getContainer().classList.contains('adding')) return -1;
     const w = latLngToWorld(at.lat, at.lng);
     const radius = HIT_RADIUS_PX / 2 ** this.map.getZoom();
     return nearestDot(this.xs, this.zs, w.x, w.z, radius, (i) => this.markers.has(this.infos[i].id));
