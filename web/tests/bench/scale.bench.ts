@@ -25,6 +25,7 @@ const ZOOM_STEPS = 3; // in, then out again, with the keyboard's + and -
 const ZOOM_SETTLE_MS = 600; // Leaflet's zoom animation is 250 ms; the rest lets the redraw show
 const SELECTIONS = 5;
 const GAP_PX = 6; // an actor this far from every other on screen is the nearest to a click on it
+const SETTLE_MS = 1000; // between selections: the last one's profile and settings requests are answered
 const ROUTE_TIMEOUT_MS = 10000; // a selection that draws nothing in this time is a fault, not a figure
 
 interface Figures { openMs: number; pan: number[]; zoom: number[]; listMs: number[]; clickMs: number[] }
@@ -136,6 +137,7 @@ async function measure(page: Page, server: Server): Promise<Figures> {
   const listMs: number[] = [];
   for (const a of walkers.slice(-SELECTIONS)) {
     await page.getByLabel('Search actors').fill(a.id);
+    await page.waitForTimeout(SETTLE_MS);
     listMs.push(await timeToRoute(page, a.id, () => page.getByRole('button', { name: `Select ${a.id}`, exact: true }).click()));
   }
   return { openMs, pan, zoom: zoomed, listMs, clickMs };
