@@ -78,7 +78,8 @@ void listing(benchmark::State& state, const std::string& params) {
   std::size_t bytes = 0;
   const auto start = Clock::now();
   for (auto _ : state) bytes = answer("placed_actors", params);
-  const double each = std::chrono::duration<double>(Clock::now() - start).count() / static_cast<double>(state.iterations());
+  const double each =
+      std::chrono::duration<double>(Clock::now() - start).count() / static_cast<double>(state.iterations());
   state.counters["ms"] = each * 1e3;
   state.counters["kB"] = static_cast<double>(bytes) / 1e3;
   state.counters["x_document"] = each / baseline;
@@ -98,9 +99,7 @@ void BM_RegionOfAViewWithRoutes(benchmark::State& state) {
 BENCHMARK(BM_RegionOfAViewWithRoutes)->Unit(benchmark::kMillisecond);
 
 // The selected actor's route: the last actor of the package, found by id.
-void BM_OneActorById(benchmark::State& state) {
-  listing(state, R"({"id": "villager_49999", "limit": 1})");
-}
+void BM_OneActorById(benchmark::State& state) { listing(state, R"({"id": "villager_49999", "limit": 1})"); }
 BENCHMARK(BM_OneActorById)->Unit(benchmark::kMillisecond);
 
 }  // namespace

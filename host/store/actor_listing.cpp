@@ -11,7 +11,7 @@ namespace {
 
 using mods::json::Value;
 
-constexpr double kDefaultLimit = 1000;  // actors in one answer when "limit" is not given
+constexpr double kDefaultLimit = 1000;   // actors in one answer when "limit" is not given
 constexpr double kLargestLimit = 10000;  // actors in one answer at most: a few MB of JSON text
 
 bool is_model(const Value& actor) {

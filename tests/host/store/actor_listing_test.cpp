@@ -8,7 +8,7 @@
 namespace store_test {
 namespace {
 
-constexpr int kSide = 10;        // the grid holds kSide x kSide actors, 100 world units apart
+constexpr int kSide = 10;  // the grid holds kSide x kSide actors, 100 world units apart
 constexpr int kGridActors = kSide * kSide;
 
 // Actor i stands at x = 100 (i % 10), z = 100 (i / 10); every third has a route. One more actor, last,
@@ -17,8 +17,8 @@ Value grid_document() {
   Value document = Value::object();
   Value& actors = document["actors"] = Value::array();
   for (int i = 0; i < kGridActors; ++i) {
-    const std::string at = R"({"x": )" + std::to_string(i % kSide * 100) + R"(, "y": 0, "z": )" +
-                           std::to_string(i / kSide * 100) + "}";
+    const std::string at =
+        R"({"x": )" + std::to_string(i % kSide * 100) + R"(, "y": 0, "z": )" + std::to_string(i / kSide * 100) + "}";
     std::string text = R"({"id": "a)" + std::to_string(i) +
                        R"(", "actor": "resident", "parameters": {"resident": "ub3"}, "position": )" + at;
     if (i % 3 == 0) text += R"(, "path": {"mode": "once", "points": [)" + at + "]}";
@@ -28,7 +28,11 @@ Value grid_document() {
   return document;
 }
 
-struct Page { Value result; std::string error; bool ok = false; };
+struct Page {
+  Value result;
+  std::string error;
+  bool ok = false;
+};
 
 Page list(const Value& document, const std::string& params) {
   Page page;
@@ -48,7 +52,10 @@ std::string indices(const Value& answer) {
 
 TEST(PlacedActors, ARegionHoldsTheActorsStandingInsideItBoundsIncluded) {
   const Value document = grid_document();
-  const struct { const char* region; const char* indices; } cases[] = {
+  const struct {
+    const char* region;
+    const char* indices;
+  } cases[] = {
       {.region = R"({"low": {"x": 0, "z": 0}, "high": {"x": 0, "z": 0}})", .indices = "0"},
       {.region = R"({"low": {"x": 100, "z": 100}, "high": {"x": 200, "z": 100}})", .indices = "11 12"},
       {.region = R"({"low": {"x": 99.5, "z": 199.5}, "high": {"x": 100.5, "z": 300.5}})", .indices = "21 31"},
@@ -68,11 +75,17 @@ TEST(PlacedActors, ARegionHoldsTheActorsStandingInsideItBoundsIncluded) {
 // page after the first is empty.
 TEST(PlacedActors, PagesFollowNextUntilEveryWantedActorIsListedOnce) {
   const Value document = grid_document();
-  const struct { const char* params; int limit; const char* pages; } cases[] = {
+  const struct {
+    const char* params;
+    int limit;
+    const char* pages;
+  } cases[] = {
       {.params = "", .limit = 30, .pages = "30 30 30 11"},
       {.params = "", .limit = 101, .pages = "101"},
       {.params = "", .limit = 10000, .pages = "101"},
-      {.params = R"("region": {"low": {"x": 0, "z": 0}, "high": {"x": 100, "z": 900}}, )", .limit = 7, .pages = "7 7 6"},
+      {.params = R"("region": {"low": {"x": 0, "z": 0}, "high": {"x": 100, "z": 900}}, )",
+       .limit = 7,
+       .pages = "7 7 6"},
       {.params = R"("region": {"low": {"x": 0, "z": 0}, "high": {"x": 100, "z": 900}}, )", .limit = 20, .pages = "20"},
       {.params = R"("id": "a42", )", .limit = 1, .pages = "1"},
       {.params = R"("id": "nobody", )", .limit = 5, .pages = "0"},
@@ -81,9 +94,9 @@ TEST(PlacedActors, PagesFollowNextUntilEveryWantedActorIsListedOnce) {
     std::string sizes, all;
     Value next = Value::of(0.0);
     while (!next.is_null()) {
-      const Page page = list(document, std::string("{") + c.params + R"("start": )" +
-                                           std::to_string(static_cast<int>(next.number)) +
-                                           R"(, "limit": )" + std::to_string(c.limit) + "}");
+      const Page page =
+          list(document, std::string("{") + c.params + R"("start": )" + std::to_string(static_cast<int>(next.number)) +
+                             R"(, "limit": )" + std::to_string(c.limit) + "}");
       ASSERT_TRUE(page.ok) << c.params << ": " << page.error;
       if (!sizes.empty()) sizes += ' ';
       sizes += std::to_string(page.result.get("actors").items.size());
@@ -121,7 +134,10 @@ TEST(PlacedActors, BadParamsAreRefusedNamingTheParameter) {
   const char* const limit_range = "placed_actors: \"limit\" is a whole number from 1 to 10000";
   const char* const start_range = "placed_actors: \"start\" is a whole number from 0 to 9007199254740992";
   // error: "" for params that are accepted
-  const struct { const char* params; const char* error; } cases[] = {
+  const struct {
+    const char* params;
+    const char* error;
+  } cases[] = {
       {.params = R"({"region": 5})", .error = region_shape},
       {.params = R"({"region": {"low": {"x": 0, "z": 0}}})", .error = region_shape},
       {.params = R"({"region": {"low": {"x": 0, "z": "0"}, "high": {"x": 1, "z": 1}}})", .error = region_shape},
