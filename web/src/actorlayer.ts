@@ -39,6 +39,7 @@ export class ActorLayer {
   private canvas: HTMLCanvasElement;
   private corner = L.latLng(0, 0); // the canvas's top-left, for the zoom animation
   private queued = false;
+  private drawn = { scale: 0, x: 0, z: 0, width: 0, height: 0 }; // the canvas's last picture, in pixels
   onSelect: (id: string) => void = () => {};
 
   constructor(private readonly map: L.Map) {
@@ -89,11 +90,12 @@ export class ActorLayer {
     const i = this.index.get(id);
     if (i === undefined) return;
     if (walked) this.walked.set(id, p);
+    const seen = this.onCanvas(this.xs[i], this.zs[i]) || this.onCanvas(p.x, p.z);
     this.xs[i] = p.x;
     this.zs[i] = p.z;
     const m = this.markers.get(id);
     if (m) m.setLatLng(ll(p));
-    else this.queueRedraw();
+    else if (seen) this.queueRedraw(); // a walker far from the view costs no picture
     if (id === this.selected) this.ring?.setLatLng(ll(p));
   }
 
@@ -113,6 +115,12 @@ export class ActorLayer {
     if (this.ring) this.ring.setLatLng(at);
     else this.ring = L.marker(at, { interactive: false, keyboard: false, icon: L.divIcon({ className: 'selected-ring',
       iconSize: [RING_PX, RING_PX] }) }).addTo(this.map);
+  }
+
+  private onCanvas(x: number, z: number): boolean {
+    const d = this.drawn;
+    const cx = x * d.scale - d.x, cy = z * d.scale - d.z;
+    return cx >= -DOT_RADIUS_PX && cy >= -DOT_RADIUS_PX && cx <= d.width + DOT_RADIUS_PX && cy <= d.height + DOT_RADIUS_PX;
   }
 
   private queueRedraw(): void {
@@ -147,6 +155,7 @@ export class ActorLayer {
     this.corner = this.map.layerPointToLatLng(topLeft);
     const scale = 2 ** this.map.getZoom();
     const origin = this.map.getPixelOrigin().add(topLeft); // the world's pixel at the canvas's top-left
+    this.drawn = { scale, x: origin.x, z: origin.y, width: full.x, height: full.y };
     const inside: number[] = [];
     for (let i = 0; i < this.xs.length; ++i) {
       const cx = this.xs[i] * scale - origin.x, cy = this.zs[i] * scale - origin.y;
