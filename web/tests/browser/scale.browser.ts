@@ -103,8 +103,9 @@ async function aDotFollowsItsWalker(): Promise<void> {
   try {
     const page = await browser.newPage();
     await openMap(page, server, OPEN_TIMEOUT_MS);
-    await page.waitForFunction((n) => document.querySelector('canvas.actor-canvas')?.getAttribute('data-drawn') === String(n),
-      CHESTS + 1);
+    // Ground tiles come with the game's first event, which also frames the island: the view is final.
+    await page.waitForFunction((n) => document.querySelector('img.leaflet-tile') !== null &&
+      document.querySelector('canvas.actor-canvas')?.getAttribute('data-drawn') === String(n), CHESTS + 1);
     const toScreen = await calibrate(page);
     const start = toScreen(walker.position);
     assert.deepEqual((await pixel(page, start)).slice(0, 3), COLOURS.resident, 'the walker\'s dot before it walks');
