@@ -188,8 +188,8 @@ namespace {
 // Whether `method` may ask the game anything: only such commands try to reach a game that is away, so
 // that a hung game never holds up the rest (listings, undo, edits that place no point).
 bool may_ask_game(const std::string& method, const Value& params) {
-  static const char* const kWithoutGame[] = {"packages", "actors", "document", "undo", "redo", "history",
-                                             "reload", "remove_route_point", "reorder_route_point",
+  static const char* const kWithoutGame[] = {"packages", "actors", "placed_actors", "document", "undo", "redo",
+                                             "history", "reload", "remove_route_point", "reorder_route_point",
                                              "set_route", "remove_route", "route_fields"};
   for (const char* name : kWithoutGame) {
     if (method == name) return false;

@@ -1,12 +1,13 @@
 // The host's own commands on the store: listing packages and actors, the whole document, undo, redo,
-// history and reload. Results are JSON values for the front end to send as they are.
+// history and reload, and the map's placed_actors. Results are JSON values for the front end to send as
+// they are.
 #include <cerrno>
 #include <chrono>
 #include <ctime>
 
+#include "host/session/actor_listing.h"
 #include "host/session/host_session.h"
 #include "json_text/json_text.h"
-#include "residents/walkers.h"
 
 namespace host {
 namespace {
@@ -21,22 +22,6 @@ std::size_t count_routes(const Value& document) {
   std::size_t n = 0;
   for (const Value& actor : actors_of(document).items) n += has_route(actor) ? 1 : 0;
   return n;
-}
-
-bool is_model(const Value& actor) {
-  return actor.get("kind").string("") == "mod" && actor.get("actor").string("") != "resident";
-}
-
-// Who walks the actor's route, by the route service's own rule: a resident at its type's pace, a
-// Bokoblin or Moblin on patrol, or one of the mod's own models; "none" when it is refused a route.
-const char* walker_of(const Value& actor) {
-  switch (editor::walker_class(actor)) {
-    case editor::WalkerClass::None: return "none";
-    case editor::WalkerClass::Resident: return "resident";
-    case editor::WalkerClass::Patroller: return "patroller";
-    case editor::WalkerClass::Model: return "model";
-  }
-  return "none";
 }
 
 std::string iso_time(std::int64_t ms) {
@@ -83,18 +68,7 @@ Value HostSession::list_packages(std::string& error, bool& ok) {
 
 Value HostSession::list_actors(StoredPackage& stored) {
   Value list = Value::array();
-  for (const Value& actor : actors_of(stored.package().document).items) {
-    Value entry = Value::object();
-    const Value& id = actor.get("id");
-    entry["id"] = id.is_string() ? id : Value();
-    entry["type"] = Value::of(is_model(actor) ? std::string("model") : actor.get("actor").string("unknown"));
-    std::string refusal = editor::route_refusal(actor);
-    entry["walker"] = Value::of(walker_of(actor));
-    if (!refusal.empty()) entry["refusal"] = Value::of(refusal);
-    const Value& points = actor.get("path").get("points");
-    entry["points"] = Value::of(static_cast<double>(points.is_array() ? points.items.size() : 0));
-    list.items.push_back(std::move(entry));
-  }
+  for (const Value& actor : actors_of(stored.package().document).items) list.items.push_back(actor_summary(actor));
   Value result = with_package(stored.package().name);
   result["actors"] = std::move(list);
   return result;
@@ -118,7 +92,8 @@ Value HostSession::history_of(StoredPackage& stored) {
 
 Value HostSession::host_command(const std::string& method, const Value& params, std::string& error, bool& ok,
                                 bool& handled) {
-  static const char* const kCommands[] = {"packages", "actors", "document", "undo", "redo", "history", "reload"};
+  static const char* const kCommands[] = {"packages", "actors",  "placed_actors", "document",
+                                          "undo",     "redo",    "history",       "reload"};
   handled = false;
   for (const char* known : kCommands) handled = handled || method == known;
   ok = false;
@@ -134,6 +109,7 @@ Value HostSession::host_command(const std::string& method, const Value& params, 
   }
   const std::string& name = stored->package().name;
   if (method == "actors") return list_actors(*stored);
+  if (method == "placed_actors") return placed_actors(name, stored->package().document, params, error, ok);
   if (method == "history") return history_of(*stored);
   if (method == "document") {
     Value result = with_package(name);

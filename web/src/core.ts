@@ -52,7 +52,7 @@ export function readActors(result: unknown): Outcome<ActorInfo[]> {
   return { ok: true, value: actors, error: '' };
 }
 
-function readRoute(path: unknown): Route | null {
+export function readRoute(path: unknown): Route | null {
   if (!isObject(path) || !Array.isArray(path.points)) return null;
   const points = path.points.map(readVec3).filter((p): p is Vec3 => p !== null);
   const route: Route = { mode: typeof path.mode === 'string' ? path.mode : 'once', points };

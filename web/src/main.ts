@@ -6,12 +6,15 @@ import 'leaflet/dist/leaflet.css';
 import 'uplot/dist/uPlot.min.css';
 import { listen, openSession, rpc } from './api.js';
 import type { ActorInfo, Placed, Segment } from './core.js';
-import { readActors, readCheck, readDocument, readProfile } from './core.js';
+import { readCheck, readProfile } from './core.js';
 import { Editing } from './editing.js';
+import { searchActors } from './listing.js';
+import { fetchActors, fetchRoute } from './loading.js';
 import { MapView, escapeHtml } from './mapview.js';
 import { ProfileChart } from './profile.js';
 import { describeSettings, drawRoute, problemDistances } from './route.js';
 
+const LIST_MAX = 200; // buttons in the actor list at most; the search narrows a bigger package
 
 const $ = (id: string) => document.getElementById(id) as HTMLElement;
 const state = { pkg: '', infos: [] as ActorInfo[], placed: [] as Placed[], selected: '', checked: [] as Segment[] };
@@ -35,17 +38,14 @@ function say(text: string): void {
   $('message').textContent = text;
 }
 
+// Every actor's position, a page at a time; routes come one at a time, for the selected actor.
 async function loadPackage(): Promise<void> {
-  const [actors, doc] = await Promise.all([rpc('actors', { package: state.pkg }), rpc('document', { package: state.pkg })]);
-  const infos = actors.ok ? readActors(actors.result) : { ok: false, error: actors.error };
-  const placed = doc.ok ? readDocument(doc.result) : { ok: false, error: doc.error };
-  if (!infos.ok || !placed.ok || !('value' in infos) || !('value' in placed)) {
-    say(infos.error || placed.error);
-    return;
-  }
-  state.infos = infos.value!;
-  state.placed = placed.value!;
+  const listed = await fetchActors(state.pkg);
+  if (!listed.ok || !listed.value) return say(listed.error);
+  state.infos = listed.value.map((l) => l.info);
+  state.placed = listed.value.map((l) => l.placed);
   view.showActors(state.infos, state.placed);
+  if (state.selected) await loadRoute(state.selected);
   drawList();
   drawSelection();
   // Not waited for: the next fetch of the package (a change made elsewhere) must never queue behind a
@@ -61,12 +61,20 @@ async function redrawCheck(): Promise<void> {
   return drawProfile();
 }
 
+// The route of `id` into its entry of state.placed. False (and said) when it cannot be fetched.
+async function loadRoute(id: string): Promise<boolean> {
+  const route = await fetchRoute(state.pkg, id);
+  const actor = state.placed.find((p) => p.id === id);
+  if (!route.ok || !actor) return (say(route.error), false);
+  actor.route = route.value ?? null;
+  return true;
+}
+
 function drawList(): void {
-  const filter = ($('search') as HTMLInputElement).value.trim().toLowerCase();
   const list = $('actor-list');
+  const found = searchActors(state.infos, ($('search') as HTMLInputElement).value, LIST_MAX);
   list.replaceChildren();
-  for (const info of state.infos) {
-    if (filter && !info.id.toLowerCase().includes(filter) && !info.type.toLowerCase().includes(filter)) continue;
+  for (const info of found.shown) {
     const item = document.createElement('li');
     const button = document.createElement('button');
     button.className = `walker-${info.walker}${info.id === state.selected ? ' selected' : ''}`;
@@ -74,15 +82,22 @@ function drawList(): void {
     button.innerHTML = `<span class="dot"></span>${escapeHtml(info.id)} <small>${escapeHtml(info.walker)}</small>`;
     button.title = info.refusal ?? `${info.type}, ${info.walker}`;
     button.setAttribute('aria-label', `Select ${info.id}`);
-    button.addEventListener('click', () => select(info.id));
+    button.addEventListener('click', () => void select(info.id));
     item.append(button);
+    list.append(item);
+  }
+  if (found.more > 0) {
+    const item = document.createElement('li');
+    item.className = 'more';
+    item.textContent = `${found.more} more: narrow the search`;
     list.append(item);
   }
 }
 
-function select(id: string): void {
+async function select(id: string): Promise<void> {
   if (state.selected !== id) state.checked = [];
   state.selected = id;
+  if (!(await loadRoute(id)) || state.selected !== id) return;
   const actor = state.placed.find((p) => p.id === id);
   if (actor) view.focus(actor);
   drawList();
@@ -159,7 +174,7 @@ function onEvent(name: string, data: unknown): void {
 
 async function start(): Promise<void> {
   view = new MapView($('map'), $('cursor'));
-  view.onSelect = select;
+  view.onSelect = (id) => void select(id);
   chart = new ProfileChart($('profile'));
   editing = new Editing(view.map, {
     pkg: () => state.pkg,

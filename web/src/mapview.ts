@@ -1,9 +1,10 @@
-// The map itself: ground tiles or a labelled grid, one marker per actor (the selected one marked), and the
-// walkers moving between live events. Owns the Leaflet map and its layers; single-threaded.
+// The map itself: ground tiles or a labelled grid, the actors (actorlayer.ts; the selected one marked),
+// and the walkers moving between live events. Owns the Leaflet map and its layers; single-threaded.
 
 import L from 'leaflet';
 import type { ActorInfo, Placed, Vec3 } from './core.js';
 import { latLngToWorld, worldToLatLng } from './core.js';
+import { ActorLayer } from './actorlayer.js';
 import { between, gridStep } from './route.js';
 
 const MIN_ZOOM = -5; // tiles exist for zooms -5 to 2
@@ -19,11 +20,12 @@ export class MapView {
   readonly map: L.Map;
   private tiles: L.TileLayer;
   private grid = L.layerGroup();
-  private markers = new Map<string, L.Marker>();
+  private actors: ActorLayer;
   private gliding = new Map<string, { from: Vec3; to: Vec3; start: number; ms: number }>();
   private lastLive = 0;
-  private walked = new Map<string, Vec3>(); // where the game last said each walker is
-  onSelect: (id: string) => void = () => {};
+  set onSelect(select: (id: string) => void) {
+    this.actors.onSelect = select;
+  }
 
   constructor(element: HTMLElement, cursor: HTMLElement) {
     this.map = L.map(element, { crs: L.CRS.Simple, minZoom: MIN_ZOOM, maxZoom: MAX_ZOOM, zoomSnap: 1 });
@@ -32,6 +34,7 @@ export class MapView {
       tileSize: TILE_PIXELS, minZoom: MIN_ZOOM, maxZoom: MAX_ZOOM, noWrap: true, className: 'ground',
     });
     this.grid.addTo(this.map);
+    this.actors = new ActorLayer(this.map);
     this.map.on('moveend zoomend', () => this.drawGrid());
     this.map.on('mousemove', (e: L.LeafletMouseEvent) => {
       const w = latLngToWorld(e.latlng.lat, e.latlng.lng);
@@ -77,38 +80,15 @@ export class MapView {
     }
   }
 
-  // One marker per placed actor, by walker class; one that may not walk is greyed with its refusal.
+  // Every placed actor, by walker class; one that may not walk is greyed with its refusal.
   showActors(infos: ActorInfo[], placed: Placed[]): void {
-    const seen = new Set<string>();
-    for (const p of placed) {
-      const info = infos.find((i) => i.id === p.id);
-      if (!p.position || !info) continue;
-      seen.add(p.id);
-      const hint = info.refusal ? `${p.id}: ${info.refusal}` : `${p.id} (${info.walker})`;
-      const icon = L.divIcon({
-        className: `actor walker-${info.walker}`, iconSize: [14, 14],
-        html: `<span class="actor-label">${escapeHtml(p.id)}</span>`,
-      });
-      let m = this.markers.get(p.id);
-      if (!m) {
-        m = L.marker(ll(p.position), { icon, title: hint, alt: hint, keyboard: true });
-        m.on('click', () => this.onSelect(p.id));
-        m.on('add', () => m!.getElement()?.setAttribute('data-actor-id', p.id));
-        this.markers.set(p.id, m.addTo(this.map));
-      } else {
-        m.setIcon(icon);
-        m.getElement()?.setAttribute('data-actor-id', p.id);
-        m.getElement()?.setAttribute('title', hint);
-        if (!this.gliding.has(p.id)) m.setLatLng(ll(this.walked.get(p.id) ?? p.position));
-      }
-    }
-    for (const [id, m] of this.markers) if (!seen.has(id)) (m.remove(), this.markers.delete(id));
+    this.gliding.clear();
+    this.actors.setActors(infos, placed);
   }
 
-  // Marks the selected actor's marker; its route is drawn for editing by routelayer.ts.
+  // Marks the selected actor; its route is drawn for editing by routelayer.ts.
   showRoute(actor: Placed | null): void {
-    for (const m of this.markers.values()) m.getElement()?.classList.remove('selected');
-    if (actor) this.markers.get(actor.id)?.getElement()?.classList.add('selected');
+    this.actors.select(actor?.id ?? '');
   }
 
   // A live event: every walker glides from where it is to its new position until the next event.
@@ -117,10 +97,13 @@ export class MapView {
     const ms = Math.min(ANIMATION_MS_MAX, this.lastLive ? now - this.lastLive : ANIMATION_MS_MAX);
     this.lastLive = now;
     for (const a of actors) {
-      const m = this.markers.get(a.id);
-      if (!m) continue;
-      this.walked.set(a.id, a.position);
+      const m = this.actors.marker(a.id);
+      if (!m) {
+        this.actors.place(a.id, a.position, true); // a dot on the canvas jumps: gliding would redraw every dot
+        continue;
+      }
       const here = latLngToWorld(m.getLatLng().lat, m.getLatLng().lng);
+      this.actors.place(a.id, { x: here.x, y: 0, z: here.z }, true);
       this.gliding.set(a.id, { from: { x: here.x, y: 0, z: here.z }, to: a.position, start: now, ms });
     }
     requestAnimationFrame(() => this.glide());
@@ -130,7 +113,7 @@ export class MapView {
     const now = performance.now();
     for (const [id, g] of this.gliding) {
       const t = g.ms > 0 ? (now - g.start) / g.ms : 1;
-      this.markers.get(id)?.setLatLng(ll(between(g.from, g.to, t)));
+      this.actors.place(id, between(g.from, g.to, t), t >= 1);
       if (t >= 1) this.gliding.delete(id);
     }
     if (this.gliding.size > 0) requestAnimationFrame(() => this.glide());
@@ -143,6 +126,4 @@ export class MapView {
   }
 }
 
-export function escapeHtml(text: string): string {
-  return text.replace(/[&<>"']/g, (c) => `&#${c.charCodeAt(0)};`);
-}
+export { escapeHtml } from './actorlayer.js';

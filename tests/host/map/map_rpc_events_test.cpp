@@ -3,6 +3,7 @@
 // when the page missed more than is kept.
 #include <chrono>
 #include <condition_variable>
+#include <fstream>
 #include <mutex>
 #include <thread>
 
@@ -44,6 +45,25 @@ TEST_F(MapFixture, RpcAnswersAsServeDoes) {
   auto notification = client()->Post("/rpc", bearer(), R"({"jsonrpc":"2.0","method":"status"})", "application/json");
   ASSERT_TRUE(notification);
   EXPECT_EQ(notification->status, 204);
+}
+
+// Regression: the library compressed every answer with brotli at its highest quality when the browser
+// accepted it, so a page of 10,000 listed actors took four seconds instead of a tenth of one.
+TEST_F(MapFixture, AnswersAndPageFilesAreSentUncompressedWhateverTheBrowserAccepts) {
+  auto http = client();
+  http->set_decompress(false);
+  httplib::Headers headers = bearer();
+  headers.emplace("Accept-Encoding", "gzip, deflate, br");
+  const char* const request = R"({"jsonrpc":"2.0","id":1,"method":"placed_actors","params":{"routes":false}})";
+  auto answer = http->Post("/rpc", headers, request, "application/json");
+  ASSERT_TRUE(answer);
+  EXPECT_FALSE(answer->has_header("Content-Encoding")) << answer->get_header_value("Content-Encoding");
+  EXPECT_EQ(answer->body, JsonRpcServer(shared_->runner()).answer_line(request));
+  std::ofstream(web_ + "/index.html") << "<!doctype html><html lang=\"en\"><title>map</title></html>\n";
+  auto page = http->Get("/", headers);
+  ASSERT_TRUE(page);
+  EXPECT_FALSE(page->has_header("Content-Encoding")) << page->get_header_value("Content-Encoding");
+  EXPECT_NE(page->body.find("<html"), std::string::npos);
 }
 
 // Listens to GET /events on its own thread and keeps what arrives.

@@ -247,7 +247,8 @@ async function secondPageSeesTheFirst(first: Page): Promise<number[]> {
   const start = performance.now();
   await second.locator('[data-insert-after="3"]').waitFor({ timeout: CHANGE_TIMEOUT_MS });
   const ms = performance.now() - start;
-  await second.locator('[data-point="3"]').click();
+  // At the whole island's zoom point 2 may lie over point 3: the click goes to point 3's own marker.
+  await second.locator('[data-point="3"]').dispatchEvent('click');
   await second.locator('[data-point="3"].selected-point').waitFor();
   await second.keyboard.press('Delete');
   await until(() => points('gate_guard'), (p) => p.length === 2, 'point 3 removed on the second page');

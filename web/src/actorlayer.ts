@@ -1,0 +1,252 @@
+// Every placed actor on the map: a dot on one canvas, redrawn when the view settles, so 50,000 actors pan
+// and zoom smoothly; and while few are in view (or the package is small), DOM markers instead, carrying
+// the id's label, the hover text and data-actor-id, which people, assistive technology and the browser
+// tests find. Owns its pane, its canvas and the markers; single-threaded.
+
+import L from 'leaflet';
+import type { ActorInfo, Placed, Vec3, Walker } from './core.js';
+import { latLngToWorld, worldToLatLng } from './core.js';
+import { nearestDot } from './listing.js';
+
+const DOM_MARKERS_MAX = 300; // actors in view drawn as DOM markers at most; beyond, the canvas alone
+const PANE_Z_INDEX = '390'; // above the ground tiles (200), below routes and grid (400) and markers (600)
+const PAD_RATIO = 0.3; // the canvas reaches this share of the view beyond each side, so a pan shows dots
+const DOT_RADIUS_PX = 4;
+const RING_PX = 18; // the ring around a selected dot on the canvas, a marker of its own: no redraw
+const HIT_RADIUS_PX = 8; // a click this close to a dot selects it
+const COLOURS: Record<Walker, string> = { resident: '#2f6fdf', patroller: '#c9462c', model: '#8e44ad', none: '#9aa0a6' };
+const WALKER_ORDER: readonly Walker[] = ['none', 'model', 'patroller', 'resident']; // drawn last is on top
+
+const ll = (p: { x: number; z: number }) => L.latLng(...worldToLatLng(p));
+
+export function escapeHtml(text: string): string {
+  return text.replace(/[&<>"']/g, (c) => `&#${c.charCodeAt(0)};`);
+}
+
+function hintOf(info: ActorInfo): string {
+  return info.refusal ? `${info.id}: ${info.refusal}` : `${info.id} (${info.walker})`;
+}
+
+export class ActorLayer {
+  private infos: ActorInfo[] = [];
+  private xs = new Float64Array(0); // world x and z where each actor is shown; NaN without a position
+  private zs = new Float64Array(0);
+  private index = new Map<string, number>();
+  private walked = new Map<string, Vec3>(); // where the game last said each walker is
+  private markers = new Map<string, L.Marker>(); // the DOM markers on the map now
+  private selected = '';
+  private ring: L.Marker | null = null; // around the selected actor while it is a dot on the canvas
+  private canvas: HTMLCanvasElement;
+  private corner = L.latLng(0, 0); // the canvas's top-left, for the zoom animation
+  private queued = false;
+  private drawn = { scale: 0, x: 0, z: 0, width: 0, height: 0 }; // the canvas's last picture, in pixels
+  onSelect: (id: string) => void = () => {};
+
+  constructor(private readonly map: L.Map) {
+    const pane = map.createPane('actors');
+    pane.style.zIndex = PANE_Z_INDEX;
+    this.canvas = L.DomUtil.create('canvas', 'actor-canvas', pane);
+    this.canvas.style.pointerEvents = 'none';
+    if (map.options.zoomAnimation && L.Browser.any3d) {
+      this.canvas.classList.add('leaflet-zoom-animated');
+      map.on('zoomanim', (e) => this.animateZoom(e as L.ZoomAnimEvent));
+    }
+    map.on('moveend resize viewreset', () => this.redraw());
+    map.on('click', (e: L.LeafletMouseEvent) => {
+      const i = this.dotAt(e.latlng);
+      if (i >= 0) this.onSelect(this.infos[i].id);
+    });
+    map.on('mousemove', (e: L.LeafletMouseEvent) => {
+      const i = this.dotAt(e.latlng);
+      map.getContainer().style.cursor = i >= 0 ? 'pointer' : '';
+      map.getContainer().title = i >= 0 ? hintOf(this.infos[i]) : '';
+    });
+  }
+
+  // The actors to show, in the package's order; a walker stays where the game last said it is.
+  setActors(infos: ActorInfo[], placed: Placed[]): void {
+    const at = new Map(placed.map((p) => [p.id, p.position]));
+    this.infos = infos;
+    this.xs = new Float64Array(infos.length);
+    this.zs = new Float64Array(infos.length);
+    this.index.clear();
+    infos.forEach((info, i) => {
+      const p = this.walked.get(info.id) ?? at.get(info.id) ?? null;
+      this.xs[i] = p ? p.x : NaN;
+      this.zs[i] = p ? p.z : NaN;
+      if (!this.index.has(info.id)) this.index.set(info.id, i);
+    });
+    for (const [id, m] of this.markers) (m.remove(), this.markers.delete(id)); // their icons may have changed
+    this.redraw();
+  }
+
+  // The DOM marker of `id` while it has one, for gliding.
+  marker(id: string): L.Marker | undefined {
+    return this.markers.get(id);
+  }
+
+  // Shows `id` at `p`; `walked`: the game says it is there, so a reload keeps it there.
+  place(id: string, p: Vec3, walked = false): void {
+    const i = this.index.get(id);
+    if (i === undefined) return;
+    if (walked) this.walked.set(id, p);
+    const seen = this.onCanvas(this.xs[i], this.zs[i]) || this.onCanvas(p.x, p.z);
+    this.xs[i] = p.x;
+    this.zs[i] = p.z;
+    const m = this.markers.get(id);
+    if (m) m.setLatLng(ll(p));
+    else if (seen) this.queueRedraw(); // a walker far from the view costs no picture
+    if (id === this.selected) this.ring?.setLatLng(ll(p));
+  }
+
+  select(id: string): void {
+    this.markers.get(this.selected)?.getElement()?.classList.remove('selected');
+    this.selected = id;
+    this.markers.get(id)?.getElement()?.classList.add('selected');
+    this.placeRing();
+  }
+
+  // A DOM marker shows its own selection; a dot gets the ring.
+  private placeRing(): void {
+    const i = this.index.get(this.selected);
+    const shown = i !== undefined && !Number.isNaN(this.xs[i]) && !this.markers.has(this.selected);
+    if (!shown) return void (this.ring?.remove(), (this.ring = null));
+    const at = ll({ x: this.xs[i], z: this.zs[i] });
+    if (this.ring) this.ring.setLatLng(at);
+    else this.ring = L.marker(at, { interactive: false, keyboard: false, icon: L.divIcon({ className: 'selected-ring',
+      iconSize: [RING_PX, RING_PX] }) }).addTo(this.map);
+  }
+
+  private onCanvas(x: number, z: number): boolean {
+    const d = this.drawn;
+    const cx = x * d.scale - d.x, cy = z * d.scale - d.z;
+    return cx >= -DOT_RADIUS_PX && cy >= -DOT_RADIUS_PX && cx <= d.width + DOT_RADIUS_PX && cy <= d.height + DOT_RADIUS_PX;
+  }
+
+  private queueRedraw(): void {
+    if (this.queued) return;
+    this.queued = true;
+    requestAnimationFrame(() => ((this.queued = false), this.redraw()));
+  }
+
+  // The dot under `at` drawn on the canvas (a DOM marker takes its own clicks), or -1. None while the map
+  // adds route points (editing.ts marks its container "adding"): there a click places a point.
+  private dotAt(at: L.LatLng): number {
+    if (this.map.getContainer().classList.contains('adding')) return -1;
+    const w = latLngToWorld(at.lat, at.lng);
+    const radius = HIT_RADIUS_PX / 2 ** this.map.getZoom();
+    return nearestDot(this.xs, this.zs, w.x, w.z, radius, (i) => this.markers.has(this.infos[i].id));
+  }
+
+  private animateZoom(e: L.ZoomAnimEvent): void {
+    const scale = this.map.getZoomScale(e.zoom, this.map.getZoom());
+    // Leaflet's own overlays place themselves for the zoom's end the same way.
+    const offset = (this.map as any)._latLngToNewLayerPoint(this.corner, e.zoom, e.center) as L.Point;
+    L.DomUtil.setTransform(this.canvas, offset, scale);
+  }
+
+  // Places the canvas over the view and its margin, picks who gets a DOM marker, and draws the rest.
+  redraw(): void {
+    const size = this.map.getSize();
+    const pad = size.multiplyBy(PAD_RATIO).round();
+    const topLeft = this.map.containerPointToLayerPoint(pad.multiplyBy(-1));
+    const full = size.add(pad.multiplyBy(2));
+    L.DomUtil.setPosition(this.canvas, topLeft);
+    this.corner = this.map.layerPointToLatLng(topLeft);
+    const scale = 2 ** this.map.getZoom();
+    const origin = this.map.getPixelOrigin().add(topLeft); // the world's pixel at the canvas's top-left
+    this.drawn = { scale, x: origin.x, z: origin.y, width: full.x, height: full.y };
+    const inside: number[] = [];
+    for (let i = 0; i < this.xs.length; ++i) {
+      const cx = this.xs[i] * scale - origin.x, cy = this.zs[i] * scale - origin.y;
+      if (cx >= 0 && cy >= 0 && cx <= full.x && cy <= full.y) inside.push(i);
+    }
+    const asMarkers = this.infos.length <= DOM_MARKERS_MAX ? this.infos.map((_, i) => i)
+      : inside.length <= DOM_MARKERS_MAX ? inside : [];
+    this.showMarkers(asMarkers);
+    const onCanvas = inside.filter((i) => !this.markers.has(this.infos[i].id));
+    this.paint(onCanvas, full, scale, origin);
+    this.placeRing();
+  }
+
+  private showMarkers(indices: number[]): void {
+    const wanted = new Set(indices.map((i) => this.infos[i].id));
+    for (const [id, m] of this.markers) if (!wanted.has(id)) (m.remove(), this.markers.delete(id));
+    for (const i of indices) {
+      const info = this.infos[i];
+      if (this.markers.has(info.id) || Number.isNaN(this.xs[i])) continue;
+      const hint = hintOf(info);
+      const icon = L.divIcon({ className: `actor walker-${info.walker}`, iconSize: [14, 14],
+        html: `<span class="actor-label">${escapeHtml(info.id)}</span>` });
+      const m = L.marker(ll({ x: this.xs[i], z: this.zs[i] }), { icon, title: hint, alt: hint, keyboard: true });
+      m.on('click', () => this.onSelect(info.id));
+      m.on('add', () => {
+        m.getElement()?.setAttribute('data-actor-id', info.id);
+        if (info.id === this.selected) m.getElement()?.classList.add('selected');
+      });
+      this.markers.set(info.id, m.addTo(this.map));
+    }
+  }
+
+  // Dots written straight into the canvas's pixels: a path of 50,000 circles takes the browser's software
+  // rasteriser a tenth of a second to fill; these writes take a few milliseconds.
+  private paint(indices: number[], full: L.Point, scale: number, origin: L.Point): void {
+    const ratio = window.devicePixelRatio || 1;
+    const width = Math.round(full.x * ratio), height = Math.round(full.y * ratio);
+    this.canvas.width = width;
+    this.canvas.height = height;
+    this.canvas.style.width = `${full.x}px`;
+    this.canvas.style.height = `${full.y}px`;
+    this.canvas.dataset.drawn = String(indices.length);
+    const ctx = this.canvas.getContext('2d');
+    if (!ctx || width === 0 || height === 0) return;
+    const image = ctx.createImageData(width, height);
+    const pixels = new Uint32Array(image.data.buffer);
+    const radius = Math.round(DOT_RADIUS_PX * ratio);
+    const disc = discOffsets(radius);
+    const steps = Int32Array.from(disc, ([dx, dy]) => dy * width + dx);
+    const rims = Uint8Array.from(disc, ([, , rim]) => (rim ? 1 : 0));
+    for (const walker of WALKER_ORDER) {
+      const colour = COLOUR_WORDS[walker];
+      for (const i of indices) {
+        if (this.infos[i].walker !== walker) continue;
+        const cx = Math.round((this.xs[i] * scale - origin.x) * ratio), cy = Math.round((this.zs[i] * scale - origin.y) * ratio);
+        if (cx > radius && cy > radius && cx < width - radius - 1 && cy < height - radius - 1) {
+          const centre = cy * width + cx; // the whole dot is inside: no pixel needs a bounds check
+          for (let k = 0; k < steps.length; ++k) pixels[centre + steps[k]] = rims[k] ? WHITE_WORD : colour;
+          continue;
+        }
+        for (const [dx, dy, rim] of disc) {
+          const x = cx + dx, y = cy + dy;
+          if (x >= 0 && y >= 0 && x < width && y < height) pixels[y * width + x] = rim ? WHITE_WORD : colour;
+        }
+      }
+    }
+    ctx.putImageData(image, 0, 0);
+  }
+}
+
+// A colour as one pixel of ImageData (bytes red, green, blue, alpha in memory order, little-endian word).
+function word(hex: string): number {
+  const n = parseInt(hex.slice(1), 16);
+  return ((0xff << 24) | ((n & 0xff) << 16) | (n & 0xff00) | ((n >> 16) & 0xff)) >>> 0;
+}
+const WHITE_WORD = word('#ffffff');
+const COLOUR_WORDS: Record<Walker, number> = {
+  resident: word(COLOURS.resident), patroller: word(COLOURS.patroller), model: word(COLOURS.model), none: word(COLOURS.none),
+};
+
+// The pixels of a dot of `radius` around its centre, each with whether it is on the white rim.
+const discs = new Map<number, [number, number, boolean][]>();
+function discOffsets(radius: number): [number, number, boolean][] {
+  let found = discs.get(radius);
+  if (found) return found;
+  found = [];
+  for (let dy = -radius - 1; dy <= radius + 1; ++dy)
+    for (let dx = -radius - 1; dx <= radius + 1; ++dx) {
+      const d = Math.hypot(dx, dy);
+      if (d <= radius + 0.5) found.push([dx, dy, d > radius - 0.5]);
+    }
+  discs.set(radius, found);
+  return found;
+}
