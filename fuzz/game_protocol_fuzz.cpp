@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view line(reinterpret_cast<const char*>(data), size);
   const std::string answer = protocol.answer(line);
   mods::json::Value parsed;
-  host::JsonTextError error;
-  if (!host::parse_json(answer, parsed, error) || !parsed.get("ok").is_bool()) std::abort();
+  json_text::JsonTextError error;
+  if (!json_text::parse_json(answer, parsed, error) || !parsed.get("ok").is_bool()) std::abort();
   return 0;
 }

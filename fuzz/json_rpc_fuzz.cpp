@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view line(reinterpret_cast<const char*>(data), size);
   const std::string answer = server.answer_line(line);
   mods::json::Value parsed;
-  host::JsonTextError error;
-  if (!answer.empty() && !host::parse_json(answer, parsed, error)) std::abort();
+  json_text::JsonTextError error;
+  if (!answer.empty() && !json_text::parse_json(answer, parsed, error)) std::abort();
   return 0;
 }

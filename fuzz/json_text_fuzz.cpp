@@ -10,13 +10,13 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string_view text(reinterpret_cast<const char*>(data), size);
   mods::json::Value value;
-  host::JsonTextError error;
-  if (!host::parse_json(text, value, error)) return 0;
-  for (host::JsonLayout layout : {host::JsonLayout::Compact, host::JsonLayout::Indented}) {
+  json_text::JsonTextError error;
+  if (!json_text::parse_json(text, value, error)) return 0;
+  for (json_text::JsonLayout layout : {json_text::JsonLayout::Compact, json_text::JsonLayout::Indented}) {
     std::string printed, print_error;
-    if (!host::print_json(value, layout, printed, print_error)) std::abort();  // parsed text has no NaN
+    if (!json_text::print_json(value, layout, printed, print_error)) std::abort();  // parsed text has no NaN
     mods::json::Value again;
-    if (!host::parse_json(printed, again, error) || !(again == value)) std::abort();
+    if (!json_text::parse_json(printed, again, error) || !(again == value)) std::abort();
   }
   return 0;
 }

@@ -104,7 +104,7 @@ bool find_probes(std::string_view text, RawProbes& probes) {
 
 std::string answer_text(const Value& value) {
   std::string out, error;
-  if (!host::print_json(value, host::JsonLayout::Compact, out, error)) {
+  if (!json_text::print_json(value, json_text::JsonLayout::Compact, out, error)) {
     return "{\"id\":null,\"ok\":false,\"error\":\"the answer could not be written\"}";
   }
   return out;
@@ -142,7 +142,7 @@ bool parse_request(std::string_view line, FramedRequest& framed, std::string& re
 
   // Probes read as numbers are plain ASCII; everything else is checked before any parser sees it.
   const bool check_rest_only = framed.probes_apart && raw.read;
-  std::size_t bad = host::first_bad_utf8(check_rest_only ? std::string_view(rest) : line);
+  std::size_t bad = json_text::first_bad_utf8(check_rest_only ? std::string_view(rest) : line);
   if (bad != std::string_view::npos) {
     if (check_rest_only && bad >= raw.begin + 2) bad += (raw.end - raw.begin) - 2;  // where it is in the line
     refusal = failure_text(Value(), "the line is not json: line 1, column " + std::to_string(bad + 1) +
@@ -150,9 +150,9 @@ bool parse_request(std::string_view line, FramedRequest& framed, std::string& re
     return false;
   }
   Value& request = framed.request;
-  host::JsonTextError parse_error;
-  if (!host::parse_json(framed.probes_apart ? std::string_view(rest) : line, request, parse_error)) {
-    if (framed.probes_apart) host::parse_json(line, request, parse_error);  // report positions in the real line
+  json_text::JsonTextError parse_error;
+  if (!json_text::parse_json(framed.probes_apart ? std::string_view(rest) : line, request, parse_error)) {
+    if (framed.probes_apart) json_text::parse_json(line, request, parse_error);  // report positions in the real line
     refusal = failure_text(Value(), "the line is not json: " + parse_error.message());
     return false;
   }
@@ -183,8 +183,8 @@ bool frame_request(std::string_view line, FramedRequest& framed, std::string& re
 
   // Any other op ignores "probes", but the whole line must still be JSON.
   Value whole;
-  host::JsonTextError parse_error;
-  if (framed.op != "ground_heights" && framed.probes_apart && !host::parse_json(line, whole, parse_error)) {
+  json_text::JsonTextError parse_error;
+  if (framed.op != "ground_heights" && framed.probes_apart && !json_text::parse_json(line, whole, parse_error)) {
     refusal = failure_text(Value(), "the line is not json: " + parse_error.message());
     return false;
   }

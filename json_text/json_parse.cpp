@@ -18,7 +18,7 @@
 #include "json_text/json_parse_faults.h"
 #include "json_text/json_text.h"
 
-namespace host {
+namespace json_text {
 namespace {
 
 using json_parse::locate;
@@ -370,4 +370,4 @@ bool parse_json_indexed(std::string_view text, Value& out, JsonTextError& error,
   return parse_noting(text, out, error, notes);
 }
 
-}  // namespace host
+}  // namespace json_text

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <charconv>
 
-namespace host::json_parse {
+namespace json_text::json_parse {
 namespace {
 
 unsigned hex4(std::string_view text, std::size_t at) {
@@ -177,4 +177,4 @@ void locate(std::string_view text, std::size_t offset, JsonTextError& error) {
   error.column = offset - line_start + 1;
 }
 
-}  // namespace host::json_parse
+}  // namespace json_text::json_parse

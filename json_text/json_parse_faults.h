@@ -12,7 +12,7 @@
 
 #include "json_text/json_text.h"
 
-namespace host::json_parse {
+namespace json_text::json_parse {
 
 // Converts the text of a JSON number (already checked against the grammar by the reader) to the nearest
 // double. False when its magnitude is beyond the largest double; an underflow becomes a signed zero.
@@ -27,6 +27,6 @@ std::string reason_for(rapidjson::ParseErrorCode code, std::string_view text, st
 // Sets `error`'s line and column (from 1, the column in bytes) of byte `offset` of `text`.
 void locate(std::string_view text, std::size_t offset, JsonTextError& error);
 
-}  // namespace host::json_parse
+}  // namespace json_text::json_parse
 
 #endif  // PATHWRIGHT_JSON_TEXT_JSON_PARSE_FAULTS_H_

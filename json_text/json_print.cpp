@@ -11,7 +11,7 @@
 #include "json_text/json_text.h"
 #include "json_text/utf8.h"
 
-namespace host {
+namespace json_text {
 namespace {
 
 using mods::json::Value;
@@ -219,4 +219,4 @@ bool print_json_nested(const Value& value, std::size_t depth, std::string& out) 
   return write_value(value, true, depth, out);
 }
 
-}  // namespace host
+}  // namespace json_text

@@ -12,7 +12,7 @@
 
 #include "json/value.h"
 
-namespace host {
+namespace json_text {
 
 // Where and why a text is not JSON. Lines and columns count from 1; a column counts bytes.
 struct JsonTextError {
@@ -70,6 +70,6 @@ bool print_json_indexed(const mods::json::Value& value, const std::string& membe
 // cannot carry, with `out` unspecified; print the whole document for where it is.
 bool print_json_nested(const mods::json::Value& value, std::size_t depth, std::string& out);
 
-}  // namespace host
+}  // namespace json_text
 
 #endif  // PATHWRIGHT_JSON_TEXT_JSON_TEXT_H_

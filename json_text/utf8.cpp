@@ -1,6 +1,6 @@
 #include "json_text/utf8.h"
 
-namespace host {
+namespace json_text {
 
 std::size_t first_bad_utf8(std::string_view s) {
   std::size_t i = 0;
@@ -37,4 +37,4 @@ std::size_t first_bad_utf8(std::string_view s) {
   return std::string_view::npos;
 }
 
-}  // namespace host
+}  // namespace json_text

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace host {
+namespace json_text {
 
 // The byte offset of the first byte that does not belong to well-formed UTF-8, or npos when all of `s`
 // is well-formed. A sequence cut short by the end of `s` is not well-formed.
@@ -14,6 +14,6 @@ std::size_t first_bad_utf8(std::string_view s);
 
 inline bool is_utf8(std::string_view s) { return first_bad_utf8(s) == std::string_view::npos; }
 
-}  // namespace host
+}  // namespace json_text
 
 #endif  // PATHWRIGHT_JSON_TEXT_UTF8_H_

@@ -67,8 +67,8 @@ void ParseJson(benchmark::State& state) {
   const std::string& text = package(actors_of(state));
   for (auto _ : state) {
     auto value = std::make_unique<Value>();
-    host::JsonTextError error;
-    if (!host::parse_json(text, *value, error)) state.SkipWithError(error.message().c_str());
+    json_text::JsonTextError error;
+    if (!json_text::parse_json(text, *value, error)) state.SkipWithError(error.message().c_str());
     benchmark::DoNotOptimize(value.get());
     state.PauseTiming();
     value.reset();
@@ -87,14 +87,14 @@ void ParseJsonWarmHeap(benchmark::State& state) {
   mallopt(M_TRIM_THRESHOLD, kKeepFreedBytes);
   mallopt(M_MMAP_THRESHOLD, kLargestHeapAllocation);
   const std::string& text = package(actors_of(state));
-  host::JsonTextError error;
+  json_text::JsonTextError error;
   {
     Value warm_up;
-    host::parse_json(text, warm_up, error);
+    json_text::parse_json(text, warm_up, error);
   }
   for (auto _ : state) {
     auto value = std::make_unique<Value>();
-    if (!host::parse_json(text, *value, error)) state.SkipWithError(error.message().c_str());
+    if (!json_text::parse_json(text, *value, error)) state.SkipWithError(error.message().c_str());
     benchmark::DoNotOptimize(value.get());
     state.PauseTiming();
     value.reset();
@@ -109,12 +109,12 @@ void ParseJsonWarmHeap(benchmark::State& state) {
 void PrintJsonIndented(benchmark::State& state) {
   const std::string& text = package(actors_of(state));
   Value value;
-  host::JsonTextError parse_error;
-  if (!host::parse_json(text, value, parse_error)) state.SkipWithError(parse_error.message().c_str());
+  json_text::JsonTextError parse_error;
+  if (!json_text::parse_json(text, value, parse_error)) state.SkipWithError(parse_error.message().c_str());
   std::string out;
   std::string error;
   for (auto _ : state) {
-    if (!host::print_json(value, host::JsonLayout::Indented, out, error)) state.SkipWithError(error.c_str());
+    if (!json_text::print_json(value, json_text::JsonLayout::Indented, out, error)) state.SkipWithError(error.c_str());
     benchmark::DoNotOptimize(out.data());
   }
   // Bytes of the package text, so that the ratio to the raw parse compares the same work unit.

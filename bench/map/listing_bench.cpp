@@ -55,12 +55,13 @@ Crowd& crowd() {
 // Runs `method` and prints its answer as the server does; the bytes printed.
 std::size_t answer(const std::string& method, const std::string& params_text) {
   Value params;
-  host::JsonTextError parse_error;
-  if (!host::parse_json(params_text, params, parse_error)) throw std::runtime_error(parse_error.message());
+  json_text::JsonTextError parse_error;
+  if (!json_text::parse_json(params_text, params, parse_error)) throw std::runtime_error(parse_error.message());
   const host::CallOutcome outcome = crowd().bench->run(method, params);
   if (!outcome.ok) throw std::runtime_error(method + ": " + outcome.error);
   std::string text, error;
-  if (!host::print_json(outcome.result, host::JsonLayout::Compact, text, error)) throw std::runtime_error(error);
+  if (!json_text::print_json(outcome.result, json_text::JsonLayout::Compact, text, error))
+    throw std::runtime_error(error);
   return text.size();
 }
 

@@ -77,7 +77,7 @@ std::string package_text(int actors) {
   }
   document["actors"] = std::move(list);
   std::string text, error;
-  if (!host::print_json(document, host::JsonLayout::Indented, text, error)) throw std::runtime_error(error);
+  if (!json_text::print_json(document, json_text::JsonLayout::Indented, text, error)) throw std::runtime_error(error);
   return text;
 }
 
@@ -165,8 +165,8 @@ void ChangeInMemory(benchmark::State& state) {
   auto session = host::HostSession::open(store.path, std::make_unique<NoDiskJournal>(), error);
   BareSession bare;
   if (!session) throw std::runtime_error(error);
-  host::JsonTextError json_error;
-  host::parse_json(store.text, bare.document_package.document, json_error);
+  json_text::JsonTextError json_error;
+  json_text::parse_json(store.text, bare.document_package.document, json_error);
   timed_ms(*session, toggle_request(actors, 1));  // loads the package and writes the journal's start
   std::vector<double> figure, baseline;
   long step = 0;
@@ -237,8 +237,8 @@ void DurableChange(benchmark::State& state) {
   auto session = host::HostSession::open(store.path, std::make_unique<CountingFileSystem>(flushes), error);
   if (!session) throw std::runtime_error(error);
   BareSession bare;
-  host::JsonTextError json_error;
-  host::parse_json(store.text, bare.document_package.document, json_error);
+  json_text::JsonTextError json_error;
+  json_text::parse_json(store.text, bare.document_package.document, json_error);
   timed_ms(*session, toggle_request(actors, 1));
   flushes = 0;
   const std::string small = store.path + "/small.bin";

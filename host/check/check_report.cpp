@@ -9,7 +9,7 @@ using mods::json::Value;
 
 std::string number_text(const Value& value) {
   std::string text, error;
-  return print_json(value, JsonLayout::Compact, text, error) ? text : "?";
+  return json_text::print_json(value, json_text::JsonLayout::Compact, text, error) ? text : "?";
 }
 
 std::string point_text(const Value& point) {

@@ -15,7 +15,7 @@ using Level = Finding::Level;
 // The value as JSON text, for quoting it in a finding.
 std::string quoted(const Value& value) {
   std::string text, error;
-  if (!print_json(value, JsonLayout::Compact, text, error)) return "a number that is not finite";
+  if (!json_text::print_json(value, json_text::JsonLayout::Compact, text, error)) return "a number that is not finite";
   return text;
 }
 

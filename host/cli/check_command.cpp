@@ -104,7 +104,7 @@ int CheckCommand::run() const {
     Value result = Value::object();
     result["packages"] = std::move(answers);
     std::string text, error;
-    if (!print_json(result, JsonLayout::Indented, text, error)) {
+    if (!json_text::print_json(result, json_text::JsonLayout::Indented, text, error)) {
       std::cerr << "pathwright check: the answer cannot be written: " << error << "\n";
       return kExitCannotRun;
     }

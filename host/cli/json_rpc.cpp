@@ -32,15 +32,15 @@ bool worth_sending(const Value& partial) {
 // with (`raw_id`), since a double may not hold it exactly (9007199254740993).
 std::string answer_text(Value reply, const std::string* raw_id) {
   std::string text, error;
-  if (!print_json(reply, JsonLayout::Compact, text, error)) {
+  if (!json_text::print_json(reply, json_text::JsonLayout::Compact, text, error)) {
     // A result with a NaN cannot be written as JSON; say so instead of sending broken text.
     Value id = reply.get("id");
     reply = error_answer(id, rpc_code::kInternalError, "internal error: the answer cannot be written: " + error);
-    print_json(reply, JsonLayout::Compact, text, error);
+    json_text::print_json(reply, json_text::JsonLayout::Compact, text, error);
   }
   if (raw_id == nullptr || !reply.get("id").is_number()) return text;
   reply.members.erase("id");
-  print_json(reply, JsonLayout::Compact, text, error);
+  json_text::print_json(reply, json_text::JsonLayout::Compact, text, error);
   return "{\"id\":" + *raw_id + "," + text.substr(1);
 }
 
@@ -97,21 +97,22 @@ std::string JsonRpcServer::answer_line(std::string_view line) {
   } catch (const std::bad_alloc&) {
     // Building the request or its answer ran out of memory: that request fails, the server goes on.
     std::string text, error;
-    print_json(error_answer(Value(), rpc_code::kInternalError, "internal error: out of memory for this request"),
-               JsonLayout::Compact, text, error);
+    json_text::print_json(
+        error_answer(Value(), rpc_code::kInternalError, "internal error: out of memory for this request"),
+        json_text::JsonLayout::Compact, text, error);
     return text;
   }
 }
 
 std::string JsonRpcServer::answer_line_or_throw(std::string_view line) {
   Value message;
-  JsonTextError parse_error;
-  std::vector<RawMemberText> raw_ids;  // ids as written, so that they are echoed exactly
-  if (!parse_json(line, message, parse_error, "id", raw_ids)) {
+  json_text::JsonTextError parse_error;
+  std::vector<json_text::RawMemberText> raw_ids;  // ids as written, so that they are echoed exactly
+  if (!json_text::parse_json(line, message, parse_error, "id", raw_ids)) {
     return answer_text(error_answer(Value(), rpc_code::kParseError, "parse error: " + parse_error.message()), nullptr);
   }
   const auto raw_id = [&raw_ids](std::size_t element) -> const std::string* {
-    for (const RawMemberText& raw : raw_ids) {
+    for (const json_text::RawMemberText& raw : raw_ids) {
       if (raw.element == element) return &raw.text;
     }
     return nullptr;

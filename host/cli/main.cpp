@@ -161,12 +161,13 @@ int report(const std::string& method, const host::CallOutcome& outcome) {
   }
   if (!outcome.ok) {
     std::cerr << outcome.error << "\n";
-    if (!outcome.result.is_null() && host::print_json(outcome.result, host::JsonLayout::Indented, text, error)) {
+    if (!outcome.result.is_null() &&
+        json_text::print_json(outcome.result, json_text::JsonLayout::Indented, text, error)) {
       std::cerr << text;
     }
     return kExitFailed;
   }
-  if (!host::print_json(outcome.result, host::JsonLayout::Indented, text, error)) {
+  if (!json_text::print_json(outcome.result, json_text::JsonLayout::Indented, text, error)) {
     std::cerr << "pathwright: the result cannot be written: " << error << "\n";
     return kExitFailed;
   }
@@ -186,15 +187,15 @@ host::Forwarded forward(const std::string& store, const std::string& method, con
   request["method"] = Value::of(method);
   request["params"] = params;
   std::string line, answer_text, error;
-  if (!host::print_json(request, host::JsonLayout::Compact, line, error)) {
+  if (!json_text::print_json(request, json_text::JsonLayout::Compact, line, error)) {
     outcome.error = "the parameters cannot be sent: " + error;
     return host::Forwarded::Failed;
   }
   const host::Forwarded forwarded = host::forward_call(store, line, answer_text, outcome.error);
   if (forwarded != host::Forwarded::Answered) return forwarded;
   Value answer;
-  host::JsonTextError parse_error;
-  if (!host::parse_json(answer_text, answer, parse_error) || !answer.is_object()) {
+  json_text::JsonTextError parse_error;
+  if (!json_text::parse_json(answer_text, answer, parse_error) || !answer.is_object()) {
     outcome.error = "the Pathwright process that holds the store answered something that is not JSON-RPC";
     return host::Forwarded::Failed;
   }
@@ -214,8 +215,8 @@ host::Forwarded forward(const std::string& store, const std::string& method, con
 int call(const Flags& flags, const std::string& method, const std::string& params_text) {
   mods::json::Value params = mods::json::Value::object();
   if (!params_text.empty()) {
-    host::JsonTextError parse_error;
-    if (!host::parse_json(params_text, params, parse_error)) {
+    json_text::JsonTextError parse_error;
+    if (!json_text::parse_json(params_text, params, parse_error)) {
       std::cerr << "pathwright: the parameters are not JSON: " << parse_error.message() << "\n";
       return kExitBadUsage;
     }

@@ -30,7 +30,8 @@ struct Step {
 
 std::string compact(const Value& value) {
   std::string text, error;
-  return print_json(value, JsonLayout::Compact, text, error) ? text : "(unprintable: " + error + ")";
+  return json_text::print_json(value, json_text::JsonLayout::Compact, text, error) ? text
+                                                                                   : "(unprintable: " + error + ")";
 }
 
 // A check on a successful answer's result: `test` answers "" or what is wrong.
@@ -235,8 +236,8 @@ bool run_tour(const std::string& examples_dir, std::ostream& out) {
     const std::string answer_text = server.answer_line(request);
     out << "    <- " << answer_text << "\n";
     Value answer;
-    JsonTextError parse_error;
-    std::string problem = parse_json(answer_text, answer, parse_error)
+    json_text::JsonTextError parse_error;
+    std::string problem = json_text::parse_json(answer_text, answer, parse_error)
                               ? step.check(answer, *bench)
                               : "the answer is not JSON: " + parse_error.message();
     if (!problem.empty()) {

@@ -19,7 +19,7 @@ using story_notebook::WorldPoint;
 // A JSON string literal for `text`.
 std::string json_string(const std::string& text) {
   std::string out, error;
-  print_json(Value::of(text), JsonLayout::Compact, out, error);
+  json_text::print_json(Value::of(text), json_text::JsonLayout::Compact, out, error);
   return out;
 }
 
@@ -203,8 +203,9 @@ std::string GameLink::round_trip(const std::string& op, const std::string& field
 }
 
 bool GameLink::read_answer(const std::string& text, std::uint64_t id, Value& answer, std::string& error) {
-  JsonTextError parse_error;
-  if (!parse_json(text, answer, parse_error)) fail("the game sent a malformed answer: " + parse_error.message());
+  json_text::JsonTextError parse_error;
+  if (!json_text::parse_json(text, answer, parse_error))
+    fail("the game sent a malformed answer: " + parse_error.message());
   if (!answer.is_object()) fail("the game sent a malformed answer: not a JSON object");
   const Value& answer_id = answer.get("id");
   if (!answer_id.is_number() || answer_id.number != static_cast<double>(id)) {
@@ -334,7 +335,7 @@ bool GameLink::camera_position(WorldPoint& point, std::string& error) {
 
 bool GameLink::load_package(const editor::Session::Package& package, std::string& error) {
   std::string document;
-  if (!print_json(package.document, JsonLayout::Compact, document, error)) return false;
+  if (!json_text::print_json(package.document, json_text::JsonLayout::Compact, document, error)) return false;
   return link_failure_as_error(error, [&] {
     Value answer;
     if (!exchange("load", "\"package\":" + json_string(package.name) + ",\"document\":" + document, answer, error)) {

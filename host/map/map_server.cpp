@@ -36,7 +36,7 @@ constexpr const char* kPagePolicy =
 
 std::string compact(const Value& value) {
   std::string text, error;
-  print_json(value, JsonLayout::Compact, text, error);
+  json_text::print_json(value, json_text::JsonLayout::Compact, text, error);
   return text;
 }
 

@@ -185,7 +185,7 @@ bool HostSession::keep_discarded(StoredPackage& stored, Value& labels, std::stri
   FileIdentity identity;
   const int code = store_->files().read_file(path, bytes, identity);
   StagedFile staged;
-  if ((code != 0 && code != ENOENT) || !print_json(line, JsonLayout::Compact, text, reason) ||
+  if ((code != 0 && code != ENOENT) || !json_text::print_json(line, json_text::JsonLayout::Compact, text, reason) ||
       !store_->stage(path, bytes + text + "\n", 0644, staged, reason) || !store_->commit(staged, reason)) {
     error = "the changes a reload of \"" + name + "\" would discard cannot be kept in \"" + path +
             "\": " + (code != 0 && code != ENOENT ? error_text(code) : reason) + "; nothing was reloaded";

@@ -58,8 +58,9 @@ bool decode_payload(std::string_view payload, JournalRecord& record) {
       if (!in.u64(time) || !in.u64(index) || !in.u64(undone, 1) || !in.text(label) || !in.text(before) ||
           !in.text(after) || !in.done())
         return false;
-      JsonTextError json_error;
-      if (!parse_json(before, record.change.before, json_error) || !parse_json(after, record.change.after, json_error))
+      json_text::JsonTextError json_error;
+      if (!json_text::parse_json(before, record.change.before, json_error) ||
+          !json_text::parse_json(after, record.change.after, json_error))
         return false;
       record.change.time_ms = static_cast<std::int64_t>(time);
       record.change.actor_index = static_cast<std::size_t>(index);
@@ -90,8 +91,8 @@ bool encode_record(JournalRecord& record, std::string& bytes, std::string& error
     case JournalRecord::Kind::Entry:
     case JournalRecord::Kind::Change: {
       std::string before, after;
-      if (!print_json(record.change.before, JsonLayout::Compact, before, error) ||
-          !print_json(record.change.after, JsonLayout::Compact, after, error))
+      if (!json_text::print_json(record.change.before, json_text::JsonLayout::Compact, before, error) ||
+          !json_text::print_json(record.change.after, json_text::JsonLayout::Compact, after, error))
         return false;
       put_u64(payload, static_cast<std::uint64_t>(record.change.time_ms));
       put_u64(payload, record.change.actor_index);

@@ -15,7 +15,7 @@ constexpr std::size_t kGrowthRoomBytes = 64 * 1024;  // bytes
 
 }  // namespace
 
-void PackageText::adopt(std::string text, std::vector<TextRange> actors) {
+void PackageText::adopt(std::string text, std::vector<json_text::TextRange> actors) {
   text_ = std::move(text);
   actors_ = std::move(actors);
   changed_.clear();
@@ -26,7 +26,7 @@ bool PackageText::print_whole(const mods::json::Value& document, std::uint64_t s
   changed_.clear();
   valid_ = false;
   text_.reserve(static_cast<std::size_t>(size_hint) + kGrowthRoomBytes);
-  if (!print_json_indexed(document, "actors", text_, actors_, error)) return false;
+  if (!json_text::print_json_indexed(document, "actors", text_, actors_, error)) return false;
   valid_ = true;
   return true;
 }
@@ -43,20 +43,20 @@ bool PackageText::print(const mods::json::Value& document, std::uint64_t size_hi
   std::string next = std::move(spare_);  // memory the last print left: no fresh pages to fault in
   next.clear();
   next.reserve(text_.size() + kGrowthRoomBytes);
-  std::vector<TextRange> ranges(actors_.size());
+  std::vector<json_text::TextRange> ranges(actors_.size());
   std::size_t copied = 0;        // text_ up to here is in `next`
   std::size_t next_actor = 0;    // ranges before it are set
   std::ptrdiff_t shift = 0;      // how far the text after the last changed actor moved
-  auto moved = [&shift](const TextRange& r) {
-    return TextRange{static_cast<std::size_t>(static_cast<std::ptrdiff_t>(r.begin) + shift),
-                     static_cast<std::size_t>(static_cast<std::ptrdiff_t>(r.end) + shift)};
+  auto moved = [&shift](const json_text::TextRange& r) {
+    return json_text::TextRange{static_cast<std::size_t>(static_cast<std::ptrdiff_t>(r.begin) + shift),
+                                static_cast<std::size_t>(static_cast<std::ptrdiff_t>(r.end) + shift)};
   };
   for (std::size_t index : changed_) {
     for (; next_actor < index; ++next_actor) ranges[next_actor] = moved(actors_[next_actor]);
-    const TextRange& old = actors_[index];
+    const json_text::TextRange& old = actors_[index];
     next.append(text_, copied, old.begin - copied);
     const std::size_t begin = next.size();
-    if (!print_json_nested(actors.items[index], 2, next)) return print_whole(document, size_hint, error);
+    if (!json_text::print_json_nested(actors.items[index], 2, next)) return print_whole(document, size_hint, error);
     ranges[index] = {begin, next.size()};
     copied = old.end;
     shift = static_cast<std::ptrdiff_t>(next.size()) - static_cast<std::ptrdiff_t>(copied);

@@ -22,7 +22,7 @@ class PackageText {
 
   // Takes `text`, with where each actor stands in it, as the print of the document it was read into:
   // only for a file this editor printed (a checkpoint names it as saved), read before any change.
-  void adopt(std::string text, std::vector<TextRange> actors);
+  void adopt(std::string text, std::vector<json_text::TextRange> actors);
 
   // Makes text() exactly print_json(document, Indented): the whole document the first time, and whenever
   // the actors are not those last printed plus the changes reported since; otherwise only the changed
@@ -36,7 +36,7 @@ class PackageText {
 
   std::string text_;
   std::string spare_;                  // the text before the last print, its memory reused by the next
-  std::vector<TextRange> actors_;      // where each actor stands in text_
+  std::vector<json_text::TextRange> actors_;  // where each actor stands in text_
   std::vector<std::size_t> changed_;   // actors changed since text_ was printed, in any order, repeats allowed
   bool valid_ = false;                 // text_ and actors_ describe a print of the document
 };

@@ -39,9 +39,9 @@ std::unique_ptr<StoredPackage> StoredPackage::open(PackageStore& store, const st
   const std::int64_t read_at = wall_clock_ns();
   if (!store.read_package(name, bytes, identity, error)) return nullptr;
   std::unique_ptr<StoredPackage> stored(new StoredPackage(store, name));
-  JsonTextError json_error;
-  std::vector<TextRange> actors;
-  if (!parse_json_indexed(bytes, stored->package_.document, json_error, "actors", actors)) {
+  json_text::JsonTextError json_error;
+  std::vector<json_text::TextRange> actors;
+  if (!json_text::parse_json_indexed(bytes, stored->package_.document, json_error, "actors", actors)) {
     error = "package \"" + name + "\" is not valid JSON: " + json_error.message();
     return nullptr;
   }
@@ -75,8 +75,8 @@ bool StoredPackage::read_journal(const std::string& file_bytes, std::string& err
   // would claim changes the file does not hold, so it is set aside (replaced with the first change).
   if (start < 0) return true;
   if (!replay(contents, start)) {
-    JsonTextError ignored;
-    parse_json(file_bytes, package_.document, ignored);  // parsed once already, so it parses again
+    json_text::JsonTextError ignored;
+    json_text::parse_json(file_bytes, package_.document, ignored);  // parsed once already, so it parses again
     history_.clear();
     return true;
   }

@@ -45,8 +45,8 @@ class PackageFormatPage : public ::testing::Test {
     ASSERT_NE(game_, nullptr) << error;
     for (const std::string& block : fenced_blocks(file_text(kPage), "json actor")) {
       Value actor;
-      host::JsonTextError parse_error;
-      ASSERT_TRUE(host::parse_json(block, actor, parse_error)) << parse_error.message() << "\n" << block;
+      json_text::JsonTextError parse_error;
+      ASSERT_TRUE(json_text::parse_json(block, actor, parse_error)) << parse_error.message() << "\n" << block;
       examples_.push_back(actor);
     }
   }

@@ -17,8 +17,8 @@ namespace game {
 // The value of `text`; a parse failure fails the calling test.
 inline mods::json::Value parsed(const std::string& text) {
   mods::json::Value value;
-  host::JsonTextError error;
-  EXPECT_TRUE(host::parse_json(text, value, error)) << error.message() << " in " << text;
+  json_text::JsonTextError error;
+  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message() << " in " << text;
   return value;
 }
 

@@ -23,8 +23,8 @@ TEST(JsonConformance, AcceptsValidRefusesInvalidAndNeverChangesValuesSilently) {
     std::ifstream in(entry.path(), std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     mods::json::Value v, back;
-    host::JsonTextError error;
-    const bool accepted = host::parse_json(text, v, error);
+    json_text::JsonTextError error;
+    const bool accepted = json_text::parse_json(text, v, error);
     // y_ files must be accepted and n_ files refused; i_ files may go either way. Two members of one name
     // are valid JSON elsewhere, but ambiguous in a package, so the y_ files with them are refused.
     const bool valid = name[0] == 'y' && name.find("_duplicated_key") == std::string::npos;
@@ -35,8 +35,9 @@ TEST(JsonConformance, AcceptsValidRefusesInvalidAndNeverChangesValuesSilently) {
     }
     // Whatever was accepted holds only finite numbers and valid UTF-8, so it prints and reads back equal.
     std::string printed, print_error;
-    ASSERT_TRUE(host::print_json(v, host::JsonLayout::Compact, printed, print_error)) << name << ": " << print_error;
-    ASSERT_TRUE(host::parse_json(printed, back, error)) << name << ": " << error.message();
+    ASSERT_TRUE(json_text::print_json(v, json_text::JsonLayout::Compact, printed, print_error))
+        << name << ": " << print_error;
+    ASSERT_TRUE(json_text::parse_json(printed, back, error)) << name << ": " << error.message();
     EXPECT_EQ(back, v) << name;
   }
   EXPECT_GT(files, 300u);

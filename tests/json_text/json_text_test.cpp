@@ -17,14 +17,14 @@ using mods::json::Value;
 
 Value parsed(const std::string& text) {
   Value v;
-  host::JsonTextError error;
-  EXPECT_TRUE(host::parse_json(text, v, error)) << text << ": " << error.message();
+  json_text::JsonTextError error;
+  EXPECT_TRUE(json_text::parse_json(text, v, error)) << text << ": " << error.message();
   return v;
 }
 
-std::string printed(const Value& v, host::JsonLayout layout = host::JsonLayout::Compact) {
+std::string printed(const Value& v, json_text::JsonLayout layout = json_text::JsonLayout::Compact) {
   std::string out, error;
-  EXPECT_TRUE(host::print_json(v, layout, out, error)) << error;
+  EXPECT_TRUE(json_text::print_json(v, layout, out, error)) << error;
   return out;
 }
 
@@ -134,8 +134,8 @@ TEST(ParseJson, RefusesBadTextNamingLineColumnAndReason) {
   };
   for (const auto& c : cases) {
     Value v;
-    host::JsonTextError error;
-    EXPECT_FALSE(host::parse_json(c.text, v, error)) << c.text;
+    json_text::JsonTextError error;
+    EXPECT_FALSE(json_text::parse_json(c.text, v, error)) << c.text;
     EXPECT_EQ(std::tie(error.line, error.column, error.reason), std::tie(c.line, c.column, c.reason)) << c.text;
   }
 }
@@ -147,8 +147,8 @@ TEST(ParseJson, AllowsNestingTo512LevelsAndRefusesTheNextAtItsBracket) {
   for (int i = 510; i >= 0; --i) ok += i % 2 ? "}" : "]";
   parsed(ok);
   Value v;
-  host::JsonTextError error;
-  ASSERT_FALSE(host::parse_json(std::string(513, '[') + std::string(513, ']'), v, error));
+  json_text::JsonTextError error;
+  ASSERT_FALSE(json_text::parse_json(std::string(513, '[') + std::string(513, ']'), v, error));
   EXPECT_EQ(error.message(), "line 1, column 513: nesting deeper than 512");
 }
 
@@ -191,7 +191,7 @@ TEST(PrintJson, EscapesOnlyWhatJsonRequires) {
 TEST(PrintJson, LaysOutMembersInKeyOrderIndentedOrCompact) {
   const Value sample =
       parsed(R"({"on": true, "actors": [{"tags": [], "id": "mill_1", "path": {"points": [1.5], "pauses": {}}}]})");
-  EXPECT_EQ(printed(sample, host::JsonLayout::Indented),
+  EXPECT_EQ(printed(sample, json_text::JsonLayout::Indented),
             "{\n"
             "  \"actors\": [\n"
             "    {\n"
@@ -208,7 +208,7 @@ TEST(PrintJson, LaysOutMembersInKeyOrderIndentedOrCompact) {
             "  \"on\": true\n"
             "}\n");
   EXPECT_EQ(printed(sample), R"({"actors":[{"id":"mill_1","path":{"pauses":{},"points":[1.5]},"tags":[]}],"on":true})");
-  EXPECT_EQ(printed(Value::of(7.0), host::JsonLayout::Indented), "7\n");
+  EXPECT_EQ(printed(Value::of(7.0), json_text::JsonLayout::Indented), "7\n");
 }
 
 TEST(PrintJson, RefusesWhatJsonCannotCarryNamingWhere) {
@@ -229,9 +229,9 @@ TEST(PrintJson, RefusesWhatJsonCannotCarryNamingWhere) {
       {.v = bad_text, .error = "a string that is not valid utf-8 at names.x cannot be written"},
   };
   for (const auto& c : cases) {
-    for (auto layout : {host::JsonLayout::Compact, host::JsonLayout::Indented}) {
+    for (auto layout : {json_text::JsonLayout::Compact, json_text::JsonLayout::Indented}) {
       std::string out, error;
-      EXPECT_TRUE(!host::print_json(c.v, layout, out, error) && error == c.error) << error;
+      EXPECT_TRUE(!json_text::print_json(c.v, layout, out, error) && error == c.error) << error;
     }
   }
 }
@@ -239,7 +239,7 @@ TEST(PrintJson, RefusesWhatJsonCannotCarryNamingWhere) {
 // Every accepted conformance file round-trips too; these are the doubles hardest to print exactly.
 TEST(JsonRoundTrip, ReadsBackEveryNumberItPrintsExactly) {
   const Value numbers = parsed("[9007199254740993, 1.7976931348623157e308, 5e-324, 1e21, 123456.789, 2.5e-300]");
-  for (auto layout : {host::JsonLayout::Compact, host::JsonLayout::Indented})
+  for (auto layout : {json_text::JsonLayout::Compact, json_text::JsonLayout::Indented})
     EXPECT_EQ(parsed(printed(numbers, layout)), numbers) << printed(numbers, layout);
 }
 
@@ -265,14 +265,14 @@ TEST(PrintJsonIndexed, FindsEachElementOfTheNamedArrayAsPrintedTwoLevelsDeep) {
   for (const Case& c : cases) {
     const Value document = parsed(c.document);
     std::string out, error;
-    std::vector<host::TextRange> ranges;
-    ASSERT_TRUE(host::print_json_indexed(document, "actors", out, ranges, error)) << error;
-    EXPECT_EQ(out, printed(document, host::JsonLayout::Indented)) << c.document;
+    std::vector<json_text::TextRange> ranges;
+    ASSERT_TRUE(json_text::print_json_indexed(document, "actors", out, ranges, error)) << error;
+    EXPECT_EQ(out, printed(document, json_text::JsonLayout::Indented)) << c.document;
     ASSERT_EQ(ranges.size(), c.elements) << c.document;
     Value reread;
-    host::JsonTextError parse_error;
-    std::vector<host::TextRange> found;
-    ASSERT_TRUE(host::parse_json_indexed(out, reread, parse_error, "actors", found)) << parse_error.message();
+    json_text::JsonTextError parse_error;
+    std::vector<json_text::TextRange> found;
+    ASSERT_TRUE(json_text::parse_json_indexed(out, reread, parse_error, "actors", found)) << parse_error.message();
     EXPECT_EQ(reread, document) << c.document;
     ASSERT_EQ(found.size(), c.objects) << c.document;
     for (std::size_t i = 0; i < found.size() && c.objects == c.elements; ++i) {
@@ -281,7 +281,7 @@ TEST(PrintJsonIndexed, FindsEachElementOfTheNamedArrayAsPrintedTwoLevelsDeep) {
     }
     for (std::size_t i = 0; i < ranges.size(); ++i) {
       std::string nested;
-      ASSERT_TRUE(host::print_json_nested(document.get("actors").items[i], 2, nested));
+      ASSERT_TRUE(json_text::print_json_nested(document.get("actors").items[i], 2, nested));
       EXPECT_EQ(out.substr(ranges[i].begin, ranges[i].end - ranges[i].begin), nested) << c.document << " #" << i;
     }
   }

@@ -14,8 +14,8 @@ using story_notebook::WorldPoint;
 
 Value parsed(const std::string& text) {
   Value value;
-  host::JsonTextError error;
-  EXPECT_TRUE(host::parse_json(text, value, error)) << error.message() << " in " << text;
+  json_text::JsonTextError error;
+  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message() << " in " << text;
   return value;
 }
 
@@ -57,7 +57,7 @@ TEST(PointCodec, WritesTheFloatsShortestText) {
   const WorldPoint point{0.1f, -2.5f, 1e-40f};
   EXPECT_EQ(point_fields(point), R"("x":0.1,"y":-2.5,"z":1e-40)");
   std::string text, error;
-  ASSERT_TRUE(host::print_json(point_value(point), host::JsonLayout::Compact, text, error)) << error;
+  ASSERT_TRUE(json_text::print_json(point_value(point), json_text::JsonLayout::Compact, text, error)) << error;
   EXPECT_EQ(text, R"({"x":0.1,"y":-2.5,"z":1e-40})");
 }
 

@@ -19,8 +19,8 @@ Value document_of(const std::vector<std::string>& actors) {
   for (std::size_t k = 0; k < actors.size(); ++k) text.append(k == 0 ? "" : ", ").append(actors[k]);
   text.append("]}");
   Value document;
-  JsonTextError error;
-  EXPECT_TRUE(parse_json(text, document, error)) << error.message() << ": " << text;
+  json_text::JsonTextError error;
+  EXPECT_TRUE(json_text::parse_json(text, document, error)) << error.message() << ": " << text;
   return document;
 }
 

@@ -88,8 +88,8 @@ TEST(CheckCommand, JsonFormatHoldsOneCheckPackageAnswerPerPackage) {
   const Outcome run = check(scratch, "--demo --format json windfall " + kExamples);
   EXPECT_EQ(run.status, 1) << run.err;
   Value answer;
-  host::JsonTextError error;
-  ASSERT_TRUE(host::parse_json(run.out, answer, error)) << error.message();
+  json_text::JsonTextError error;
+  ASSERT_TRUE(json_text::parse_json(run.out, answer, error)) << error.message();
   const Value& packages = answer.get("packages");
   ASSERT_EQ(packages.items.size(), 1u);
   EXPECT_EQ(packages.items[0].get("counts").get("routes_with_problems").number, 1);

@@ -33,14 +33,14 @@ constexpr int kAnswerWaitMs = 20000;  // ms; generous, for the sanitizer build o
 
 inline Value parse(const std::string& text) {
   Value value;
-  JsonTextError error;
-  if (!parse_json(text, value, error)) ADD_FAILURE() << "not JSON: " << error.message() << ": " << text;
+  json_text::JsonTextError error;
+  if (!json_text::parse_json(text, value, error)) ADD_FAILURE() << "not JSON: " << error.message() << ": " << text;
   return value;
 }
 
 inline std::string compact(const Value& value) {
   std::string text, error;
-  print_json(value, JsonLayout::Compact, text, error);
+  json_text::print_json(value, json_text::JsonLayout::Compact, text, error);
   return text;
 }
 

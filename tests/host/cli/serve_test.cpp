@@ -108,7 +108,7 @@ TEST(DemoStore, IsWrittenInTheLayoutThatSavingPrints) {
   // So that saving an unchanged package rewrites the very same bytes.
   const std::string text = file_text(std::string(PATHWRIGHT_EXAMPLES_DIR) + "/windfall/windfall.json");
   std::string printed, error;
-  ASSERT_TRUE(print_json(parse(text), JsonLayout::Indented, printed, error)) << error;
+  ASSERT_TRUE(json_text::print_json(parse(text), json_text::JsonLayout::Indented, printed, error)) << error;
   EXPECT_EQ(printed, text);
 }
 

@@ -93,8 +93,8 @@ class FakeGame {
 
 Value parse(const std::string& text) {
   Value value;
-  JsonTextError error;
-  EXPECT_TRUE(parse_json(text, value, error)) << error.message();
+  json_text::JsonTextError error;
+  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message();
   return value;
 }
 

@@ -25,8 +25,8 @@ constexpr const char* kToken = "0123456789abcdef0123456789abcdef";
 
 inline Value parse(const std::string& text) {
   Value value;
-  JsonTextError error;
-  if (!parse_json(text, value, error)) ADD_FAILURE() << "not JSON: " << error.message() << ": " << text;
+  json_text::JsonTextError error;
+  if (!json_text::parse_json(text, value, error)) ADD_FAILURE() << "not JSON: " << error.message() << ": " << text;
   return value;
 }
 

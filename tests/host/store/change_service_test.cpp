@@ -164,7 +164,7 @@ TEST_F(ChangeService, EveryCheckpointWritesExactlyThePrintOfTheWholeDocument) {
     ASSERT_EQ(flush_error(), "");
     reopen();  // the next checkpoint starts from the file this one wrote, as read back
     std::string expected, error;
-    ASSERT_TRUE(host::print_json(document(), host::JsonLayout::Indented, expected, error)) << error;
+    ASSERT_TRUE(json_text::print_json(document(), json_text::JsonLayout::Indented, expected, error)) << error;
     EXPECT_EQ(read_text(package_path()), expected) << step.method << " " << step.params;
   }
 }

@@ -33,8 +33,8 @@ inline void write_text(const std::string& path, const std::string& text) {
 
 inline Value parse(const std::string& text) {
   Value value;
-  host::JsonTextError error;
-  EXPECT_TRUE(host::parse_json(text, value, error)) << error.message();
+  json_text::JsonTextError error;
+  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message();
   return value;
 }
 
