@@ -119,8 +119,10 @@ export class MapView {
     if (this.gliding.size > 0) requestAnimationFrame(() => this.glide());
   }
 
-  // Brings the actor and its whole route into view.
+  // Brings the actor and its whole route into view. The world's framing, when the game's first event comes
+  // later, then leaves the view where the modder is working.
   focus(actor: Placed): void {
+    this.framed = true;
     const spots = [actor.position, ...(actor.route?.points ?? [])].filter((p): p is Vec3 => p !== null);
     if (spots.length > 0) this.map.fitBounds(L.latLngBounds(spots.map(ll)), { padding: FOCUS_PADDING_PX, maxZoom: 0 });
   }
