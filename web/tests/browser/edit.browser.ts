@@ -56,11 +56,29 @@ const route = async (id: string) =>
 const points = async (id: string) => (await route(id))?.points ?? [];
 const ground = async (x: number, z: number) => (await rpc('ground_point', { position: { x, y: 2000, z } })).position.y;
 
+// Where an element stands on screen. A redraw replaces the route's markers, so a marker may be missing for a
+// moment after an edit: look again for up to a second before giving up.
 const centre = async (page: Page, selector: string) => {
-  const box = await page.locator(selector).first().boundingBox();
+  let box = await page.locator(selector).first().boundingBox();
+  for (let tries = 0; !box && tries < 10; ++tries) {
+    await page.waitForTimeout(100);
+    box = await page.locator(selector).first().boundingBox();
+  }
   assert.ok(box, `${selector} is not on screen`);
   return { x: box.x + box.width / 2, y: box.y + box.height / 2 };
 };
+
+// Waits until the page's point list shows `pts` as points 1..n: the page has drawn the server's route, so the
+// next action meets what the server holds rather than markers about to be replaced.
+async function shows(page: Page, pts: Array<{ x: number; y: number; z: number }>): Promise<void> {
+  const rows = pts.map((p, i) => `${i + 1}: x ${p.x.toFixed(1)}, y ${p.y.toFixed(1)}, z ${p.z.toFixed(1)}`);
+  await page.waitForFunction((want) => {
+    const got = [...document.querySelectorAll('#point-list li[data-list-point]')]
+      .filter((li) => (li as HTMLElement).dataset.listPoint !== '0')
+      .map((li) => li.textContent ?? '');
+    return got.length === want.length && got.every((text, i) => text.startsWith(want[i]));
+  }, rows);
+}
 
 // The world position under the mouse, as the page's cursor box shows it.
 async function worldAt(page: Page, at: { x: number; y: number }): Promise<{ x: number; z: number }> {
@@ -138,6 +156,7 @@ async function movePoint(page: Page): Promise<void> {
 
 async function insertByDraggingTheMiddle(page: Page): Promise<void> {
   const before = await points('gate_guard');
+  await shows(page, before);
   await page.locator('[data-insert-after="1"]').waitFor();
   const drop = await drag(page, '[data-insert-after="1"]', { x: 30, y: -40 });
   const after = await until(() => points('gate_guard'), (p) => p.length === before.length + 1, 'inserted point');
@@ -148,6 +167,7 @@ async function insertByDraggingTheMiddle(page: Page): Promise<void> {
 
 async function removeWithDelete(page: Page): Promise<void> {
   const before = await points('gate_guard');
+  await shows(page, before);
   await page.locator('[data-point="2"]').click();
   await page.keyboard.press('Delete');
   const after = await until(() => points('gate_guard'), (p) => p.length === before.length - 1, 'removed point 2');
@@ -156,6 +176,7 @@ async function removeWithDelete(page: Page): Promise<void> {
 
 async function reorderInTheList(page: Page): Promise<void> {
   const before = await points('gate_guard');
+  await shows(page, before);
   await page.locator('[data-list-point="1"]').dragTo(page.locator('[data-list-point="3"]'));
   const after = await until(() => points('gate_guard'), (p) => p[2]?.x === before[0].x, 'reordered point 1 to 3');
   assert.deepEqual(after, [before[1], before[2], before[0]]);
