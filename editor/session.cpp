@@ -13,6 +13,7 @@
 #include "editor/checks/route_status.h"
 #include "editor/parameters.h"
 #include "editor/points/place_and_snap.h"
+#include "editor/scan_ahead.h"
 #include "editor/points/point_json.h"
 #include "editor/routes/point_edits.h"
 #include "editor/routes/route_settings.h"
@@ -53,7 +54,10 @@ struct ActorEdit {
       Value& actors = document["actors"];
       Value* actor = nullptr;
       if (actors.kind == Value::Kind::Array) {
-        for (Value& candidate : actors.items) {
+        const std::size_t count = actors.items.size();
+        for (std::size_t i = 0; i < count; ++i) {
+          Value& candidate = actors.items[i];
+          fetch_ahead(actors.items, i);
           const Value& candidate_id = candidate.get("id");
           if (candidate_id.kind == Value::Kind::String && candidate_id.str == id) {
             actor = &candidate;

@@ -2,6 +2,7 @@
 
 #include "editor/live_game.h"
 #include "editor/parameters.h"
+#include "editor/scan_ahead.h"
 
 namespace editor {
 namespace {
@@ -13,7 +14,9 @@ const Value* checked_actor(const Value& document, const std::string& id) {
   const Value& actors = document.get("actors");
   if (actors.kind != Value::Kind::Array) return nullptr;
   const Value* found = nullptr;
-  for (const Value& actor : actors.items) {
+  for (std::size_t i = 0; i < actors.items.size(); ++i) {
+    const Value& actor = actors.items[i];
+    fetch_ahead(actors.items, i);
     // The id read as text ("" when not a string), compared without copying it.
     const Value& actor_id = actor.get("id");
     const bool same = actor_id.kind == Value::Kind::String ? actor_id.str == id : id.empty();
