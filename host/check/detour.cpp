@@ -1,12 +1,15 @@
 #include "host/check/detour.h"
 
 #include <cmath>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "editor/checks/route_samples.h"
 #include "editor/live_game.h"
 #include "host/check/detour_search.h"
 #include "host/session/grouped_change.h"
+#include "protocol/point_codec.h"
 
 namespace host {
 namespace {
@@ -25,19 +28,10 @@ const Value* checked_actor(const Value& document, const std::string& id) {
   return found;
 }
 
-bool read_point(const Value& value, WorldPoint& point) {
-  for (const char* key : {"x", "y", "z"}) {
-    if (!value.get(key).is_number() || !std::isfinite(value.get(key).number)) return false;
-  }
-  point = {static_cast<float>(value.get("x").number), static_cast<float>(value.get("y").number),
-           static_cast<float>(value.get("z").number)};
-  return true;
-}
-
 // Point number `number` of the walk: 0 the actor's own position, k its route's point k.
 bool walk_point(const Value& actor, std::size_t number, WorldPoint& point) {
-  if (number == 0) return read_point(actor.get("position"), point);
-  return read_point(actor.get("path").get("points").items[number - 1], point);
+  if (number == 0) return protocol::read_point_in_float_range(actor.get("position"), point);
+  return protocol::read_point_in_float_range(actor.get("path").get("points").items[number - 1], point);
 }
 
 double one_decimal(double v) { return std::round(v * 10.0) / 10.0; }
@@ -86,7 +80,13 @@ bool find_segment(const Value& actor, const Value& from_param, const std::string
     if (static_cast<double>(s.from) != from) continue;
     segment.from = s.from;
     segment.to = s.to;
-    return walk_point(actor, s.from, segment.a) && walk_point(actor, s.to, segment.b);
+    for (const auto& [number, end] : {std::pair{s.from, &segment.a}, std::pair{s.to, &segment.b}}) {
+      if (walk_point(actor, number, *end)) continue;
+      error = (number == 0 ? id + "'s position" : "point " + std::to_string(number) + " of " + id) +
+              " is not a point with finite \"x\", \"y\" and \"z\" within a float's range";
+      return false;
+    }
+    return true;
   }
   error = "no segment of " + id + "'s walk starts at point " +
           (from_param.is_number() ? std::to_string(static_cast<long long>(from)) : std::string("\"from\""));
