@@ -4,20 +4,14 @@
 // redo one step; a refused edit shows the server's text and changes nothing; a second page sees the
 // changes of the first. Every result is read back through /rpc. Screenshots for docs/map.md go to OUTPUT_DIR.
 // Usage: edit.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR
-import { spawn } from 'node:child_process';
-import { mkdirSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
-import { tmpdir } from 'node:os';
+import { mkdirSync, readFileSync, rmSync } from 'node:fs';
 import { join } from 'node:path';
-import { createInterface } from 'node:readline';
 import assert from 'node:assert/strict';
-import { chromium, type Page } from 'playwright-core';
+import { type Page } from 'playwright-core';
+import { centre, launchChromium, rpc as call, rpcReply, startMap, stopMap } from '../support/harness.js';
 
 const [binary, outDir] = process.argv.slice(2);
 if (!binary || !outDir) throw new Error('usage: edit.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
-const CHROMIUM = '/usr/bin/chromium';
-const CHROMIUM_ARGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-  '--disable-background-networking', '--disable-component-update', '--disable-sync'];
-const START_TIMEOUT_MS = 20000; // the server's first line; the sanitizer build starts slowly
 const READY_TIMEOUT_MS = 20000;
 // A change made elsewhere shows within a second (the times are printed); the bound leaves room for a
 // machine busy with other builds, so that the test catches changes that never arrive, not slow ones.
@@ -27,46 +21,16 @@ const PLACE_TOLERANCE = 12; // world units between where the mouse let go and th
 const HEIGHT_TOLERANCE = 0.1; // stored points carry one decimal
 
 mkdirSync(outDir, { recursive: true });
-const server = spawn(binary, ['map', '--demo', '--port', '0', '--manual-clock'], { stdio: ['ignore', 'pipe', 'inherit'] });
-const firstLine: string = await new Promise((resolve, reject) => {
-  const timer = setTimeout(() => reject(new Error('pathwright map printed no address')), START_TIMEOUT_MS);
-  createInterface({ input: server.stdout! }).once('line', (line) => (clearTimeout(timer), resolve(line)));
-  server.once('exit', (code) => reject(new Error(`pathwright map ended early with ${code}`)));
-});
-const match = /^Pathwright map: (http:\/\/127\.0\.0\.1:\d+)\/#token=([0-9a-f]{32})$/.exec(firstLine);
-assert.ok(match, `unexpected first line: ${firstLine}`);
-const [, origin, token] = match;
-const profile = mkdtempSync(join(tmpdir(), 'pathwright-chromium-'));
-const browser = await chromium.launchPersistentContext(profile, {
-  executablePath: CHROMIUM, args: CHROMIUM_ARGS, viewport: { width: 1400, height: 900 },
-});
+const server = await startMap(binary, ['--demo', '--manual-clock']);
+const { browser, profile } = await launchChromium();
+const { origin, token } = server;
 
-async function call(method: string, params: Record<string, unknown>): Promise<{ result?: any; error?: any }> {
-  const answer = await fetch(`${origin}/rpc`, { method: 'POST', headers: { Authorization: `Bearer ${token}` },
-    body: JSON.stringify({ jsonrpc: '2.0', id: 1, method, params }) });
-  return answer.json();
-}
-async function rpc(method: string, params: Record<string, unknown>): Promise<any> {
-  const reply = await call(method, params);
-  assert.ok(!reply.error, `${method}: ${JSON.stringify(reply.error)}`);
-  return reply.result;
-}
+const rpc = (method: string, params: Record<string, unknown>) => call(server, method, params);
+const reply = (method: string, params: Record<string, unknown>) => rpcReply(server, method, params);
 const route = async (id: string) =>
   (await rpc('document', { package: 'windfall' })).document.actors.find((a: any) => a.id === id).path;
 const points = async (id: string) => (await route(id))?.points ?? [];
 const ground = async (x: number, z: number) => (await rpc('ground_point', { position: { x, y: 2000, z } })).position.y;
-
-// Where an element stands on screen. A redraw replaces the route's markers, so a marker may be missing for a
-// moment after an edit: look again for up to a second before giving up.
-const centre = async (page: Page, selector: string) => {
-  let box = await page.locator(selector).first().boundingBox();
-  for (let tries = 0; !box && tries < 10; ++tries) {
-    await page.waitForTimeout(100);
-    box = await page.locator(selector).first().boundingBox();
-  }
-  assert.ok(box, `${selector} is not on screen`);
-  return { x: box.x + box.width / 2, y: box.y + box.height / 2 };
-};
 
 // Waits until the page's point list shows `pts` as points 1..n: the page has drawn the server's route, so the
 // next action meets what the server holds rather than markers about to be replaced.
@@ -236,7 +200,7 @@ async function refusalsChangeNothing(page: Page): Promise<void> {
   const history = JSON.stringify(await rpc('history', { package: 'windfall' }));
   const document = JSON.stringify(await rpc('document', { package: 'windfall' }));
   await page.getByRole('button', { name: 'Select harbour_seated_ym1' }).click();
-  const seated = (await call('add_route_point', { id: 'harbour_seated_ym1', position: { x: 0, y: 0, z: 0 } })).error.message;
+  const seated = (await reply('add_route_point', { id: 'harbour_seated_ym1', position: { x: 0, y: 0, z: 0 } })).error.message;
   await page.locator('#edit-refusal').getByText(seated, { exact: true }).waitFor();
   assert.equal(await page.getByRole('button', { name: 'Add points' }).isDisabled(), true);
   assert.equal(await page.getByRole('button', { name: 'Remove route' }).isDisabled(), true);
@@ -251,7 +215,7 @@ async function refusalsChangeNothing(page: Page): Promise<void> {
   await speed.fill('');
   await speed.press('Enter');
   await speed.blur();
-  const refusal = (await call('set_route', { id: 'ferry_cart', speed: null })).error.message;
+  const refusal = (await reply('set_route', { id: 'ferry_cart', speed: null })).error.message;
   await page.locator('#settings .refusal').getByText(refusal, { exact: true }).waitFor();
   assert.equal(await speed.inputValue(), stored, 'the field does not show the stored speed again');
   await page.locator('#settings').scrollIntoViewIfNeeded();
@@ -324,6 +288,6 @@ try {
 } finally {
   await browser.close();
   rmSync(profile, { recursive: true, force: true });
-  server.kill('SIGTERM');
+  await stopMap(server);
 }
 process.exit(failed ? 1 : 0);

@@ -2,53 +2,25 @@
 // the ground and every actor appear, young_man_um2's check shows its problems where the check says, the
 // profile is drawn, a change from elsewhere appears, and walkers move when the game's clock advances.
 // Usage: map.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR (the screenshot and the first-picture time go there).
-import { spawn } from 'node:child_process';
-import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
-import { tmpdir } from 'node:os';
+import { mkdirSync, rmSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
-import { createInterface } from 'node:readline';
 import assert from 'node:assert/strict';
-import { chromium, type Page } from 'playwright-core';
+import { type Page } from 'playwright-core';
+import { centre, launchChromium, rpc as call, startMap, stopMap } from '../support/harness.js';
 
 const [binary, outDir] = process.argv.slice(2);
 if (!binary || !outDir) throw new Error('usage: map.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
-const CHROMIUM = '/usr/bin/chromium';
-const CHROMIUM_ARGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-  '--disable-background-networking', '--disable-component-update', '--disable-sync'];
 const DEMO_ACTORS = 30;
-const START_TIMEOUT_MS = 20000; // the server's first line; the sanitizer build starts slowly
 const PICTURE_TIMEOUT_MS = 20000;
 const CHANGE_TIMEOUT_MS = 1000; // a change from anywhere shows within a second
 const PIXEL_TOLERANCE = 3;
 const CURSOR_TOLERANCE = 10; // world units: a pixel or two at the zoom of a selected route
 
-const server = spawn(binary, ['map', '--demo', '--port', '0', '--manual-clock'], { stdio: ['ignore', 'pipe', 'inherit'] });
-const firstLine: string = await new Promise((resolve, reject) => {
-  const timer = setTimeout(() => reject(new Error('pathwright map printed no address')), START_TIMEOUT_MS);
-  createInterface({ input: server.stdout! }).once('line', (line) => (clearTimeout(timer), resolve(line)));
-  server.once('exit', (code) => reject(new Error(`pathwright map ended early with ${code}`)));
-});
-const match = /^Pathwright map: (http:\/\/127\.0\.0\.1:\d+)\/#token=([0-9a-f]{32})$/.exec(firstLine);
-assert.ok(match, `unexpected first line: ${firstLine}`);
-const [, origin, token] = match;
-const profile = mkdtempSync(join(tmpdir(), 'pathwright-chromium-'));
-const browser = await chromium.launchPersistentContext(profile, {
-  executablePath: CHROMIUM, args: CHROMIUM_ARGS, viewport: { width: 1400, height: 900 },
-});
+const server = await startMap(binary, ['--demo', '--manual-clock']);
+const { browser, profile } = await launchChromium();
+const { origin, token } = server;
 
-async function rpc(method: string, params: Record<string, unknown>): Promise<any> {
-  const answer = await fetch(`${origin}/rpc`, { method: 'POST', headers: { Authorization: `Bearer ${token}` },
-    body: JSON.stringify({ jsonrpc: '2.0', id: 1, method, params }) });
-  const reply = await answer.json();
-  assert.ok(!reply.error, `${method}: ${JSON.stringify(reply.error)}`);
-  return reply.result;
-}
-
-const centre = async (page: Page, selector: string) => {
-  const box = await page.locator(selector).first().boundingBox();
-  assert.ok(box, `${selector} is not on screen`);
-  return { x: box.x + box.width / 2, y: box.y + box.height / 2 };
-};
+const rpc = (method: string, params: Record<string, unknown>) => call(server, method, params);
 
 async function firstPicture(page: Page): Promise<number> {
   const start = performance.now();
@@ -175,6 +147,6 @@ try {
 } finally {
   await browser.close();
   rmSync(profile, { recursive: true, force: true });
-  server.kill('SIGTERM');
+  await stopMap(server);
 }
 process.exit(failed ? 1 : 0);

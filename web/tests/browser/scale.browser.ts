@@ -8,7 +8,7 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import assert from 'node:assert/strict';
 import type { Page } from 'playwright-core';
-import { calibrate, generateStore, isolatedActors, launchChromium, openMap, startMap, stopMap,
+import { calibrate, generateStore, isolatedActors, launchChromium, openMap, rpc, startMap, stopMap,
   type Generated, type Server, type ToScreen } from '../support/harness.js';
 
 const [binary] = process.argv.slice(2);
@@ -82,13 +82,6 @@ async function pixel(page: Page, at: { x: number; y: number }): Promise<number[]
   }, at);
 }
 
-async function call(server: Server, method: string, params: Record<string, unknown>): Promise<any> {
-  const answer = await fetch(`${server.origin}/rpc`, { method: 'POST', headers: { Authorization: `Bearer ${server.token}` },
-    body: JSON.stringify({ jsonrpc: '2.0', id: 1, method, params }) });
-  const reply = await answer.json();
-  assert.ok(!reply.error, `${method}: ${JSON.stringify(reply.error)}`);
-  return reply.result;
-}
 
 // One resident walking across the town among chests, in the in-process game on a held clock: its dot
 // leaves its place and shows where the game says it is.
@@ -115,8 +108,8 @@ async function aDotFollowsItsWalker(): Promise<void> {
       before = await pixel(page, start);
     }
     assert.deepEqual(before.slice(0, 3), COLOURS.resident, 'the walker\'s dot before it walks');
-    await call(server, 'advance_game', { seconds: WALK_SECONDS });
-    const now = toScreen((await call(server, 'route_status', { id: 'walker' })).position);
+    await rpc(server, 'advance_game', { seconds: WALK_SECONDS });
+    const now = toScreen((await rpc(server, 'route_status', { id: 'walker' })).position);
     assert.ok(Math.hypot(now.x - start.x, now.y - start.y) > 20, 'the walker hardly moved on the screen');
     const deadline = Date.now() + LIVE_TIMEOUT_MS;
     let there = await pixel(page, now);

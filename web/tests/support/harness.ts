@@ -1,7 +1,8 @@
-// What the big-package browser test and the page benchmark share: a generated package of N placed
-// actors in a temporary store, `pathwright map` started on a store, Debian's chromium, and the screen
-// position of a world point worked out from the map's own cursor box (what a person reads), so that a
-// dot on the canvas can be found and clicked. Test use only; single-threaded.
+// What the browser tests and the page benchmark share: a generated package of N placed actors in a
+// temporary store, `pathwright map` started on a store, calls to its /rpc, Debian's chromium, where an
+// element stands on screen, and the screen position of a world point worked out from the map's own cursor
+// box (what a person reads), so that a dot on the canvas can be found and clicked. Test use only;
+// single-threaded.
 import { spawn, type ChildProcess } from 'node:child_process';
 import { mkdirSync, mkdtempSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
@@ -63,6 +64,32 @@ export async function startMap(binary: string, args: string[]): Promise<Server> 
   const match = /^Pathwright map: (http:\/\/127\.0\.0\.1:\d+)\/#token=([0-9a-f]{32})$/.exec(firstLine);
   assert.ok(match, `unexpected first line: ${firstLine}`);
   return { process: server, origin: match[1], token: match[2] };
+}
+
+// The JSON-RPC reply to one call through the map's /rpc, error or not.
+export async function rpcReply(server: Server, method: string, params: Record<string, unknown>): Promise<any> {
+  const answer = await fetch(`${server.origin}/rpc`, { method: 'POST', headers: { Authorization: `Bearer ${server.token}` },
+    body: JSON.stringify({ jsonrpc: '2.0', id: 1, method, params }) });
+  return answer.json();
+}
+
+// The result of one call; a refused call fails the test with the server's error.
+export async function rpc(server: Server, method: string, params: Record<string, unknown>): Promise<any> {
+  const reply = await rpcReply(server, method, params);
+  assert.ok(!reply.error, `${method}: ${JSON.stringify(reply.error)}`);
+  return reply.result;
+}
+
+// Where an element stands on screen. A redraw replaces the route's markers, so a marker may be missing for a
+// moment after an edit: look again for up to a second before giving up.
+export async function centre(page: Page, selector: string): Promise<{ x: number; y: number }> {
+  let box = await page.locator(selector).first().boundingBox();
+  for (let tries = 0; !box && tries < 10; ++tries) {
+    await page.waitForTimeout(100);
+    box = await page.locator(selector).first().boundingBox();
+  }
+  assert.ok(box, `${selector} is not on screen`);
+  return { x: box.x + box.width / 2, y: box.y + box.height / 2 };
 }
 
 export async function stopMap(server: Server): Promise<void> {
