@@ -8,6 +8,7 @@
 #include <set>
 
 #include "host/link/local_live_game.h"
+#include "host/session/actor_listing.h"
 #include "json_text/json_text.h"
 #include "residents/resident_types.h"
 #include "residents/walkers.h"
@@ -22,20 +23,8 @@ using mods::json::Value;
 const std::string kPage = std::string(PATHWRIGHT_DOCS_DIR) + "/package-format.md";
 constexpr const char* kSettings[] = {"speed", "mode", "pauses", "walk", "idle"};
 
-// The route service's own classification, named as the page names it.
-std::string walker_class(const Value& actor) {
-  switch (editor::walker_class(actor)) {
-    case editor::WalkerClass::Resident:
-      return "resident";
-    case editor::WalkerClass::Patroller:
-      return "patroller";
-    case editor::WalkerClass::Model:
-      return "model";
-    case editor::WalkerClass::None:
-      break;
-  }
-  return "none";
-}
+// The route service's own classification, named as the page (and the actor listing) names it.
+std::string walker_class(const Value& actor) { return host::actor_summary(actor).get("walker").string(""); }
 
 class PackageFormatPage : public ::testing::Test {
  protected:

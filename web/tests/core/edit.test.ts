@@ -4,7 +4,7 @@ import { test } from 'node:test';
 import assert from 'node:assert/strict';
 import type { Placed, Walker } from '../../src/core.js';
 import {
-  alongWalk, insertAfter, nearestOnWalk, nextUndoRedo, placedHeight, readFields, readHistory,
+  alongWalk, insertAfter, nearestOnWalk, nextUndoRedo, readFields, readHistory,
   selectionAfterRemoval, stepReorder,
 } from '../../src/editcore.js';
 import { actionFor, SHORTCUTS } from '../../src/keys.js';
@@ -68,12 +68,6 @@ test('after a removal the point before is selected; reordering by key stops at t
   assert.deepEqual(stepReorder(2, 1, 3), { point: 2, to: 3 });
   assert.equal(stepReorder(1, -1, 3), null);
   assert.equal(stepReorder(3, 1, 3), null);
-});
-
-test('a point placed from the map looks down from the world top only when snapping with a game', () => {
-  assert.equal(placedHeight(true, true, 900, 40), 900);
-  assert.equal(placedHeight(true, false, 900, 40), 40);
-  assert.equal(placedHeight(false, true, 900, 40), 40);
 });
 
 test('the profile distance and the map position match both ways along the walk', () => {
