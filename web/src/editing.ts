@@ -217,7 +217,9 @@ export class Editing {
 
   private async reorder(point: number, to: number, where: HTMLElement): Promise<void> {
     const id = this.host.selected().actor!.id;
+    const selected = this.point;
     if (!(await this.edit('reorder_route_point', { id, point, to }, where))) return;
+    if (this.point !== selected) return; // the modder chose another point while the server answered
     this.point = to;
     this.draw();
     this.list.focusSelected();

@@ -39,13 +39,26 @@ function say(text: string): void {
 }
 
 // Every actor's position, a page at a time; routes come one at a time, for the selected actor.
+// The new listing replaces the old one only once the selected actor's route is in it, so no drawing in
+// between (another load, an edit's answer) ever meets the selected actor without its route.
 async function loadPackage(): Promise<void> {
   const listed = await fetchActors(state.pkg);
   if (!listed.ok || !listed.value) return say(listed.error);
+  const placed = listed.value.map((l) => l.placed);
+  const fetched = state.selected;
+  if (fetched) {
+    const route = await fetchRoute(state.pkg, fetched);
+    const actor = placed.find((p) => p.id === fetched);
+    if (!route.ok) say(route.error);
+    else if (actor) actor.route = route.value ?? null;
+  }
+  // Selected meanwhile: that actor keeps the route its selection fetched.
+  const kept = state.placed.find((p) => p.id === state.selected);
+  const fresh = placed.find((p) => p.id === state.selected);
+  if (state.selected !== fetched && kept && fresh) fresh.route = kept.route;
   state.infos = listed.value.map((l) => l.info);
-  state.placed = listed.value.map((l) => l.placed);
+  state.placed = placed;
   view.showActors(state.infos, state.placed);
-  if (state.selected) await loadRoute(state.selected);
   drawList();
   drawSelection();
   // Not waited for: the next fetch of the package (a change made elsewhere) must never queue behind a

@@ -19,6 +19,7 @@ const CHANGE_TIMEOUT_MS = 5000;
 const SAVE_TIMEOUT_MS = 10000; // the store folds its journal into the package file on its own
 const PLACE_TOLERANCE = 12; // world units between where the mouse let go and the stored point
 const HEIGHT_TOLERANCE = 0.1; // stored points carry one decimal
+const LIST_QUIET_MS = 300; // the point list unchanged this long: the page is done with the last answer
 
 mkdirSync(outDir, { recursive: true });
 const server = await startMap(binary, ['--demo', '--manual-clock']);
@@ -32,16 +33,24 @@ const route = async (id: string) =>
 const points = async (id: string) => (await route(id))?.points ?? [];
 const ground = async (x: number, z: number) => (await rpc('ground_point', { position: { x, y: 2000, z } })).position.y;
 
-// Waits until the page's point list shows `pts` as points 1..n: the page has drawn the server's route, so the
-// next action meets what the server holds rather than markers about to be replaced.
+// Waits until the page's point list shows `pts` as points 1..n and has stayed unchanged for a moment: the
+// page has drawn the server's route and finished its own follow-up (the selection after an edit), so the
+// next action meets what the server holds rather than rows or markers about to be replaced.
 async function shows(page: Page, pts: Array<{ x: number; y: number; z: number }>): Promise<void> {
   const rows = pts.map((p, i) => `${i + 1}: x ${p.x.toFixed(1)}, y ${p.y.toFixed(1)}, z ${p.z.toFixed(1)}`);
-  await page.waitForFunction((want) => {
+  await page.waitForFunction(({ want, quietMs }) => {
+    const w = window as unknown as { listChanged?: number };
+    if (w.listChanged === undefined) {
+      w.listChanged = performance.now();
+      new MutationObserver(() => (w.listChanged = performance.now())).observe(document.getElementById('point-list')!,
+        { subtree: true, childList: true, attributes: true, characterData: true });
+    }
     const got = [...document.querySelectorAll('#point-list li[data-list-point]')]
       .filter((li) => (li as HTMLElement).dataset.listPoint !== '0')
       .map((li) => li.textContent ?? '');
-    return got.length === want.length && got.every((text, i) => text.startsWith(want[i]));
-  }, rows);
+    const same = got.length === want.length && got.every((text, i) => text.startsWith(want[i]));
+    return same && performance.now() - w.listChanged >= quietMs;
+  }, { want: rows, quietMs: LIST_QUIET_MS });
 }
 
 // The world position under the mouse, as the page's cursor box shows it.
@@ -145,7 +154,8 @@ async function reorderInTheList(page: Page): Promise<void> {
   const after = await until(() => points('gate_guard'), (p) => p[2]?.x === before[0].x, 'reordered point 1 to 3');
   assert.deepEqual(after, [before[1], before[2], before[0]]);
   // Without the mouse: the moved point is selected; [ selects point 2, Alt+Down moves it one place later.
-  await page.locator('#point-list li.selected[data-list-point="3"]').waitFor();
+  // The moved point's row has the keyboard focus once the page has taken the server's answer.
+  await page.locator('#point-list li.selected[data-list-point="3"] button:focus').waitFor();
   await page.keyboard.press('[');
   await page.locator('#point-list li.selected[data-list-point="2"]').waitFor();
   await page.keyboard.press('Alt+ArrowDown');
