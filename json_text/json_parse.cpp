@@ -118,6 +118,10 @@ class ValueBuilder {
     index_out_ = &out;
   }
 
+  // With index_elements: of each indexed object element keep only the member `kept`, once the element has
+  // been read and checked whole.
+  void outline_elements(const std::string& kept) { kept_member_ = &kept; }
+
   const Fault& fault() const { return fault_; }
 
   bool Null() { place(); return true; }
@@ -178,7 +182,10 @@ class ValueBuilder {
   }
 
   bool EndObject(rapidjson::SizeType /*members*/) {
-    if (frames_.size() == 3 && frames_[1].indexed) index_out_->back().end = stream_->Tell();
+    if (frames_.size() == 3 && frames_[1].indexed) {
+      index_out_->back().end = stream_->Tell();
+      if (kept_member_ != nullptr) keep_only(container(frames_.back()).members, *kept_member_);
+    }
     frames_.pop_back();
     return true;
   }
@@ -217,6 +224,13 @@ class ValueBuilder {
     MemberPlacement::Scope in_member_heap;
     return members.emplace_hint(hint, std::piecewise_construct, std::forward_as_tuple(std::move(key)),
                                 std::tuple<>());
+  }
+
+  // Drops every member but `kept`; its node is handed back, not copied.
+  static void keep_only(Members& members, const std::string& kept) {
+    Members::node_type node = members.extract(kept);
+    members.clear();
+    if (!node.empty()) members.insert(std::move(node));
   }
 
   // The place of the next value: the root, the pending member slot, or a new array element.
@@ -280,6 +294,7 @@ class ValueBuilder {
   const std::string* index_member_ = nullptr;
   rapidjson::InsituStringStream* stream_ = nullptr;  // read only for its position
   std::vector<TextRange>* index_out_ = nullptr;
+  const std::string* kept_member_ = nullptr;  // outlines: the one member an indexed element keeps
   bool index_next_ = false;  // the last key of the root object names the indexed array
   std::vector<Frame> frames_;
   std::vector<Value> scratch_;
@@ -300,6 +315,7 @@ struct Notes {
   std::vector<RawMemberText>* raw = nullptr;
   const std::string* index_member = nullptr;
   std::vector<TextRange>* elements = nullptr;
+  const std::string* kept_member = nullptr;
 };
 
 bool parse_noting(std::string_view text, Value& out, JsonTextError& error, const Notes& notes) {
@@ -319,6 +335,7 @@ bool parse_noting(std::string_view text, Value& out, JsonTextError& error, const
   rapidjson::Reader reader;
   rapidjson::InsituStringStream stream(buffer.data());
   if (notes.elements) builder.index_elements(*notes.index_member, stream, *notes.elements);
+  if (notes.kept_member) builder.outline_elements(*notes.kept_member);
   const rapidjson::ParseResult result = reader.Parse<kReaderFlags>(stream, builder);
 
   std::size_t offset = 0;
@@ -367,6 +384,16 @@ bool parse_json_indexed(std::string_view text, Value& out, JsonTextError& error,
   Notes notes;
   notes.index_member = &member;
   notes.elements = &elements;
+  return parse_noting(text, out, error, notes);
+}
+
+bool parse_json_outline(std::string_view text, Value& out, JsonTextError& error, const std::string& member,
+                        const std::string& kept, std::vector<TextRange>& elements) {
+  elements.clear();
+  Notes notes;
+  notes.index_member = &member;
+  notes.elements = &elements;
+  notes.kept_member = &kept;
   return parse_noting(text, out, error, notes);
 }
 

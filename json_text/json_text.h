@@ -59,6 +59,13 @@ struct TextRange {
 bool parse_json_indexed(std::string_view text, mods::json::Value& out, JsonTextError& error,
                         const std::string& member, std::vector<TextRange>& elements);
 
+// parse_json_indexed that keeps of each object element of `member` only its member `kept` (an outline): the
+// rest of the element is read and checked exactly as parse_json does, then dropped, for a caller that reads
+// an element again from its range of `text` when it needs it whole. Answers, faults and `elements` are
+// those of parse_json_indexed.
+bool parse_json_outline(std::string_view text, mods::json::Value& out, JsonTextError& error,
+                        const std::string& member, const std::string& kept, std::vector<TextRange>& elements);
+
 // print_json Indented that also answers, in `elements`, where each element of the root object's array
 // member `member` stands in `out` (none when there is no such array), so that a later print can replace
 // only the elements that changed (print_json_nested). On false as print_json.

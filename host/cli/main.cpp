@@ -83,8 +83,9 @@ void add_store_flags(CLI::App& command, Flags& flags) {
 }
 
 // Opens the workbench the flags describe; null after writing the reason to standard error.
-std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status) {
+std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status, const std::string& only_command = "") {
   WorkbenchOptions options;
+  options.only_command = only_command;
   options.store_dir = flags.store.empty() && !flags.world.empty() ? "." : flags.store;
   options.demo = flags.demo || !flags.world.empty();
   options.world_file = flags.world;
@@ -238,7 +239,7 @@ int call(const Flags& flags, const std::string& method, const std::string& param
     }
   }
   int status = 0;
-  auto bench = open_bench(flags, status);
+  auto bench = open_bench(flags, status, method);
   if (!bench) return status;
   status = report(method, bench->run(method, params));
   std::string error;

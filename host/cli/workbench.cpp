@@ -16,6 +16,17 @@ using mods::json::Value;
 
 constexpr const char* kDemoStore = "windfall";  // the folder under the examples that --demo copies
 
+// Whether `method` reads, of its package, only the actors its request's "id" names (and the actor an undo or
+// redo puts back): route edits, undo and redo. Such a command alone needs no other actor built.
+bool touches_one_actor(const std::string& method) {
+  static const char* const kOneActor[] = {"add_route_point", "move_route_point", "remove_route_point",
+                                          "reorder_route_point", "set_route", "remove_route", "undo", "redo"};
+  for (const char* name : kOneActor) {
+    if (method == name) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std::string& error, bool& store_held) {
@@ -42,6 +53,8 @@ bool Workbench::open_store(std::string& error, bool& store_held) {
   options_.store_dir = store_dir;
   session_ = HostSession::open(store_dir, error);
   if (!session_) return false;
+  // A game is handed whole packages, so only a process with none and one command to run outlines them.
+  if (!options_.demo && !options_.use_game && touches_one_actor(options_.only_command)) session_->load_outlined();
   lock_ = StoreLock::take(session_->store_dir(), options_.lock_wait_seconds, store_held, error);
   if (!lock_) return false;
   int removed = 0;

@@ -33,6 +33,7 @@ struct WorkbenchOptions {
   double game_timeout_seconds = GameLink::kDefaultTimeoutSeconds;
   std::string examples_dir;       // holds windfall/, the demo store
   double lock_wait_seconds = 0;   // how long to wait for another process to let go of the store
+  std::string only_command;       // the one command this Workbench runs, when known (`call`); "" otherwise
 };
 
 class Workbench {

@@ -69,7 +69,7 @@ Value HostSession::list_packages(std::string& error, bool& ok) {
 Value HostSession::list_actors(StoredPackage& stored) {
   Value list = Value::array();
   for (const Value& actor : actors_of(stored.package().document).items) list.items.push_back(actor_summary(actor));
-  Value result = with_package(stored.package().name);
+  Value result = with_package(stored.name());
   result["actors"] = std::move(list);
   return result;
 }
@@ -85,7 +85,7 @@ Value HostSession::history_of(StoredPackage& stored) {
     entry["undone"] = Value::of(i >= history.applied());
     list.items.push_back(std::move(entry));
   }
-  Value result = with_package(stored.package().name);
+  Value result = with_package(stored.name());
   result["changes"] = std::move(list);
   return result;
 }
@@ -107,7 +107,7 @@ Value HostSession::host_command(const std::string& method, const Value& params, 
     ok = false;
     return Value();
   }
-  const std::string& name = stored->package().name;
+  const std::string& name = stored->name();
   if (method == "actors") return list_actors(*stored);
   if (method == "placed_actors") return placed_actors(name, stored->package().document, params, error, ok);
   if (method == "history") return history_of(*stored);
@@ -164,7 +164,7 @@ Value HostSession::undo_or_redo(StoredPackage& stored, const std::string& method
     return Value();
   }
   changed(stored, method, label);
-  Value result = with_package(stored.package().name);
+  Value result = with_package(stored.name());
   result[undo ? "undone" : "redone"] = Value::of(label);
   return result;
 }
@@ -172,7 +172,7 @@ Value HostSession::undo_or_redo(StoredPackage& stored, const std::string& method
 // Appends one line to .pathwright/NAME.discarded: {"time", "labels", "document"}, the labels of the answered
 // changes a reload is about to drop and the editor's document that held them, so nothing is lost.
 bool HostSession::keep_discarded(StoredPackage& stored, Value& labels, std::string& error) {
-  const std::string& name = stored.package().name;
+  const std::string& name = stored.name();
   for (const std::string& label : stored.unfolded_labels()) labels.items.push_back(Value::of(label));
   Value line = Value::object();
   line["time"] = Value::of(iso_time(std::chrono::duration_cast<std::chrono::milliseconds>(

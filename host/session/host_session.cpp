@@ -74,7 +74,8 @@ bool HostSession::remove_interrupted_saves(int& removed, std::string& error) {
 StoredPackage* HostSession::load(const std::string& name, std::string& error) {
   auto it = packages_.find(name);
   if (it != packages_.end()) return it->second.get();
-  std::unique_ptr<StoredPackage> stored = StoredPackage::open(*store_, name, error);
+  const StoredPackage::Reading reading = outlined_ ? StoredPackage::Reading::Outline : StoredPackage::Reading::Whole;
+  std::unique_ptr<StoredPackage> stored = StoredPackage::open(*store_, name, error, reading);
   if (!stored) return nullptr;  // not kept: the next request tries again
   return packages_.emplace(name, std::move(stored)).first->second.get();
 }
@@ -119,18 +120,22 @@ editor::Session::Package* HostSession::package(const mods::json::Value& params, 
   // Every edit command asks for its package right before its one change: the id is kept for that change.
   request_id_ = params.get("id").string("");
   StoredPackage* found = stored(params, error);
-  return found != nullptr ? &found->package() : nullptr;
+  if (found == nullptr) return nullptr;
+  if (!outlined_) return &found->package();
+  found->read_actors_with_id(request_id_);
+  return &found->package_as_read();
 }
 
 StoredPackage* HostSession::owner_of(const Package& package) {
   for (auto& [name, stored] : packages_)
-    if (&stored->package() == &package) return stored.get();
+    if (&stored->package_as_read() == &package) return stored.get();
   return nullptr;
 }
 
 void HostSession::changed(StoredPackage& stored, const std::string& kind, const std::string& label) {
-  if (on_changed) on_changed(stored.package());
-  if (on_applied) on_applied(stored.package(), kind, label);
+  const Package& package = outlined_ ? stored.package_as_read() : stored.package();
+  if (on_changed) on_changed(package);
+  if (on_applied) on_applied(package, kind, label);
 }
 
 bool HostSession::change(Package& package, const std::string& label, const Edit& edit,

@@ -30,6 +30,12 @@ class HostSession : public editor::Session {
   static std::unique_ptr<HostSession> open(const std::string& store_dir, std::unique_ptr<FileSystem> files,
                                            std::string& error);
 
+  // Packages load outlined from now on (StoredPackage::Reading::Outline), for a process that runs one
+  // route edit, undo or redo with no game: `package` then answers a package whose actors named by the
+  // request's "id" are whole and whose others may hold only their "id", and `on_changed`/`on_applied` get
+  // the package as read. Host commands that read more read every actor whole first.
+  void load_outlined() { outlined_ = true; }
+
   // The package that the request's "package" names (or the store's only package when it names none),
   // loading it on first use. Also notes the request's "id" for the `change` that follows. On null,
   // `error` is one of the store's texts and nothing changed.
@@ -92,6 +98,7 @@ class HostSession : public editor::Session {
   std::unique_ptr<PackageStore> store_;
   std::map<std::string, std::unique_ptr<StoredPackage>> packages_;
   std::string request_id_;  // the "id" of the request whose `package` came last
+  bool outlined_ = false;   // see load_outlined
 };
 
 }  // namespace host

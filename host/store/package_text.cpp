@@ -31,14 +31,24 @@ bool PackageText::print_whole(const mods::json::Value& document, std::uint64_t s
   return true;
 }
 
-bool PackageText::print(const mods::json::Value& document, std::uint64_t size_hint, std::string& error) {
+std::string_view PackageText::actor_text(std::size_t index) const {
+  if (!valid_ || index >= actors_.size()) return {};
+  return std::string_view(text_).substr(actors_[index].begin, actors_[index].end - actors_[index].begin);
+}
+
+bool PackageText::reuses_print_for(const mods::json::Value& document) const {
   const mods::json::Value& actors = document.get("actors");
   const bool same_actors = valid_ && document.is_object() && actors.is_array() && !actors_.empty() &&
                            actors.items.size() == actors_.size();
-  if (!same_actors) return print_whole(document, size_hint, error);
+  const auto beyond = [this](std::size_t index) { return index >= actors_.size(); };
+  return same_actors && std::none_of(changed_.begin(), changed_.end(), beyond);
+}
+
+bool PackageText::print(const mods::json::Value& document, std::uint64_t size_hint, std::string& error) {
+  if (!reuses_print_for(document)) return print_whole(document, size_hint, error);
+  const mods::json::Value& actors = document.get("actors");
   std::sort(changed_.begin(), changed_.end());
   changed_.erase(std::unique(changed_.begin(), changed_.end()), changed_.end());
-  if (!changed_.empty() && changed_.back() >= actors_.size()) return print_whole(document, size_hint, error);
 
   std::string next = std::move(spare_);  // memory the last print left: no fresh pages to fault in
   next.clear();

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "json_text/json_text.h"
@@ -30,6 +31,10 @@ class PackageText {
   // On false, `error` is print_json's and text() is unspecified until the next successful print.
   bool print(const mods::json::Value& document, std::uint64_t size_hint, std::string& error);
   const std::string& text() const { return text_; }
+  // Actor `index`'s text in text(), when the last print or adoption placed it; empty otherwise.
+  std::string_view actor_text(std::size_t index) const;
+  // True when print() would print only the changed actors of `document` and copy every other one.
+  bool reuses_print_for(const mods::json::Value& document) const;
 
  private:
   bool print_whole(const mods::json::Value& document, std::uint64_t size_hint, std::string& error);

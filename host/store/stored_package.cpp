@@ -33,31 +33,62 @@ StoredPackage::StoredPackage(PackageStore& store, std::string name)
 }
 
 std::unique_ptr<StoredPackage> StoredPackage::open(PackageStore& store, const std::string& name,
-                                                   std::string& error) {
+                                                   std::string& error, Reading reading) {
   std::string bytes;
   FileIdentity identity;
   const std::int64_t read_at = wall_clock_ns();
   if (!store.read_package(name, bytes, identity, error)) return nullptr;
   std::unique_ptr<StoredPackage> stored(new StoredPackage(store, name));
+  mods::json::Value& document = stored->package_.document;
   json_text::JsonTextError json_error;
   std::vector<json_text::TextRange> actors;
-  if (!json_text::parse_json_indexed(bytes, stored->package_.document, json_error, "actors", actors)) {
+  const bool parsed = reading == Reading::Outline
+                          ? json_text::parse_json_outline(bytes, document, json_error, "actors", "id", actors)
+                          : json_text::parse_json_indexed(bytes, document, json_error, "actors", actors);
+  if (!parsed) {
     error = "package \"" + name + "\" is not valid JSON: " + json_error.message();
     return nullptr;
   }
-  if (!stored->package_.document.is_object()) {
+  if (!document.is_object()) {
     error = "package \"" + name + "\" is not a mod package: its document is not a JSON object";
     return nullptr;
   }
+  if (reading == Reading::Outline) stored->unread_.outline(document.get("actors").items.size());
   stored->identity_ = identity;
   stored->known_at_ns_ = read_at;
   stored->version_ = FileVersion{content_hash(bytes), bytes.size()};
   const FileVersion read = stored->version_;
   if (!stored->read_journal(bytes, error)) return nullptr;
-  // A file a checkpoint saved is our print, reusable unless changes replayed at open replaced it.
-  if (stored->journal_.state() == JournalFile::State::Open && stored->version_ == read && !stored->has_unfolded())
-    stored->printed_.adopt(std::move(bytes), std::move(actors));
+  // A file a checkpoint saved is our print, reusable unless changes replayed at open replaced it; only
+  // such a print can stand in for the actors an outline has not read.
+  const bool own_print =
+      stored->journal_.state() == JournalFile::State::Open && stored->version_ == read && !stored->has_unfolded();
+  if (stored->unread_.any() && !(own_print && actors.size() == document.get("actors").items.size()))
+    stored->read_whole(bytes, actors);
+  if (own_print) stored->printed_.adopt(std::move(bytes), std::move(actors));
   return stored;
+}
+
+// `file_bytes` parsed once already, so it parses again, this time with every actor whole.
+void StoredPackage::read_whole(const std::string& file_bytes, std::vector<json_text::TextRange>& actors) {
+  json_text::JsonTextError ignored;
+  json_text::parse_json_indexed(file_bytes, package_.document, ignored, "actors", actors);
+  unread_.forget();
+}
+
+mods::json::Value* StoredPackage::actors_array() {
+  auto found = package_.document.members.find("actors");
+  if (found == package_.document.members.end() || !found->second.is_array()) return nullptr;
+  return &found->second;
+}
+
+editor::Session::Package& StoredPackage::package() {
+  if (unread_.any()) unread_.read_all(*actors_array(), printed_);
+  return package_;
+}
+
+void StoredPackage::read_actors_with_id(const std::string& id) {
+  if (unread_.any()) unread_.read_with_id(*actors_array(), id, printed_);
 }
 
 bool StoredPackage::read_journal(const std::string& file_bytes, std::string& error) {
@@ -74,9 +105,12 @@ bool StoredPackage::read_journal(const std::string& file_bytes, std::string& err
   // A journal that does not fit the file describes edits of a version others have replaced: its history
   // would claim changes the file does not hold, so it is set aside (replaced with the first change).
   if (start < 0) return true;
+  std::vector<json_text::TextRange> ignored_ranges;
+  // Records past the checkpoint are applied to whole actors.
+  const bool to_apply = static_cast<std::size_t>(start) + 1 < contents.records.size();
+  if (unread_.any() && to_apply) read_whole(file_bytes, ignored_ranges);
   if (!replay(contents, start)) {
-    json_text::JsonTextError ignored;
-    json_text::parse_json(file_bytes, package_.document, ignored);  // parsed once already, so it parses again
+    read_whole(file_bytes, ignored_ranges);
     history_.clear();
     return true;
   }
@@ -212,6 +246,13 @@ bool StoredPackage::fold(std::string& error) {
   if (!has_unfolded()) return true;
   if (!unchanged_on_disk(error)) return false;
   std::string reason;
+  // An outline is saved only by reprinting its changed actors between copies of the kept text: a whole
+  // print would write what stands in for the unread actors.
+  if (unread_.any() && !printed_.reuses_print_for(package_.document)) {
+    assert(false && "an outlined package lost the print its unread actors are kept in");
+    error = saving_failed("its unread actors are no longer in the kept text");
+    return false;
+  }
   if (!printed_.print(package_.document, version_.size, reason)) {
     error = saving_failed(reason);
     return false;
@@ -306,6 +347,7 @@ StoredPackage::Rollback StoredPackage::note_before_edit(const std::string& actor
   if (rollback.actors_array) {
     rollback.actor_count = found->second.items.size();
     rollback.index = find_actor(found->second, actor_id);
+    if (rollback.index >= 0) unread_.read(found->second, static_cast<std::size_t>(rollback.index), printed_);
     if (rollback.index >= 0) rollback.before = found->second.items[static_cast<std::size_t>(rollback.index)];
   } else if (rollback.had_actors) {
     rollback.odd_actors = found->second;  // a document no route edit can succeed on
@@ -375,6 +417,7 @@ bool StoredPackage::step(bool back, std::string& label, std::string& error) {
   }
   if (!ready_to_record(error)) return false;
   const ChangeRecord& c = back ? history_.next_undo() : history_.next_redo();
+  if (unread_.any()) unread_.read(*actors_array(), c.actor_index, printed_);
   assert(actor_is(package_.document, c.actor_index, back ? c.after : c.before));
   JournalRecord record;
   record.kind = back ? JournalRecord::Kind::Undo : JournalRecord::Kind::Redo;

@@ -18,6 +18,7 @@
 #include "host/store/change_journal.h"
 #include "host/store/package_store.h"
 #include "host/store/package_text.h"
+#include "host/store/unread_actors.h"
 
 namespace host {
 
@@ -37,12 +38,25 @@ class StoredPackage {
   static constexpr std::int64_t kTimestampGranularityNs = 2'000'000'000;      // ns
   static constexpr std::int64_t kFineTimestampGranularityNs = 50'000'000;     // ns
 
+  // How much of the document `open` builds. Outline: each actor only as its "id" until it is read, for a
+  // process that runs one route edit, undo or redo; it falls back to Whole unless the file is this
+  // editor's own print and the journal has nothing to replay.
+  enum class Reading { Whole, Outline };
+
   // Loads package `name` from `store` (which must outlive it): NAME.json, then its journal; changes the
   // journal holds beyond the file (a crash came before the checkpoint) are applied and saved first. On
   // null, `error` is one of the store's load texts and nothing was written.
-  static std::unique_ptr<StoredPackage> open(PackageStore& store, const std::string& name, std::string& error);
+  static std::unique_ptr<StoredPackage> open(PackageStore& store, const std::string& name, std::string& error,
+                                             Reading reading = Reading::Whole);
 
-  editor::Session::Package& package() { return package_; }
+  const std::string& name() const { return package_.name; }
+  // The package with every actor whole.
+  editor::Session::Package& package();
+  // The package as read so far: an outlined actor holds only its "id" until read_actors_with_id (or a
+  // change, undo or redo of it) reads it. For callers that look at nothing else.
+  editor::Session::Package& package_as_read() { return package_; }
+  // Reads whole every actor whose "id", read as a string ("" for any other kind), is `id`.
+  void read_actors_with_id(const std::string& id);
   const ChangeHistory& history() const { return history_; }
 
   // Runs `edit` on the document and records it as a change of the first actor whose "id" is `actor_id`.
@@ -87,6 +101,8 @@ class StoredPackage {
 
   StoredPackage(PackageStore& store, std::string name);
   bool read_journal(const std::string& file_bytes, std::string& error);
+  void read_whole(const std::string& file_bytes, std::vector<json_text::TextRange>& actors);
+  mods::json::Value* actors_array();
   bool replay(const JournalContents& contents, long start);
   static std::int64_t wall_clock_ns();
   bool unchanged_on_disk(std::string& error);
@@ -113,6 +129,7 @@ class StoredPackage {
   FileVersion version_;    // the same version's content hash and size, as checkpoints name it
   JournalFile journal_;
   PackageText printed_;  // the document's text as a checkpoint writes it, printed again only where it changed
+  UnreadActors unread_;  // outlined actors, read from `printed_` when first needed
   std::optional<Clock::time_point> oldest_unfolded_;
   std::vector<std::string> unfolded_labels_;
   // Where the first actor of each id is, so that a change of a 50,000-actor package does not scan it.

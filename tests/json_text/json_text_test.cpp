@@ -287,4 +287,38 @@ TEST(PrintJsonIndexed, FindsEachElementOfTheNamedArrayAsPrintedTwoLevelsDeep) {
   }
 }
 
+// An outline keeps of each object of the root's "actors" only its "id" (the element itself otherwise), but
+// reads every byte as parse_json does: a fault deep inside an actor it drops is still found, at its place.
+TEST(ParseJsonOutline, KeepsEachActorsIdAndRefusesWhatParseJsonRefuses) {
+  const char* const texts[] = {
+      R"({"name": "m", "actors": [{"id": "a", "path": {"points": [{"x": 1}]}}, {"actor": "b"}, 7, {"id": [1]}]})",
+      R"({"actors": [{"id": "a"}], "zone": {"actors": [{"id": "z", "x": 1}]}})",
+      R"({"actors": {"id": "a", "x": 1}})",
+      "{\"actors\": [{\"id\": \"a\", \"path\": {\"x\": 1, \"x\": 2}}]}",
+      R"({"actors": [{"id": "a", "path": {"points": [{"x": 1e400}]}}]})",
+      R"({"actors": [{"id": "a", "name": "\uDC00"}]})",
+      R"({"actors": [{"id": "a", "path": {"points": [{"x": 1,}]}}]})",
+  };
+  for (const char* text : texts) {
+    Value whole, outline;
+    json_text::JsonTextError whole_error, outline_error;
+    std::vector<json_text::TextRange> whole_ranges, outline_ranges;
+    const bool parsed = json_text::parse_json_indexed(text, whole, whole_error, "actors", whole_ranges);
+    ASSERT_EQ(json_text::parse_json_outline(text, outline, outline_error, "actors", "id", outline_ranges), parsed) << text;
+    if (!parsed) {
+      EXPECT_EQ(outline_error.message(), whole_error.message()) << text;
+      continue;
+    }
+    for (Value& actor : whole.members["actors"].items) {
+      if (actor.is_object()) std::erase_if(actor.members, [](const auto& member) { return member.first != "id"; });
+    }
+    EXPECT_EQ(outline, whole) << text;
+    ASSERT_EQ(outline_ranges.size(), whole_ranges.size()) << text;
+    for (std::size_t i = 0; i < outline_ranges.size(); ++i) {
+      EXPECT_EQ(outline_ranges[i].begin, whole_ranges[i].begin) << text << " #" << i;
+      EXPECT_EQ(outline_ranges[i].end, whole_ranges[i].end) << text << " #" << i;
+    }
+  }
+}
+
 }  // namespace

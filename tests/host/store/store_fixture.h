@@ -112,6 +112,7 @@ struct StoreTest : ::testing::Test {
     std::string error;
     session = host::HostSession::open(folder, std::make_unique<FaultyFileSystem>(faults), error);
     ASSERT_TRUE(session) << error;
+    if (outlined) session->load_outlined();
     session->on_changed = [this](const editor::Session::Package&) { ++changed_calls; };
   }
   // Back to the windfall file alone, without journal, and reopened.
@@ -160,6 +161,7 @@ struct StoreTest : ::testing::Test {
   Value history() { return run("history").result.get("changes"); }
 
   std::string folder = (std::filesystem::temp_directory_path() / "pathwright-store-XXXXXX").string();
+  bool outlined = false;  // reopen loads packages outlined, as a one-shot route edit does
   Faults faults;  // outlives the session
   std::unique_ptr<host::HostSession> session;
   int changed_calls = 0;

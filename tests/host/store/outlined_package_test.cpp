@@ -1,0 +1,101 @@
+// A package opened for one route edit, undo or redo keeps of each actor only its "id" until the command
+// reads it. Every answer and every byte saved must be those of a package opened whole.
+#include <gtest/gtest.h>
+
+#include "tests/host/store/store_fixture.h"
+
+namespace store_test {
+namespace {
+
+// A store of its own, beside the test's others.
+struct Store : StoreTest {
+  void TestBody() override {}
+};
+
+// Two stores that start alike: one reopened whole before each command, one reopened outlined, as each
+// `pathwright call` opens the store afresh.
+struct Twins {
+  Twins() {
+    outlined.outlined = true;
+    for (StoreTest* store : {&whole, &outlined}) {
+      // A file the store printed itself, as every package is after its first change here.
+      EXPECT_TRUE(store->set_walker_mode("loop").ok);
+      EXPECT_EQ(store->flush_error(), "");
+      store->reopen();
+    }
+  }
+  Store whole;
+  Store outlined;
+};
+
+struct Step {
+  const char* method;
+  const char* params;
+};
+
+TEST(OutlinedPackage, AnswersAndSavesEveryOneActorCommandExactlyAsAWholePackage) {
+  const Step steps[] = {
+      {.method = "add_route_point", .params = R"({"id": "chest", "position": {"x": 1, "y": 2, "z": 3}})"},
+      {.method = "add_route_point", .params = R"({"id": "statue", "position": {"x": 4, "y": 0, "z": 0.5}})"},
+      {.method = "move_route_point", .params = R"({"id": "walker", "point": 0, "position": {"x": 7, "y": 0, "z": 7}})"},
+      {.method = "reorder_route_point", .params = R"({"id": "statue", "point": 0, "to": 2})"},
+      {.method = "remove_route_point", .params = R"({"id": "statue", "point": 1})"},
+      {.method = "set_route", .params = R"({"id": "statue", "mode": "back_and_forth", "speed": 45})"},
+      {.method = "remove_route", .params = R"({"id": "walker"})"},
+      {.method = "undo", .params = "{}"},
+      {.method = "undo", .params = "{}"},
+      {.method = "redo", .params = "{}"},
+      {.method = "add_route_point", .params = R"({"id": "bench_man", "position": {"x": 1, "y": 2, "z": 3}})"},
+      {.method = "add_route_point", .params = R"({"id": "nobody", "position": {"x": 1, "y": 2, "z": 3}})"},
+      {.method = "remove_route_point", .params = R"({"id": "walker", "point": 9})"},
+      {.method = "set_route", .params = R"({"id": "ghost", "mode": "loop"})"},
+  };
+  Twins twins;
+  for (const Step& step : steps) {
+    twins.whole.reopen();
+    twins.outlined.reopen();
+    const StoreTest::Answer expected = twins.whole.run(step.method, step.params);
+    const StoreTest::Answer answer = twins.outlined.run(step.method, step.params);
+    EXPECT_EQ(answer.ok, expected.ok) << step.method << " " << step.params;
+    EXPECT_EQ(answer.error, expected.error) << step.method << " " << step.params;
+    EXPECT_EQ(answer.result, expected.result) << step.method << " " << step.params;
+    ASSERT_EQ(twins.outlined.flush_error(), "");
+    ASSERT_EQ(twins.whole.flush_error(), "");
+    EXPECT_EQ(read_text(twins.outlined.package_path()), read_text(twins.whole.package_path())) << step.method;
+  }
+  twins.outlined.reopen();
+  EXPECT_EQ(twins.outlined.run("document").result, twins.whole.run("document").result);
+  EXPECT_EQ(twins.outlined.history(), twins.whole.history());
+}
+
+// Only the actors a command names are built: the others stand as their bare "id". A file this editor did
+// not print has no kept text to read them from later, so it is read whole.
+TEST(OutlinedPackage, BuildsOnlyTheNamedActorsOfAFileThisEditorPrinted) {
+  Twins twins;
+  const Value bare_boko = parse(R"({"id": "boko"})");
+  ASSERT_TRUE(twins.outlined.run("add_route_point", R"({"id": "walker", "position": {"x": 1, "y": 2, "z": 3}})").ok);
+  EXPECT_EQ(twins.outlined.document().get("actors").items[2], bare_boko);
+  EXPECT_EQ(twins.outlined.document().get("actors").items[1].get("path").get("points").items.size(), 3u);
+
+  Store hand_written;
+  hand_written.outlined = true;
+  hand_written.reopen();
+  ASSERT_TRUE(hand_written.run("add_route_point", R"({"id": "walker", "position": {"x": 1, "y": 2, "z": 3}})").ok);
+  EXPECT_NE(hand_written.document().get("actors").items[2], bare_boko);
+}
+
+// Changes waiting in the journal (a crash came before their checkpoint) are replayed on whole actors.
+TEST(OutlinedPackage, ReplaysChangesAJournalHoldsBeyondTheFile) {
+  Twins twins;
+  ASSERT_TRUE(twins.outlined.run("remove_route", R"({"id": "statue"})").ok);
+  twins.outlined.reopen();  // not flushed: the change is only in the journal
+  ASSERT_TRUE(twins.outlined.run("add_route_point", R"({"id": "walker", "position": {"x": 1, "y": 2, "z": 3}})").ok);
+  ASSERT_EQ(twins.outlined.flush_error(), "");
+  const Value saved = parse(read_text(twins.outlined.package_path()));
+  EXPECT_FALSE(saved.get("actors").items[3].has("path"));
+  EXPECT_EQ(saved.get("actors").items[1].get("path").get("points").items.size(), 3u);
+  EXPECT_EQ(saved.get("actors").items[2], parse(R"({"id": "boko", "actor": "bokoblin", "position": {"x": 5, "y": 0, "z": 5}})"));
+}
+
+}  // namespace
+}  // namespace store_test
