@@ -15,6 +15,12 @@ std::string shared_data_dir();
 // shared_data_dir() + "/" + `name` (such as "examples" or "web"), or "" as above.
 std::string shared_data_path(const std::string& name);
 
+// The program that serves the map: `pathwright` built with it (`pathwright` alone leaves it out).
+constexpr const char* kMapProgram = "pathwright-map";
+
+// PREFIX/bin/`name`, beside the running executable; "" when the executable's own path cannot be read.
+std::string program_path(const std::string& name);
+
 }  // namespace host
 
 #endif  // PATHWRIGHT_HOST_CLI_INSTALL_PATHS_H_

@@ -11,7 +11,16 @@
 #include <CLI/CLI.hpp>
 
 #include "host/cli/install_paths.h"
+#if PATHWRIGHT_WITH_MAP
 #include "host/cli/map_command.h"
+#else
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "host/map/map_server.h"  // the map's flags: parsed here, then the map program takes over
+#endif
 #include "host/cli/check_command.h"
 #include "host/cli/shared_workbench.h"
 #include "host/cli/store_socket.h"
@@ -137,7 +146,8 @@ int serve(Flags flags) {
   return status;
 }
 
-int map(const Flags& flags, const host::map::MapServerOptions& options) {
+#if PATHWRIGHT_WITH_MAP
+int map(const Flags& flags, const host::map::MapServerOptions& options, char** /*argv*/) {
   if (flags.manual_clock && !flags.demo && flags.world.empty()) {
     std::cerr << "pathwright: --manual-clock needs --demo or --world (only the in-process game has a clock to "
                  "hold)\n";
@@ -152,6 +162,18 @@ int map(const Flags& flags, const host::map::MapServerOptions& options) {
   if (status != 0) std::cerr << "pathwright: " << error << "\n";
   return status;
 }
+#else
+// This program leaves the map out, so that a one-shot `call` starts without loading the HTTP server's
+// libraries (TLS among them: about half of this program's start-up). `map`, its flags checked, is run by
+// the same program built with the map, which lies beside this one, in this process (same id, same output).
+int map(const Flags& /*flags*/, const host::map::MapServerOptions& /*options*/, char** argv) {
+  const std::string program = host::program_path(host::kMapProgram);
+  ::execv(program.c_str(), argv);
+  std::cerr << "pathwright: the map program \"" << program << "\" cannot be started: " << std::strerror(errno)
+            << "\n";
+  return kExitFailed;
+}
+#endif
 
 // Prints a command's outcome as `call` does; answers the exit status.
 int report(const std::string& method, const host::CallOutcome& outcome) {
@@ -337,7 +359,7 @@ int run(int argc, char** argv) {
   }
   if (serve_command->parsed()) return serve(flags);
   if (call_command->parsed()) return call(flags, method, params_text);
-  if (map_command->parsed()) return map(flags, map_options);
+  if (map_command->parsed()) return map(flags, map_options, argv);
   if (check_command.parsed()) return check_command.run();
   return host::run_tour(flags.examples, std::cout) ? 0 : kExitFailed;
 }
