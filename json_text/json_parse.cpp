@@ -17,6 +17,7 @@
 
 #include "json_text/json_parse_faults.h"
 #include "json_text/json_text.h"
+#include "json_text/member_names.h"
 
 namespace json_text {
 namespace {
@@ -118,14 +119,18 @@ class ValueBuilder {
     index_out_ = &out;
   }
 
-  // With index_elements: of each indexed object element keep only the member `kept`, once the element has
-  // been read and checked whole.
+  // With index_elements: of each indexed object element build only the member `kept`. The rest is read and
+  // checked as if built (names, numbers, escapes, nesting), so the text is refused exactly where it would be.
   void outline_elements(const std::string& kept) { kept_member_ = &kept; }
 
   const Fault& fault() const { return fault_; }
 
-  bool Null() { place(); return true; }
+  bool Null() {
+    if (!skip_value()) place();
+    return true;
+  }
   bool Bool(bool b) {
+    if (skip_value()) return true;
     Value& v = place();
     v.kind = Value::Kind::Bool;
     v.boolean = b;
@@ -151,6 +156,7 @@ class ValueBuilder {
 
   bool String(const char* str, rapidjson::SizeType length, bool /*copy*/) {
     if (check_surrogates_ && holds_surrogate(str, length)) return fail_surrogate();
+    if (skip_value()) return true;
     Value& v = place();
     v.kind = Value::Kind::String;
     v.str.assign(str, length);
@@ -162,6 +168,14 @@ class ValueBuilder {
 
   bool Key(const char* str, rapidjson::SizeType length, bool /*copy*/) {
     if (check_surrogates_ && holds_surrogate(str, length)) return fail_surrogate();
+    if (frames_.back().unbuilt || frames_.back().outlined) {
+      if (!unbuilt_names_.add(std::string_view(str, length))) {
+        return fail("duplicate member name \"" + std::string(str, length) + "\"", Anchor::StringStart);
+      }
+      raw_next_ = false;
+      unbuilt_next_ = frames_.back().unbuilt || std::string_view(str, length) != *kept_member_;
+      if (unbuilt_next_) return true;
+    }
     auto& members = container(frames_.back()).members;
     std::string key(str, length);
     raw_next_ = raw_out_ && key == *raw_member_;
@@ -182,10 +196,8 @@ class ValueBuilder {
   }
 
   bool EndObject(rapidjson::SizeType /*members*/) {
-    if (frames_.size() == 3 && frames_[1].indexed) {
-      index_out_->back().end = stream_->Tell();
-      if (kept_member_ != nullptr) keep_only(container(frames_.back()).members, *kept_member_);
-    }
+    if (frames_.size() == 3 && frames_[1].indexed) index_out_->back().end = stream_->Tell();
+    if (frames_.back().unbuilt || frames_.back().outlined) unbuilt_names_.close();
     frames_.pop_back();
     return true;
   }
@@ -193,6 +205,7 @@ class ValueBuilder {
   bool EndArray(rapidjson::SizeType /*elements*/) {
     const Frame frame = frames_.back();
     frames_.pop_back();
+    if (frame.unbuilt) return true;
     auto first = scratch_.begin() + static_cast<std::ptrdiff_t>(frame.first_element);
     container(frame).items.assign(std::make_move_iterator(first), std::make_move_iterator(scratch_.end()));
     scratch_.erase(first, scratch_.end());
@@ -210,7 +223,18 @@ class ValueBuilder {
     std::size_t first_element = 0;  // arrays: where their elements start in the scratch stack
     bool indexed = false;           // arrays: the array whose object elements are located
     Value* slot = nullptr;          // objects: the member named by the last key
+    bool unbuilt = false;           // read and checked, but neither it nor anything inside is built
+    bool outlined = false;          // objects: an indexed element of which only the kept member is built
   };
+
+  // Whether the value the reader hands over next is one an outline drops.
+  bool unbuilt() const { return unbuilt_next_ || (!frames_.empty() && frames_.back().unbuilt); }
+  // For a scalar: true when it is dropped (and so consumed here).
+  bool skip_value() {
+    const bool skip = unbuilt();
+    unbuilt_next_ = false;
+    return skip;
+  }
 
   Value& container(const Frame& frame) { return frame.in_scratch ? scratch_[frame.scratch_index] : *frame.stable; }
 
@@ -226,13 +250,6 @@ class ValueBuilder {
                                 std::tuple<>());
   }
 
-  // Drops every member but `kept`; its node is handed back, not copied.
-  static void keep_only(Members& members, const std::string& kept) {
-    Members::node_type node = members.extract(kept);
-    members.clear();
-    if (!node.empty()) members.insert(std::move(node));
-  }
-
   // The place of the next value: the root, the pending member slot, or a new array element.
   Value& place() {
     raw_next_ = false;
@@ -243,6 +260,7 @@ class ValueBuilder {
   }
 
   bool number(double n) {
+    if (skip_value()) return true;
     Value& v = place();
     v.kind = Value::Kind::Number;
     v.number = n;
@@ -253,7 +271,16 @@ class ValueBuilder {
     if (frames_.size() >= kMaxNestingLevels) return fail("nesting deeper than 512", Anchor::ByteBefore);
     Frame frame;
     frame.is_array = is_array;
+    if (unbuilt()) {
+      unbuilt_next_ = false;
+      frame.unbuilt = true;
+      if (!is_array) unbuilt_names_.open();
+      frames_.push_back(frame);
+      return true;
+    }
     frame.indexed = is_array && index_next_ && frames_.size() == 1;
+    frame.outlined = !is_array && kept_member_ != nullptr && frames_.size() == 2 && frames_[1].indexed;
+    if (frame.outlined) unbuilt_names_.open();
     if (!is_array && frames_.size() == 2 && frames_[1].indexed) {
       const std::size_t brace = stream_->Tell() - 1;  // the reader has taken the '{'
       index_out_->push_back({brace, brace});
@@ -295,6 +322,8 @@ class ValueBuilder {
   rapidjson::InsituStringStream* stream_ = nullptr;  // read only for its position
   std::vector<TextRange>* index_out_ = nullptr;
   const std::string* kept_member_ = nullptr;  // outlines: the one member an indexed element keeps
+  bool unbuilt_next_ = false;  // outlines: the last key names a member that is not built
+  MemberNames unbuilt_names_;  // outlines: the names of the open objects that are not built
   bool index_next_ = false;  // the last key of the root object names the indexed array
   std::vector<Frame> frames_;
   std::vector<Value> scratch_;
@@ -322,10 +351,13 @@ bool parse_noting(std::string_view text, Value& out, JsonTextError& error, const
   out = Value();
   // The reader needs a writable, NUL-terminated copy; it takes a NUL byte for the end of the text, so a NUL
   // inside the text is recognised below by where the reader stopped.
-  std::string buffer(text);
   // The UTF-8 check takes up to three continuation bytes without looking for the end, so a sequence cut
-  // short at the very end would read past the text: NUL padding stops it inside the buffer.
+  // short at the very end would read past the text: NUL padding stops it inside the buffer. Sized once:
+  // growing a copy of a large text by its padding would copy it again, into twice the memory.
   constexpr std::size_t kLongestContinuation = 3;
+  std::string buffer;
+  buffer.reserve(text.size() + kLongestContinuation + 1);
+  buffer.assign(text);
   buffer.append(kLongestContinuation + 1, '\0');
   const std::size_t nul = text.find('\0');
 

@@ -2,6 +2,7 @@
 // refused; number and string forms, the two layouts, refusals that name where, and round trips.
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <string>
 #include <tuple>
@@ -298,8 +299,18 @@ TEST(ParseJsonOutline, KeepsEachActorsIdAndRefusesWhatParseJsonRefuses) {
       R"({"actors": [{"id": "a", "path": {"points": [{"x": 1e400}]}}]})",
       R"({"actors": [{"id": "a", "name": "\uDC00"}]})",
       R"({"actors": [{"id": "a", "path": {"points": [{"x": 1,}]}}]})",
+      R"({"actors": [{"id": "a", "path": {}, "id": "b"}]})",
+      R"({"actors": [{"path": [[{"a": null, "b": [true, false, "\u00e9"]}]], "id": {"k": [1, {"j": 2}]}}]})",
+      R"({"actors": [{"id": "a", "p": {"\uDC00": 1}}]})",
+      R"({"actors": [{"id": "a", "p": {"k": 1}, "q": {"k": 2}}]})",
   };
-  for (const char* text : texts) {
+  std::string many_names = R"({"actors": [{"id": "a", "p": {)";
+  for (int i = 0; i < 40; ++i) many_names += "\"n" + std::to_string(i) + "\": " + std::to_string(i) + ", ";
+  const std::string deep = std::string(R"({"actors": [{"id": "a", "p": )") + std::string(600, '[') + std::string(600, ']') + "}]}";
+  const std::string texts_built[] = {many_names + R"("n0": 1}}]})", many_names + R"("m": 1}}]})", deep};
+  std::vector<std::string> all(std::begin(texts), std::end(texts));
+  all.insert(all.end(), std::begin(texts_built), std::end(texts_built));
+  for (const std::string& text : all) {
     Value whole, outline;
     json_text::JsonTextError whole_error, outline_error;
     std::vector<json_text::TextRange> whole_ranges, outline_ranges;
