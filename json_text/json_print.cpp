@@ -72,6 +72,7 @@ void new_line(std::size_t depth, std::string& out) {
 struct ElementIndex {
   const Value* array = nullptr;
   std::vector<TextRange>* ranges = nullptr;
+  const ElementStandIn* stand_in = nullptr;  // may print another value in an element's place
 };
 
 // Writes `v`; false at the first number or string that JSON cannot carry.
@@ -98,7 +99,8 @@ bool write_value(const Value& v, bool indented, std::size_t depth, std::string& 
         first = false;
         if (indented) new_line(depth + 1, out);
         const std::size_t begin = out.size();
-        if (!write_value(item, indented, depth + 1, out, index)) return false;
+        const Value* stand_in = indexed && index->stand_in ? (*index->stand_in)(index->ranges->size()) : nullptr;
+        if (!write_value(stand_in != nullptr ? *stand_in : item, indented, depth + 1, out, index)) return false;
         if (indexed) index->ranges->push_back({begin, out.size()});
       }
       if (indented) new_line(depth, out);
@@ -202,10 +204,11 @@ bool print_json(const Value& value, JsonLayout layout, std::string& out, std::st
 }
 
 bool print_json_indexed(const Value& value, const std::string& member, std::string& out,
-                        std::vector<TextRange>& elements, std::string& error) {
+                        std::vector<TextRange>& elements, std::string& error, const ElementStandIn& stand_in) {
   elements.clear();
   ElementIndex index;
   index.ranges = &elements;
+  if (stand_in) index.stand_in = &stand_in;
   if (const Value& array = value.get(member); value.is_object() && array.is_array()) index.array = &array;
   out.clear();
   if (write_value(value, true, 0, out, &index)) {

@@ -6,6 +6,7 @@
 #define PATHWRIGHT_JSON_TEXT_JSON_TEXT_H_
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -69,8 +70,11 @@ bool parse_json_outline(std::string_view text, mods::json::Value& out, JsonTextE
 // print_json Indented that also answers, in `elements`, where each element of the root object's array
 // member `member` stands in `out` (none when there is no such array), so that a later print can replace
 // only the elements that changed (print_json_nested). On false as print_json.
+// `stand_in`, when given, may answer for element `index` another value to print in its place (one read
+// again from elsewhere, say); null prints the element itself.
+using ElementStandIn = std::function<const mods::json::Value*(std::size_t index)>;
 bool print_json_indexed(const mods::json::Value& value, const std::string& member, std::string& out,
-                        std::vector<TextRange>& elements, std::string& error);
+                        std::vector<TextRange>& elements, std::string& error, const ElementStandIn& stand_in = {});
 
 // Appends the Indented text of `value` exactly as print_json writes it `depth` levels deep (an element of
 // an array in the root object stands at depth 2), without a final newline. False at the first value JSON

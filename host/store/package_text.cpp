@@ -22,11 +22,20 @@ void PackageText::adopt(std::string text, std::vector<json_text::TextRange> acto
   valid_ = true;
 }
 
-bool PackageText::print_whole(const mods::json::Value& document, std::uint64_t size_hint, std::string& error) {
+// Into the spare buffer: until the new print is complete, the kept one stays whole for stand-ins to read.
+bool PackageText::print_whole(const mods::json::Value& document, std::uint64_t size_hint, std::string& error,
+                              const json_text::ElementStandIn& stand_in) {
+  std::string next = std::move(spare_);
+  next.reserve(static_cast<std::size_t>(size_hint) + kGrowthRoomBytes);
+  std::vector<json_text::TextRange> ranges;
+  if (!json_text::print_json_indexed(document, "actors", next, ranges, error, stand_in)) {
+    spare_ = std::move(next);
+    return false;
+  }
+  text_.swap(next);
+  spare_ = std::move(next);
+  actors_ = std::move(ranges);
   changed_.clear();
-  valid_ = false;
-  text_.reserve(static_cast<std::size_t>(size_hint) + kGrowthRoomBytes);
-  if (!json_text::print_json_indexed(document, "actors", text_, actors_, error)) return false;
   valid_ = true;
   return true;
 }
@@ -44,8 +53,9 @@ bool PackageText::reuses_print_for(const mods::json::Value& document) const {
   return same_actors && std::none_of(changed_.begin(), changed_.end(), beyond);
 }
 
-bool PackageText::print(const mods::json::Value& document, std::uint64_t size_hint, std::string& error) {
-  if (!reuses_print_for(document)) return print_whole(document, size_hint, error);
+bool PackageText::print(const mods::json::Value& document, std::uint64_t size_hint, std::string& error,
+                        const json_text::ElementStandIn& stand_in) {
+  if (!reuses_print_for(document)) return print_whole(document, size_hint, error, stand_in);
   const mods::json::Value& actors = document.get("actors");
   std::sort(changed_.begin(), changed_.end());
   changed_.erase(std::unique(changed_.begin(), changed_.end()), changed_.end());
@@ -66,7 +76,10 @@ bool PackageText::print(const mods::json::Value& document, std::uint64_t size_hi
     const json_text::TextRange& old = actors_[index];
     next.append(text_, copied, old.begin - copied);
     const std::size_t begin = next.size();
-    if (!json_text::print_json_nested(actors.items[index], 2, next)) return print_whole(document, size_hint, error);
+    if (!json_text::print_json_nested(actors.items[index], 2, next)) {
+      spare_ = std::move(next);
+      return print_whole(document, size_hint, error, stand_in);
+    }
     ranges[index] = {begin, next.size()};
     copied = old.end;
     shift = static_cast<std::ptrdiff_t>(next.size()) - static_cast<std::ptrdiff_t>(copied);

@@ -28,8 +28,11 @@ class PackageText {
   // Makes text() exactly print_json(document, Indented): the whole document the first time, and whenever
   // the actors are not those last printed plus the changes reported since; otherwise only the changed
   // actors, between copies of the kept text. `size_hint` (bytes, the file's last size) sizes the buffer.
-  // On false, `error` is print_json's and text() is unspecified until the next successful print.
-  bool print(const mods::json::Value& document, std::uint64_t size_hint, std::string& error);
+  // A whole print puts what `stand_in` answers in place of an actor (see print_json_indexed); it may read
+  // the kept text, which stays as it was until the print is complete. On false, `error` is print_json's
+  // and text() is the last print still.
+  bool print(const mods::json::Value& document, std::uint64_t size_hint, std::string& error,
+             const json_text::ElementStandIn& stand_in = {});
   const std::string& text() const { return text_; }
   // Actor `index`'s text in text(), when the last print or adoption placed it; empty otherwise.
   std::string_view actor_text(std::size_t index) const;
@@ -37,7 +40,8 @@ class PackageText {
   bool reuses_print_for(const mods::json::Value& document) const;
 
  private:
-  bool print_whole(const mods::json::Value& document, std::uint64_t size_hint, std::string& error);
+  bool print_whole(const mods::json::Value& document, std::uint64_t size_hint, std::string& error,
+                   const json_text::ElementStandIn& stand_in);
 
   std::string text_;
   std::string spare_;                  // the text before the last print, its memory reused by the next

@@ -59,13 +59,18 @@ std::unique_ptr<StoredPackage> StoredPackage::open(PackageStore& store, const st
   stored->version_ = FileVersion{content_hash(bytes), bytes.size()};
   const FileVersion read = stored->version_;
   if (!stored->read_journal(bytes, error)) return nullptr;
-  // A file a checkpoint saved is our print, reusable unless changes replayed at open replaced it; only
-  // such a print can stand in for the actors an outline has not read.
+  // A file a checkpoint saved is our print, reusable unless changes replayed at open replaced it. An
+  // outline reads its actors from that print, or else from the file's text until a whole print is made;
+  // either way it needs the place of every actor.
   const bool own_print =
       stored->journal_.state() == JournalFile::State::Open && stored->version_ == read && !stored->has_unfolded();
-  if (stored->unread_.any() && !(own_print && actors.size() == document.get("actors").items.size()))
-    stored->read_whole(bytes, actors);
-  if (own_print) stored->printed_.adopt(std::move(bytes), std::move(actors));
+  const std::size_t count = document.get("actors").items.size();
+  if (stored->unread_.any() && actors.size() != count) stored->read_whole(bytes, actors);
+  if (own_print) {
+    stored->printed_.adopt(std::move(bytes), std::move(actors));
+  } else if (stored->unread_.any()) {
+    stored->unread_.outline(count, std::move(bytes), std::move(actors));
+  }
   return stored;
 }
 
@@ -246,17 +251,17 @@ bool StoredPackage::fold(std::string& error) {
   if (!has_unfolded()) return true;
   if (!unchanged_on_disk(error)) return false;
   std::string reason;
-  // An outline is saved only by reprinting its changed actors between copies of the kept text: a whole
-  // print would write what stands in for the unread actors.
-  if (unread_.any() && !printed_.reuses_print_for(package_.document)) {
-    assert(false && "an outlined package lost the print its unread actors are kept in");
-    error = saving_failed("its unread actors are no longer in the kept text");
-    return false;
+  // The actors an outline has not read are printed from their text, one at a time.
+  mods::json::Value scratch;
+  json_text::ElementStandIn stand_in;
+  if (unread_.any()) {
+    stand_in = [this, &scratch](std::size_t index) { return unread_.stand_in(index, printed_, scratch); };
   }
-  if (!printed_.print(package_.document, version_.size, reason)) {
+  if (!printed_.print(package_.document, version_.size, reason, stand_in)) {
     error = saving_failed(reason);
     return false;
   }
+  unread_.printed_whole();  // the print holds every unread actor's text now
   const std::string& text = printed_.text();
   std::string path;
   FileVersion saved{content_hash(text), text.size()};

@@ -68,20 +68,39 @@ TEST(OutlinedPackage, AnswersAndSavesEveryOneActorCommandExactlyAsAWholePackage)
   EXPECT_EQ(twins.outlined.history(), twins.whole.history());
 }
 
-// Only the actors a command names are built: the others stand as their bare "id". A file this editor did
-// not print has no kept text to read them from later, so it is read whole.
-TEST(OutlinedPackage, BuildsOnlyTheNamedActorsOfAFileThisEditorPrinted) {
+// Only the actors a command names are built: the others stand as their bare "id", whether the file is
+// this editor's print or written by hand.
+TEST(OutlinedPackage, BuildsOnlyTheNamedActors) {
   Twins twins;
-  const Value bare_boko = parse(R"({"id": "boko"})");
-  ASSERT_TRUE(twins.outlined.run("add_route_point", R"({"id": "walker", "position": {"x": 1, "y": 2, "z": 3}})").ok);
-  EXPECT_EQ(twins.outlined.document().get("actors").items[2], bare_boko);
-  EXPECT_EQ(twins.outlined.document().get("actors").items[1].get("path").get("points").items.size(), 3u);
-
   Store hand_written;
   hand_written.outlined = true;
   hand_written.reopen();
-  ASSERT_TRUE(hand_written.run("add_route_point", R"({"id": "walker", "position": {"x": 1, "y": 2, "z": 3}})").ok);
-  EXPECT_NE(hand_written.document().get("actors").items[2], bare_boko);
+  const Value bare_boko = parse(R"({"id": "boko"})");
+  for (Store* store : {&twins.outlined, &hand_written}) {
+    ASSERT_TRUE(store->run("add_route_point", R"({"id": "walker", "position": {"x": 1, "y": 2, "z": 3}})").ok);
+    EXPECT_EQ(store->document().get("actors").items[2], bare_boko);
+    EXPECT_EQ(store->document().get("actors").items[1].get("path").get("points").items.size(), 3u);
+  }
+}
+
+// A file written by hand is printed whole at its first checkpoint: the actors never read are printed
+// from the file's text, exactly as a whole package prints them, and read from that print afterwards.
+TEST(OutlinedPackage, PrintsAHandWrittenFileWholeFromTheTextOfItsUnreadActors) {
+  Store whole, outlined;
+  outlined.outlined = true;
+  outlined.reopen();
+  const Step steps[] = {
+      {.method = "add_route_point", .params = R"({"id": "walker", "position": {"x": 1, "y": 2, "z": 3}})"},
+      {.method = "set_route", .params = R"({"id": "statue", "mode": "once"})"},
+  };
+  for (const Step& step : steps) {
+    ASSERT_TRUE(whole.run(step.method, step.params).ok) << step.method;
+    ASSERT_TRUE(outlined.run(step.method, step.params).ok) << step.method;
+    ASSERT_EQ(whole.flush_error(), "");
+    ASSERT_EQ(outlined.flush_error(), "");
+    EXPECT_EQ(read_text(outlined.package_path()), read_text(whole.package_path())) << step.method;
+  }
+  EXPECT_EQ(outlined.run("document").result, whole.run("document").result);
 }
 
 // Changes waiting in the journal (a crash came before their checkpoint) are replayed on whole actors.
