@@ -306,10 +306,13 @@ bool parse_noting(std::string_view text, Value& out, JsonTextError& error, const
   out = Value();
   // The reader needs a writable, NUL-terminated copy; it takes a NUL byte for the end of the text, so a NUL
   // inside the text is recognised below by where the reader stopped.
-  std::string buffer(text);
   // The UTF-8 check takes up to three continuation bytes without looking for the end, so a sequence cut
-  // short at the very end would read past the text: NUL padding stops it inside the buffer.
+  // short at the very end would read past the text: NUL padding stops it inside the buffer. The copy is
+  // sized once with its padding; growing it afterwards would allocate, touch and copy the text twice.
   constexpr std::size_t kLongestContinuation = 3;
+  std::string buffer;
+  buffer.reserve(text.size() + kLongestContinuation + 1);
+  buffer.append(text);
   buffer.append(kLongestContinuation + 1, '\0');
   const std::size_t nul = text.find('\0');
 
