@@ -4,6 +4,7 @@
 #include <cstring>
 #include <map>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -159,20 +160,17 @@ class ValueBuilder {
   bool Key(const char* str, rapidjson::SizeType length, bool /*copy*/) {
     if (check_surrogates_ && holds_surrogate(str, length)) return fail_surrogate();
     auto& members = container(frames_.back()).members;
-    std::string key(str, length);
+    const std::string_view key(str, length);
     raw_next_ = raw_out_ && key == *raw_member_;
     index_next_ = index_out_ && frames_.size() == 1 && key == *index_member_;
-    // Package writers usually sort their keys; then the new member goes at the end without a search.
-    auto hint = members.end();
-    if (!members.empty() && !(members.rbegin()->first < key)) {
-      hint = members.lower_bound(key);
-      if (hint != members.end() && hint->first == key) {
-        return fail("duplicate member name \"" + key + "\"", Anchor::StringStart);
-      }
+    // The key is built in its node. With the end as hint the map compares the key once with its last one
+    // and appends when keys arrive sorted, as package writers usually write them; otherwise it searches.
+    // A member already there leaves the map as it was.
+    const std::size_t before = members.size();
+    auto it = in_record_object() ? place_member(members, key) : emplace_last(members, key);
+    if (members.size() == before) {
+      return fail("duplicate member name \"" + std::string(key) + "\"", Anchor::StringStart);
     }
-    auto it = in_record_object() ? place_member(members, hint, std::move(key))
-                                 : members.emplace_hint(hint, std::piecewise_construct,
-                                                        std::forward_as_tuple(std::move(key)), std::tuple<>());
     frames_.back().slot = &it->second;
     return true;
   }
@@ -213,10 +211,13 @@ class ValueBuilder {
   }
 
   using Members = std::map<std::string, Value>;
-  static Members::iterator place_member(Members& members, Members::iterator hint, std::string key) {
-    MemberPlacement::Scope in_member_heap;
-    return members.emplace_hint(hint, std::piecewise_construct, std::forward_as_tuple(std::move(key)),
+  static Members::iterator emplace_last(Members& members, std::string_view key) {
+    return members.emplace_hint(members.end(), std::piecewise_construct, std::forward_as_tuple(key),
                                 std::tuple<>());
+  }
+  static Members::iterator place_member(Members& members, std::string_view key) {
+    MemberPlacement::Scope in_member_heap;
+    return emplace_last(members, key);
   }
 
   // The place of the next value: the root, the pending member slot, or a new array element.
