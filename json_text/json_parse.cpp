@@ -16,6 +16,7 @@
 #include <mimalloc.h>
 #endif
 
+#include "json_text/bulk_mapping.h"
 #include "json_text/json_parse_faults.h"
 #include "json_text/json_text.h"
 
@@ -151,6 +152,7 @@ class ValueBuilder {
     Value& v = place();
     v.kind = Value::Kind::String;
     v.str.assign(str, length);
+    mapping_.allocated_at(v.str.data(), length);
     return true;
   }
 
@@ -172,6 +174,7 @@ class ValueBuilder {
       return fail("duplicate member name \"" + std::string(key) + "\"", Anchor::StringStart);
     }
     frames_.back().slot = &it->second;
+    mapping_.allocated_at(&*it, sizeof(*it));
     return true;
   }
 
@@ -185,7 +188,9 @@ class ValueBuilder {
     const Frame frame = frames_.back();
     frames_.pop_back();
     auto first = scratch_.begin() + static_cast<std::ptrdiff_t>(frame.first_element);
-    container(frame).items.assign(std::make_move_iterator(first), std::make_move_iterator(scratch_.end()));
+    auto& items = container(frame).items;
+    items.assign(std::make_move_iterator(first), std::make_move_iterator(scratch_.end()));
+    mapping_.allocated_at(items.data(), items.size() * sizeof(Value));
     scratch_.erase(first, scratch_.end());
     return true;
   }
@@ -284,6 +289,7 @@ class ValueBuilder {
   bool index_next_ = false;  // the last key of the root object names the indexed array
   std::vector<Frame> frames_;
   std::vector<Value> scratch_;
+  WindowMapping mapping_;
   Fault fault_;
 };
 
@@ -313,6 +319,7 @@ bool parse_noting(std::string_view text, Value& out, JsonTextError& error, const
   constexpr std::size_t kLongestContinuation = 3;
   std::string buffer;
   buffer.reserve(text.size() + kLongestContinuation + 1);
+  map_in_bulk(buffer.data(), buffer.capacity());
   buffer.append(text);
   buffer.append(kLongestContinuation + 1, '\0');
   const std::size_t nul = text.find('\0');
