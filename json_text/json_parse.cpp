@@ -103,7 +103,10 @@ class MemberPlacement {
 // its elements into one exactly-sized vector.
 class ValueBuilder {
  public:
-  explicit ValueBuilder(Value& root) : root_(root) { frames_.reserve(64); scratch_.reserve(256); }
+  explicit ValueBuilder(Value& root) : root_(root) {
+    frames_.reserve(kFrames);
+    scratch_.reserve(kScratchElements);
+  }
 
   // Also keep the text of numbers that are the value of a member named `member` (see parse_json).
   void keep_raw(const std::string& member, std::vector<RawMemberText>& out) {
@@ -187,8 +190,16 @@ class ValueBuilder {
   bool EndArray(rapidjson::SizeType /*elements*/) {
     const Frame frame = frames_.back();
     frames_.pop_back();
-    auto first = scratch_.begin() + static_cast<std::ptrdiff_t>(frame.first_element);
     auto& items = container(frame).items;
+    // An array that fills the stack on its own (a package's actors) takes over the stack's storage instead
+    // of moving every element into new memory, as long as the stack's slack is less than its elements.
+    if (frame.first_element == 0 && scratch_.size() > scratch_.capacity() / 2) {
+      items = std::move(scratch_);
+      scratch_ = std::vector<Value>();
+      scratch_.reserve(kScratchElements);
+      return true;
+    }
+    auto first = scratch_.begin() + static_cast<std::ptrdiff_t>(frame.first_element);
     items.assign(std::make_move_iterator(first), std::make_move_iterator(scratch_.end()));
     mapping_.allocated_at(items.data(), items.size() * sizeof(Value));
     scratch_.erase(first, scratch_.end());
@@ -196,6 +207,9 @@ class ValueBuilder {
   }
 
  private:
+  static constexpr std::size_t kFrames = 64;             // nesting levels before the frame stack grows
+  static constexpr std::size_t kScratchElements = 256;   // array elements before the scratch stack grows
+
   // An array or object being filled. It lives either at a stable address (the root or a map slot) or in
   // the scratch stack, whose storage may move while inner arrays grow it, so by index there.
   struct Frame {
