@@ -26,6 +26,7 @@ namespace {
 using json_parse::locate;
 using json_parse::lone_surrogate_escape;
 using json_parse::number_from_text;
+using json_parse::short_decimal;
 using json_parse::reason_for;
 using json_parse::string_start;
 
@@ -141,7 +142,9 @@ class ValueBuilder {
 
   bool RawNumber(const char* str, rapidjson::SizeType length, bool /*copy*/) {
     double n = 0.0;
-    if (!number_from_text(str, length, n)) return fail("number too large for a double", Anchor::ReaderOffset);
+    if (!short_decimal(str, str + length, n) && !number_from_text(str, length, n)) {
+      return fail("number too large for a double", Anchor::ReaderOffset);
+    }
     if (raw_next_) keep_raw_text(std::string(str, length));
     return number(n);
   }

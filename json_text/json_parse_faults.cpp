@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdint>
 
 namespace json_text::json_parse {
 namespace {
@@ -39,32 +38,6 @@ std::size_t literal_start(std::string_view text, std::size_t offset) {
     if (!word.empty() && word.size() < literal.size() && literal.substr(0, word.size()) == word) return start;
   }
   return offset;
-}
-
-// Numbers as packages write them (`1234.5`, `-88.25`, `60`): no exponent and at most 15 digits. The digits
-// as an integer are then below 2^53 and the power of ten is at most 10^15, both exact doubles, so one IEEE
-// division gives the correctly rounded value, the same double as from_chars, at a fraction of its cost.
-// False for any other number, which from_chars then reads.
-bool short_decimal(const char* first, const char* last, double& out) {
-  constexpr int kExactDigits = 15;  // every integer of 15 digits is below 2^53
-  static constexpr double kPowersOfTen[kExactDigits + 1] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                                            1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-  const char* p = first;
-  const bool negative = p != last && *p == '-';
-  if (negative) ++p;
-  std::uint64_t digits = 0;
-  int count = 0;
-  int decimals = 0;
-  for (; p != last && *p >= '0' && *p <= '9'; ++p, ++count) digits = digits * 10 + unsigned(*p - '0');
-  if (p != last && *p == '.') {
-    for (++p; p != last && *p >= '0' && *p <= '9'; ++p, ++count, ++decimals) {
-      digits = digits * 10 + unsigned(*p - '0');
-    }
-  }
-  if (p != last || count == 0 || count > kExactDigits) return false;
-  const double magnitude = static_cast<double>(digits) / kPowersOfTen[decimals];
-  out = negative ? -magnitude : magnitude;
-  return true;
 }
 
 }  // namespace
