@@ -238,7 +238,7 @@ class ValueBuilder {
                                 std::tuple<>());
   }
   static Members::iterator place_member(Members& members, std::string_view key) {
-    MemberPlacement::Scope in_member_heap;
+    [[maybe_unused]] MemberPlacement::Scope in_member_heap;  // empty without mimalloc
     return emplace_last(members, key);
   }
 
