@@ -24,6 +24,8 @@ class WindowMapping {
   void allocated_at(const void* place, std::size_t bytes) {
     if (bytes > kLargestSegmentBlock) return;  // such a block has a segment of its own, sized to fit it
     const std::uintptr_t window = reinterpret_cast<std::uintptr_t>(place) >> kWindowShift;
+    if (window == last_) return;  // most blocks follow the previous one
+    last_ = window;
     for (std::uintptr_t seen : recent_) {
       if (seen == window) return;
     }
@@ -43,6 +45,7 @@ class WindowMapping {
 
   std::array<std::uintptr_t, kRecentWindows> recent_{};
   std::size_t next_ = 0;
+  std::uintptr_t last_ = 0;
 };
 
 }  // namespace json_text
