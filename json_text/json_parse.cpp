@@ -158,7 +158,9 @@ class ValueBuilder {
     Value& v = place();
     v.kind = Value::Kind::String;
     v.str.assign(str, length);
-    mapping_.allocated_at(v.str.data(), length);
+    // A short string lies inside its Value (which may sit in the scratch stack), not in a block of its own.
+    const auto chars = reinterpret_cast<std::uintptr_t>(v.str.data());
+    if (chars - reinterpret_cast<std::uintptr_t>(&v.str) >= sizeof v.str) mapping_.allocated_at(v.str.data(), length);
     return true;
   }
 
