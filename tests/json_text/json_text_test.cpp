@@ -249,6 +249,32 @@ TEST(JsonRoundTrip, ReadsBackEveryNumberItPrintsExactly) {
     EXPECT_EQ(parsed(printed(numbers, layout)), numbers) << printed(numbers, layout);
 }
 
+// Large documents come back whole and in order: many actors (each in memory of its own windows), an array
+// that fills the parser's element stack on its own followed by another array, one deep inside another,
+// and a root array.
+TEST(JsonRoundTrip, ReadsBackLargeDocumentsWhole) {
+  constexpr int kElements = 5'000;
+  Value actors = Value::array();
+  Value numbers = Value::array();
+  for (int i = 0; i < kElements; ++i) {
+    Value actor = Value::object();
+    actor["id"] = Value::of("villager_with_a_long_name_" + std::to_string(i));
+    actor["path"]["points"].items = {Value::of(i * 0.25), Value::of("p"), Value::array()};
+    actors.items.push_back(std::move(actor));
+    numbers.items.push_back(Value::of(i - 0.5));
+  }
+  Value package = Value::object();
+  package["actors"] = std::move(actors);
+  package["zones"].items = {Value::of(1.0), Value::of(2.0)};
+  Value nested = Value::array();
+  nested.items.push_back(Value::of(true));
+  nested.items.push_back(numbers);
+  for (const Value* document : {&package, &nested, &numbers}) {
+    const std::string text = printed(*document);
+    EXPECT_TRUE(parsed(text) == *document) << text.substr(0, 80);
+  }
+}
+
 // The index of a root-level array: each range holds exactly the element's nested print, and the whole is
 // print_json's text; documents without such an array index nothing. Reading the text back finds the
 // same ranges for the elements that are objects (all of them, or the index is shorter than the array).
