@@ -1,31 +1,35 @@
 // Compiled into every program that allocates through mimalloc (CMake's pathwright_use_fast_allocator):
-// before main runs, mimalloc is asked to back its memory with 2 MiB pages where the kernel offers them
-// (transparent huge pages when the system leaves them to madvise, the usual setting), and to keep those
-// pages whole.
+// mimalloc is asked to back its memory with 2 MiB pages where the kernel offers them (transparent huge
+// pages when the system leaves them to madvise, the usual setting), and to keep those pages whole.
 //
 // Why: the first touch of each fresh 4 KiB page is a page fault, and on a virtual machine a fault costs far
-// more than the page's bytes. Measured here: writing 38 MB of fresh memory took 120 ms in 4 KiB pages and
-// 3 ms in 2 MiB pages, and opening a 50,000-actor package in a fresh process (a one-shot `call`) went from
-// 2.5-2.8 s to 0.75-0.9 s of CPU. But handing back part of a 2 MiB page (mimalloc "decommits" freed
-// spans) splits it into small pages again, and the next allocations there fault page by page: a parse
-// after earlier ones had been freed took 0.6-0.85 s instead of 0.13 s. So freed memory is kept for the
-// next allocation rather than returned piecemeal; a wholly free segment still goes back to the system.
-// The cost is memory rounded up to 2 MiB per segment, and a heap that does not shrink below its peak
-// while it holds any live block of a segment, as with glibc's allocator.
+// more than the page's bytes. Opening a package in a fresh process, measured here (open_once_json_text):
+// 1,000 actors took 20 ms in 4 KiB pages and 2.3-3.7 ms in 2 MiB pages, 50,000 actors 1.15 s and
+// 0.12-0.18 s. Handing back part of a 2 MiB page (mimalloc "decommits" freed spans) splits it into small
+// pages again, and later allocations there fault page by page, so freed memory is kept for the next
+// allocation instead; a wholly free segment still goes back to the system. The cost: memory rounded up
+// to 2 MiB per segment, and a heap that does not shrink below its peak while any block of a segment
+// lives, as with glibc's allocator.
+//
+// The settings must be in place before mimalloc starts (it reads them once, when the first memory is
+// asked for, which the C++ runtime does before any constructor of this program runs), so they are set
+// from the program's pre-initialisation array, which the loader runs before every library's constructors.
+// MIMALLOC_LARGE_OS_PAGES and MIMALLOC_ALLOW_DECOMMIT in the environment still decide when given.
 #include <mimalloc.h>
+#include <stdlib.h>
 
 namespace {
 
-struct LargePages {
-  LargePages() {
-    // Defaults only: MIMALLOC_LARGE_OS_PAGES=0 and MIMALLOC_ALLOW_DECOMMIT=1 still measure without them.
-    mi_option_set_enabled_default(mi_option_large_os_pages, true);
-    mi_option_set_enabled_default(mi_option_allow_decommit, false);
-  }
-};
+void set_unless_given(const char* variable, mi_option_t option, bool enabled) {
+  if (getenv(variable) == nullptr) mi_option_set_enabled(option, enabled);
+}
 
-// Constructed with the program's other globals, before main; mimalloc's own start-up runs earlier, as it
-// is a library the program loads.
-const LargePages large_pages;
+void use_large_pages(int, char**, char**) {
+  set_unless_given("MIMALLOC_LARGE_OS_PAGES", mi_option_large_os_pages, true);
+  set_unless_given("MIMALLOC_ALLOW_DECOMMIT", mi_option_allow_decommit, false);
+}
 
 }  // namespace
+
+__attribute__((section(".preinit_array"), used)) void (*const pathwright_large_pages)(int, char**, char**) =
+    use_large_pages;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <map>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -25,6 +26,7 @@ namespace {
 using json_parse::locate;
 using json_parse::lone_surrogate_escape;
 using json_parse::number_from_text;
+using json_parse::short_decimal;
 using json_parse::reason_for;
 using json_parse::string_start;
 
@@ -102,7 +104,10 @@ class MemberPlacement {
 // its elements into one exactly-sized vector.
 class ValueBuilder {
  public:
-  explicit ValueBuilder(Value& root) : root_(root) { frames_.reserve(64); scratch_.reserve(256); }
+  explicit ValueBuilder(Value& root) : root_(root) {
+    frames_.reserve(kFrames);
+    scratch_.reserve(kScratchElements);
+  }
 
   // Also keep the text of numbers that are the value of a member named `member` (see parse_json).
   void keep_raw(const std::string& member, std::vector<RawMemberText>& out) {
@@ -145,7 +150,9 @@ class ValueBuilder {
 
   bool RawNumber(const char* str, rapidjson::SizeType length, bool /*copy*/) {
     double n = 0.0;
-    if (!number_from_text(str, length, n)) return fail("number too large for a double", Anchor::ReaderOffset);
+    if (!short_decimal(str, str + length, n) && !number_from_text(str, length, n)) {
+      return fail("number too large for a double", Anchor::ReaderOffset);
+    }
     if (raw_next_) keep_raw_text(std::string(str, length));
     return number(n);
   }
@@ -177,20 +184,17 @@ class ValueBuilder {
       if (unbuilt_next_) return true;
     }
     auto& members = container(frames_.back()).members;
-    std::string key(str, length);
+    const std::string_view key(str, length);
     raw_next_ = raw_out_ && key == *raw_member_;
     index_next_ = index_out_ && frames_.size() == 1 && key == *index_member_;
-    // Package writers usually sort their keys; then the new member goes at the end without a search.
-    auto hint = members.end();
-    if (!members.empty() && !(members.rbegin()->first < key)) {
-      hint = members.lower_bound(key);
-      if (hint != members.end() && hint->first == key) {
-        return fail("duplicate member name \"" + key + "\"", Anchor::StringStart);
-      }
+    // The key is built in its node. With the end as hint the map compares the key once with its last one
+    // and appends when keys arrive sorted, as package writers usually write them; otherwise it searches.
+    // A member already there leaves the map as it was.
+    const std::size_t before = members.size();
+    auto it = in_record_object() ? place_member(members, key) : emplace_last(members, key);
+    if (members.size() == before) {
+      return fail("duplicate member name \"" + std::string(key) + "\"", Anchor::StringStart);
     }
-    auto it = in_record_object() ? place_member(members, hint, std::move(key))
-                                 : members.emplace_hint(hint, std::piecewise_construct,
-                                                        std::forward_as_tuple(std::move(key)), std::tuple<>());
     frames_.back().slot = &it->second;
     return true;
   }
@@ -206,13 +210,25 @@ class ValueBuilder {
     const Frame frame = frames_.back();
     frames_.pop_back();
     if (frame.unbuilt) return true;
+    auto& items = container(frame).items;
+    // An array that fills the stack on its own (a package's actors) takes over the stack's storage instead
+    // of moving every element into new memory, as long as the stack's slack is less than its elements.
+    if (frame.first_element == 0 && scratch_.size() > scratch_.capacity() / 2) {
+      items = std::move(scratch_);
+      scratch_ = std::vector<Value>();
+      scratch_.reserve(kScratchElements);
+      return true;
+    }
     auto first = scratch_.begin() + static_cast<std::ptrdiff_t>(frame.first_element);
-    container(frame).items.assign(std::make_move_iterator(first), std::make_move_iterator(scratch_.end()));
+    items.assign(std::make_move_iterator(first), std::make_move_iterator(scratch_.end()));
     scratch_.erase(first, scratch_.end());
     return true;
   }
 
  private:
+  static constexpr std::size_t kFrames = 64;             // nesting levels before the frame stack grows
+  static constexpr std::size_t kScratchElements = 256;   // array elements before the scratch stack grows
+
   // An array or object being filled. It lives either at a stable address (the root or a map slot) or in
   // the scratch stack, whose storage may move while inner arrays grow it, so by index there.
   struct Frame {
@@ -244,10 +260,13 @@ class ValueBuilder {
   }
 
   using Members = std::map<std::string, Value>;
-  static Members::iterator place_member(Members& members, Members::iterator hint, std::string key) {
-    MemberPlacement::Scope in_member_heap;
-    return members.emplace_hint(hint, std::piecewise_construct, std::forward_as_tuple(std::move(key)),
+  static Members::iterator emplace_last(Members& members, std::string_view key) {
+    return members.emplace_hint(members.end(), std::piecewise_construct, std::forward_as_tuple(key),
                                 std::tuple<>());
+  }
+  static Members::iterator place_member(Members& members, std::string_view key) {
+    [[maybe_unused]] MemberPlacement::Scope in_member_heap;  // empty without mimalloc
+    return emplace_last(members, key);
   }
 
   // The place of the next value: the root, the pending member slot, or a new array element.
@@ -352,12 +371,12 @@ bool parse_noting(std::string_view text, Value& out, JsonTextError& error, const
   // The reader needs a writable, NUL-terminated copy; it takes a NUL byte for the end of the text, so a NUL
   // inside the text is recognised below by where the reader stopped.
   // The UTF-8 check takes up to three continuation bytes without looking for the end, so a sequence cut
-  // short at the very end would read past the text: NUL padding stops it inside the buffer. Sized once:
-  // growing a copy of a large text by its padding would copy it again, into twice the memory.
+  // short at the very end would read past the text: NUL padding stops it inside the buffer. The copy is
+  // sized once with its padding; growing it afterwards would allocate, touch and copy the text twice.
   constexpr std::size_t kLongestContinuation = 3;
   std::string buffer;
   buffer.reserve(text.size() + kLongestContinuation + 1);
-  buffer.assign(text);
+  buffer.append(text);
   buffer.append(kLongestContinuation + 1, '\0');
   const std::size_t nul = text.find('\0');
 

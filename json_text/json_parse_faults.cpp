@@ -44,6 +44,7 @@ std::size_t literal_start(std::string_view text, std::size_t offset) {
 
 bool number_from_text(const char* first, std::size_t length, double& out) {
   const char* last = first + length;
+  if (short_decimal(first, last, out)) return true;
   auto [ptr, ec] = std::from_chars(first, last, out);
   if (ec == std::errc()) return ptr == last;
   if (ec != std::errc::result_out_of_range) return false;

@@ -43,6 +43,12 @@ TEST(ParseJson, KeepsTheExactDoubleOfEveryNumber) {
       {.text = "0.1", .expected = 0.1},
       {.text = "1e-7", .expected = 1e-7},
       {.text = "-88.25", .expected = -88.25},
+      {.text = "-0.0", .expected = -0.0},
+      {.text = "123456789012345", .expected = 123456789012345.0},
+      {.text = "0.12345678901234", .expected = 0.12345678901234},
+      {.text = "0.00000000000001", .expected = 1e-14},
+      {.text = "8.333333333333333", .expected = 8.333333333333333},
+      {.text = "1234567890123456.7", .expected = 1234567890123456.7},
       {.text = "0.30000000000000004", .expected = 0.30000000000000004},
       {.text = "9007199254740993", .expected = 9007199254740992.0},
       {.text = "1.7976931348623157e308", .expected = 1.7976931348623157e308},
@@ -242,6 +248,32 @@ TEST(JsonRoundTrip, ReadsBackEveryNumberItPrintsExactly) {
   const Value numbers = parsed("[9007199254740993, 1.7976931348623157e308, 5e-324, 1e21, 123456.789, 2.5e-300]");
   for (auto layout : {json_text::JsonLayout::Compact, json_text::JsonLayout::Indented})
     EXPECT_EQ(parsed(printed(numbers, layout)), numbers) << printed(numbers, layout);
+}
+
+// Large documents come back whole and in order: many actors (each in memory of its own windows), an array
+// that fills the parser's element stack on its own followed by another array, one deep inside another,
+// and a root array.
+TEST(JsonRoundTrip, ReadsBackLargeDocumentsWhole) {
+  constexpr int kElements = 5'000;
+  Value actors = Value::array();
+  Value numbers = Value::array();
+  for (int i = 0; i < kElements; ++i) {
+    Value actor = Value::object();
+    actor["id"] = Value::of("villager_with_a_long_name_" + std::to_string(i));
+    actor["path"]["points"].items = {Value::of(i * 0.25), Value::of("p"), Value::array()};
+    actors.items.push_back(std::move(actor));
+    numbers.items.push_back(Value::of(i - 0.5));
+  }
+  Value package = Value::object();
+  package["actors"] = std::move(actors);
+  package["zones"].items = {Value::of(1.0), Value::of(2.0)};
+  Value nested = Value::array();
+  nested.items.push_back(Value::of(true));
+  nested.items.push_back(numbers);
+  for (const Value* document : {&package, &nested, &numbers}) {
+    const std::string text = printed(*document);
+    EXPECT_TRUE(parsed(text) == *document) << text.substr(0, 80);
+  }
 }
 
 // The index of a root-level array: each range holds exactly the element's nested print, and the whole is
