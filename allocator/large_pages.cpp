@@ -3,7 +3,7 @@
 // pages when the system leaves them to madvise, the usual setting), and to keep those pages whole.
 //
 // Why: the first touch of each fresh 4 KiB page is a page fault, and on a virtual machine a fault costs far
-// more than the page's bytes. Opening a package in a fresh process, measured here (open_once_json_text):
+// more than the page's bytes. Opening a package in a fresh process, measured here (bench_open_once):
 // 1,000 actors took 20 ms in 4 KiB pages and 2.3-3.7 ms in 2 MiB pages, 50,000 actors 1.15 s and
 // 0.12-0.18 s. Handing back part of a 2 MiB page (mimalloc "decommits" freed spans) splits it into small
 // pages again, and later allocations there fault page by page, so freed memory is kept for the next

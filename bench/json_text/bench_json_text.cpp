@@ -64,7 +64,7 @@ void RapidjsonDocument(benchmark::State& state) {
 // Opening: text to value. Freeing the value is not part of it (the baseline keeps nothing to free), so
 // it happens with the clock stopped; glibc then hands the memory back, and every parse starts cold.
 // mimalloc hands much of it back too (it decommits freed pages), but not all: the first iteration is the
-// only one on memory the process never used, as in a fresh process (open_once_json_text measures that).
+// only one on memory the process never used, as in a fresh process (bench_open_once measures that).
 void ParseJson(benchmark::State& state) {
   const std::string& text = package(actors_of(state));
   for (auto _ : state) {
