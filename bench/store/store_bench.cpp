@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -180,11 +181,13 @@ void ChangeInMemory(benchmark::State& state) {
   report(state, figure, baseline);
 }
 
-// The real file system, counting the operations that flush to the disk.
+// The real file system, counting the operations that flush to the disk (a checkpoint flushes its
+// temporary and its journal record from two threads at once).
 class CountingFileSystem : public host::PosixFileSystem {
   class Counted : public host::AppendFile {
    public:
-    Counted(std::unique_ptr<host::AppendFile> inner, long& flushes) : inner_(std::move(inner)), flushes_(flushes) {}
+    Counted(std::unique_ptr<host::AppendFile> inner, std::atomic<long>& flushes)
+        : inner_(std::move(inner)), flushes_(flushes) {}
     int append(std::string_view bytes) override {
       ++flushes_;
       return inner_->append(bytes);
@@ -196,11 +199,11 @@ class CountingFileSystem : public host::PosixFileSystem {
 
    private:
     std::unique_ptr<host::AppendFile> inner_;
-    long& flushes_;
+    std::atomic<long>& flushes_;
   };
 
  public:
-  explicit CountingFileSystem(long& flushes) : flushes_(flushes) {}
+  explicit CountingFileSystem(std::atomic<long>& flushes) : flushes_(flushes) {}
   int write_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes, unsigned mode,
                       std::string& temporary) override {
     ++flushes_;
@@ -218,7 +221,7 @@ class CountingFileSystem : public host::PosixFileSystem {
   }
 
  private:
-  long& flushes_;
+  std::atomic<long>& flushes_;
 };
 
 // Milliseconds to append `bytes` to the open file `fd` and flush it.
@@ -233,7 +236,7 @@ void DurableChange(benchmark::State& state) {
   const int actors = static_cast<int>(state.range(0));
   TempStore store(actors);
   std::string error;
-  long flushes = 0;
+  std::atomic<long> flushes = 0;
   auto session = host::HostSession::open(store.path, std::make_unique<CountingFileSystem>(flushes), error);
   if (!session) throw std::runtime_error(error);
   BareSession bare;
@@ -257,7 +260,7 @@ void DurableChange(benchmark::State& state) {
   ::close(fd);
   report(state, figure, baseline);
   state.counters["added_ratio"] = median_ms(added) / median_ms(baseline);
-  state.counters["flushes_per_change"] = static_cast<double>(flushes) / static_cast<double>(step);
+  state.counters["flushes_per_change"] = static_cast<double>(flushes.load()) / static_cast<double>(step);
 }
 
 void Checkpoint(benchmark::State& state) {

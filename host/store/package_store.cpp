@@ -29,6 +29,11 @@ StagedFile::~StagedFile() {
 PackageStore::PackageStore(std::string folder, std::unique_ptr<FileSystem> files)
     : folder_(std::move(folder)), files_(std::move(files)) {}
 
+PackageStore::~PackageStore() {
+  std::string ignored;  // no one is left to tell; the journals still rebuild any rename a power cut takes
+  flush_renames(ignored);
+}
+
 std::string PackageStore::package_path(const std::string& name) const {
   return folder_ + "/" + name + kPackageFileSuffix;
 }
@@ -104,6 +109,29 @@ bool PackageStore::commit(StagedFile& staged, std::string& error) {
     return false;
   }
   return true;
+}
+
+bool PackageStore::commit_unflushed(StagedFile& staged, std::string& error) {
+  if (int code = files_->rename(staged.temporary_, staged.target_)) {
+    error = error_text(code);
+    return false;  // the destructor removes the temporary
+  }
+  staged.temporary_.clear();
+  if (std::find(unflushed_folders_.begin(), unflushed_folders_.end(), staged.folder_) == unflushed_folders_.end())
+    unflushed_folders_.push_back(staged.folder_);
+  return true;
+}
+
+bool PackageStore::flush_renames(std::string& error) {
+  std::vector<std::string> failed;
+  for (const std::string& folder : unflushed_folders_) {
+    if (int code = files_->sync_folder(folder)) {
+      if (failed.empty()) error = error_text(code);
+      failed.push_back(folder);
+    }
+  }
+  unflushed_folders_.swap(failed);
+  return unflushed_folders_.empty();
 }
 
 bool PackageStore::ensure_journal_folder(std::string& error) {

@@ -1,7 +1,8 @@
 // The store folder: which packages it holds (every NAME.json), reading one, and replacing a file
 // atomically (a flushed temporary in the same folder renamed over it, then the folder flushed), so that a
 // package or journal file is never seen torn. Owns the FileSystem it works through. Used by one thread at
-// a time.
+// a time, except that `stage` touches nothing of the store but that (stateless) FileSystem, so it may run
+// on a second thread beside a journal append.
 #ifndef PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_
 #define PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_
 
@@ -39,6 +40,10 @@ class StagedFile {
 class PackageStore {
  public:
   PackageStore(std::string folder, std::unique_ptr<FileSystem> files);
+  // Flushes renames still unflushed, so that the files stand as written once the process is gone.
+  ~PackageStore();
+  PackageStore(const PackageStore&) = delete;
+  PackageStore& operator=(const PackageStore&) = delete;
 
   const std::string& folder() const { return folder_; }
   FileSystem& files() { return *files_; }
@@ -65,6 +70,14 @@ class PackageStore {
   // the temporary is removed, and the target is the old or (when only the folder flush failed) the new
   // version.
   bool commit(StagedFile& staged, std::string& error);
+  // Renames the staged temporary over its target and leaves the folder unflushed: a power cut before the
+  // next `flush_renames` may bring the old target back (never a torn one). Only for a file whose journal
+  // rebuilds the new version from the old one. On false, as commit's rename.
+  bool commit_unflushed(StagedFile& staged, std::string& error);
+  // Flushes every folder holding a rename commit_unflushed made, so that those renames survive a power
+  // cut; must come before anything gives up what would rebuild their files. On false, `error` is the
+  // reason and the folders that failed are flushed again next time.
+  bool flush_renames(std::string& error);
 
   // Creates the journal folder once (and flushes the store folder so that it survives). On false, `error`
   // is the reason.
@@ -74,6 +87,7 @@ class PackageStore {
   std::string folder_;
   std::unique_ptr<FileSystem> files_;
   bool journal_folder_ready_ = false;
+  std::vector<std::string> unflushed_folders_;  // folders of renames commit_unflushed made since
 };
 
 }  // namespace host

@@ -5,6 +5,8 @@
 
 #include <cassert>
 #include <cerrno>
+#include <system_error>
+#include <thread>
 
 #include "json_text/json_text.h"
 #include "host/store/content_hash.h"
@@ -208,47 +210,31 @@ bool StoredPackage::fold_due(Clock::time_point now) const {
   return oldest_unfolded_ && now - *oldest_unfolded_ >= kFoldAfter;
 }
 
+// Print, stage and journal (see stage_and_journal), rename. The rename is left unflushed: until the folder
+// is flushed a power cut may bring back the replaced file, and the journal, whose checkpoint names both
+// versions and keeps the changes between them, replays onto it. The store flushes the folder before a
+// fresh journal gives those records up (JournalFile::replace), and when it closes.
 bool StoredPackage::fold(std::string& error) {
   if (!has_unfolded()) return true;
   if (!unchanged_on_disk(error)) return false;
-  std::string reason;
-  if (!printed_.print(package_.document, version_.size, reason)) {
+  std::string reason, path;
+  if (!printed_.print(package_.document, version_.size, reason) || !store_.save_path(package_.name, path, reason)) {
     error = saving_failed(reason);
     return false;
   }
-  const std::string& text = printed_.text();
-  std::string path;
-  FileVersion saved{content_hash(text), text.size()};
+  const bool journal_fits = journal_.state() == JournalFile::State::Open;
+  FileVersion saved;
   StagedFile staged;
-  if (!store_.save_path(package_.name, path, reason) || !store_.stage(path, text, identity_.permissions, staged, reason)) {
-    error = saving_failed(reason);
-    return false;
-  }
-  bool journal_fits = journal_.state() == JournalFile::State::Open;
-  if (journal_fits) {
-    // Named before the rename, so that a crash at any point leaves the journal fitting the file.
-    JournalRecord checkpoint;
-    checkpoint.saved = saved;
-    checkpoint.replaced = version_;
-    std::string record;
-    if (!encode_record(checkpoint, record, reason)) {
-      error = saving_failed(reason);
-      return false;
-    }
-    if (!append(record, error)) return false;
-  }
+  if (!stage_and_journal(path, journal_fits, saved, staged, error)) return false;
   const std::int64_t written_at = wall_clock_ns();  // the content is ours from before the rename on
-  bool committed = store_.commit(staged, reason);
-  if (!staged.staged()) {  // renamed, even if the folder flush then failed: the file is ours
-    FileIdentity written;
-    if (store_.files().identify(path, written) == 0) identity_ = written;
-    known_at_ns_ = written_at;
-    version_ = saved;
-  }
-  if (!committed) {
+  if (!store_.commit_unflushed(staged, reason)) {
     error = saving_failed(reason);
     return false;
   }
+  FileIdentity written;
+  if (store_.files().identify(path, written) == 0) identity_ = written;
+  known_at_ns_ = written_at;
+  version_ = saved;
   oldest_unfolded_.reset();
   unfolded_labels_.clear();
   // Without a fitting journal the history is written afresh; a failure leaves the file saved and the
@@ -258,6 +244,43 @@ bool StoredPackage::fold(std::string& error) {
     if (!write_fresh_journal("", ignored) && !journal_fits) journal_.break_off();
   }
   return true;
+}
+
+// Writes and flushes the temporary at `path` on a second thread while this one hashes the text and, when
+// the journal fits, appends and flushes the checkpoint naming it (`saved`, replacing `version_`). Both
+// flushes must be on disk before the rename and neither depends on the other: issued together, the file
+// system can commit them in one go, and hashing a large text overlaps its write. Should the checkpoint
+// land without the temporary, it names a version never renamed in, as after a failed rename.
+bool StoredPackage::stage_and_journal(const std::string& path, bool journal_fits, FileVersion& saved,
+                                      StagedFile& staged, std::string& error) {
+  const std::string& text = printed_.text();
+  std::string stage_reason;
+  bool stage_ok = false;
+  auto stage = [&] { stage_ok = store_.stage(path, text, identity_.permissions, staged, stage_reason); };
+  std::thread stager;
+  try {
+    stager = std::thread(stage);
+  } catch (const std::system_error&) {
+    stage();  // no thread to be had: one after the other, as safe and only slower
+  }
+  saved = FileVersion{content_hash(text), text.size()};
+  const bool journaled = !journal_fits || journal_checkpoint(saved, error);
+  if (stager.joinable()) stager.join();
+  if (!stage_ok) error = saving_failed(stage_reason);
+  return stage_ok && journaled;
+}
+
+// Named before the rename, so that a crash at any point leaves the journal fitting the file.
+bool StoredPackage::journal_checkpoint(const FileVersion& saved, std::string& error) {
+  JournalRecord checkpoint;
+  checkpoint.saved = saved;
+  checkpoint.replaced = version_;
+  std::string record, reason;
+  if (!encode_record(checkpoint, record, reason)) {
+    error = saving_failed(reason);
+    return false;
+  }
+  return append(record, error);
 }
 
 long StoredPackage::find_actor(const mods::json::Value& actors, const std::string& id) {
