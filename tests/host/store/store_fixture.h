@@ -12,6 +12,7 @@
 #include <memory>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include "json_text/json_text.h"
 #include "host/store/file_system.h"
@@ -54,9 +55,18 @@ inline constexpr const char* kWindfallText = R"({"name": "Windfall", "actors": [
 struct Faults {
   int write_temporary = 0;
   int rename = 0;
+  int sync_folder = 0;
   int append = 0;
   int truncate = 0;
   mutable int reads = 0;
+};
+
+// A rename whose folder was not flushed since: what a power cut takes back (the target as it was before).
+struct UnflushedRename {
+  std::string folder;
+  std::string target;
+  bool existed = false;
+  std::string before;
 };
 
 struct FaultyAppendFile : host::AppendFile {
@@ -73,7 +83,8 @@ struct FaultyAppendFile : host::AppendFile {
 };
 
 struct FaultyFileSystem : host::PosixFileSystem {
-  explicit FaultyFileSystem(const Faults& faults) : faults_(faults) {}
+  FaultyFileSystem(const Faults& faults, std::vector<UnflushedRename>& unflushed)
+      : faults_(faults), unflushed_(unflushed) {}
   int write_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
                       unsigned mode, std::string& temporary) override {
     if (faults_.write_temporary) return faults_.write_temporary;
@@ -84,7 +95,18 @@ struct FaultyFileSystem : host::PosixFileSystem {
     return PosixFileSystem::read_file(path, bytes, identity);
   }
   int rename(const std::string& from, const std::string& to) override {
-    return faults_.rename ? faults_.rename : PosixFileSystem::rename(from, to);
+    if (faults_.rename) return faults_.rename;
+    UnflushedRename undo{
+        .folder = to.substr(0, to.rfind('/')), .target = to, .existed = std::filesystem::exists(to), .before = ""};
+    undo.before = read_text(to);
+    const int code = PosixFileSystem::rename(from, to);
+    if (code == 0) unflushed_.push_back(std::move(undo));
+    return code;
+  }
+  int sync_folder(const std::string& path) override {
+    const int code = faults_.sync_folder ? faults_.sync_folder : PosixFileSystem::sync_folder(path);
+    if (code == 0) std::erase_if(unflushed_, [&](const UnflushedRename& r) { return r.folder == path; });
+    return code;
   }
   int open_append(const std::string& path, std::unique_ptr<host::AppendFile>& file) override {
     std::unique_ptr<host::AppendFile> inner;
@@ -93,6 +115,7 @@ struct FaultyFileSystem : host::PosixFileSystem {
     return code;
   }
   const Faults& faults_;
+  std::vector<UnflushedRename>& unflushed_;
 };
 
 struct StoreTest : ::testing::Test {
@@ -110,13 +133,30 @@ struct StoreTest : ::testing::Test {
   void reopen() {
     session.reset();
     std::string error;
-    session = host::HostSession::open(folder, std::make_unique<FaultyFileSystem>(faults), error);
+    session = host::HostSession::open(folder, std::make_unique<FaultyFileSystem>(faults, unflushed), error);
     ASSERT_TRUE(session) << error;
     session->on_changed = [this](const editor::Session::Package&) { ++changed_calls; };
+  }
+  // The machine stops: nothing more reaches the disk, and every rename whose folder was not flushed is
+  // undone, newest first. Then the editor starts again.
+  void power_cut() {
+    faults.sync_folder = EIO;  // closing the session must not flush what the cut takes back
+    session.reset();
+    for (auto r = unflushed.rbegin(); r != unflushed.rend(); ++r) {
+      if (r->existed) {
+        write_text(r->target, r->before);
+      } else {
+        std::filesystem::remove(r->target);
+      }
+    }
+    unflushed.clear();
+    faults = {};
+    reopen();
   }
   // Back to the windfall file alone, without journal, and reopened.
   void start_over() {
     session.reset();
+    unflushed.clear();
     std::filesystem::remove_all(folder + "/.pathwright");
     write_text(package_path(), kWindfallText);
     reopen();
@@ -161,6 +201,7 @@ struct StoreTest : ::testing::Test {
 
   std::string folder = (std::filesystem::temp_directory_path() / "pathwright-store-XXXXXX").string();
   Faults faults;  // outlives the session
+  std::vector<UnflushedRename> unflushed;
   std::unique_ptr<host::HostSession> session;
   int changed_calls = 0;
 };
