@@ -78,6 +78,14 @@ class PosixAppendFile : public AppendFile {
   Descriptor fd_;
 };
 
+class PosixHeldFile : public HeldFile {
+ public:
+  explicit PosixHeldFile(int fd) : fd_(fd) {}
+
+ private:
+  Descriptor fd_;
+};
+
 }  // namespace
 
 std::string error_text(int code) {
@@ -178,6 +186,13 @@ int PosixFileSystem::write_temporary(const std::string& folder, const std::strin
 
 int PosixFileSystem::rename(const std::string& from, const std::string& to) {
   return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
+int PosixFileSystem::hold(const std::string& path, std::unique_ptr<HeldFile>& held) {
+  int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (fd < 0) return errno;
+  held = std::make_unique<PosixHeldFile>(fd);
+  return 0;
 }
 
 int PosixFileSystem::sync_folder(const std::string& path) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <system_error>
 
 #include "host/store/package_name.h"
 
@@ -32,6 +33,7 @@ PackageStore::PackageStore(std::string folder, std::unique_ptr<FileSystem> files
 PackageStore::~PackageStore() {
   std::string ignored;  // no one is left to tell; the journals still rebuild any rename a power cut takes
   flush_renames(ignored);
+  if (releaser_.joinable()) releaser_.join();
 }
 
 std::string PackageStore::package_path(const std::string& name) const {
@@ -112,6 +114,8 @@ bool PackageStore::commit(StagedFile& staged, std::string& error) {
 }
 
 bool PackageStore::commit_unflushed(StagedFile& staged, std::string& error) {
+  std::unique_ptr<HeldFile> replaced;
+  files_->hold(staged.target_, replaced);  // none to hold (no target yet) is fine: nothing to free
   if (int code = files_->rename(staged.temporary_, staged.target_)) {
     error = error_text(code);
     return false;  // the destructor removes the temporary
@@ -119,7 +123,17 @@ bool PackageStore::commit_unflushed(StagedFile& staged, std::string& error) {
   staged.temporary_.clear();
   if (std::find(unflushed_folders_.begin(), unflushed_folders_.end(), staged.folder_) == unflushed_folders_.end())
     unflushed_folders_.push_back(staged.folder_);
+  if (replaced) release_later(std::move(replaced));
   return true;
+}
+
+void PackageStore::release_later(std::unique_ptr<HeldFile> replaced) {
+  if (releaser_.joinable()) releaser_.join();  // the last one is long done: checkpoints come ms apart
+  try {
+    releaser_ = std::thread([file = std::move(replaced)]() mutable { file.reset(); });
+  } catch (const std::system_error&) {
+    // no thread to be had: the file is freed here as it leaves scope, only slower
+  }
 }
 
 bool PackageStore::flush_renames(std::string& error) {

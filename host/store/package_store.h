@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "host/store/file_system.h"
@@ -40,7 +41,8 @@ class StagedFile {
 class PackageStore {
  public:
   PackageStore(std::string folder, std::unique_ptr<FileSystem> files);
-  // Flushes renames still unflushed, so that the files stand as written once the process is gone.
+  // Flushes renames still unflushed, so that the files stand as written once the process is gone, and
+  // waits until replaced files are freed.
   ~PackageStore();
   PackageStore(const PackageStore&) = delete;
   PackageStore& operator=(const PackageStore&) = delete;
@@ -72,7 +74,8 @@ class PackageStore {
   bool commit(StagedFile& staged, std::string& error);
   // Renames the staged temporary over its target and leaves the folder unflushed: a power cut before the
   // next `flush_renames` may bring the old target back (never a torn one). Only for a file whose journal
-  // rebuilds the new version from the old one. On false, as commit's rename.
+  // rebuilds the new version from the old one. The replaced file is freed on a background thread, not in
+  // the rename. On false, as commit's rename.
   bool commit_unflushed(StagedFile& staged, std::string& error);
   // Flushes every folder holding a rename commit_unflushed made, so that those renames survive a power
   // cut; must come before anything gives up what would rebuild their files. On false, `error` is the
@@ -84,10 +87,14 @@ class PackageStore {
   bool ensure_journal_folder(std::string& error);
 
  private:
+  // Destroys `replaced` on a background thread: its last close frees its pages and blocks.
+  void release_later(std::unique_ptr<HeldFile> replaced);
+
   std::string folder_;
   std::unique_ptr<FileSystem> files_;
   bool journal_folder_ready_ = false;
   std::vector<std::string> unflushed_folders_;  // folders of renames commit_unflushed made since
+  std::thread releaser_;  // touches only the file it releases
 };
 
 }  // namespace host
