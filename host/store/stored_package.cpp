@@ -246,28 +246,35 @@ bool StoredPackage::fold(std::string& error) {
   return true;
 }
 
-// Writes and flushes the temporary at `path` on a second thread while this one hashes the text and, when
-// the journal fits, appends and flushes the checkpoint naming it (`saved`, replacing `version_`). Both
-// flushes must be on disk before the rename and neither depends on the other: issued together, the file
-// system can commit them in one go, and hashing a large text overlaps its write. Should the checkpoint
-// land without the temporary, it names a version never renamed in, as after a failed rename.
+// Hashes the text and, when the journal fits, appends and flushes the checkpoint naming it (`saved`,
+// replacing `version_`) on a second thread, while this one writes and flushes the temporary at `path`.
+// Both flushes must be on disk before the rename and neither depends on the other, so they wait together;
+// the write, the longer of the two, starts at once, and hashing a large text overlaps it. Should the
+// checkpoint land without the temporary, it names a version never renamed in, as after a failed rename.
 bool StoredPackage::stage_and_journal(const std::string& path, bool journal_fits, FileVersion& saved,
                                       StagedFile& staged, std::string& error) {
   const std::string& text = printed_.text();
-  std::string stage_reason;
-  bool stage_ok = false;
-  auto stage = [&] { stage_ok = store_.stage(path, text, identity_.permissions, staged, stage_reason); };
-  std::thread stager;
+  std::string journal_error;
+  bool journaled = false;
+  auto journal = [&] {
+    saved = FileVersion{content_hash(text), text.size()};
+    journaled = !journal_fits || journal_checkpoint(saved, journal_error);
+  };
+  std::thread journaler;
   try {
-    stager = std::thread(stage);
+    journaler = std::thread(journal);
   } catch (const std::system_error&) {
-    stage();  // no thread to be had: one after the other, as safe and only slower
+    journal();  // no thread to be had: one after the other, as safe and only slower
   }
-  saved = FileVersion{content_hash(text), text.size()};
-  const bool journaled = !journal_fits || journal_checkpoint(saved, error);
-  if (stager.joinable()) stager.join();
-  if (!stage_ok) error = saving_failed(stage_reason);
-  return stage_ok && journaled;
+  std::string reason;
+  const bool stage_ok = store_.stage(path, text, identity_.permissions, staged, reason);
+  if (journaler.joinable()) journaler.join();
+  if (!stage_ok) {
+    error = saving_failed(reason);
+    return false;
+  }
+  if (!journaled) error = journal_error;
+  return journaled;
 }
 
 // Named before the rename, so that a crash at any point leaves the journal fitting the file.
