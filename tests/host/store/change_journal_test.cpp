@@ -61,7 +61,8 @@ TEST_F(ChangeJournal, JournalThatDoesNotFitTheFileClaimsNothing) {
 // would be set aside).
 TEST_F(ChangeJournal, APowerCutUndoingUnflushedSavesLosesNoAnsweredChange) {
   struct Case {
-    std::vector<std::string> steps;  // a walker mode, "save", "save fails", "undo", "broken journal", "cut"
+    // a walker mode, "save", "save fails", "save, folder unflushable", "undo", "broken journal", "cut"
+    std::vector<std::string> steps;
     std::string walker_mode;
     std::size_t changes;
   };
@@ -73,6 +74,7 @@ TEST_F(ChangeJournal, APowerCutUndoingUnflushedSavesLosesNoAnsweredChange) {
       {.steps = {"loop", "save", "cut", "back_and_forth", "save"}, .walker_mode = "back_and_forth", .changes = 2},
       // the fresh journal that mends a broken one no longer rebuilds the save from the file before it
       {.steps = {"loop", "broken journal", "save"}, .walker_mode = "loop", .changes = 1},
+      {.steps = {"loop", "broken journal", "save, folder unflushable", "save"}, .walker_mode = "loop", .changes = 1},
   };
   for (const Case& c : cases) {
     start_over();
@@ -84,6 +86,10 @@ TEST_F(ChangeJournal, APowerCutUndoingUnflushedSavesLosesNoAnsweredChange) {
       } else if (step == "save fails") {
         faults.write_temporary = ENOSPC;
         ASSERT_NE(flush_error(), "") << steps;
+        faults = {};
+      } else if (step == "save, folder unflushable") {
+        faults.sync_package_folder = EIO;  // the file is saved; the journal cannot be mended yet
+        ASSERT_EQ(flush_error(), "") << steps;
         faults = {};
       } else if (step == "undo") {
         ASSERT_TRUE(run("undo").ok) << steps;

@@ -16,6 +16,7 @@
 
 #include "json_text/json_text.h"
 #include "host/store/file_system.h"
+#include "host/store/package_store.h"
 #include "host/session/host_session.h"
 #include "json/value.h"
 
@@ -55,7 +56,7 @@ inline constexpr const char* kWindfallText = R"({"name": "Windfall", "actors": [
 struct Faults {
   int write_temporary = 0;
   int rename = 0;
-  int sync_folder = 0;
+  int sync_package_folder = 0;  // flushing any folder but the journals' own
   int append = 0;
   int truncate = 0;
   mutable int reads = 0;
@@ -104,7 +105,9 @@ struct FaultyFileSystem : host::PosixFileSystem {
     return code;
   }
   int sync_folder(const std::string& path) override {
-    const int code = faults_.sync_folder ? faults_.sync_folder : PosixFileSystem::sync_folder(path);
+    const bool journals = path.ends_with(std::string("/") + host::kJournalFolderName);
+    const int code = faults_.sync_package_folder && !journals ? faults_.sync_package_folder
+                                                                : PosixFileSystem::sync_folder(path);
     if (code == 0) std::erase_if(unflushed_, [&](const UnflushedRename& r) { return r.folder == path; });
     return code;
   }
@@ -140,7 +143,7 @@ struct StoreTest : ::testing::Test {
   // The machine stops: nothing more reaches the disk, and every rename whose folder was not flushed is
   // undone, newest first. Then the editor starts again.
   void power_cut() {
-    faults.sync_folder = EIO;  // closing the session must not flush what the cut takes back
+    faults.sync_package_folder = EIO;  // closing the session must not flush what the cut takes back
     session.reset();
     for (auto r = unflushed.rbegin(); r != unflushed.rend(); ++r) {
       if (r->existed) {
