@@ -1,7 +1,8 @@
 // The few file operations the package store needs, behind an interface so that tests can make any one of
 // them fail on demand (root ignores permissions, so a read-only folder proves nothing). `PosixFileSystem`
-// is the real one. A FileSystem keeps no state of its own; an AppendFile owns its descriptor and is used by
-// one thread at a time.
+// is the real one. A FileSystem keeps no state of its own, so two threads may call it at once (a checkpoint
+// writes its temporary beside a journal append); an AppendFile owns its descriptor and is used by one
+// thread at a time.
 #ifndef PATHWRIGHT_HOST_STORE_FILE_SYSTEM_H_
 #define PATHWRIGHT_HOST_STORE_FILE_SYSTEM_H_
 

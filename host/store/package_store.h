@@ -1,8 +1,8 @@
 // The store folder: which packages it holds (every NAME.json), reading one, and replacing a file
 // atomically (a flushed temporary in the same folder renamed over it, then the folder flushed), so that a
 // package or journal file is never seen torn. Owns the FileSystem it works through. Used by one thread at
-// a time, except that `stage` touches nothing of the store but that (stateless) FileSystem, so it may run
-// on a second thread beside a journal append.
+// a time, except that `stage` and a journal append (which reaches only `files()`) may run at once on two
+// threads: neither changes the store, and the FileSystem keeps no state.
 #ifndef PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_
 #define PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_
 

@@ -1,6 +1,9 @@
 // Test surroundings for the package store: a fixture that opens a HostSession on a fresh temporary store
 // folder holding the small windfall package, through a file system that fails chosen operations on demand
-// (root ignores permissions, so read-only folders prove nothing). Single-threaded, test use only.
+// (root ignores permissions, so read-only folders prove nothing), and that logs package renames until their
+// folder is flushed, so that a test can cut the power. Test use only; a checkpoint calls the file system from
+// two threads (its temporary beside its journal append), and only the session's own thread renames and
+// flushes folders, the calls that touch the log.
 #ifndef PATHWRIGHT_TESTS_HOST_STORE_STORE_FIXTURE_H_
 #define PATHWRIGHT_TESTS_HOST_STORE_STORE_FIXTURE_H_
 
