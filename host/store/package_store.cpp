@@ -3,6 +3,7 @@
 #include "host/store/package_store.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <system_error>
 
@@ -87,9 +88,15 @@ bool PackageStore::read_package(const std::string& name, std::string& bytes, Fil
 
 bool PackageStore::stage(const std::string& target, std::string_view bytes, unsigned permissions,
                          StagedFile& staged, std::string& error) {
+  return start_stage(target, bytes, permissions, staged, error) && finish_stage(staged, error);
+}
+
+bool PackageStore::start_stage(const std::string& target, std::string_view bytes, unsigned permissions,
+                               StagedFile& staged, std::string& error) {
   std::string temporary;
   std::string folder = folder_of(target);
-  if (int code = files_->write_temporary(folder, base_of(target) + ".tmp-", bytes, permissions, temporary)) {
+  std::unique_ptr<StartedFile> started;
+  if (int code = files_->start_temporary(folder, base_of(target) + ".tmp-", bytes, permissions, temporary, started)) {
     error = error_text(code);
     return false;
   }
@@ -97,10 +104,22 @@ bool PackageStore::stage(const std::string& target, std::string_view bytes, unsi
   staged.temporary_ = temporary;
   staged.target_ = target;
   staged.folder_ = folder;
+  staged.started_ = std::move(started);
+  return true;
+}
+
+bool PackageStore::finish_stage(StagedFile& staged, std::string& error) {
+  const int code = staged.started_->finish();
+  staged.started_.reset();
+  if (code != 0) {
+    error = error_text(code);
+    return false;  // the temporary goes when `staged` does
+  }
   return true;
 }
 
 bool PackageStore::commit(StagedFile& staged, std::string& error) {
+  assert(!staged.started_ && "a started stage is finished before it is committed");
   if (int code = files_->rename(staged.temporary_, staged.target_)) {
     error = error_text(code);
     return false;  // the destructor removes the temporary
@@ -114,6 +133,7 @@ bool PackageStore::commit(StagedFile& staged, std::string& error) {
 }
 
 bool PackageStore::commit_unflushed(StagedFile& staged, std::string& error) {
+  assert(!staged.started_ && "a started stage is finished before it is committed");
   std::unique_ptr<HeldFile> replaced;
   files_->hold(staged.target_, replaced);  // none to hold (no target yet) is fine: nothing to free
   if (int code = files_->rename(staged.temporary_, staged.target_)) {

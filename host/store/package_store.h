@@ -1,8 +1,7 @@
 // The store folder: which packages it holds (every NAME.json), reading one, and replacing a file
 // atomically (a flushed temporary in the same folder renamed over it, then the folder flushed), so that a
 // package or journal file is never seen torn. Owns the FileSystem it works through. Used by one thread at
-// a time, except that `stage` and a journal append (which reaches only `files()`) may run at once on two
-// threads: neither changes the store, and the FileSystem keeps no state.
+// a time, except that `finish_stage` may run on a second thread beside the rest.
 #ifndef PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_
 #define PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_
 
@@ -21,7 +20,8 @@ constexpr const char* kJournalFolderName = ".pathwright";
 
 class PackageStore;
 
-// A flushed temporary waiting to replace its target. Removes the temporary when destroyed uncommitted.
+// A temporary waiting to replace its target, flushed once staged (or once start_stage is finished).
+// Removes the temporary when destroyed uncommitted.
 class StagedFile {
  public:
   StagedFile() = default;
@@ -36,6 +36,7 @@ class StagedFile {
   std::string temporary_;
   std::string target_;
   std::string folder_;
+  std::unique_ptr<StartedFile> started_;  // until finish_stage
 };
 
 class PackageStore {
@@ -68,6 +69,13 @@ class PackageStore {
   // `error` is the lower-case reason and nothing is left behind.
   bool stage(const std::string& target, std::string_view bytes, unsigned permissions, StagedFile& staged,
              std::string& error);
+  // `stage` in two halves: the first writes the temporary and starts its way to the disk, the second waits
+  // for it (and touches nothing but `staged`, so it may run on another thread). A flush of another file
+  // issued between the two commits with it, where the file system journals its metadata. On false, as
+  // stage; a temporary left by a failed finish goes with `staged`.
+  bool start_stage(const std::string& target, std::string_view bytes, unsigned permissions, StagedFile& staged,
+                   std::string& error);
+  bool finish_stage(StagedFile& staged, std::string& error);
   // Renames the staged temporary over its target and flushes the folder. On false, `error` is the reason;
   // the temporary is removed, and the target is the old or (when only the folder flush failed) the new
   // version.

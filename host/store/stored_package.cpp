@@ -5,6 +5,7 @@
 
 #include <cassert>
 #include <cerrno>
+#include <latch>
 #include <system_error>
 #include <thread>
 
@@ -246,34 +247,46 @@ bool StoredPackage::fold(std::string& error) {
   return true;
 }
 
-// Hashes the text and, when the journal fits, appends and flushes the checkpoint naming it (`saved`,
-// replacing `version_`) on a second thread, while this one writes and flushes the temporary at `path`.
-// Both flushes must be on disk before the rename and neither depends on the other, so they wait together;
-// the write, the longer of the two, starts at once, and hashing a large text overlaps it. Should the
-// checkpoint land without the temporary, it names a version never renamed in, as after a failed rename.
+// Writes the temporary at `path` and starts it on its way to the disk, hashes the text and, when the
+// journal fits, appends and flushes the checkpoint naming it (`saved`, replacing `version_`), while a second
+// thread waits for the temporary. Both must be on disk before the rename and neither depends on the other.
+// Written in this order, the temporary's blocks chosen and the record written before either flush, a file
+// system that journals its metadata commits the two at once: one wait, not two. The waiting thread is woken
+// just before the record is written, and waking takes longer than that write; were it ever first, the two
+// would be committed one after the other, as safe and only slower. Should the checkpoint land without the
+// temporary, it names a version never renamed in, as after a failed rename.
 bool StoredPackage::stage_and_journal(const std::string& path, bool journal_fits, FileVersion& saved,
                                       StagedFile& staged, std::string& error) {
   const std::string& text = printed_.text();
-  std::string journal_error;
-  bool journaled = false;
-  auto journal = [&] {
-    saved = FileVersion{content_hash(text), text.size()};
-    journaled = !journal_fits || journal_checkpoint(saved, journal_error);
-  };
-  std::thread journaler;
-  try {
-    journaler = std::thread(journal);
-  } catch (const std::system_error&) {
-    journal();  // no thread to be had: one after the other, as safe and only slower
-  }
   std::string reason;
-  const bool stage_ok = store_.stage(path, text, identity_.permissions, staged, reason);
-  if (journaler.joinable()) journaler.join();
-  if (!stage_ok) {
+  if (!store_.start_stage(path, text, identity_.permissions, staged, reason)) {
     error = saving_failed(reason);
     return false;
   }
-  if (!journaled) error = journal_error;
+  std::latch record_written(1);
+  bool finished = false;
+  auto finish = [&] {
+    record_written.wait();
+    finished = store_.finish_stage(staged, reason);
+  };
+  std::thread finisher;
+  try {
+    finisher = std::thread(finish);
+  } catch (const std::system_error&) {
+    // no thread to be had: the two flushes one after the other, as safe and only slower
+  }
+  saved = FileVersion{content_hash(text), text.size()};
+  record_written.count_down();
+  const bool journaled = !journal_fits || journal_checkpoint(saved, error);
+  if (finisher.joinable()) {
+    finisher.join();
+  } else {
+    finish();
+  }
+  if (!finished) {
+    error = saving_failed(reason);
+    return false;
+  }
   return journaled;
 }
 

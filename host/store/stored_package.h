@@ -69,7 +69,9 @@ class StoredPackage {
     return oldest_unfolded_.has_value() || journal_.state() == JournalFile::State::Broken;
   }
   // Rewrites the package file atomically with every change (a checkpoint). True at once when nothing waits.
-  // On false, `error` says why; the changes stay in the journal and a later call tries again.
+  // On false, `error` says why; the changes stay in the journal and a later call tries again. The rename
+  // is left for the store to flush (PackageStore::commit_unflushed): a power cut before that brings back
+  // the old file, onto which the journal replays the same document.
   bool fold(std::string& error);
 
  private:

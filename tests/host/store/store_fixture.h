@@ -1,9 +1,8 @@
 // Test surroundings for the package store: a fixture that opens a HostSession on a fresh temporary store
 // folder holding the small windfall package, through a file system that fails chosen operations on demand
 // (root ignores permissions, so read-only folders prove nothing), and that logs package renames until their
-// folder is flushed, so that a test can cut the power. Test use only; a checkpoint calls the file system from
-// two threads (its temporary beside its journal append), and only the session's own thread renames and
-// flushes folders, the calls that touch the log.
+// folder is flushed, so that a test can cut the power. Single-threaded (a checkpoint waits for its
+// temporary on a second thread, but through the started file alone), test use only.
 #ifndef PATHWRIGHT_TESTS_HOST_STORE_STORE_FIXTURE_H_
 #define PATHWRIGHT_TESTS_HOST_STORE_STORE_FIXTURE_H_
 
@@ -89,10 +88,10 @@ struct FaultyAppendFile : host::AppendFile {
 struct FaultyFileSystem : host::PosixFileSystem {
   FaultyFileSystem(const Faults& faults, std::vector<UnflushedRename>& unflushed)
       : faults_(faults), unflushed_(unflushed) {}
-  int write_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
-                      unsigned mode, std::string& temporary) override {
+  int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
+                      unsigned mode, std::string& temporary, std::unique_ptr<host::StartedFile>& file) override {
     if (faults_.write_temporary) return faults_.write_temporary;
-    return PosixFileSystem::write_temporary(folder, prefix, bytes, mode, temporary);
+    return PosixFileSystem::start_temporary(folder, prefix, bytes, mode, temporary, file);
   }
   int read_file(const std::string& path, std::string& bytes, host::FileIdentity& identity) override {
     ++faults_.reads;
