@@ -1,7 +1,8 @@
 // The store folder: which packages it holds (every NAME.json), reading one, and replacing a file
-// atomically (a flushed temporary in the same folder renamed over it, then the folder flushed), so that a
-// package or journal file is never seen torn. Owns the FileSystem it works through. Used by one thread at
-// a time, except that `finish_stage` may run on a second thread beside the rest.
+// atomically (a flushed temporary in the same folder renamed over it, then the folder flushed: at once, or
+// for a package file before its journal gives up what rebuilds it), so that a package or journal file is
+// never seen torn. Owns the FileSystem it works through. Used by one thread at a time, except that
+// `finish_stage` may run on a second thread beside the rest.
 #ifndef PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_
 #define PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_
 
@@ -20,8 +21,8 @@ constexpr const char* kJournalFolderName = ".pathwright";
 
 class PackageStore;
 
-// A temporary waiting to replace its target, flushed once staged (or once start_stage is finished).
-// Removes the temporary when destroyed uncommitted.
+// A temporary waiting to replace its target, flushed once `stage` or `finish_stage` answered true. Removes
+// the temporary when destroyed uncommitted.
 class StagedFile {
  public:
   StagedFile() = default;
