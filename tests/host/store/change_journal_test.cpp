@@ -70,6 +70,7 @@ TEST_F(ChangeJournal, APowerCutUndoingUnflushedSavesLosesNoAnsweredChange) {
       {.steps = {"loop", "save"}, .walker_mode = "loop", .changes = 1},
       {.steps = {"loop", "save", "back_and_forth", "save"}, .walker_mode = "back_and_forth", .changes = 2},
       {.steps = {"loop", "save", "undo", "save"}, .walker_mode = "once", .changes = 1},
+      // its checkpoint journaled, the temporary not: a version no later checkpoint names as replaced
       {.steps = {"loop", "save fails", "back_and_forth", "save"}, .walker_mode = "back_and_forth", .changes = 2},
       {.steps = {"loop", "save", "cut", "back_and_forth", "save"}, .walker_mode = "back_and_forth", .changes = 2},
       // the fresh journal that mends a broken one no longer rebuilds the save from the file before it
@@ -84,7 +85,7 @@ TEST_F(ChangeJournal, APowerCutUndoingUnflushedSavesLosesNoAnsweredChange) {
       if (step == "save") {
         ASSERT_EQ(flush_error(), "") << steps;
       } else if (step == "save fails") {
-        faults.write_temporary = ENOSPC;
+        faults.flush_temporary = ENOSPC;
         ASSERT_NE(flush_error(), "") << steps;
         faults = {};
       } else if (step == "save, folder unflushable") {

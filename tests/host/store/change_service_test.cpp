@@ -50,11 +50,17 @@ TEST_F(ChangeService, RefusedEditsLeaveTheDocumentsAndTheFilesExactlyAsBefore) {
 TEST_F(ChangeService, AppliedChangesStayInTheJournalUntilACheckpointReplacesTheWholeFile) {
   ASSERT_TRUE(set_walker_mode("loop").ok);
   EXPECT_EQ(changed_calls, 1);
-  // A failed rename comes after the checkpoint is journaled, as a crash between the two would.
-  for (int Faults::*operation : {&Faults::write_temporary, &Faults::rename}) {
+  const auto temporaries = [this] {
+    return std::count_if(std::filesystem::directory_iterator(folder), {}, [](const auto& entry) {
+      return entry.path().filename().string().find(".tmp-") != std::string::npos;
+    });
+  };
+  // A failed flush or rename comes after the checkpoint is journaled, as a crash between the two would.
+  for (int Faults::*operation : {&Faults::write_temporary, &Faults::flush_temporary, &Faults::rename}) {
     faults.*operation = ENOSPC;
     EXPECT_EQ(flush_error(), "package \"windfall\" could not be saved: no space left on device");
     EXPECT_EQ(read_text(package_path()), kWindfallText);
+    EXPECT_EQ(temporaries(), 0) << "a temporary is left";
     faults = {};
   }
   ASSERT_TRUE(set_walker_mode("back_and_forth").ok);

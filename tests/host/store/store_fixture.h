@@ -57,6 +57,7 @@ inline constexpr const char* kWindfallText = R"({"name": "Windfall", "actors": [
 // The errno each operation fails with while it is not 0; `reads` counts whole-file reads.
 struct Faults {
   int write_temporary = 0;
+  int flush_temporary = 0;  // after the temporary was written and flushed: its checkpoint may be journaled
   int rename = 0;
   int sync_package_folder = 0;  // flushing any folder but the journals' own
   int append = 0;
@@ -85,13 +86,26 @@ struct FaultyAppendFile : host::AppendFile {
   const Faults& faults;
 };
 
+struct FaultyStartedFile : host::StartedFile {
+  FaultyStartedFile(std::unique_ptr<host::StartedFile> inner, int fault) : inner(std::move(inner)), fault(fault) {}
+  int finish() override {
+    const int flushed = inner->finish();
+    return fault ? fault : flushed;
+  }
+  std::unique_ptr<host::StartedFile> inner;
+  int fault;  // as the temporary was started
+};
+
 struct FaultyFileSystem : host::PosixFileSystem {
   FaultyFileSystem(const Faults& faults, std::vector<UnflushedRename>& unflushed)
       : faults_(faults), unflushed_(unflushed) {}
   int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
                       unsigned mode, std::string& temporary, std::unique_ptr<host::StartedFile>& file) override {
     if (faults_.write_temporary) return faults_.write_temporary;
-    return PosixFileSystem::start_temporary(folder, prefix, bytes, mode, temporary, file);
+    std::unique_ptr<host::StartedFile> inner;
+    const int code = PosixFileSystem::start_temporary(folder, prefix, bytes, mode, temporary, inner);
+    if (code == 0) file = std::make_unique<FaultyStartedFile>(std::move(inner), faults_.flush_temporary);
+    return code;
   }
   int read_file(const std::string& path, std::string& bytes, host::FileIdentity& identity) override {
     ++faults_.reads;
