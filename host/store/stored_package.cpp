@@ -17,6 +17,9 @@ namespace {
 
 constexpr unsigned kAnyoneMayWrite = 0222;  // permission bits: write for owner, group or others
 constexpr std::int64_t kNsPerMs = 1'000'000;
+// A checkpoint hashes a text larger than this on its second thread, beside writing it; a smaller one
+// (under 0.2 ms to hash) costs less to hash at once than to wait for that thread to start.
+constexpr std::size_t kHashAsideAboveBytes = 1 << 20;  // bytes
 
 [[maybe_unused]] bool actor_is(const mods::json::Value& document, std::size_t index, const mods::json::Value& expected) {
   const mods::json::Value& actors = document.get("actors");
@@ -247,47 +250,51 @@ bool StoredPackage::fold(std::string& error) {
   return true;
 }
 
-// Writes the temporary at `path` and starts it on its way to the disk, hashes the text and, when the
-// journal fits, appends and flushes the checkpoint naming it (`saved`, replacing `version_`), while a second
-// thread waits for the temporary. Both must be on disk before the rename and neither depends on the other.
-// Written in this order, the temporary's blocks chosen and the record written before either flush, a file
-// system that journals its metadata commits the two at once: one wait, not two. The waiting thread is woken
-// just before the record is written, and waking takes longer than that write; were it ever first, the two
-// would be committed one after the other, as safe and only slower. Should the checkpoint land without the
-// temporary, it names a version never renamed in, as after a failed rename.
+// Writes the temporary at `path` and starts it on its way to the disk, then appends and flushes the
+// checkpoint naming it (`saved`, replacing `version_`) when the journal fits, while a second thread hashes
+// the text (a large one: beside the write) and then waits for the temporary. Both must be on disk before the
+// rename and neither depends on the other. Written in this order, the temporary's blocks chosen and the
+// record written before either flush, a file system that journals its metadata commits the two at once:
+// one wait, not two. The waiting thread is woken just before the record is written, and waking takes
+// longer than that write; were it ever first, the two would be committed one after the other, as safe and
+// only slower. Should the checkpoint land without the temporary, it names a version never renamed in, as
+// after a failed rename.
 bool StoredPackage::stage_and_journal(const std::string& path, bool journal_fits, FileVersion& saved,
                                       StagedFile& staged, std::string& error) {
   const std::string& text = printed_.text();
+  const bool hash_aside = text.size() > kHashAsideAboveBytes;
+  std::latch hashed(1), record_written(1);
+  bool started = false, finished = false;
   std::string reason;
-  if (!store_.start_stage(path, text, identity_.permissions, staged, reason)) {
-    error = saving_failed(reason);
-    return false;
-  }
-  std::latch record_written(1);
-  bool finished = false;
+  auto hash = [&] {
+    saved = FileVersion{content_hash(text), text.size()};
+    hashed.count_down();
+  };
   auto finish = [&] {
     record_written.wait();
-    finished = store_.finish_stage(staged, reason);
+    if (started) finished = store_.finish_stage(staged, reason);
   };
-  std::thread finisher;
+  std::thread helper;
   try {
-    finisher = std::thread(finish);
+    helper = std::thread([&] {
+      if (hash_aside) hash();
+      finish();
+    });
   } catch (const std::system_error&) {
-    // no thread to be had: the two flushes one after the other, as safe and only slower
+    // no thread to be had: all on this one, as safe and only slower
   }
-  saved = FileVersion{content_hash(text), text.size()};
+  started = store_.start_stage(path, text, identity_.permissions, staged, reason);
+  if (!hash_aside || !helper.joinable()) hash();
+  hashed.wait();
   record_written.count_down();
-  const bool journaled = !journal_fits || journal_checkpoint(saved, error);
-  if (finisher.joinable()) {
-    finisher.join();
+  const bool journaled = started && (!journal_fits || journal_checkpoint(saved, error));
+  if (helper.joinable()) {
+    helper.join();
   } else {
     finish();
   }
-  if (!finished) {
-    error = saving_failed(reason);
-    return false;
-  }
-  return journaled;
+  if (!finished) error = saving_failed(reason);
+  return finished && journaled;
 }
 
 // Named before the rename, so that a crash at any point leaves the journal fitting the file.
