@@ -220,7 +220,12 @@ bool StoredPackage::fold_due(Clock::time_point now) const {
 // fresh journal gives those records up (JournalFile::replace), and when it closes.
 bool StoredPackage::fold(std::string& error) {
   if (!has_unfolded()) return true;
-  if (!unchanged_on_disk(error)) return false;
+  // A file whose stat still matches is checked beside the temporary's writing (see stage_and_journal); any
+  // other first, so that a file changed outside is not written for nothing at every try.
+  FileIdentity now;
+  const bool check_first =
+      store_.files().identify(store_.package_path(package_.name), now) != 0 || !(now == identity_);
+  if (check_first && !unchanged_on_disk(error)) return false;
   std::string reason, path;
   if (!printed_.print(package_.document, version_.size, reason) || !store_.save_path(package_.name, path, reason)) {
     error = saving_failed(reason);
@@ -229,7 +234,7 @@ bool StoredPackage::fold(std::string& error) {
   const bool journal_fits = journal_.state() == JournalFile::State::Open;
   FileVersion saved;
   StagedFile staged;
-  if (!stage_and_journal(path, journal_fits, saved, staged, error)) return false;
+  if (!stage_and_journal(path, journal_fits, !check_first, saved, staged, error)) return false;
   const std::int64_t written_at = wall_clock_ns();  // the content is ours from before the rename on
   if (!store_.commit_unflushed(staged, reason)) {
     error = saving_failed(reason);
@@ -250,21 +255,21 @@ bool StoredPackage::fold(std::string& error) {
   return true;
 }
 
-// Writes the temporary at `path` and starts it on its way to the disk, then appends and flushes the
-// checkpoint naming it (`saved`, replacing `version_`) when the journal fits, while a second thread hashes
-// the text (a large one: beside the write) and then waits for the temporary. Both must be on disk before the
-// rename and neither depends on the other. Written in this order, the temporary's blocks chosen and the
-// record written before either flush, a file system that journals its metadata commits the two at once:
-// one wait, not two. The waiting thread is woken just before the record is written, and waking takes
-// longer than that write; were it ever first, the two would be committed one after the other, as safe and
-// only slower. Should the checkpoint land without the temporary, it names a version never renamed in, as
-// after a failed rename.
-bool StoredPackage::stage_and_journal(const std::string& path, bool journal_fits, FileVersion& saved,
+// Writes the temporary at `path` and starts it on its way to the disk, then (with `check`) makes sure the package
+// file is still ours, reading it back if its time stamp is too recent to trust while the disk takes the temporary,
+// and appends and flushes the checkpoint naming the temporary (`saved`, replacing `version_`) when the journal fits.
+// Meanwhile a second thread hashes the text (a large one: beside the write) and then waits for the temporary. Both
+// must be on disk before the rename and neither depends on the other. Written in this order, the temporary's blocks
+// chosen and the record written before either flush, a file system that journals its metadata commits the two at
+// once: one wait, not two. The waiting thread is woken just before the record is written, and waking takes longer
+// than that write; were it ever first, the two would be committed one after the other, as safe and only slower.
+// Should the checkpoint land without the temporary, it names a version never renamed in, as after a failed rename.
+bool StoredPackage::stage_and_journal(const std::string& path, bool journal_fits, bool check, FileVersion& saved,
                                       StagedFile& staged, std::string& error) {
   const std::string& text = printed_.text();
   const bool hash_aside = text.size() > kHashAsideAboveBytes;
   std::latch hashed(1), record_written(1);
-  bool started = false, finished = false;
+  bool go = false, finished = false;  // `go`: started and still ours
   std::string reason;
   auto hash = [&] {
     saved = FileVersion{content_hash(text), text.size()};
@@ -272,7 +277,7 @@ bool StoredPackage::stage_and_journal(const std::string& path, bool journal_fits
   };
   auto finish = [&] {
     record_written.wait();
-    if (started) finished = store_.finish_stage(staged, reason);
+    if (go) finished = store_.finish_stage(staged, reason);
   };
   std::thread helper;
   try {
@@ -283,16 +288,19 @@ bool StoredPackage::stage_and_journal(const std::string& path, bool journal_fits
   } catch (const std::system_error&) {
     // no thread to be had: all on this one, as safe and only slower
   }
-  started = store_.start_stage(path, text, identity_.permissions, staged, reason);
+  const bool started = store_.start_stage(path, text, identity_.permissions, staged, reason);
+  const bool ours = !started || !check || unchanged_on_disk(error);
+  go = started && ours;
   if (!hash_aside || !helper.joinable()) hash();
   hashed.wait();
   record_written.count_down();
-  const bool journaled = started && (!journal_fits || journal_checkpoint(saved, error));
+  const bool journaled = go && (!journal_fits || journal_checkpoint(saved, error));
   if (helper.joinable()) {
     helper.join();
   } else {
     finish();
   }
+  if (!ours) return false;  // `error` says so; the temporary goes with `staged`
   if (!finished) error = saving_failed(reason);
   return finished && journaled;
 }

@@ -104,8 +104,8 @@ class StoredPackage {
   bool write_fresh_journal(const std::string& extra, std::string& error);
   bool journal_wants_compacting() const;
   // The steps of `fold` before the rename.
-  bool stage_and_journal(const std::string& path, bool journal_fits, FileVersion& saved, StagedFile& staged,
-                         std::string& error);
+  bool stage_and_journal(const std::string& path, bool journal_fits, bool check, FileVersion& saved,
+                         StagedFile& staged, std::string& error);
   bool journal_checkpoint(const FileVersion& saved, std::string& error);
   void mark_unfolded();
   std::string saving_failed(const std::string& reason) const;

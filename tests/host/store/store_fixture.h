@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -205,6 +206,13 @@ struct StoreTest : ::testing::Test {
   std::string flush_error() {
     std::string error;
     return session->flush(error) ? "" : error;
+  }
+
+  // Save temporaries (NAME.json.tmp-XXXXXX) left in the store folder.
+  long temporaries() const {
+    return std::count_if(std::filesystem::directory_iterator(folder), {}, [](const auto& entry) {
+      return entry.path().filename().string().find(".tmp-") != std::string::npos;
+    });
   }
 
   Value document(const std::string& name = "windfall") {
