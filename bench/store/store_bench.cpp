@@ -201,10 +201,10 @@ class CountingFileSystem : public host::PosixFileSystem {
 
  public:
   explicit CountingFileSystem(long& flushes) : flushes_(flushes) {}
-  int write_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes, unsigned mode,
-                      std::string& temporary) override {
-    ++flushes_;
-    return PosixFileSystem::write_temporary(folder, prefix, bytes, mode, temporary);
+  int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes, unsigned mode,
+                      std::string& temporary, std::unique_ptr<host::StartedFile>& file) override {
+    ++flushes_;  // its finish
+    return PosixFileSystem::start_temporary(folder, prefix, bytes, mode, temporary, file);
   }
   int sync_folder(const std::string& path) override {
     ++flushes_;

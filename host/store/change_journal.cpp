@@ -146,17 +146,31 @@ bool decode_journal(std::string_view bytes, JournalContents& contents) {
 
 namespace host {
 
-long replay_start(const std::vector<JournalRecord>& records, const FileVersion& file) {
-  long last = -1;
-  for (long i = static_cast<long>(records.size()) - 1; i >= 0 && last < 0; --i)
-    if (records[static_cast<std::size_t>(i)].kind == JournalRecord::Kind::Checkpoint) last = i;
-  if (last < 0) return -1;
-  const JournalRecord& checkpoint = records[static_cast<std::size_t>(last)];
-  if (checkpoint.saved == file) return last;
-  if (!(checkpoint.replaced == file)) return -1;
-  for (long i = last - 1; i >= 0; --i) {
+namespace {
+
+// The last checkpoint before `end` that saved `version`, or -1.
+long checkpoint_saving(const std::vector<JournalRecord>& records, long end, const FileVersion& version) {
+  for (long i = end - 1; i >= 0; --i) {
     const JournalRecord& r = records[static_cast<std::size_t>(i)];
-    if (r.kind == JournalRecord::Kind::Checkpoint && r.saved == file) return i;
+    if (r.kind == JournalRecord::Kind::Checkpoint && r.saved == version) return i;
+  }
+  return -1;
+}
+
+}  // namespace
+
+// Package renames are not flushed one by one, so a power cut may undo several: the file is then the
+// version some earlier checkpoint saved. Each checkpoint names the version it replaced, and following
+// those links back from the last one passes every version the file can be; versions whose rename failed
+// are skipped, as no link names them.
+long replay_start(const std::vector<JournalRecord>& records, const FileVersion& file) {
+  long at = -1;
+  for (long i = static_cast<long>(records.size()) - 1; i >= 0 && at < 0; --i)
+    if (records[static_cast<std::size_t>(i)].kind == JournalRecord::Kind::Checkpoint) at = i;
+  while (at >= 0) {
+    const JournalRecord& checkpoint = records[static_cast<std::size_t>(at)];
+    if (checkpoint.saved == file) return at;
+    at = checkpoint_saving(records, at, checkpoint.replaced);
   }
   return -1;
 }
@@ -215,9 +229,13 @@ bool JournalFile::append(std::string_view records, std::string& reason) {
   return true;
 }
 
+// A new journal holds no record that rebuilds a package version from the one before it, so every
+// package file rename still unflushed must be durable first: otherwise a power cut could bring back an old
+// file that no checkpoint of the new journal names, and the changes it lacks would be lost.
 bool JournalFile::replace(std::string_view contents, std::string& reason) {
   StagedFile staged;
-  if (!store_.ensure_journal_folder(reason) || !store_.stage(path_, contents, 0644, staged, reason) ||
+  if (!store_.flush_renames(reason) || !store_.ensure_journal_folder(reason) ||
+      !store_.stage(path_, contents, 0644, staged, reason) ||
       !store_.commit(staged, reason)) {
     return false;
   }

@@ -59,8 +59,9 @@ struct JournalContents {
 bool decode_journal(std::string_view bytes, JournalContents& contents);
 
 // The index of the checkpoint from which `records` replay onto the package file version `file`: the last
-// checkpoint when it saved `file`, or, when `file` is the version it replaced (a crash came between the
-// checkpoint and the rename), the earlier checkpoint that saved `file`. -1 when the journal fits neither.
+// checkpoint when it saved `file`; otherwise, when `file` is the version it replaced (a crash came between
+// the checkpoint and the rename, or a power cut undid the unflushed rename), the earlier checkpoint that
+// saved `file`, and so on back along the versions each checkpoint replaced. -1 when the journal fits none.
 long replay_start(const std::vector<JournalRecord>& records, const FileVersion& file);
 
 // A whole journal holding `history` alone (its changes as Entry records) and one checkpoint naming

@@ -43,6 +43,23 @@ class AppendFile {
   virtual int truncate(std::uint64_t size) = 0;
 };
 
+// A file kept open only so that it outlives its name: a rename over it leaves its content allocated until
+// this is destroyed, whose close then frees it (a few ms for 20 MB of pages and blocks). Any thread may
+// destroy it.
+class HeldFile {
+ public:
+  virtual ~HeldFile() = default;
+};
+
+// A new file whose bytes are written and on their way to the disk, not yet known to be there. Closed when
+// destroyed; used by one thread at a time.
+class StartedFile {
+ public:
+  virtual ~StartedFile() = default;
+  // Waits until the disk holds the file, then closes it. 0 on success, else the errno (never retried).
+  virtual int finish() = 0;
+};
+
 // Every operation answers 0 on success or the errno that made it fail; outputs are meaningful only on 0.
 class FileSystem {
  public:
@@ -58,11 +75,15 @@ class FileSystem {
   // Creates folder `path`; an existing folder counts as success.
   virtual int make_folder(const std::string& path) = 0;
   // Creates a new file in `folder` named `prefix` plus a unique suffix, with permission bits `mode`, holding
-  // `bytes`, flushed to the disk and closed; `temporary` is its path. On failure nothing is left behind.
-  virtual int write_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
-                              unsigned mode, std::string& temporary) = 0;
+  // `bytes`, and starts writing it to the disk without waiting (`file->finish()` waits); `temporary` is its
+  // path. The blocks it takes are then chosen, so a flush of another file before the finish commits them
+  // together. On failure nothing is left behind.
+  virtual int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
+                              unsigned mode, std::string& temporary, std::unique_ptr<StartedFile>& file) = 0;
   // Replaces `to` by `from` atomically.
   virtual int rename(const std::string& from, const std::string& to) = 0;
+  // Opens `path` (following links; never waiting, as read_file) and keeps it open in `held`.
+  virtual int hold(const std::string& path, std::unique_ptr<HeldFile>& held) = 0;
   // Flushes folder `path` itself, so that renames and new entries in it survive a power cut.
   virtual int sync_folder(const std::string& path) = 0;
   virtual int remove(const std::string& path) = 0;
@@ -79,9 +100,10 @@ class PosixFileSystem : public FileSystem {
   int identify(const std::string& path, FileIdentity& identity) override;
   int list_folder(const std::string& path, std::vector<std::string>& names) override;
   int make_folder(const std::string& path) override;
-  int write_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
-                      unsigned mode, std::string& temporary) override;
+  int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
+                      unsigned mode, std::string& temporary, std::unique_ptr<StartedFile>& file) override;
   int rename(const std::string& from, const std::string& to) override;
+  int hold(const std::string& path, std::unique_ptr<HeldFile>& held) override;
   int sync_folder(const std::string& path) override;
   int remove(const std::string& path) override;
   int open_append(const std::string& path, std::unique_ptr<AppendFile>& file) override;

@@ -3,7 +3,9 @@
 #include "host/store/package_store.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
+#include <system_error>
 
 #include "host/store/package_name.h"
 
@@ -28,6 +30,12 @@ StagedFile::~StagedFile() {
 
 PackageStore::PackageStore(std::string folder, std::unique_ptr<FileSystem> files)
     : folder_(std::move(folder)), files_(std::move(files)) {}
+
+PackageStore::~PackageStore() {
+  std::string ignored;  // no one is left to tell; the journals still rebuild any rename a power cut takes
+  flush_renames(ignored);
+  if (releaser_.joinable()) releaser_.join();
+}
 
 std::string PackageStore::package_path(const std::string& name) const {
   return folder_ + "/" + name + kPackageFileSuffix;
@@ -80,9 +88,15 @@ bool PackageStore::read_package(const std::string& name, std::string& bytes, Fil
 
 bool PackageStore::stage(const std::string& target, std::string_view bytes, unsigned permissions,
                          StagedFile& staged, std::string& error) {
+  return start_stage(target, bytes, permissions, staged, error) && finish_stage(staged, error);
+}
+
+bool PackageStore::start_stage(const std::string& target, std::string_view bytes, unsigned permissions,
+                               StagedFile& staged, std::string& error) {
   std::string temporary;
   std::string folder = folder_of(target);
-  if (int code = files_->write_temporary(folder, base_of(target) + ".tmp-", bytes, permissions, temporary)) {
+  std::unique_ptr<StartedFile> started;
+  if (int code = files_->start_temporary(folder, base_of(target) + ".tmp-", bytes, permissions, temporary, started)) {
     error = error_text(code);
     return false;
   }
@@ -90,10 +104,22 @@ bool PackageStore::stage(const std::string& target, std::string_view bytes, unsi
   staged.temporary_ = temporary;
   staged.target_ = target;
   staged.folder_ = folder;
+  staged.started_ = std::move(started);
+  return true;
+}
+
+bool PackageStore::finish_stage(StagedFile& staged, std::string& error) {
+  const int code = staged.started_->finish();
+  staged.started_.reset();
+  if (code != 0) {
+    error = error_text(code);
+    return false;  // the temporary goes when `staged` does
+  }
   return true;
 }
 
 bool PackageStore::commit(StagedFile& staged, std::string& error) {
+  assert(!staged.started_ && "a started stage is finished before it is committed");
   if (int code = files_->rename(staged.temporary_, staged.target_)) {
     error = error_text(code);
     return false;  // the destructor removes the temporary
@@ -104,6 +130,42 @@ bool PackageStore::commit(StagedFile& staged, std::string& error) {
     return false;
   }
   return true;
+}
+
+bool PackageStore::commit_unflushed(StagedFile& staged, std::string& error) {
+  assert(!staged.started_ && "a started stage is finished before it is committed");
+  std::unique_ptr<HeldFile> replaced;
+  files_->hold(staged.target_, replaced);  // none to hold (no target yet) is fine: nothing to free
+  if (int code = files_->rename(staged.temporary_, staged.target_)) {
+    error = error_text(code);
+    return false;  // the destructor removes the temporary
+  }
+  staged.temporary_.clear();
+  if (std::find(unflushed_folders_.begin(), unflushed_folders_.end(), staged.folder_) == unflushed_folders_.end())
+    unflushed_folders_.push_back(staged.folder_);
+  if (replaced) release_later(std::move(replaced));
+  return true;
+}
+
+void PackageStore::release_later(std::unique_ptr<HeldFile> replaced) {
+  if (releaser_.joinable()) releaser_.join();  // the last one is long done: checkpoints come ms apart
+  try {
+    releaser_ = std::thread([file = std::move(replaced)]() mutable { file.reset(); });
+  } catch (const std::system_error&) {
+    // no thread to be had: the file is freed here as it leaves scope, only slower
+  }
+}
+
+bool PackageStore::flush_renames(std::string& error) {
+  std::vector<std::string> failed;
+  for (const std::string& folder : unflushed_folders_) {
+    if (int code = files_->sync_folder(folder)) {
+      if (failed.empty()) error = error_text(code);
+      failed.push_back(folder);
+    }
+  }
+  unflushed_folders_.swap(failed);
+  return unflushed_folders_.empty();
 }
 
 bool PackageStore::ensure_journal_folder(std::string& error) {

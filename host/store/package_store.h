@@ -1,13 +1,15 @@
 // The store folder: which packages it holds (every NAME.json), reading one, and replacing a file
-// atomically (a flushed temporary in the same folder renamed over it, then the folder flushed), so that a
-// package or journal file is never seen torn. Owns the FileSystem it works through. Used by one thread at
-// a time.
+// atomically (a flushed temporary in the same folder renamed over it, then the folder flushed: at once, or
+// for a package file before its journal gives up what rebuilds it), so that a package or journal file is
+// never seen torn. Owns the FileSystem it works through. Used by one thread at a time, except that
+// `finish_stage` may run on a second thread beside the rest.
 #ifndef PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_
 #define PATHWRIGHT_HOST_STORE_PACKAGE_STORE_H_
 
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "host/store/file_system.h"
@@ -19,7 +21,8 @@ constexpr const char* kJournalFolderName = ".pathwright";
 
 class PackageStore;
 
-// A flushed temporary waiting to replace its target. Removes the temporary when destroyed uncommitted.
+// A temporary waiting to replace its target, flushed once `stage` or `finish_stage` answered true. Removes
+// the temporary when destroyed uncommitted.
 class StagedFile {
  public:
   StagedFile() = default;
@@ -34,11 +37,17 @@ class StagedFile {
   std::string temporary_;
   std::string target_;
   std::string folder_;
+  std::unique_ptr<StartedFile> started_;  // until finish_stage
 };
 
 class PackageStore {
  public:
   PackageStore(std::string folder, std::unique_ptr<FileSystem> files);
+  // Flushes renames still unflushed, so that the files stand as written once the process is gone, and
+  // waits until replaced files are freed.
+  ~PackageStore();
+  PackageStore(const PackageStore&) = delete;
+  PackageStore& operator=(const PackageStore&) = delete;
 
   const std::string& folder() const { return folder_; }
   FileSystem& files() { return *files_; }
@@ -61,19 +70,40 @@ class PackageStore {
   // `error` is the lower-case reason and nothing is left behind.
   bool stage(const std::string& target, std::string_view bytes, unsigned permissions, StagedFile& staged,
              std::string& error);
+  // `stage` in two halves: the first writes the temporary and starts its way to the disk, the second waits
+  // for it (and touches nothing but `staged`, so it may run on another thread). A flush of another file
+  // issued between the two commits with it, where the file system journals its metadata. On false, as
+  // stage; a temporary left by a failed finish goes with `staged`.
+  bool start_stage(const std::string& target, std::string_view bytes, unsigned permissions, StagedFile& staged,
+                   std::string& error);
+  bool finish_stage(StagedFile& staged, std::string& error);
   // Renames the staged temporary over its target and flushes the folder. On false, `error` is the reason;
   // the temporary is removed, and the target is the old or (when only the folder flush failed) the new
   // version.
   bool commit(StagedFile& staged, std::string& error);
+  // Renames the staged temporary over its target and leaves the folder unflushed: a power cut before the
+  // next `flush_renames` may bring the old target back (never a torn one). Only for a file whose journal
+  // rebuilds the new version from the old one. The replaced file is freed on a background thread, not in
+  // the rename. On false, as commit's rename.
+  bool commit_unflushed(StagedFile& staged, std::string& error);
+  // Flushes every folder holding a rename commit_unflushed made, so that those renames survive a power
+  // cut; must come before anything gives up what would rebuild their files. On false, `error` is the
+  // reason and the folders that failed are flushed again next time.
+  bool flush_renames(std::string& error);
 
   // Creates the journal folder once (and flushes the store folder so that it survives). On false, `error`
   // is the reason.
   bool ensure_journal_folder(std::string& error);
 
  private:
+  // Destroys `replaced` on a background thread: its last close frees its pages and blocks.
+  void release_later(std::unique_ptr<HeldFile> replaced);
+
   std::string folder_;
   std::unique_ptr<FileSystem> files_;
   bool journal_folder_ready_ = false;
+  std::vector<std::string> unflushed_folders_;  // folders of renames commit_unflushed made since
+  std::thread releaser_;  // touches only the file it releases
 };
 
 }  // namespace host

@@ -247,65 +247,6 @@ bool StoredPackage::fold_due(Clock::time_point now) const {
   return oldest_unfolded_ && now - *oldest_unfolded_ >= kFoldAfter;
 }
 
-bool StoredPackage::fold(std::string& error) {
-  if (!has_unfolded()) return true;
-  if (!unchanged_on_disk(error)) return false;
-  std::string reason;
-  // The actors an outline has not read are printed from their text, one at a time.
-  mods::json::Value scratch;
-  json_text::ElementStandIn stand_in;
-  if (unread_.any()) {
-    stand_in = [this, &scratch](std::size_t index) { return unread_.stand_in(index, printed_, scratch); };
-  }
-  if (!printed_.print(package_.document, version_.size, reason, stand_in)) {
-    error = saving_failed(reason);
-    return false;
-  }
-  unread_.printed_whole();  // the print holds every unread actor's text now
-  const std::string& text = printed_.text();
-  std::string path;
-  FileVersion saved{content_hash(text), text.size()};
-  StagedFile staged;
-  if (!store_.save_path(package_.name, path, reason) || !store_.stage(path, text, identity_.permissions, staged, reason)) {
-    error = saving_failed(reason);
-    return false;
-  }
-  bool journal_fits = journal_.state() == JournalFile::State::Open;
-  if (journal_fits) {
-    // Named before the rename, so that a crash at any point leaves the journal fitting the file.
-    JournalRecord checkpoint;
-    checkpoint.saved = saved;
-    checkpoint.replaced = version_;
-    std::string record;
-    if (!encode_record(checkpoint, record, reason)) {
-      error = saving_failed(reason);
-      return false;
-    }
-    if (!append(record, error)) return false;
-  }
-  const std::int64_t written_at = wall_clock_ns();  // the content is ours from before the rename on
-  bool committed = store_.commit(staged, reason);
-  if (!staged.staged()) {  // renamed, even if the folder flush then failed: the file is ours
-    FileIdentity written;
-    if (store_.files().identify(path, written) == 0) identity_ = written;
-    known_at_ns_ = written_at;
-    version_ = saved;
-  }
-  if (!committed) {
-    error = saving_failed(reason);
-    return false;
-  }
-  oldest_unfolded_.reset();
-  unfolded_labels_.clear();
-  // Without a fitting journal the history is written afresh; a failure leaves the file saved and the
-  // journal Broken, to be tried again with the next fold.
-  if (!journal_fits || journal_wants_compacting()) {
-    std::string ignored;
-    if (!write_fresh_journal("", ignored) && !journal_fits) journal_.break_off();
-  }
-  return true;
-}
-
 long StoredPackage::find_actor(const mods::json::Value& actors, const std::string& id) {
   if (!ids_indexed_ || indexed_count_ != actors.items.size()) {
     first_actor_.clear();

@@ -83,7 +83,9 @@ class StoredPackage {
     return oldest_unfolded_.has_value() || journal_.state() == JournalFile::State::Broken;
   }
   // Rewrites the package file atomically with every change (a checkpoint). True at once when nothing waits.
-  // On false, `error` says why; the changes stay in the journal and a later call tries again.
+  // On false, `error` says why; the changes stay in the journal and a later call tries again. The rename
+  // is left for the store to flush (PackageStore::commit_unflushed): a power cut before that brings back
+  // the old file, onto which the journal replays the same document.
   bool fold(std::string& error);
 
  private:
@@ -117,6 +119,10 @@ class StoredPackage {
   bool append(const std::string& bytes, std::string& error);
   bool write_fresh_journal(const std::string& extra, std::string& error);
   bool journal_wants_compacting() const;
+  // The steps of `fold` before the rename.
+  bool stage_and_journal(const std::string& path, bool journal_fits, bool check, FileVersion& saved,
+                         StagedFile& staged, std::string& error);
+  bool journal_checkpoint(const FileVersion& saved, std::string& error);
   void mark_unfolded();
   std::string saving_failed(const std::string& reason) const;
   long find_actor(const mods::json::Value& actors, const std::string& id);

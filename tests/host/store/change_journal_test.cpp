@@ -1,5 +1,9 @@
 // The journal after crashes: torn or damaged records are ignored, changes a crash kept out of the package
 // file are folded in on open, and nothing is claimed that was not answered.
+#include <cerrno>
+#include <string>
+#include <vector>
+
 #include "tests/host/store/store_fixture.h"
 
 namespace store_test {
@@ -49,6 +53,62 @@ TEST_F(ChangeJournal, JournalThatDoesNotFitTheFileClaimsNothing) {
   EXPECT_EQ(document(), parse(outside));
   EXPECT_EQ(history().items.size(), 0u);
   EXPECT_EQ(read_text(package_path()), outside);
+}
+
+// Package renames are left unflushed, so a power cut may undo any number of saves: the file is then a
+// version some earlier checkpoint saved, and the journal must still bring back every answered change
+// exactly once (a change applied twice fails replay's check of the actor before it, and the history
+// would be set aside).
+TEST_F(ChangeJournal, APowerCutUndoingUnflushedSavesLosesNoAnsweredChange) {
+  struct Case {
+    // a walker mode, "save", "save fails", "save, folder unflushable", "undo", "broken journal", "cut"
+    std::vector<std::string> steps;
+    std::string walker_mode;
+    std::size_t changes;
+  };
+  const Case cases[] = {
+      {.steps = {"loop", "save"}, .walker_mode = "loop", .changes = 1},
+      {.steps = {"loop", "save", "back_and_forth", "save"}, .walker_mode = "back_and_forth", .changes = 2},
+      {.steps = {"loop", "save", "undo", "save"}, .walker_mode = "once", .changes = 1},
+      // its checkpoint journaled, the temporary not: a version no later checkpoint names as replaced
+      {.steps = {"loop", "save fails", "back_and_forth", "save"}, .walker_mode = "back_and_forth", .changes = 2},
+      {.steps = {"loop", "save", "cut", "back_and_forth", "save"}, .walker_mode = "back_and_forth", .changes = 2},
+      // the fresh journal that mends a broken one no longer rebuilds the save from the file before it
+      {.steps = {"loop", "broken journal", "save"}, .walker_mode = "loop", .changes = 1},
+      {.steps = {"loop", "broken journal", "save, folder unflushable", "save"}, .walker_mode = "loop", .changes = 1},
+  };
+  for (const Case& c : cases) {
+    start_over();
+    std::string steps;
+    for (const std::string& step : c.steps) {
+      steps += step + "; ";
+      if (step == "save") {
+        ASSERT_EQ(flush_error(), "") << steps;
+      } else if (step == "save fails") {
+        faults.flush_temporary = ENOSPC;
+        ASSERT_NE(flush_error(), "") << steps;
+        faults = {};
+      } else if (step == "save, folder unflushable") {
+        faults.sync_package_folder = EIO;  // the file is saved; the journal cannot be mended yet
+        ASSERT_EQ(flush_error(), "") << steps;
+        faults = {};
+      } else if (step == "undo") {
+        ASSERT_TRUE(run("undo").ok) << steps;
+      } else if (step == "broken journal") {
+        faults = {.append = EIO, .truncate = EIO};
+        ASSERT_FALSE(run("remove_route", R"({"id": "statue"})").ok) << steps;
+        faults = {};
+      } else if (step == "cut") {
+        power_cut();
+      } else {
+        ASSERT_TRUE(set_walker_mode(step).ok) << steps;
+      }
+    }
+    power_cut();
+    EXPECT_EQ(walker_mode(), c.walker_mode) << steps;
+    EXPECT_EQ(history().items.size(), c.changes) << steps;
+    EXPECT_EQ(parse(read_text(package_path())), document()) << steps;
+  }
 }
 
 }  // namespace store_test

@@ -50,11 +50,12 @@ TEST_F(ChangeService, RefusedEditsLeaveTheDocumentsAndTheFilesExactlyAsBefore) {
 TEST_F(ChangeService, AppliedChangesStayInTheJournalUntilACheckpointReplacesTheWholeFile) {
   ASSERT_TRUE(set_walker_mode("loop").ok);
   EXPECT_EQ(changed_calls, 1);
-  // A failed rename comes after the checkpoint is journaled, as a crash between the two would.
-  for (int Faults::*operation : {&Faults::write_temporary, &Faults::rename}) {
+  // A failed flush or rename comes after the checkpoint is journaled, as a crash between the two would.
+  for (int Faults::*operation : {&Faults::write_temporary, &Faults::flush_temporary, &Faults::rename}) {
     faults.*operation = ENOSPC;
     EXPECT_EQ(flush_error(), "package \"windfall\" could not be saved: no space left on device");
     EXPECT_EQ(read_text(package_path()), kWindfallText);
+    EXPECT_EQ(temporaries(), 0) << "a temporary is left";
     faults = {};
   }
   ASSERT_TRUE(set_walker_mode("back_and_forth").ok);
@@ -81,6 +82,15 @@ TEST_F(ChangeService, RefusesEveryChangeOnceTheFileWasChangedOutsideTheEditor) {
   EXPECT_EQ(run("undo").error, "nothing to undo in \"windfall\"");
   reopen();
   EXPECT_EQ(document(), parse(outside));
+}
+
+TEST_F(ChangeService, ACheckpointLeavesAFileChangedOutsideAsItFoundIt) {
+  ASSERT_TRUE(set_walker_mode("loop").ok);
+  const std::string outside = "{\"actors\": []}\n";
+  write_text(package_path(), outside);
+  EXPECT_EQ(flush_error(), "package \"windfall\" was changed outside the editor: reload it before editing");
+  EXPECT_EQ(read_text(package_path()), outside);
+  EXPECT_EQ(temporaries(), 0);
 }
 
 TEST_F(ChangeService, FailedJournalWriteRefusesTheChangeAndLeavesNoTraceEvenIfItCannotBeCutBack) {

@@ -1,20 +1,25 @@
 // Test surroundings for the package store: a fixture that opens a HostSession on a fresh temporary store
 // folder holding the small windfall package, through a file system that fails chosen operations on demand
-// (root ignores permissions, so read-only folders prove nothing). Single-threaded, test use only.
+// (root ignores permissions, so read-only folders prove nothing), and that logs package renames until their
+// folder is flushed, so that a test can cut the power. Single-threaded (a checkpoint waits for its
+// temporary on a second thread, but through the started file alone), test use only.
 #ifndef PATHWRIGHT_TESTS_HOST_STORE_STORE_FIXTURE_H_
 #define PATHWRIGHT_TESTS_HOST_STORE_STORE_FIXTURE_H_
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include "json_text/json_text.h"
 #include "host/store/file_system.h"
+#include "host/store/package_store.h"
 #include "host/session/host_session.h"
 #include "json/value.h"
 
@@ -53,10 +58,20 @@ inline constexpr const char* kWindfallText = R"({"name": "Windfall", "actors": [
 // The errno each operation fails with while it is not 0; `reads` counts whole-file reads.
 struct Faults {
   int write_temporary = 0;
+  int flush_temporary = 0;  // after the temporary was written and flushed: its checkpoint may be journaled
   int rename = 0;
+  int sync_package_folder = 0;  // flushing any folder but the journals' own
   int append = 0;
   int truncate = 0;
   mutable int reads = 0;
+};
+
+// A rename whose folder was not flushed since: what a power cut takes back (the target as it was before).
+struct UnflushedRename {
+  std::string folder;
+  std::string target;
+  bool existed = false;
+  std::string before;
 };
 
 struct FaultyAppendFile : host::AppendFile {
@@ -72,19 +87,46 @@ struct FaultyAppendFile : host::AppendFile {
   const Faults& faults;
 };
 
+struct FaultyStartedFile : host::StartedFile {
+  FaultyStartedFile(std::unique_ptr<host::StartedFile> inner, int fault) : inner(std::move(inner)), fault(fault) {}
+  int finish() override {
+    const int flushed = inner->finish();
+    return fault ? fault : flushed;
+  }
+  std::unique_ptr<host::StartedFile> inner;
+  int fault;  // as the temporary was started
+};
+
 struct FaultyFileSystem : host::PosixFileSystem {
-  explicit FaultyFileSystem(const Faults& faults) : faults_(faults) {}
-  int write_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
-                      unsigned mode, std::string& temporary) override {
+  FaultyFileSystem(const Faults& faults, std::vector<UnflushedRename>& unflushed)
+      : faults_(faults), unflushed_(unflushed) {}
+  int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
+                      unsigned mode, std::string& temporary, std::unique_ptr<host::StartedFile>& file) override {
     if (faults_.write_temporary) return faults_.write_temporary;
-    return PosixFileSystem::write_temporary(folder, prefix, bytes, mode, temporary);
+    std::unique_ptr<host::StartedFile> inner;
+    const int code = PosixFileSystem::start_temporary(folder, prefix, bytes, mode, temporary, inner);
+    if (code == 0) file = std::make_unique<FaultyStartedFile>(std::move(inner), faults_.flush_temporary);
+    return code;
   }
   int read_file(const std::string& path, std::string& bytes, host::FileIdentity& identity) override {
     ++faults_.reads;
     return PosixFileSystem::read_file(path, bytes, identity);
   }
   int rename(const std::string& from, const std::string& to) override {
-    return faults_.rename ? faults_.rename : PosixFileSystem::rename(from, to);
+    if (faults_.rename) return faults_.rename;
+    UnflushedRename undo{
+        .folder = to.substr(0, to.rfind('/')), .target = to, .existed = std::filesystem::exists(to), .before = ""};
+    undo.before = read_text(to);
+    const int code = PosixFileSystem::rename(from, to);
+    if (code == 0) unflushed_.push_back(std::move(undo));
+    return code;
+  }
+  int sync_folder(const std::string& path) override {
+    const bool journals = path.ends_with(std::string("/") + host::kJournalFolderName);
+    const int code = faults_.sync_package_folder && !journals ? faults_.sync_package_folder
+                                                                : PosixFileSystem::sync_folder(path);
+    if (code == 0) std::erase_if(unflushed_, [&](const UnflushedRename& r) { return r.folder == path; });
+    return code;
   }
   int open_append(const std::string& path, std::unique_ptr<host::AppendFile>& file) override {
     std::unique_ptr<host::AppendFile> inner;
@@ -93,6 +135,7 @@ struct FaultyFileSystem : host::PosixFileSystem {
     return code;
   }
   const Faults& faults_;
+  std::vector<UnflushedRename>& unflushed_;
 };
 
 struct StoreTest : ::testing::Test {
@@ -110,14 +153,31 @@ struct StoreTest : ::testing::Test {
   void reopen() {
     session.reset();
     std::string error;
-    session = host::HostSession::open(folder, std::make_unique<FaultyFileSystem>(faults), error);
+    session = host::HostSession::open(folder, std::make_unique<FaultyFileSystem>(faults, unflushed), error);
     ASSERT_TRUE(session) << error;
     if (outlined) session->load_outlined();
     session->on_changed = [this](const editor::Session::Package&) { ++changed_calls; };
   }
+  // The machine stops: nothing more reaches the disk, and every rename whose folder was not flushed is
+  // undone, newest first. Then the editor starts again.
+  void power_cut() {
+    faults.sync_package_folder = EIO;  // closing the session must not flush what the cut takes back
+    session.reset();
+    for (auto r = unflushed.rbegin(); r != unflushed.rend(); ++r) {
+      if (r->existed) {
+        write_text(r->target, r->before);
+      } else {
+        std::filesystem::remove(r->target);
+      }
+    }
+    unflushed.clear();
+    faults = {};
+    reopen();
+  }
   // Back to the windfall file alone, without journal, and reopened.
   void start_over() {
     session.reset();
+    unflushed.clear();
     std::filesystem::remove_all(folder + "/.pathwright");
     write_text(package_path(), kWindfallText);
     reopen();
@@ -149,6 +209,13 @@ struct StoreTest : ::testing::Test {
     return session->flush(error) ? "" : error;
   }
 
+  // Save temporaries (NAME.json.tmp-XXXXXX) left in the store folder.
+  long temporaries() const {
+    return std::count_if(std::filesystem::directory_iterator(folder), {}, [](const auto& entry) {
+      return entry.path().filename().string().find(".tmp-") != std::string::npos;
+    });
+  }
+
   Value document(const std::string& name = "windfall") {
     std::string error;
     const editor::Session::Package* package = session->package(parse(R"({"package": ")" + name + "\"}"), error);
@@ -163,6 +230,7 @@ struct StoreTest : ::testing::Test {
   std::string folder = (std::filesystem::temp_directory_path() / "pathwright-store-XXXXXX").string();
   bool outlined = false;  // reopen loads packages outlined, as a one-shot route edit does
   Faults faults;  // outlives the session
+  std::vector<UnflushedRename> unflushed;
   std::unique_ptr<host::HostSession> session;
   int changed_calls = 0;
 };
