@@ -99,6 +99,7 @@ bool write_value(const Value& v, bool indented, std::size_t depth, std::string& 
         first = false;
         if (indented) new_line(depth + 1, out);
         const std::size_t begin = out.size();
+        // The ranges recorded so far count this array's elements before this one: its index.
         const Value* stand_in = indexed && index->stand_in ? (*index->stand_in)(index->ranges->size()) : nullptr;
         if (!write_value(stand_in != nullptr ? *stand_in : item, indented, depth + 1, out, index)) return false;
         if (indexed) index->ranges->push_back({begin, out.size()});

@@ -293,8 +293,11 @@ StoredPackage::Rollback StoredPackage::note_before_edit(const std::string& actor
   if (rollback.actors_array) {
     rollback.actor_count = found->second.items.size();
     rollback.index = find_actor(found->second, actor_id);
-    if (rollback.index >= 0) unread_.read(found->second, static_cast<std::size_t>(rollback.index), printed_);
-    if (rollback.index >= 0) rollback.before = found->second.items[static_cast<std::size_t>(rollback.index)];
+    if (rollback.index >= 0) {
+      const std::size_t index = static_cast<std::size_t>(rollback.index);
+      unread_.read(found->second, index, printed_);  // an edited actor is never left to its outline's text
+      rollback.before = found->second.items[index];
+    }
   } else if (rollback.had_actors) {
     rollback.odd_actors = found->second;  // a document no route edit can succeed on
   }
@@ -363,6 +366,7 @@ bool StoredPackage::step(bool back, std::string& label, std::string& error) {
   }
   if (!ready_to_record(error)) return false;
   const ChangeRecord& c = back ? history_.next_undo() : history_.next_redo();
+  // Read before it is replaced: an actor still marked unread would be printed from its old text.
   if (unread_.any()) unread_.read(*actors_array(), c.actor_index, printed_);
   assert(actor_is(package_.document, c.actor_index, back ? c.after : c.before));
   JournalRecord record;

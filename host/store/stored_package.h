@@ -39,8 +39,8 @@ class StoredPackage {
   static constexpr std::int64_t kFineTimestampGranularityNs = 50'000'000;     // ns
 
   // How much of the document `open` builds. Outline: each actor only as its "id" until it is read, for a
-  // process that runs one route edit, undo or redo; it falls back to Whole unless the file is this
-  // editor's own print and the journal has nothing to replay.
+  // process that runs one route edit, undo or redo; it falls back to Whole when the journal has changes
+  // to replay or an element of "actors" is not an object.
   enum class Reading { Whole, Outline };
 
   // Loads package `name` from `store` (which must outlive it): NAME.json, then its journal; changes the

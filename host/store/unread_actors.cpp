@@ -39,12 +39,11 @@ std::string_view UnreadActors::text_of(std::size_t index, const PackageText& pri
 
 // A whole object cut out of text that was read and checked whole: it reads again. If it did not, editing
 // or printing what stands in for the actor would save it as its bare "id": better to stop.
-bool UnreadActors::read_text(std::size_t index, const PackageText& printed, mods::json::Value& out) const {
+void UnreadActors::read_text(std::size_t index, const PackageText& printed, mods::json::Value& out) const {
   json_text::JsonTextError error;
   const bool read = json_text::parse_json(text_of(index, printed), out, error);
   assert(read && "an outlined actor's text no longer reads");
   if (!read) std::abort();
-  return read;
 }
 
 void UnreadActors::read(mods::json::Value& actors, std::size_t index, const PackageText& printed) {

@@ -43,7 +43,7 @@ class UnreadActors {
 
  private:
   std::string_view text_of(std::size_t index, const PackageText& printed) const;
-  bool read_text(std::size_t index, const PackageText& printed, mods::json::Value& out) const;
+  void read_text(std::size_t index, const PackageText& printed, mods::json::Value& out) const;
 
   std::vector<bool> unread_;
   std::size_t unread_count_ = 0;
