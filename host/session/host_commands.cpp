@@ -133,8 +133,15 @@ Value HostSession::reload(const Value& params, std::string& error, bool& ok) {
     std::string ignored;
     it->second->fold(ignored);
     Value discarded = Value::array();
-    if (it->second->in_conflict() && !keep_discarded(*it->second, discarded, error)) {
+    const bool conflict = it->second->in_conflict();
+    if (conflict && !keep_discarded(*it->second, discarded, error)) {
       ok = false;  // the answered changes are still in memory and in the journal: nothing is dropped
+      return Value();
+    }
+    // The discarded changes are in NAME.discarded now; their journal must not meet the file again, or the
+    // next open would set them aside once more.
+    if (conflict && !it->second->drop_journal(error)) {
+      ok = false;
       return Value();
     }
     packages_.erase(it);
@@ -180,6 +187,9 @@ bool HostSession::keep_discarded(StoredPackage& stored, Value& labels, std::stri
                                         .count()));
   line["labels"] = labels;
   line["document"] = stored.package().document;
+  // Changes a journal kept aside at open were made on a file no longer there: no document holds them, so
+  // the actors they touched go as they left them.
+  if (!stored.set_aside().labels.empty()) line["actors"] = stored.set_aside().actors;
   const std::string path = store_->journal_folder() + "/" + name + kDiscardedSuffix;
   std::string bytes, text, reason;
   FileIdentity identity;

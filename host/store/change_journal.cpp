@@ -1,8 +1,11 @@
 // Record frame: u32 payload length, u64 checksum of the payload, payload; all integers little-endian.
 // Payload: kind byte, then for Entry/Change: i64 time, u64 actor index, u8 undone, then label, before and
 // after as length-prefixed strings (actors as compact JSON); for Checkpoint: four u64 (saved hash and
-// size, replaced hash and size); Undo and Redo carry nothing more.
+// size, replaced hash and size), then (format 2) the replaced file's stamp; for File (format 2): a file's
+// stamp. A stamp is three u64: device, inode, status change time in ns. Undo and Redo carry nothing more.
 #include "host/store/change_journal.h"
+
+#include <optional>
 
 #include "json_text/json_text.h"
 #include "host/store/content_hash.h"
@@ -46,7 +49,20 @@ class Reader {
   std::string_view bytes_;
 };
 
-bool decode_payload(std::string_view payload, JournalRecord& record) {
+void put_stamp(std::string& out, const FileStamp& stamp) {
+  put_u64(out, stamp.device);
+  put_u64(out, stamp.inode);
+  put_u64(out, static_cast<std::uint64_t>(stamp.status_changed_ns));
+}
+
+bool read_stamp(Reader& in, FileStamp& stamp) {
+  std::uint64_t changed = 0;
+  if (!in.u64(stamp.device) || !in.u64(stamp.inode) || !in.u64(changed)) return false;
+  stamp.status_changed_ns = static_cast<std::int64_t>(changed);
+  return true;
+}
+
+bool decode_payload(std::string_view payload, int format, JournalRecord& record) {
   if (payload.empty()) return false;
   Reader in(payload.substr(1));
   record.kind = static_cast<JournalRecord::Kind>(payload[0]);
@@ -71,7 +87,9 @@ bool decode_payload(std::string_view payload, JournalRecord& record) {
     }
     case JournalRecord::Kind::Checkpoint:
       return in.u64(record.saved.hash) && in.u64(record.saved.size) && in.u64(record.replaced.hash) &&
-             in.u64(record.replaced.size) && in.done();
+             in.u64(record.replaced.size) && (format < 2 || read_stamp(in, record.replaced_file)) && in.done();
+    case JournalRecord::Kind::File:
+      return format >= 2 && read_stamp(in, record.saved_file) && in.done();
     case JournalRecord::Kind::Undo:
     case JournalRecord::Kind::Redo:
       return in.done();
@@ -107,6 +125,10 @@ bool encode_record(JournalRecord& record, std::string& bytes, std::string& error
       put_u64(payload, record.saved.size);
       put_u64(payload, record.replaced.hash);
       put_u64(payload, record.replaced.size);
+      put_stamp(payload, record.replaced_file);
+      break;
+    case JournalRecord::Kind::File:
+      put_stamp(payload, record.saved_file);
       break;
     case JournalRecord::Kind::Undo:
     case JournalRecord::Kind::Redo:
@@ -123,7 +145,11 @@ bool encode_record(JournalRecord& record, std::string& bytes, std::string& error
 
 bool decode_journal(std::string_view bytes, JournalContents& contents) {
   contents = JournalContents{};
-  if (bytes.substr(0, kJournalHeader.size()) != kJournalHeader) return false;
+  if (bytes.substr(0, kJournalHeaderFormat1.size()) == kJournalHeaderFormat1) {
+    contents.format = 1;
+  } else if (bytes.substr(0, kJournalHeader.size()) != kJournalHeader) {
+    return false;
+  }
   std::size_t at = kJournalHeader.size();
   contents.valid_bytes = at;
   while (bytes.size() - at >= kFrameBytes) {
@@ -134,7 +160,7 @@ bool decode_journal(std::string_view bytes, JournalContents& contents) {
     if (length > kMaxPayloadBytes || bytes.size() - at - kFrameBytes < length) break;
     std::string_view payload = bytes.substr(at + kFrameBytes, length);
     JournalRecord record;
-    if (frame_checksum(payload) != checksum || !decode_payload(payload, record)) break;
+    if (frame_checksum(payload) != checksum || !decode_payload(payload, contents.format, record)) break;
     contents.records.push_back(std::move(record));
     at += kFrameBytes + length;
     contents.valid_bytes = at;
@@ -160,23 +186,41 @@ long checkpoint_saving(const std::vector<JournalRecord>& records, long end, cons
 }  // namespace
 
 // Package renames are not flushed one by one, so a power cut may undo several: the file is then the
-// version some earlier checkpoint saved. Each checkpoint names the version it replaced, and following
-// those links back from the last one passes every version the file can be; versions whose rename failed
-// are skipped, as no link names them.
-long replay_start(const std::vector<JournalRecord>& records, const FileVersion& file) {
+// one some earlier checkpoint renamed in. Each checkpoint names the version and the file it replaced, and
+// following those links back from the last one passes every file the package can be after a power cut;
+// versions whose rename failed are skipped, as no link names them. A file that git or anyone else wrote
+// has another inode or change time than the one its content came from, so nothing replays onto it.
+long replay_start(const JournalContents& contents, const FileVersion& file, const FileStamp& stamp) {
+  const std::vector<JournalRecord>& records = contents.records;
   long at = -1;
   for (long i = static_cast<long>(records.size()) - 1; i >= 0 && at < 0; --i)
     if (records[static_cast<std::size_t>(i)].kind == JournalRecord::Kind::Checkpoint) at = i;
+  if (at < 0) return -1;
+  const bool nothing_to_replay = !changes_after_last_checkpoint(records);
+  if (records[static_cast<std::size_t>(at)].saved == file && (nothing_to_replay || contents.format < 2)) return at;
+  if (contents.format < 2) return -1;
+  std::optional<FileStamp> expected;  // the file that holds the version checkpoint `at` saved, when known
+  for (std::size_t i = static_cast<std::size_t>(at) + 1; i < records.size(); ++i)
+    if (records[i].kind == JournalRecord::Kind::File) expected = records[i].saved_file;
   while (at >= 0) {
     const JournalRecord& checkpoint = records[static_cast<std::size_t>(at)];
-    if (checkpoint.saved == file) return at;
+    if (checkpoint.saved == file && expected && *expected == stamp) return at;
+    expected = checkpoint.replaced_file.known() ? std::optional(checkpoint.replaced_file) : std::nullopt;
     at = checkpoint_saving(records, at, checkpoint.replaced);
   }
   return -1;
 }
 
-bool encode_history(const ChangeHistory& history, const FileVersion& version, std::string& bytes,
-                    std::string& error) {
+bool changes_after_last_checkpoint(const std::vector<JournalRecord>& records) {
+  for (auto r = records.rbegin(); r != records.rend(); ++r) {
+    if (r->kind == JournalRecord::Kind::Checkpoint) return false;
+    if (r->kind != JournalRecord::Kind::File) return true;
+  }
+  return false;
+}
+
+bool encode_history(const ChangeHistory& history, const FileVersion& version, const FileStamp& stamp,
+                    std::string& bytes, std::string& error) {
   bytes.assign(kJournalHeader);
   std::string record;
   for (std::size_t i = 0; i < history.changes().size(); ++i) {
@@ -189,7 +233,13 @@ bool encode_history(const ChangeHistory& history, const FileVersion& version, st
   }
   JournalRecord checkpoint;
   checkpoint.saved = checkpoint.replaced = version;
+  checkpoint.replaced_file = stamp;
   if (!encode_record(checkpoint, record, error)) return false;
+  bytes += record;
+  JournalRecord file;
+  file.kind = JournalRecord::Kind::File;
+  file.saved_file = stamp;
+  if (!encode_record(file, record, error)) return false;
   bytes += record;
   return true;
 }

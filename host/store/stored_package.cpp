@@ -106,10 +106,15 @@ bool StoredPackage::read_journal(const std::string& file_bytes, std::string& err
     return false;
   }
   JournalContents contents;
-  long start = decode_journal(bytes, contents) ? replay_start(contents.records, version_) : -1;
+  const bool decoded = decode_journal(bytes, contents);
+  long start = decoded ? replay_start(contents, version_, FileStamp::of(identity_)) : -1;
   // A journal that does not fit the file describes edits of a version others have replaced: its history
-  // would claim changes the file does not hold, so it is set aside (replaced with the first change).
-  if (start < 0) return true;
+  // would claim changes the file does not hold, so it is set aside (replaced with the first change). The
+  // changes it held that no file took yet are kept aside for a reload to discard, never dropped unsaid.
+  if (start < 0) {
+    if (decoded) set_aside_ = waiting_changes(contents.records);
+    return true;
+  }
   std::vector<json_text::TextRange> ignored_ranges;
   // Records past the checkpoint are applied to whole actors.
   const bool to_apply = static_cast<std::size_t>(start) + 1 < contents.records.size();
@@ -119,7 +124,9 @@ bool StoredPackage::read_journal(const std::string& file_bytes, std::string& err
     history_.clear();
     return true;
   }
-  journal_.adopt(contents.valid_bytes, bytes.size());
+  // A journal of the first format is not appended to: the first change or checkpoint writes it afresh.
+  if (contents.format >= 2) journal_.adopt(contents.valid_bytes, bytes.size());
+  file_noted_ = false;  // the file as read may be another than one the journal names (its content decided)
   if (oldest_unfolded_ && !fold(error)) return false;
   return true;
 }
@@ -154,9 +161,10 @@ bool StoredPackage::replay(const JournalContents& contents, long start) {
         break;
       }
       case JournalRecord::Kind::Checkpoint:
+      case JournalRecord::Kind::File:
         break;
     }
-    unfolded = unfolded || (apply && r.kind != JournalRecord::Kind::Checkpoint);
+    unfolded = unfolded || (apply && r.kind != JournalRecord::Kind::Checkpoint && r.kind != JournalRecord::Kind::File);
   }
   history_ = std::move(history);
   if (unfolded) oldest_unfolded_ = Clock::now();
@@ -193,10 +201,26 @@ bool StoredPackage::unchanged_on_disk(std::string& error) {
 
 bool StoredPackage::in_conflict() {
   std::string ignored;
-  return has_unfolded() && !unchanged_on_disk(ignored);
+  return !set_aside_.labels.empty() || (has_unfolded() && !unchanged_on_disk(ignored));
+}
+
+bool StoredPackage::drop_journal(std::string& error) {
+  const std::string path = store_.journal_path(package_.name);
+  const int code = store_.files().remove(path);
+  if (code != 0 && code != ENOENT) {
+    error = "the journal \"" + path + "\" cannot be removed: " + error_text(code);
+    return false;
+  }
+  set_aside_ = SetAsideChanges{};
+  journal_.break_off();  // nothing more is recorded here: the caller drops this package
+  return true;
 }
 
 bool StoredPackage::ready_to_record(std::string& error) {
+  if (!set_aside_.labels.empty()) {
+    error = "package \"" + package_.name + "\" was changed outside the editor: reload it before editing";
+    return false;
+  }
   if (!unchanged_on_disk(error)) return false;
   if ((identity_.permissions & kAnyoneMayWrite) == 0) {  // marked read-only: refused even for root
     error = "package \"" + package_.name + "\" is read-only";
@@ -210,23 +234,36 @@ void StoredPackage::mark_unfolded() {
   if (!oldest_unfolded_) oldest_unfolded_ = Clock::now();
 }
 
+// The first record after a checkpoint's rename goes with one naming the file it renamed in, so that the
+// records after it replay onto that file alone (see replay_start).
 bool StoredPackage::append(const std::string& bytes, std::string& error) {
   if (journal_.state() == JournalFile::State::Missing) {
     assert(!oldest_unfolded_);  // a journal is only missing while the document equals the file
     return write_fresh_journal(bytes, error);
   }
-  std::string reason;
-  if (!journal_.append(bytes, reason)) {
+  std::string reason, records;
+  if (!file_noted_) {
+    JournalRecord file;
+    file.kind = JournalRecord::Kind::File;
+    file.saved_file = FileStamp::of(identity_);
+    if (!encode_record(file, records, reason)) {
+      error = saving_failed(reason);
+      return false;
+    }
+  }
+  records += bytes;
+  if (!journal_.append(records, reason)) {
     error = saving_failed(reason);
     return false;
   }
+  file_noted_ = true;
   return true;
 }
 
 // The history alone, then `extra` (records to follow it), written as a new journal that fits the file.
 bool StoredPackage::write_fresh_journal(const std::string& extra, std::string& error) {
   std::string bytes, reason;
-  if (!encode_history(history_, version_, bytes, reason)) {
+  if (!encode_history(history_, version_, FileStamp::of(identity_), bytes, reason)) {
     error = saving_failed(reason);
     return false;
   }
@@ -235,6 +272,7 @@ bool StoredPackage::write_fresh_journal(const std::string& extra, std::string& e
     error = saving_failed(reason);
     return false;
   }
+  file_noted_ = true;
   return true;
 }
 

@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "tests/host/store/store_fixture.h"
+#include "host/store/change_journal.h"
+#include "host/store/content_hash.h"
 
 namespace store_test {
 
@@ -23,6 +25,7 @@ struct ChangeJournal : StoreTest {
 TEST_F(ChangeJournal, TornOrDamagedLastRecordIsIgnoredAndCutOffBeforeTheNextAppend) {
   std::size_t start = 0;
   const std::string journal = crash_after_two_changes(&start);
+  const host::FileIdentity file = package_identity();  // the file the changes were made on
   std::string bad_checksum = journal;
   bad_checksum[journal.size() - 3] ^= 0x20;  // inside the last record's payload
   // Cut inside its payload (at the last byte and half way) and inside its frame of length and checksum.
@@ -34,7 +37,7 @@ TEST_F(ChangeJournal, TornOrDamagedLastRecordIsIgnoredAndCutOffBeforeTheNextAppe
       journal.substr(0, start + 5),
   };
   for (const std::string& damaged : damaged_journals) {
-    write_text(package_path(), kWindfallText);
+    put_back_file(package_path(), kWindfallText, file);
     write_text(journal_path(), damaged);
     reopen();
     EXPECT_EQ(walker_mode(), "loop") << damaged.size();
@@ -43,6 +46,46 @@ TEST_F(ChangeJournal, TornOrDamagedLastRecordIsIgnoredAndCutOffBeforeTheNextAppe
   reopen();
   EXPECT_EQ(walker_mode(), "loop");
   EXPECT_FALSE(statue_has_route());
+}
+
+// Builds before the files' stamps wrote journals of the first format: they name no file, so their
+// changes replay onto a file of the content their last checkpoint saved, and the journal is then
+// written afresh in the second format.
+TEST_F(ChangeJournal, JournalOfTheFirstFormatStillOpensAndIsWrittenAfreshInTheSecond) {
+  const auto u64 = [](std::string& out, std::uint64_t v, int bytes) {
+    for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
+  };
+  const std::string text = kWindfallText;
+  std::string checkpoint = "K";  // saved and replaced: the file as it stands
+  for (int i = 0; i < 2; ++i) {
+    u64(checkpoint, host::content_hash(text), 8);
+    u64(checkpoint, text.size(), 8);
+  }
+  std::string framed_checkpoint;
+  u64(framed_checkpoint, checkpoint.size(), 4);
+  u64(framed_checkpoint, host::content_hash(checkpoint) ^ (checkpoint.size() * 0x9E3779B97F4A7C15ULL), 8);
+  framed_checkpoint += checkpoint;
+  host::JournalRecord change;
+  change.kind = host::JournalRecord::Kind::Change;
+  change.change.label = "Route settings of walker";
+  change.change.actor_index = 1;
+  change.change.before = parse(text).get("actors").items[1];
+  change.change.after = change.change.before;
+  change.change.after["path"]["mode"] = Value::of("loop");
+  std::string framed_change, error;
+  ASSERT_TRUE(host::encode_record(change, framed_change, error)) << error;
+  std::filesystem::create_directories(folder + "/.pathwright");
+  write_text(journal_path(), std::string(host::kJournalHeaderFormat1) + framed_checkpoint + framed_change);
+
+  reopen();
+  EXPECT_EQ(walker_mode(), "loop");
+  EXPECT_EQ(parse(read_text(package_path())), document());
+  EXPECT_EQ(read_text(journal_path()).substr(0, host::kJournalHeader.size()), host::kJournalHeader);
+  ASSERT_TRUE(run("undo").ok);
+  reopen();
+  EXPECT_EQ(walker_mode(), "once");
+  ASSERT_EQ(history().items.size(), 1u);
+  EXPECT_TRUE(history().items[0].get("undone").boolean);
 }
 
 TEST_F(ChangeJournal, JournalThatDoesNotFitTheFileClaimsNothing) {

@@ -71,11 +71,43 @@ JournalRecord known_checkpoint() {
   record.kind = JournalRecord::Kind::Checkpoint;
   record.saved = {.hash = 0x0123456789abcdefULL, .size = 4096};
   record.replaced = {.hash = 0xfedcba9876543210ULL, .size = 4000};
+  record.replaced_file = {.device = 0x801, .inode = 1234567, .status_changed_ns = 1795423000123456789};
   return record;
 }
 
-// Header, a change, its undo and redo, and a checkpoint, as a store writes them.
+JournalRecord known_file() {
+  JournalRecord record;
+  record.kind = JournalRecord::Kind::File;
+  record.saved_file = {.device = 0x801, .inode = 1234599, .status_changed_ns = 1795423000223456789};
+  return record;
+}
+
+// Header, a change, its undo and redo, a checkpoint and the file it renamed in, as a store writes them.
 const std::string kGoldenJournal = from_hex(
+    // the header, "PWJRNL2\n"
+    "50574a524e4c320a"
+    // a change (C), its undo (U) and redo (R), as in the first format
+    "d5000000" "d4328e64b970c35b"  // payload length, checksum
+    "43c0d58c07a20100000200000000000000001f000000416464206120726f7574"
+    "6520706f696e7420746f20676174655f6775617264330000007b226163746f72"
+    "223a227265736964656e74222c226964223a22676174655f6775617264222c22"
+    "74797065223a22596d31227d650000007b226163746f72223a22726573696465"
+    "6e74222c226964223a22676174655f6775617264222c2270617468223a7b2270"
+    "6f696e7473223a5b7b2278223a2d3135302c2279223a3130302c227a223a3131"
+    "30302e357d5d7d2c2274797065223a22596d31227d"
+    "01000000" "b8d999da2a577d2a" "55"
+    "01000000" "c6f7251b15226b38" "52"
+    // a checkpoint (K): saved hash and size, replaced hash and size, replaced file (device, inode, ctime)
+    "39000000" "15e2afa5ec3caff6"  // payload length, checksum
+    "4befcdab896745230100100000000000001032547698badcfea00f0000000000"
+    "000108000000000000" "87d6120000000000" "15bdecbfb49fea18"
+    // the file it renamed in (F): device, inode, ctime
+    "19000000" "b498095dcfb29df5"  // payload length, checksum
+    "46" "0108000000000000" "a7d6120000000000" "159ee2c5b49fea18");
+
+// The same in the first format, as builds before the files' stamps wrote it: no `F` record, and a
+// checkpoint without the replaced file's stamp.
+const std::string kGoldenJournalFormat1 = from_hex(
     // the header, "PWJRNL1\n"
     "50574a524e4c310a"
     // a change (C): time, actor index, undone flag, then label, actor before and after as compact JSON
@@ -103,7 +135,7 @@ TEST(OnDiskFormat, JournalBytesOfKnownChangesAreStable) {
   JournalRecord undo, redo;
   undo.kind = JournalRecord::Kind::Undo;
   redo.kind = JournalRecord::Kind::Redo;
-  for (JournalRecord record : {known_change(), undo, redo, known_checkpoint()}) {
+  for (JournalRecord record : {known_change(), undo, redo, known_checkpoint(), known_file()}) {
     std::string framed;
     ASSERT_TRUE(host::encode_record(record, framed, error)) << error;
     bytes += framed;
@@ -111,10 +143,22 @@ TEST(OnDiskFormat, JournalBytesOfKnownChangesAreStable) {
   EXPECT_EQ(bytes, kGoldenJournal) << "now written: " << hex(bytes);
 }
 
-TEST(OnDiskFormat, JournalWrittenByEarlierBuildsStillReads) {
+TEST(OnDiskFormat, JournalOfTheSecondFormatReadsItsFiles) {
   JournalContents contents;
   ASSERT_TRUE(host::decode_journal(kGoldenJournal, contents));
+  EXPECT_EQ(contents.format, 2);
   EXPECT_EQ(contents.valid_bytes, kGoldenJournal.size());
+  ASSERT_EQ(contents.records.size(), 5u);
+  EXPECT_EQ(contents.records[3].replaced_file, known_checkpoint().replaced_file);
+  EXPECT_EQ(contents.records[4].kind, JournalRecord::Kind::File);
+  EXPECT_EQ(contents.records[4].saved_file, known_file().saved_file);
+}
+
+TEST(OnDiskFormat, JournalWrittenByEarlierBuildsStillReads) {
+  JournalContents contents;
+  ASSERT_TRUE(host::decode_journal(kGoldenJournalFormat1, contents));
+  EXPECT_EQ(contents.format, 1);
+  EXPECT_EQ(contents.valid_bytes, kGoldenJournalFormat1.size());
   ASSERT_EQ(contents.records.size(), 4u);
   const JournalRecord change = known_change();
   EXPECT_EQ(contents.records[0].kind, JournalRecord::Kind::Change);
@@ -128,6 +172,7 @@ TEST(OnDiskFormat, JournalWrittenByEarlierBuildsStillReads) {
   EXPECT_EQ(contents.records[3].kind, JournalRecord::Kind::Checkpoint);
   EXPECT_EQ(contents.records[3].saved, known_checkpoint().saved);
   EXPECT_EQ(contents.records[3].replaced, known_checkpoint().replaced);
+  EXPECT_FALSE(contents.records[3].replaced_file.known());
 }
 
 }  // namespace
