@@ -188,8 +188,8 @@ bool HostSession::keep_discarded(StoredPackage& stored, Value& labels, std::stri
   line["labels"] = labels;
   line["document"] = stored.package().document;
   // Changes a journal kept aside at open were made on a file no longer there: no document holds them, so
-  // the actors they touched go as they left them.
-  if (!stored.set_aside().labels.empty()) line["actors"] = stored.set_aside().actors;
+  // they go as what each changed.
+  if (!stored.set_aside().labels.empty()) line["changes"] = stored.set_aside().changes;
   const std::string path = store_->journal_folder() + "/" + name + kDiscardedSuffix;
   std::string bytes, text, reason;
   FileIdentity identity;

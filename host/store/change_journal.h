@@ -61,9 +61,12 @@ struct JournalRecord {
 };
 
 // The bytes every journal starts with; a file without them is no journal of ours. Format 2 added the
-// files' stamps (`K` grew one, `F` is new); format 1 journals, as earlier builds wrote them, still read.
-constexpr std::string_view kJournalHeader = "PWJRNL2\n";
+// files' stamps (`K` grew one, `F` is new); format 3 keeps a change as its patch instead of the actor
+// before and after. Journals of formats 1 and 2, as earlier builds wrote them, still read.
+constexpr std::string_view kJournalHeader = "PWJRNL3\n";
+constexpr std::string_view kJournalHeaderFormat2 = "PWJRNL2\n";
 constexpr std::string_view kJournalHeaderFormat1 = "PWJRNL1\n";
+constexpr int kJournalFormat = 3;
 
 // The framed bytes of `record`. On false (a number in an actor that JSON cannot hold), `error` says where.
 // Sets record.change.stored_bytes to the framed size for Entry and Change records.
@@ -71,7 +74,7 @@ bool encode_record(JournalRecord& record, std::string& bytes, std::string& error
 
 // Everything readable in a journal file.
 struct JournalContents {
-  int format = 2;  // 1 for a journal of the first format, which names no files
+  int format = kJournalFormat;  // 1 names no files; 1 and 2 hold whole actors (read as patches)
   std::vector<JournalRecord> records;
   std::uint64_t valid_bytes = 0;  // header plus whole, well-checked records; what follows is a torn tail
 };

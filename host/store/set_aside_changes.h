@@ -15,8 +15,9 @@ namespace host {
 struct SetAsideChanges {
   // Their labels, oldest first, undo and redo as "Undo: LABEL" / "Redo: LABEL".
   std::vector<std::string> labels;
-  // Each actor they touched as they left it, by its place in "actors" (an array of objects, in that order).
-  mods::json::Value actors = mods::json::Value::array();
+  // Each of them, oldest first: {"label", "actor" (its place in "actors"), "edits" (patch_json, as applied:
+  // an undo's sides already swapped)}, for carrying them over by hand.
+  mods::json::Value changes = mods::json::Value::array();
 };
 
 // The changes after the last checkpoint of `records` (none when it ends in one).

@@ -15,11 +15,6 @@ namespace {
 constexpr unsigned kAnyoneMayWrite = 0222;  // permission bits: write for owner, group or others
 constexpr std::int64_t kNsPerMs = 1'000'000;
 
-[[maybe_unused]] bool actor_is(const mods::json::Value& document, std::size_t index, const mods::json::Value& expected) {
-  const mods::json::Value& actors = document.get("actors");
-  return actors.is_array() && index < actors.items.size() && actors.items[index] == expected;
-}
-
 }  // namespace
 
 std::int64_t StoredPackage::wall_clock_ns() {
@@ -124,8 +119,8 @@ bool StoredPackage::read_journal(const std::string& file_bytes, std::string& err
     history_.clear();
     return true;
   }
-  // A journal of the first format is not appended to: the first change or checkpoint writes it afresh.
-  if (contents.format >= 2) journal_.adopt(contents.valid_bytes, bytes.size());
+  // A journal of an earlier format is not appended to: the first change or checkpoint writes it afresh.
+  if (contents.format == kJournalFormat) journal_.adopt(contents.valid_bytes, bytes.size());
   file_noted_ = false;  // the file as read may be another than one the journal names (its content decided)
   if (oldest_unfolded_ && !fold(error)) return false;
   return true;
@@ -143,20 +138,20 @@ bool StoredPackage::replay(const JournalContents& contents, long start) {
         if (apply || !history.restore(r.change, r.undone)) return false;
         break;
       case JournalRecord::Kind::Change:
-        if (apply && !swap_actor(document, r.change.actor_index, r.change.before, r.change.after)) return false;
+        if (apply && !patch_actor(document, r.change.actor_index, r.change.patch, true)) return false;
         history.record(r.change);
         break;
       case JournalRecord::Kind::Undo: {
         if (!history.can_undo()) return false;
         const ChangeRecord& c = history.next_undo();
-        if (apply && !swap_actor(document, c.actor_index, c.after, c.before)) return false;
+        if (apply && !patch_actor(document, c.actor_index, c.patch, false)) return false;
         history.undo();
         break;
       }
       case JournalRecord::Kind::Redo: {
         if (!history.can_redo()) return false;
         const ChangeRecord& c = history.next_redo();
-        if (apply && !swap_actor(document, c.actor_index, c.before, c.after)) return false;
+        if (apply && !patch_actor(document, c.actor_index, c.patch, true)) return false;
         history.redo();
         break;
       }
@@ -313,7 +308,7 @@ bool StoredPackage::change(const std::string& label, const editor::Session::Edit
     roll_back(rollback);
     return false;
   }
-  if (!(change.before.get("id") == change.after.get("id"))) ids_indexed_ = false;
+  if (patch_touches_id(change.patch)) ids_indexed_ = false;
   printed_.actor_changed(change.actor_index);
   unfolded_labels_.push_back(label);
   history_.record(std::move(change));
@@ -352,8 +347,8 @@ bool StoredPackage::edit_kept_to_actor(const Rollback& rollback, const std::stri
   return false;
 }
 
-// Appends the change to the journal; on true `change` holds it (the actor before it taken from
-// `rollback`), on false `rollback` still holds that actor.
+// Appends the change to the journal (the patch from `rollback`'s actor to the document's); on true
+// `change` holds it.
 bool StoredPackage::journal_change(const std::string& label, Rollback& rollback, ChangeRecord& change,
                                    std::string& error) {
   const std::size_t index = static_cast<std::size_t>(rollback.index);
@@ -362,16 +357,11 @@ bool StoredPackage::journal_change(const std::string& label, Rollback& rollback,
   record.change.label = label;
   record.change.time_ms = wall_clock_ns() / kNsPerMs;
   record.change.actor_index = index;
-  record.change.before = std::move(rollback.before);
-  record.change.after = package_.document.get("actors").items[index];
+  record.change.patch = diff_actor(rollback.before, package_.document.get("actors").items[index]);
   std::string bytes, reason;
   bool saved = encode_record(record, bytes, reason);
   if (!saved) error = saving_failed(reason);
-  saved = saved && append(bytes, error);
-  if (!saved) {
-    rollback.before = std::move(record.change.before);
-    return false;
-  }
+  if (!saved || !append(bytes, error)) return false;
   change = std::move(record.change);
   return true;
 }
@@ -395,8 +385,8 @@ bool StoredPackage::undo(std::string& label, std::string& error) { return step(t
 
 bool StoredPackage::redo(std::string& label, std::string& error) { return step(false, label, error); }
 
-// Undo and redo alike: journal the step first, then put the one actor the change touched back as it was
-// before it (undo) or after it (redo), and move the history's position.
+// Undo and redo alike: patch the one actor the change touched back (undo) or forward (redo), journal the
+// step (patched back again should that fail), and move the history's position.
 bool StoredPackage::step(bool back, std::string& label, std::string& error) {
   if (back ? !history_.can_undo() : !history_.can_redo()) {
     error = std::string("nothing to ") + (back ? "undo" : "redo") + " in \"" + package_.name + "\"";
@@ -404,20 +394,24 @@ bool StoredPackage::step(bool back, std::string& label, std::string& error) {
   }
   if (!ready_to_record(error)) return false;
   const ChangeRecord& c = back ? history_.next_undo() : history_.next_redo();
-  // Read before it is replaced: an actor still marked unread would be printed from its old text.
+  // Read before it is patched: an actor still marked unread would be printed from its old text.
   if (unread_.any()) unread_.read(*actors_array(), c.actor_index, printed_);
-  assert(actor_is(package_.document, c.actor_index, back ? c.after : c.before));
+  const bool fits = patch_actor(package_.document, c.actor_index, c.patch, !back);
+  assert(fits && "the history fits the document it was recorded on");
+  if (!fits) {
+    error = "package \"" + package_.name + "\" was not changed: its history does not fit the document";
+    return false;
+  }
   JournalRecord record;
   record.kind = back ? JournalRecord::Kind::Undo : JournalRecord::Kind::Redo;
   std::string bytes, reason;
-  if (!encode_record(record, bytes, reason)) {
-    error = saving_failed(reason);
+  if (!encode_record(record, bytes, reason) || !append(bytes, error)) {
+    if (!reason.empty()) error = saving_failed(reason);
+    patch_actor(package_.document, c.actor_index, c.patch, back);  // fits: it was just applied the other way
     return false;
   }
-  if (!append(bytes, error)) return false;
-  package_.document.members["actors"].items[c.actor_index] = back ? c.before : c.after;
   printed_.actor_changed(c.actor_index);
-  if (!(c.before.get("id") == c.after.get("id"))) ids_indexed_ = false;
+  if (patch_touches_id(c.patch)) ids_indexed_ = false;
   label = c.label;
   if (back) {
     history_.undo();

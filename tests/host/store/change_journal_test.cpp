@@ -49,11 +49,21 @@ TEST_F(ChangeJournal, TornOrDamagedLastRecordIsIgnoredAndCutOffBeforeTheNextAppe
 }
 
 // Builds before the files' stamps wrote journals of the first format: they name no file, so their
-// changes replay onto a file of the content their last checkpoint saved, and the journal is then
-// written afresh in the second format.
-TEST_F(ChangeJournal, JournalOfTheFirstFormatStillOpensAndIsWrittenAfreshInTheSecond) {
+// changes (whole actors before and after) replay onto a file of the content their last checkpoint saved,
+// and the journal is then written afresh in the current format.
+TEST_F(ChangeJournal, JournalOfTheFirstFormatStillOpensAndIsWrittenAfreshInTheCurrentOne) {
   const auto u64 = [](std::string& out, std::uint64_t v, int bytes) {
     for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
+  };
+  const auto text_of = [&](std::string& out, const std::string& text) {
+    u64(out, text.size(), 4);
+    out += text;
+  };
+  const auto frame = [&](const std::string& payload) {
+    std::string framed;
+    u64(framed, payload.size(), 4);
+    u64(framed, host::content_hash(payload) ^ (payload.size() * 0x9E3779B97F4A7C15ULL), 8);
+    return framed + payload;
   };
   const std::string text = kWindfallText;
   std::string checkpoint = "K";  // saved and replaced: the file as it stands
@@ -61,21 +71,21 @@ TEST_F(ChangeJournal, JournalOfTheFirstFormatStillOpensAndIsWrittenAfreshInTheSe
     u64(checkpoint, host::content_hash(text), 8);
     u64(checkpoint, text.size(), 8);
   }
-  std::string framed_checkpoint;
-  u64(framed_checkpoint, checkpoint.size(), 4);
-  u64(framed_checkpoint, host::content_hash(checkpoint) ^ (checkpoint.size() * 0x9E3779B97F4A7C15ULL), 8);
-  framed_checkpoint += checkpoint;
-  host::JournalRecord change;
-  change.kind = host::JournalRecord::Kind::Change;
-  change.change.label = "Route settings of walker";
-  change.change.actor_index = 1;
-  change.change.before = parse(text).get("actors").items[1];
-  change.change.after = change.change.before;
-  change.change.after["path"]["mode"] = Value::of("loop");
-  std::string framed_change, error;
-  ASSERT_TRUE(host::encode_record(change, framed_change, error)) << error;
+  // A change of the first format: the walker before and after, whole.
+  Value walker = parse(text).get("actors").items[1];
+  std::string before, after, error;
+  ASSERT_TRUE(json_text::print_json(walker, json_text::JsonLayout::Compact, before, error));
+  walker["path"]["mode"] = Value::of("loop");
+  ASSERT_TRUE(json_text::print_json(walker, json_text::JsonLayout::Compact, after, error));
+  std::string change = "C";
+  u64(change, 1795423000000, 8);
+  u64(change, 1, 8);
+  u64(change, 0, 1);
+  text_of(change, "Route settings of walker");
+  text_of(change, before);
+  text_of(change, after);
   std::filesystem::create_directories(folder + "/.pathwright");
-  write_text(journal_path(), std::string(host::kJournalHeaderFormat1) + framed_checkpoint + framed_change);
+  write_text(journal_path(), std::string(host::kJournalHeaderFormat1) + frame(checkpoint) + frame(change));
 
   reopen();
   EXPECT_EQ(walker_mode(), "loop");

@@ -130,9 +130,12 @@ TEST_F(GitCheckout, ChangeACrashLeftInTheJournalIsKeptAsideFromTheFileGitPutBack
   ASSERT_TRUE(reloaded.ok);
   EXPECT_EQ(reloaded.result.get("discarded").items.at(0).str, "Remove the route of statue");
   const Value kept = parse(read_text(folder + "/.pathwright/windfall.discarded"));
-  ASSERT_EQ(kept.get("actors").items.size(), 1u);
-  EXPECT_EQ(kept.get("actors").items[0].get("id").str, "statue");
-  EXPECT_FALSE(kept.get("actors").items[0].has("path"));
+  ASSERT_EQ(kept.get("changes").items.size(), 1u);
+  EXPECT_EQ(kept.get("changes").items[0].get("label").str, "Remove the route of statue");
+  EXPECT_EQ(kept.get("changes").items[0].get("actor").number, 3);
+  const Value removal = parse(R"([{"at": [], "member": "path",
+      "before": {"points": [{"x": 1, "y": 0, "z": 0}, {"x": 2, "y": 0, "z": 0}], "mode": "loop", "speed": 60}}])");
+  EXPECT_EQ(kept.get("changes").items[0].get("edits"), removal);
   call("set_route", R"({"id": "walker", "mode": "once"})");
   EXPECT_EQ(session->conflicts().items.size(), 0u);
   EXPECT_EQ(read_text(package_path()).find("\"back_and_forth\""), std::string::npos);

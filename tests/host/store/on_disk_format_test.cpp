@@ -60,9 +60,9 @@ JournalRecord known_change() {
   record.change.label = "Add a route point to gate_guard";
   record.change.time_ms = 1795423000000;  // 2026-11-23T08:36:40Z
   record.change.actor_index = 2;
-  record.change.before = parse(R"({"id":"gate_guard","actor":"resident","type":"Ym1"})");
-  record.change.after = parse(R"({"id":"gate_guard","actor":"resident","type":"Ym1",)"
-                              R"("path":{"points":[{"x":-150,"y":100,"z":1100.5}]}})");
+  record.change.patch = host::diff_actor(parse(R"({"id":"gate_guard","actor":"resident","type":"Ym1"})"),
+                                         parse(R"({"id":"gate_guard","actor":"resident","type":"Ym1",)"
+                                               R"("path":{"points":[{"x":-150,"y":100,"z":1100.5}]}})"));
   return record;
 }
 
@@ -84,6 +84,29 @@ JournalRecord known_file() {
 
 // Header, a change, its undo and redo, a checkpoint and the file it renamed in, as a store writes them.
 const std::string kGoldenJournal = from_hex(
+    // the header, "PWJRNL3\n"
+    "50574a524e4c330a"
+    // a change (C): time, actor index, undone flag, label, then its patch: one edit, a member (M) at the
+    // actor itself (no steps), key "path", index 0, only an after side (flags 2), before "" and after JSON
+    "81000000" "6ac852e897214099"  // payload length, checksum
+    "43c0d58c07a20100000200000000000000001f000000416464206120726f7574"
+    "6520706f696e7420746f20676174655f6775617264"
+    "01000000" "4d" "00000000" "0400000070617468" "0000000000000000" "02" "00000000"
+    "2a0000007b22706f696e7473223a5b7b2278223a2d3135302c2279223a313030"
+    "2c227a223a313130302e357d5d7d"
+    // an undo (U) and a redo (R)
+    "01000000" "b8d999da2a577d2a" "55"
+    "01000000" "c6f7251b15226b38" "52"
+    // a checkpoint (K) and the file it renamed in (F), as in the second format
+    "39000000" "15e2afa5ec3caff6"
+    "4befcdab896745230100100000000000001032547698badcfea00f0000000000"
+    "000108000000000000" "87d6120000000000" "15bdecbfb49fea18"
+    "19000000" "b498095dcfb29df5"
+    "46" "0108000000000000" "a7d6120000000000" "159ee2c5b49fea18");
+
+// The same in the second format, as builds before patches wrote it: the change holds the actor before and
+// after, whole.
+const std::string kGoldenJournalFormat2 = from_hex(
     // the header, "PWJRNL2\n"
     "50574a524e4c320a"
     // a change (C), its undo (U) and redo (R), as in the first format
@@ -143,15 +166,19 @@ TEST(OnDiskFormat, JournalBytesOfKnownChangesAreStable) {
   EXPECT_EQ(bytes, kGoldenJournal) << "now written: " << hex(bytes);
 }
 
-TEST(OnDiskFormat, JournalOfTheSecondFormatReadsItsFiles) {
-  JournalContents contents;
-  ASSERT_TRUE(host::decode_journal(kGoldenJournal, contents));
-  EXPECT_EQ(contents.format, 2);
-  EXPECT_EQ(contents.valid_bytes, kGoldenJournal.size());
-  ASSERT_EQ(contents.records.size(), 5u);
-  EXPECT_EQ(contents.records[3].replaced_file, known_checkpoint().replaced_file);
-  EXPECT_EQ(contents.records[4].kind, JournalRecord::Kind::File);
-  EXPECT_EQ(contents.records[4].saved_file, known_file().saved_file);
+// Each format's journal reads as the same records: changes as patches, and (from the second) the files.
+TEST(OnDiskFormat, JournalsOfTheSecondAndCurrentFormatReadTheirChangesAndFiles) {
+  for (const std::string* journal : {&kGoldenJournalFormat2, &kGoldenJournal}) {
+    JournalContents contents;
+    ASSERT_TRUE(host::decode_journal(*journal, contents));
+    EXPECT_EQ(contents.format, journal == &kGoldenJournal ? 3 : 2);
+    EXPECT_EQ(contents.valid_bytes, journal->size());
+    EXPECT_EQ(contents.records[0].change.patch, known_change().change.patch);
+    ASSERT_EQ(contents.records.size(), 5u);
+    EXPECT_EQ(contents.records[3].replaced_file, known_checkpoint().replaced_file);
+    EXPECT_EQ(contents.records[4].kind, JournalRecord::Kind::File);
+    EXPECT_EQ(contents.records[4].saved_file, known_file().saved_file);
+  }
 }
 
 TEST(OnDiskFormat, JournalWrittenByEarlierBuildsStillReads) {
@@ -165,8 +192,7 @@ TEST(OnDiskFormat, JournalWrittenByEarlierBuildsStillReads) {
   EXPECT_EQ(contents.records[0].change.label, change.change.label);
   EXPECT_EQ(contents.records[0].change.time_ms, change.change.time_ms);
   EXPECT_EQ(contents.records[0].change.actor_index, change.change.actor_index);
-  EXPECT_EQ(contents.records[0].change.before, change.change.before);
-  EXPECT_EQ(contents.records[0].change.after, change.change.after);
+  EXPECT_EQ(contents.records[0].change.patch, change.change.patch);
   EXPECT_EQ(contents.records[1].kind, JournalRecord::Kind::Undo);
   EXPECT_EQ(contents.records[2].kind, JournalRecord::Kind::Redo);
   EXPECT_EQ(contents.records[3].kind, JournalRecord::Kind::Checkpoint);
