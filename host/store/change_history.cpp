@@ -24,6 +24,15 @@ bool ChangeHistory::restore(ChangeRecord change, bool undone) {
   return true;
 }
 
+void ChangeHistory::forget_oldest() {
+  if (applied_ == 0) {
+    clear();
+    return;
+  }
+  changes_.pop_front();
+  --applied_;
+}
+
 void ChangeHistory::clear() {
   changes_.clear();
   applied_ = 0;

@@ -43,6 +43,9 @@ class ChangeHistory {
   void undo() { --applied_; }
   void redo() { ++applied_; }
 
+  // Forgets the oldest change when it is applied; when every change is undone, forgets them all (a redo
+  // past a forgotten change could not fit).
+  void forget_oldest();
   void clear();
   const std::deque<ChangeRecord>& changes() const { return changes_; }
   std::size_t applied() const { return applied_; }   // changes_[0, applied) are in the document

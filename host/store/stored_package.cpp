@@ -97,7 +97,11 @@ bool StoredPackage::read_journal(const std::string& file_bytes, std::string& err
   int code = store_.files().read_file(store_.journal_path(package_.name), bytes, identity);
   if (code == ENOENT) return true;  // never edited here: Missing
   if (code != 0) {
-    error = "package \"" + package_.name + "\" cannot be read: " + error_text(code);
+    // Opening without it could lose changes it holds beyond the file; refusing says where and what to do.
+    const std::string path = store_.journal_path(package_.name);
+    error = "package \"" + package_.name + "\" cannot be opened: its journal \"" + path + "\" cannot be read: " +
+            read_error_text(code) + "; the package file holds every change saved so far, so moving the journal aside opens " +
+            "the package as that file holds it (without the history, and without changes the journal holds beyond it)";
     return false;
   }
   JournalContents contents;
@@ -257,6 +261,7 @@ bool StoredPackage::append(const std::string& bytes, std::string& error) {
 
 // The history alone, then `extra` (records to follow it), written as a new journal that fits the file.
 bool StoredPackage::write_fresh_journal(const std::string& extra, std::string& error) {
+  while (history_.stored_bytes() > kJournalCeilingBytes / 2) history_.forget_oldest();
   std::string bytes, reason;
   if (!encode_history(history_, version_, FileStamp::of(identity_), bytes, reason)) {
     error = saving_failed(reason);
@@ -272,7 +277,8 @@ bool StoredPackage::write_fresh_journal(const std::string& extra, std::string& e
 }
 
 bool StoredPackage::journal_wants_compacting() const {
-  return journal_.bytes() > kCompactAboveBytes && journal_.bytes() > 2 * history_.stored_bytes();
+  return journal_.bytes() > kCompactAboveBytes &&
+         (journal_.bytes() > 2 * history_.stored_bytes() || journal_.bytes() > kJournalCeilingBytes);
 }
 
 bool StoredPackage::fold_due(Clock::time_point now) const {

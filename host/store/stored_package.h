@@ -32,6 +32,10 @@ class StoredPackage {
   static constexpr std::chrono::milliseconds kFoldAfter{400};
   // A journal is rewritten as its history alone once it is this large and more than twice that history.
   static constexpr std::uint64_t kCompactAboveBytes = 256 * 1024;  // bytes
+  // A journal is rewritten at the next checkpoint once it passes this, whatever its history, and the
+  // history it is rewritten with is cut (oldest changes first) to half of it: far below the 256 MiB the
+  // store reads, so that a journal never grows past what the store can open again.
+  static constexpr std::uint64_t kJournalCeilingBytes = std::uint64_t{64} << 20;  // bytes
   // The coarsest file time stamp we allow for: a file whose time lies this close to when we last knew its
   // content is hashed, not trusted. Whole-second time stamps (2 s on FAT, 1 s on older file systems) get
   // the first; time stamps with a fraction of a second tick at least every 10 ms (exFAT; the kernel's

@@ -98,6 +98,18 @@ TEST_F(ChangeJournal, JournalOfTheFirstFormatStillOpensAndIsWrittenAfreshInTheCu
   EXPECT_TRUE(history().items[0].get("undone").boolean);
 }
 
+// The fault: a journal too large to read said only "package cannot be read: file too large".
+TEST_F(ChangeJournal, JournalThatCannotBeReadNamesItsFileAndWhatToDoAndLeavesThePackage) {
+  std::filesystem::create_directories(journal_path());  // a folder where the journal should be
+  std::string error;
+  EXPECT_EQ(session->package(parse(R"({"package": "windfall"})"), error), nullptr);
+  EXPECT_EQ(error, "package \"windfall\" cannot be opened: its journal \"" + journal_path() +
+                       "\" cannot be read: it is a folder, not a regular file; the package file holds every change "
+                       "saved so far, so moving the journal aside opens the package as that file holds it (without "
+                       "the history, and without changes the journal holds beyond it)");
+  EXPECT_EQ(read_text(package_path()), kWindfallText);
+}
+
 TEST_F(ChangeJournal, JournalThatDoesNotFitTheFileClaimsNothing) {
   crash_after_two_changes();
   const std::string outside = "{\"actors\": [{\"id\": \"walker\"}]}";
