@@ -81,6 +81,8 @@ int CheckCommand::run() const {
   std::vector<std::string> names = packages_;
   if (names.empty() && !store_packages(*bench, names)) return kExitCannotRun;
 
+  // Without a ground source the check of the routes never runs: say which flags give one.
+  const bool grounded = !game_.empty() || demo_ || !world_.empty();
   int status = kExitPassed;
   Value answers = Value::array();
   for (const std::string& name : names) {
@@ -92,13 +94,17 @@ int CheckCommand::run() const {
       status = kExitCannotRun;
       continue;
     }
-    if (!outcome.result.get("checked").boolean) {
+    Value answer = outcome.result;
+    if (!grounded && !answer.get("checked").boolean) {
+      answer["game"] = Value::of("no ground to check against: give --game HOST:PORT, --demo or --world FILE.obj");
+    }
+    if (!answer.get("checked").boolean) {
       status = kExitCannotRun;
-    } else if (!check_passed(outcome.result) && status == kExitPassed) {
+    } else if (!check_passed(answer) && status == kExitPassed) {
       status = kExitFailed;
     }
-    if (format_ == "text") std::cout << check_report(outcome.result);
-    answers.items.push_back(outcome.result);
+    if (format_ == "text") std::cout << check_report(answer);
+    answers.items.push_back(std::move(answer));
   }
   if (format_ == "json") {
     Value result = Value::object();

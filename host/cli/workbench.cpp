@@ -5,6 +5,7 @@
 
 #include "host/link/local_live_game.h"
 #include "host/check/check_commands.h"
+#include "host/check/package_check.h"
 #include "host/cli/temp_folder.h"
 #include "host/session/host_session.h"
 #include "host/store/store_lock.h"
@@ -69,6 +70,7 @@ bool Workbench::start_game(std::string& error) {
     link_ = std::make_unique<GameLink>(options_.game, options_.game_timeout_seconds);
     link_->on_note = [this](const std::string& text) { note(text); };
     link_->loaded_packages = [this] { return packages_for_new_connection(); };
+    link_->on_refused = [this](const std::string& package, const std::string& problem) { refused(package, problem); };
   }
   return true;
 }
@@ -130,12 +132,23 @@ editor::LiveGame* Workbench::game() const {
 
 void Workbench::refresh_live_game() { session_->live_game = game(); }
 
+// A refused package is tried again before each command: said once, until the game's words change.
+void Workbench::refused(const std::string& package, const std::string& problem) {
+  refused_[package] = problem;
+  handed_over_.erase(package);
+  if (!on_note || told_[package] == problem) return;  // before the front end listens nothing is told
+  told_[package] = problem;
+  note("the game did not take package \"" + package + "\": " + problem);
+}
+
 bool Workbench::hand_over(const editor::Session::Package& package) {
   std::string problem;
   if (!session_->live_game->load_package(package, problem)) {
-    note("the game did not take package \"" + package.name + "\": " + problem);
+    refused(package.name, problem);
     return false;
   }
+  refused_.erase(package.name);
+  told_.erase(package.name);
   handed_over_.insert(package.name);
   return true;
 }
@@ -191,7 +204,7 @@ Value Workbench::status() {
     if (link_->retry_in_seconds() > 0) game["retry_in"] = Value::of(std::ceil(link_->retry_in_seconds() * 10) / 10);
   } else {
     game["connected"] = Value::of(false);
-    game["problem"] = Value::of("no game address was given (--game HOST:PORT or --demo)");
+    game["problem"] = Value::of("no game address was given (--game HOST:PORT, --demo or --world FILE.obj)");
   }
   return status;
 }
@@ -234,6 +247,7 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
       if (!outcome.handled) {
         outcome.error.clear();
         outcome.result = check_command(*session_, method, params, outcome.error, outcome.ok, outcome.handled);
+        if (outcome.ok && method == "check_package") add_refusal(outcome.result);
       }
       if (!outcome.handled) {
         outcome.error.clear();
@@ -252,6 +266,11 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
   if (!outcome.ok && linked && !link_->connected()) outcome.code = rpc_code::kGameLinkFailed;
   refresh_live_game();
   return outcome;
+}
+
+void Workbench::add_refusal(Value& answer) const {
+  const auto refusal = refused_.find(answer.get("package").string(""));
+  if (refusal != refused_.end() && answer.get("checked").boolean) add_game_refusal(answer, refusal->second);
 }
 
 editor::LiveGame* Workbench::current_game() {
@@ -298,7 +317,8 @@ CallOutcome Workbench::advance_command(const Value& params) {
     return outcome;
   }
   if (!local_ || !local_->manual_clock()) {
-    outcome.error = "advance_game needs the in-process game with a manual clock (--demo --manual-clock)";
+    outcome.error = "advance_game needs the in-process game with a manual clock (--demo or --world FILE.obj, with "
+                    "--manual-clock)";
     return outcome;
   }
   double time = 0;

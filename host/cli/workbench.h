@@ -7,6 +7,7 @@
 #define PATHWRIGHT_HOST_CLI_WORKBENCH_H_
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -98,7 +99,10 @@ class Workbench {
   void refresh_live_game();
   editor::LiveGame* game() const;
   bool hand_over(const editor::Session::Package& package);
+  void refused(const std::string& package, const std::string& problem);
   void sync_game(const mods::json::Value& params);
+  // Adds the game's refusal of the package a check_package `answer` is about, when it refuses it.
+  void add_refusal(mods::json::Value& answer) const;
 
   WorkbenchOptions options_;
   std::unique_ptr<TempFolder> temp_store_;  // outlives the session that works in it
@@ -107,6 +111,8 @@ class Workbench {
   std::unique_ptr<GameLink> link_;
   std::unique_ptr<LocalLiveGame> local_;  // the in-process game and its world, for --demo
   std::set<std::string> handed_over_;  // packages the game has had since it (re)connected
+  std::map<std::string, std::string> refused_;  // package -> the game's words, while it refuses it
+  std::map<std::string, std::string> told_;     // package -> the refusal last told through on_note
 };
 
 }  // namespace host
