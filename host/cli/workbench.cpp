@@ -8,6 +8,7 @@
 #include "host/check/package_check.h"
 #include "host/cli/temp_folder.h"
 #include "host/session/host_session.h"
+#include "host/session/number_param.h"
 #include "host/store/store_lock.h"
 
 namespace host {
@@ -15,7 +16,8 @@ namespace {
 
 using mods::json::Value;
 
-constexpr const char* kDemoStore = "windfall";  // the folder under the examples that --demo copies
+constexpr const char* kDemoStore = "windfall";
+constexpr double kMostAdvanceSeconds = 86400;  // s of game time one advance_game moves on at most: a day  // the folder under the examples that --demo copies
 
 // Whether `method` reads, of its package, only the actors its request's "id" names (and the actor an undo or
 // redo puts back): route edits, undo and redo. Such a command alone needs no other actor built.
@@ -311,9 +313,9 @@ bool Workbench::advance_game(double seconds, std::string& error) {
 CallOutcome Workbench::advance_command(const Value& params) {
   CallOutcome outcome;
   outcome.handled = true;
-  const Value& seconds = params.get("seconds");
-  if (!seconds.is_number()) {
-    outcome.error = "advance_game needs \"seconds\", a number";
+  double seconds = 0;
+  if (!read_number_param(params, {"advance_game", "seconds", 0, kMostAdvanceSeconds, false, true}, seconds,
+                         outcome.error)) {
     return outcome;
   }
   if (!local_ || !local_->manual_clock()) {
@@ -322,7 +324,7 @@ CallOutcome Workbench::advance_command(const Value& params) {
     return outcome;
   }
   double time = 0;
-  if (!local_->advance(seconds.number, time, outcome.error)) return outcome;
+  if (!local_->advance(seconds, time, outcome.error)) return outcome;
   outcome.ok = true;
   outcome.result = Value::object();
   outcome.result["time"] = Value::of(time);
