@@ -58,9 +58,16 @@ class PackageStore {
   std::string journal_folder() const;
   std::string journal_path(const std::string& name) const;
 
+  // A folder entry ending in .json that is no package, and why (for a modder who expects it read).
+  struct SkippedFile {
+    std::string file;
+    std::string reason;
+  };
   // The names of every package file in the folder, sorted. On false, `error` says why the folder could not
   // be listed and `names` is unspecified.
   bool list(std::vector<std::string>& names, std::string& error);
+  // The same, and in `skipped` every other entry NAME.json (not hidden) with the reason, sorted by name.
+  bool list(std::vector<std::string>& names, std::vector<SkippedFile>& skipped, std::string& error);
 
   // Reads package `name`'s file. On false, `error` is "no package \"NAME\" in the store" or
   // "package \"NAME\" cannot be read: REASON", and the outputs are unspecified.

@@ -63,4 +63,75 @@ TEST(CheckHardening, WithoutAGroundSourceTheMessagesNameEveryFlagThatGivesOne) {
             "no ground to check against: give --game HOST:PORT, --demo or --world FILE.obj");
 }
 
+// Regression: "my mod.json" and "dörfchen.json" were passed over without a word, and a store of only such
+// files "held no package".
+TEST(CheckHardening, PackageFilesWithOtherNamesAreListedWithTheReason) {
+  Scratch scratch;
+  const std::string floor = scratch.write("floor.obj", "v 0 0 0\nv 1000 0 0\nv 1000 0 1000\nf 1 2 3\n");
+  scratch.write("store/my mod.json", R"({"actors": []})");
+  scratch.write("store/d\xc3\xb6rfchen.json", R"({"actors": []})");
+  const std::string world = " --world '" + floor + "'";
+  const std::string rule = "not a package name: 1 to 100 ASCII letters (a-z, A-Z), digits, _, - and ., not "
+                           "starting with .";
+  const std::string warnings = "pathwright check: skipped \"d\xc3\xb6rfchen.json\": " + rule +
+                               "\npathwright check: skipped \"my mod.json\": " + rule + "\n";
+  Outcome run = check(scratch, "--store '" + scratch.path("store") + "'" + world);
+  EXPECT_EQ(run.status, 2);
+  EXPECT_EQ(run.err, warnings + "pathwright check: the store holds no package\n");
+
+  scratch.write("store/good.json", R"({"actors": []})");
+  run = check(scratch, "--store '" + scratch.path("store") + "'" + world);
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.err, warnings);
+  const std::string listing = std::string("'") + PATHWRIGHT_BINARY + "' call --store '" + scratch.path("store") +
+                              "' packages >'" + scratch.path("list.txt") + "'";
+  ASSERT_EQ(std::system(listing.c_str()), 0);
+  const Value skipped = host::testing::parse(host::testing::file_text(scratch.path("list.txt"))).get("skipped");
+  ASSERT_EQ(skipped.items.size(), 2u);
+  EXPECT_EQ(skipped.items[1].get("file").str, "my mod.json");
+  EXPECT_EQ(skipped.items[1].get("reason").str, rule);
+}
+
+TEST(CheckHardening, APackageNamedByItsFileIsCheckedUnderItsName) {
+  Scratch scratch;
+  scratch.write("store/good.json", R"({"actors": []})");
+  const std::string store = "--store '" + scratch.path("store") + "' --demo " + kExamples;
+  const struct {
+    const char* name;
+    int status;
+    const char* err;
+  } cases[] = {
+      {.name = "good", .status = 0, .err = ""},
+      {.name = "good.json", .status = 0, .err = ""},
+      {.name = "bad.json",
+       .status = 2,
+       .err = "pathwright check: bad.json: no package \"bad.json\" in the store (a package is named without "
+              "\".json\")\n"},
+  };
+  for (const auto& c : cases) {
+    const Outcome run = check(scratch, store + " " + c.name);
+    EXPECT_EQ(run.status, c.status) << c.name;
+    EXPECT_EQ(run.err, c.err) << c.name;
+  }
+}
+
+// Regression: --format json left unreadable packages out (only stderr told) and printed nothing when the
+// check could not run.
+TEST(CheckHardening, JsonFormatListsUnreadablePackagesAndSaysWhyItCannotRun) {
+  Scratch scratch;
+  scratch.write("store/good.json", R"({"actors": []})");
+  scratch.write("store/torn.json", R"({"actors": [)");
+  const Outcome run = check(scratch, "--format json --store '" + scratch.path("store") + "' --demo " + kExamples);
+  EXPECT_EQ(run.status, 2);
+  const Value answer = host::testing::parse(run.out);
+  EXPECT_EQ(answer.get("packages").items.size(), 1u);
+  ASSERT_EQ(answer.get("unreadable").items.size(), 1u) << run.out;
+  EXPECT_EQ(answer.get("unreadable").items[0].get("package").str, "torn");
+  EXPECT_NE(answer.get("unreadable").items[0].get("error").str, "");
+
+  const Outcome empty = check(scratch, "--format json --store '" + scratch.path("nowhere") + "' --demo " + kExamples);
+  EXPECT_EQ(empty.status, 2);
+  EXPECT_NE(host::testing::parse(empty.out).get("error").str, "") << empty.out;
+}
+
 }  // namespace
