@@ -114,6 +114,9 @@ int CheckCommand::run() const {
   options.demo = demo_ || !world_.empty();
   options.world_file = world_;
   options.examples_dir = examples_;
+  // A check writes nothing: it reads a store that cannot be written, or one a map or serve holds, as is.
+  options.reads_only = true;
+  options.read_beside_holder = true;
   std::string error;
   auto bench = open_for_check(options, game_, error);
   if (!bench) return cannot_run(error);

@@ -1,5 +1,8 @@
 #include "host/cli/workbench.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cmath>
 #include <vector>
 
@@ -9,6 +12,8 @@
 #include "host/cli/temp_folder.h"
 #include "host/session/host_session.h"
 #include "host/session/number_param.h"
+#include "host/store/file_system.h"
+#include "host/store/package_store.h"
 #include "host/store/store_lock.h"
 
 namespace host {
@@ -58,10 +63,41 @@ bool Workbench::open_store(std::string& error, bool& store_held) {
   if (!session_) return false;
   // A game is handed whole packages, so only a process with none and one command to run outlines them.
   if (!options_.demo && !options_.use_game && touches_one_actor(options_.only_command)) session_->load_outlined();
-  lock_ = StoreLock::take(session_->store_dir(), options_.lock_wait_seconds, store_held, error);
-  if (!lock_) return false;
+  if (!lock_store(error, store_held)) return false;
+  if (read_only_) return true;
   int removed = 0;
   return session_->remove_interrupted_saves(removed, error);
+}
+
+bool Workbench::lock_store(std::string& error, bool& store_held) {
+  const std::string& store = session_->store_dir();
+  const std::string journal = store + "/" + kJournalFolderName;
+  std::string unwritable;  // why the store cannot be written, "" when it can
+  if (::access(store.c_str(), W_OK) != 0 ||
+      (::access(journal.c_str(), F_OK) == 0 && ::access(journal.c_str(), W_OK) != 0)) {
+    unwritable = error_text(errno);
+  }
+  const bool untouched = ::access(journal.c_str(), F_OK) != 0;  // nothing of ours in it yet
+  if (options_.reads_only && (!unwritable.empty() || untouched)) {
+    read_only_ = true;
+    read_only_reason_ = unwritable.empty() ? "" : "it cannot be written (" + unwritable + ")";
+  } else if (!unwritable.empty()) {
+    error = "the store \"" + store + "\" cannot be written (" + unwritable + "): copy it to edit it, e.g. cp -r '" +
+            store + "' ~/mods/copy";
+    return false;
+  } else {
+    lock_ = StoreLock::take(store, options_.lock_wait_seconds, store_held, error);
+    if (!lock_ && !(store_held && options_.reads_only && options_.read_beside_holder)) return false;
+    if (!lock_) {
+      read_only_ = true;
+      const std::string holder = StoreLock::holder(store);
+      read_only_reason_ = "it is in use by " + (holder.empty() ? std::string("another process") : holder);
+      store_held = false;
+      error.clear();
+    }
+  }
+  if (read_only_) session_->forbid_writes();
+  return true;
 }
 
 bool Workbench::start_game(std::string& error) {
@@ -234,6 +270,14 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
   refresh_live_game();
 
   CallOutcome outcome;
+  if (read_only_ && !reads_only_command(method)) {
+    // Only a store read without its lock gets here: the lock's owner or a copy may write.
+    outcome.handled = true;
+    outcome.error = "the store \"" + options_.store_dir + "\" is read here without writing" +
+                    (read_only_reason_.empty() ? "" : " (" + read_only_reason_ + ")") + ": " + method +
+                    " would change it; copy the store to edit it";
+    return outcome;
+  }
   const bool linked = link_ && link_->connected();
   try {
     if (method != "status") sync_game(params);
@@ -296,9 +340,21 @@ bool Workbench::live_actors(const std::string& package, Value& live, std::string
   return link_->live_actors(package, live, error);
 }
 
-void Workbench::maintain() { session_->maintain(); }
+void Workbench::maintain() {
+  if (!read_only_) session_->maintain();
+}
 
-bool Workbench::flush(std::string& error) { return session_->flush(error); }
+bool Workbench::flush(std::string& error) { return read_only_ || session_->flush(error); }
+
+bool reads_only_command(const std::string& method) {
+  static const char* const kReading[] = {"packages",    "actors",       "placed_actors", "document",
+                                         "history",     "status",       "check_route",   "route_status",
+                                         "route_profile", "check_package", "suggest_detour"};
+  for (const char* name : kReading) {
+    if (method == name) return true;
+  }
+  return false;
+}
 
 bool Workbench::advance_game(double seconds, std::string& error) {
   if (!local_) {

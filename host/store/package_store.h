@@ -98,6 +98,11 @@ class PackageStore {
   // reason and the folders that failed are flushed again next time.
   bool flush_renames(std::string& error);
 
+  // From now on nothing is written through this store (a store read where it cannot or must not be
+  // written): loading a package keeps the changes its journal replays in memory instead of folding them.
+  void forbid_writes() { writes_forbidden_ = true; }
+  bool writes_forbidden() const { return writes_forbidden_; }
+
   // Creates the journal folder once (and flushes the store folder so that it survives). On false, `error`
   // is the reason.
   bool ensure_journal_folder(std::string& error);
@@ -109,6 +114,7 @@ class PackageStore {
   std::string folder_;
   std::unique_ptr<FileSystem> files_;
   bool journal_folder_ready_ = false;
+  bool writes_forbidden_ = false;
   std::vector<std::string> unflushed_folders_;  // folders of renames commit_unflushed made since
   std::thread releaser_;  // touches only the file it releases
 };

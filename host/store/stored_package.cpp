@@ -120,7 +120,7 @@ bool StoredPackage::read_journal(const std::string& file_bytes, std::string& err
     return true;
   }
   journal_.adopt(contents.valid_bytes, bytes.size());
-  if (oldest_unfolded_ && !fold(error)) return false;
+  if (oldest_unfolded_ && !store_.writes_forbidden() && !fold(error)) return false;
   return true;
 }
 

@@ -3,6 +3,7 @@
 // names. The real binary on stores of its own.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "json_text/json_text.h"
@@ -11,6 +12,7 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using host::testing::check;
 using host::testing::Outcome;
 using host::testing::Scratch;
@@ -132,6 +134,82 @@ TEST(CheckHardening, JsonFormatListsUnreadablePackagesAndSaysWhyItCannotRun) {
   const Outcome empty = check(scratch, "--format json --store '" + scratch.path("nowhere") + "' --demo " + kExamples);
   EXPECT_EQ(empty.status, 2);
   EXPECT_NE(host::testing::parse(empty.out).get("error").str, "") << empty.out;
+}
+
+constexpr int kNoMount = 99;  // the script's exit status when the mount was refused
+
+// Runs `shell` (a shell command line, in a script file of `scratch`) with `store` bind-mounted read-only
+// over itself in a mount namespace of its own; false when this machine allows no such mount.
+bool run_on_read_only_mount(const Scratch& scratch, const std::string& store, const std::string& shell, int& status) {
+  const std::string script = scratch.write(
+      "read_only.sh", "mount --bind -o ro '" + store + "' '" + store + "' 2>/dev/null || exit " +
+                         std::to_string(kNoMount) + "\n" + shell + "\n");
+  const int raw = std::system(("unshare -m sh '" + script + "' 2>/dev/null").c_str());
+  status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  constexpr int kNoUnshare = 127;  // the shell's status when unshare is not there
+  return status != kNoMount && status != kNoUnshare;
+}
+
+// Regression: on a read-only checkout `check` exited 2 and `call actors` 1 ("cannot make .pathwright"), and
+// read-only commands made .pathwright/ in any folder.
+TEST(CheckHardening, CommandsThatOnlyReadWorkOnAStoreThatCannotBeWrittenAndCreateNothing) {
+  Scratch scratch;
+  const auto demo = host::testing::demo_store();
+  ASSERT_NE(demo, nullptr);
+  const std::string store = demo->path();
+  const std::string binary = std::string("'") + PATHWRIGHT_BINARY + "'";
+  const std::string out = scratch.path("out.txt"), err = scratch.path("err.txt");
+  const struct {
+    std::string args;
+    int status;
+    std::string err;  // "" when only the status matters
+  } cases[] = {
+      {.args = "call actors", .status = 0, .err = ""},
+      {.args = "call document", .status = 0, .err = ""},
+      {.args = "call history", .status = 0, .err = ""},
+      {.args = "call packages", .status = 0, .err = ""},
+      {.args = "call status", .status = 0, .err = ""},
+      {.args = "call check_route '{\"id\": \"baker_ub3\"}' --demo", .status = 0, .err = ""},
+      {.args = "call check_package --demo", .status = 0, .err = ""},
+      {.args = "check --demo " + kExamples, .status = 1, .err = ""},
+      {.args = "call set_route '{\"id\": \"baker_ub3\", \"speed\": 50}'",
+       .status = 1,
+       .err = "pathwright: the store \"" + store + "\" cannot be written (read-only file system): copy it to edit "
+              "it, e.g. cp -r '" + store + "' ~/mods/copy\n"},
+  };
+  for (const auto& c : cases) {
+    // On a store that can be written, a command that reads leaves nothing behind either.
+    if (c.status != 1 || c.args.rfind("check", 0) == 0) {
+      const std::string here = binary + " " + c.args + " --store '" + store + "' >/dev/null 2>&1";
+      EXPECT_EQ(WEXITSTATUS(std::system(here.c_str())), c.status) << c.args;
+      EXPECT_FALSE(fs::exists(store + "/.pathwright")) << c.args << " made .pathwright";
+    }
+    int status = -1;
+    const std::string shell = binary + " " + c.args + " --store '" + store + "' >'" + out + "' 2>'" + err + "'";
+    if (!run_on_read_only_mount(scratch, store, shell, status)) {
+      GTEST_SKIP() << "no read-only bind mount on this machine";
+    }
+    EXPECT_EQ(status, c.status) << c.args << ": " << host::testing::file_text(err);
+    if (!c.err.empty()) {
+      EXPECT_EQ(host::testing::file_text(err), c.err) << c.args;
+    }
+  }
+}
+
+// Regression: `check` on a store a map or serve held exited 2 ("in use by process ...").
+TEST(CheckHardening, CheckReadsAStoreAnotherProcessHoldsBesideIt) {
+  Scratch scratch;
+  const auto demo = host::testing::demo_store();
+  ASSERT_NE(demo, nullptr);
+  host::testing::Child server(PATHWRIGHT_BINARY, {"serve", "--store", demo->path()}, scratch.path("serve.txt"));
+  Value move = Value::object();
+  move["id"] = Value::of("young_man_um2");
+  move["mode"] = Value::of("circle");
+  ASSERT_TRUE(server.call("set_route", move).has("result")) << "the change waits in the server's journal";
+  const Outcome run = check(scratch, "--demo --store '" + demo->path() + "' " + kExamples);
+  EXPECT_EQ(run.status, 1) << run.err;
+  EXPECT_NE(run.out.find("young_man_um2: warning: the mode \"circle\""), std::string::npos) << run.out;
+  EXPECT_TRUE(server.call("status").has("result")) << "the server goes on";
 }
 
 }  // namespace
