@@ -9,6 +9,7 @@
 #include "host/link/local_live_game.h"
 #include "host/check/check_commands.h"
 #include "host/check/package_check.h"
+#include "host/cli/known_params.h"
 #include "host/cli/temp_folder.h"
 #include "host/session/host_session.h"
 #include "host/session/number_param.h"
@@ -310,6 +311,8 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
   // A failure of the link inside a step that reports errors as text (such as ground_heights) has
   // dropped the connection: the command failed because of the game, whatever the step called it.
   if (!outcome.ok && linked && !link_->connected()) outcome.code = rpc_code::kGameLinkFailed;
+  // Beside the answer, never in it: a misspelt parameter is told, the command's own answer unchanged.
+  if (outcome.ok) add_warnings(outcome.result, unknown_param_warnings(method, params));
   refresh_live_game();
   return outcome;
 }

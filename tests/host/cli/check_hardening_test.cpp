@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "json_text/json_text.h"
 #include "json/value.h"
@@ -210,6 +211,38 @@ TEST(CheckHardening, CheckReadsAStoreAnotherProcessHoldsBesideIt) {
   EXPECT_EQ(run.status, 1) << run.err;
   EXPECT_NE(run.out.find("young_man_um2: warning: the mode \"circle\""), std::string::npos) << run.out;
   EXPECT_TRUE(server.call("status").has("result")) << "the server goes on";
+}
+
+// Regression: `set_route {"speeed": 5}` succeeded without a word, and `"snapp": false` was passed over.
+TEST(CheckHardening, UnknownParametersAreToldBesideTheAnswer) {
+  Scratch scratch;
+  const auto demo = host::testing::demo_store();
+  ASSERT_NE(demo, nullptr);
+  const struct {
+    const char* method;
+    const char* params;
+    std::vector<std::string> warnings;
+  } cases[] = {
+      {.method = "set_route",
+       .params = R"({"id": "baker_ub3", "speeed": 5})",
+       .warnings = {"unknown parameter \"speeed\""}},
+      {.method = "add_route_point",
+       .params = R"({"id": "baker_ub3", "position": {"x": 0, "y": 0, "z": 0}, "snapp": false, "afterr": 0})",
+       .warnings = {"unknown parameter \"afterr\"", "unknown parameter \"snapp\""}},
+      {.method = "placed_actors", .params = R"({"limit": 1, "package": "windfall"})", .warnings = {}},
+      {.method = "status", .params = R"({"verbose": true})", .warnings = {"unknown parameter \"verbose\""}},
+  };
+  for (const auto& c : cases) {
+    const std::string out = scratch.path("call.txt");
+    const std::string command = std::string("'") + PATHWRIGHT_BINARY + "' call --store '" + demo->path() + "' " +
+                                c.method + " '" + c.params + "' >'" + out + "'";
+    ASSERT_EQ(std::system(command.c_str()), 0) << c.method;
+    const Value answer = host::testing::parse(host::testing::file_text(out));
+    std::vector<std::string> warnings;
+    for (const Value& warning : answer.get("warnings").items) warnings.push_back(warning.str);
+    EXPECT_EQ(warnings, c.warnings) << c.method;
+    EXPECT_EQ(answer.has("warnings"), !c.warnings.empty()) << c.method;
+  }
 }
 
 }  // namespace
