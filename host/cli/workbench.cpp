@@ -22,8 +22,8 @@ namespace {
 
 using mods::json::Value;
 
-constexpr const char* kDemoStore = "windfall";
-constexpr double kMostAdvanceSeconds = 86400;  // s of game time one advance_game moves on at most: a day  // the folder under the examples that --demo copies
+constexpr const char* kDemoStore = "windfall";  // the folder under the examples that --demo copies
+constexpr double kMostAdvanceSeconds = 86400;   // s of game time one advance_game moves on at most: a day
 
 // Whether `method` reads, of its package, only the actors its request's "id" names (and the actor an undo or
 // redo puts back): route edits, undo and redo. Such a command alone needs no other actor built.
