@@ -64,6 +64,12 @@ TEST(CheckHardening, WithoutAGroundSourceTheMessagesNameEveryFlagThatGivesOne) {
   EXPECT_EQ(run.status, 2);
   EXPECT_EQ(host::testing::parse(run.out).get("packages").items.at(0).get("game").str,
             "no ground to check against: give --game HOST:PORT, --demo or --world FILE.obj");
+  const std::string advance = std::string("'") + PATHWRIGHT_BINARY + "' call " + store +
+                              " advance_game '{\"seconds\": 1}' 2>'" + scratch.path("advance.txt") + "'";
+  EXPECT_NE(std::system(advance.c_str()), 0);
+  EXPECT_EQ(host::testing::file_text(scratch.path("advance.txt")),
+            "advance_game needs the in-process game with a manual clock (--demo or --world FILE.obj, with "
+            "--manual-clock)\n");
 }
 
 // Regression: "my mod.json" and "dörfchen.json" were passed over without a word, and a store of only such
