@@ -148,4 +148,11 @@ Value check_package(editor::Session& session, const Value& params, std::string& 
   return result;
 }
 
+void add_game_refusal(Value& answer, const std::string& refusal) {
+  Finding finding{Finding::Level::Error, "", true, std::nullopt, "the game refuses the package: " + refusal};
+  answer["findings"].items.push_back(finding_json(finding));
+  Value& errors = answer["counts"]["errors"];
+  errors = Value::of(errors.number + 1);
+}
+
 }  // namespace host

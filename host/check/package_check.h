@@ -28,6 +28,10 @@ constexpr std::size_t kBatchProbes = 100000;  // most probes in one ground_heigh
 mods::json::Value check_package(editor::Session& session, const mods::json::Value& params, std::string& error,
                                 bool& ok);
 
+// Adds the game's refusal of the package (`refusal`: the game's words) to a check_package answer as one
+// error finding of the whole package, counted among its errors.
+void add_game_refusal(mods::json::Value& answer, const std::string& refusal);
+
 }  // namespace host
 
 #endif  // PATHWRIGHT_HOST_CHECK_PACKAGE_CHECK_H_

@@ -95,6 +95,7 @@ void add_store_flags(CLI::App& command, Flags& flags) {
 std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status, const std::string& only_command = "") {
   WorkbenchOptions options;
   options.only_command = only_command;
+  options.reads_only = host::reads_only_command(only_command);
   options.store_dir = flags.store.empty() && !flags.world.empty() ? "." : flags.store;
   options.demo = flags.demo || !flags.world.empty();
   options.world_file = flags.world;

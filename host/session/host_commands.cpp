@@ -43,7 +43,8 @@ Value with_package(const std::string& name) {
 
 Value HostSession::list_packages(std::string& error, bool& ok) {
   std::vector<std::string> names;
-  if (!store_->list(names, error)) {
+  std::vector<PackageStore::SkippedFile> skipped;
+  if (!store_->list(names, skipped, error)) {
     ok = false;
     return Value();
   }
@@ -63,6 +64,15 @@ Value HostSession::list_packages(std::string& error, bool& ok) {
   }
   Value result = Value::object();
   result["packages"] = std::move(list);
+  if (skipped.empty()) return result;
+  Value& not_read = result["skipped"];
+  not_read = Value::array();
+  for (const PackageStore::SkippedFile& file : skipped) {
+    Value entry = Value::object();
+    entry["file"] = Value::of(file.file);
+    entry["reason"] = Value::of(file.reason);
+    not_read.items.push_back(std::move(entry));
+  }
   return result;
 }
 

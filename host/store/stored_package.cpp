@@ -126,7 +126,7 @@ bool StoredPackage::read_journal(const std::string& file_bytes, std::string& err
   // A journal of an earlier format is not appended to: the first change or checkpoint writes it afresh.
   if (contents.format == kJournalFormat) journal_.adopt(contents.valid_bytes, bytes.size());
   file_noted_ = false;  // the file as read may be another than one the journal names (its content decided)
-  if (oldest_unfolded_ && !fold(error)) return false;
+  if (oldest_unfolded_ && !store_.writes_forbidden() && !fold(error)) return false;
   return true;
 }
 

@@ -1,64 +1,21 @@
 // `pathwright check` end to end: the real binary on the demo store with the in-process island, and on a
 // store of its own with an OBJ floor as the ground; the report's text, its JSON and the exit status.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "json_text/json_text.h"
 #include "json/value.h"
+#include "tests/host/cli/check_fixture.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using mods::json::Value;
-
-struct Outcome {
-  int status = -1;
-  std::string out;  // standard output only
-  std::string err;
-};
-
-// A folder of its own under the system's temporary folder, removed with everything in it.
-class Scratch {
- public:
-  Scratch() {
-    std::string pattern = (fs::temp_directory_path() / "pathwright-check-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
-    path_ = pattern;
-  }
-  ~Scratch() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  std::string write(const std::string& name, const std::string& text) const {
-    fs::create_directories((path_ / name).parent_path());
-    std::ofstream(path_ / name) << text;
-    return (path_ / name).string();
-  }
-  std::string path(const std::string& name) const { return (path_ / name).string(); }
-
- private:
-  fs::path path_;
-};
-
-std::string file_text(const std::string& path) {
-  std::stringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
-
-Outcome check(const Scratch& scratch, const std::string& args) {
-  const std::string out = scratch.path("out.txt"), err = scratch.path("err.txt");
-  const std::string command =
-      std::string("'") + PATHWRIGHT_BINARY + "' check " + args + " >'" + out + "' 2>'" + err + "'";
-  const int raw = std::system(command.c_str());
-  return {.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, .out = file_text(out), .err = file_text(err)};
-}
+using host::testing::check;
+using host::testing::file_text;
+using host::testing::Outcome;
+using host::testing::Scratch;
 
 const std::string kExamples = std::string("--examples '") + PATHWRIGHT_EXAMPLES_DIR + "'";
 
@@ -143,7 +100,9 @@ TEST(CheckCommand, ExitsTwoWhenTheCheckCannotRun) {
       EXPECT_EQ(run.err, c.err) << c.name;
     }
   }
-  EXPECT_NE(check(scratch, store).out.find("not checked (the game is not running)"), std::string::npos);
+  EXPECT_NE(check(scratch, store).out.find("not checked (no ground to check against: give --game HOST:PORT, --demo or "
+                                           "--world FILE.obj)"),
+            std::string::npos);
 }
 
 TEST(CheckCommand, SetRouteWarnsOfSettingsTheGameWillNotUse) {

@@ -94,7 +94,8 @@ TEST(JsonRpcServe, RunsEveryRouteAndHostCommandAndSavesAtTheEnd) {
     EXPECT_EQ(compact(answer.has("result") ? answer.get("result") : answer.get("error")), expected) << method;
   }
   EXPECT_EQ(compact(server.call("status").get("result").get("game")),
-            R"j({"connected":false,"problem":"no game address was given (--game HOST:PORT or --demo)"})j");
+            R"j({"connected":false,"problem":"no game address was given (--game HOST:PORT, --demo or )j"
+            R"j(--world FILE.obj)"})j");
   EXPECT_EQ(server.call("history").get("result").get("changes").items.size(), 6u);
   const Value document = server.call("document").get("result").get("document");
   EXPECT_EQ(compact(document.get("actors").items.at(0).get("path")),  // gate_guard, the demo's first actor
