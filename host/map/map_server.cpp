@@ -14,6 +14,7 @@
 #include "json_text/json_text.h"
 #include "host/map/ground_tiles.h"
 #include "host/map/map_security.h"
+#include "host/map/page_files.h"
 
 namespace host::map {
 namespace {
@@ -192,30 +193,28 @@ bool MapServer::allowed(const httplib::Request& request, httplib::Response& resp
 
 void MapServer::serve_file(const httplib::Request& request, httplib::Response& response) const {
   namespace fs = std::filesystem;
-  const std::string wanted = request.path == "/" ? "index.html" : request.path.substr(1);
-  const fs::path relative = fs::path(wanted).lexically_normal();
-  for (const fs::path& part : relative) {
-    if (part.empty() || part.string().front() == '.') {
-      refuse(response, 404, "no such file: " + request.path);
-      return;
-    }
-  }
-  const fs::path file = fs::path(options_.web_dir) / relative;
-  std::error_code failed;
-  if (!fs::is_regular_file(file, failed)) {
-    if (!fs::is_regular_file(fs::path(options_.web_dir) / "index.html", failed)) {
+  // The target as sent: the library's decoded path cannot tell "%2f" from "/", and ends at a "%00".
+  const std::string relative = page_file(request.target.empty() ? request.path : request.target);
+  std::error_code failed, missing;
+  const fs::path folder = fs::weakly_canonical(options_.web_dir, failed);
+  const fs::path file = folder / relative;
+  // A link inside the page's folder may point anywhere; only what stays inside is served.
+  const fs::path real = fs::weakly_canonical(file, missing);
+  const auto inside = std::mismatch(folder.begin(), folder.end(), real.begin(), real.end()).first == folder.end();
+  if (relative.empty() || failed || missing || !inside || !fs::is_regular_file(real, missing)) {
+    if (!fs::is_regular_file(folder / "index.html", failed)) {
       refuse(response, 404, "the map's page is not installed: " + options_.web_dir +
                                 "/index.html is missing (build the page, or install Pathwright with it)");
     } else {
-      refuse(response, 404, "no such file: " + request.path);
+      refuse(response, 404, "no such file: " + request.target);
     }
     return;
   }
-  std::ifstream in(file, std::ios::binary);
+  std::ifstream in(real, std::ios::binary);
   std::stringstream body;
   body << in.rdbuf();
   if (!in) {
-    refuse(response, 500, "cannot read " + file.string());
+    refuse(response, 500, "cannot read " + real.string());
     return;
   }
   response.set_header("Content-Security-Policy", kPagePolicy);
