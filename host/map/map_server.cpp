@@ -1,8 +1,12 @@
 #include "host/map/map_server.h"
 
 #include <httplib.h>
+#include <netdb.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -69,6 +73,28 @@ std::string content_type(const std::filesystem::path& file) {
   return type != kTypes.end() ? type->second : "application/octet-stream";
 }
 
+// Whether binding `host`:`port` fails because something listens there: the reason the library does not
+// keep, asked again of the system.
+bool address_in_use(const std::string& host, int port) {
+  addrinfo hints{};
+  hints.ai_family = AF_UNSPEC;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_PASSIVE;
+  addrinfo* found = nullptr;
+  if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return false;
+  bool in_use = false;
+  for (addrinfo* address = found; address != nullptr && !in_use; address = address->ai_next) {
+    const int probe = ::socket(address->ai_family, address->ai_socktype | SOCK_CLOEXEC, address->ai_protocol);
+    if (probe < 0) continue;
+    int yes = 1;
+    ::setsockopt(probe, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    in_use = ::bind(probe, address->ai_addr, address->ai_addrlen) != 0 && errno == EADDRINUSE;
+    ::close(probe);
+  }
+  ::freeaddrinfo(found);
+  return in_use;
+}
+
 bool needs_token(const httplib::Request& request) {
   if (request.method != "GET" && request.method != "HEAD") return true;
   return request.path == "/events" || request.path.rfind("/ground/", 0) == 0;
@@ -112,14 +138,22 @@ bool MapServer::start(std::string& error) {
   http_->set_keep_alive_timeout(kKeepAliveS);
   http_->set_payload_max_length(options_.body_limit);
   route();
+  // Only SO_REUSEADDR (a port in TIME_WAIT may be taken again); the library's default adds SO_REUSEPORT,
+  // with which a second map listens on a taken port too and the kernel spreads the pages over both.
+  http_->set_socket_options([](int socket) {
+    int yes = 1;
+    ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  });
   if (options_.port == 0) {
     port_ = http_->bind_to_any_port(options_.bind);
   } else {
     port_ = http_->bind_to_port(options_.bind, options_.port) ? options_.port : -1;
   }
   if (port_ <= 0) {
+    port_in_use_ = options_.port != 0 && address_in_use(options_.bind, options_.port);
     error = "cannot listen on " + options_.bind + ":" + std::to_string(options_.port) +
-            " (is the port taken, or the address not this machine's?)";
+            (port_in_use_ ? ": the port is in use (another pathwright map?)"
+                          : " (is the address not this machine's?)");
     return false;
   }
   own_hosts_ = own_hosts(options_.bind, port_);
@@ -247,6 +281,10 @@ void MapServer::serve_events(const httplib::Request& request, httplib::Response&
     refuse(response, 503, "too many pages are listening to this map");
     return;
   }
+  if (request.has_param("package") && !has_package(request.get_param_value("package"))) {
+    refuse(response, 404, "the store holds no package \"" + request.get_param_value("package") + "\"");
+    return;
+  }
   std::shared_ptr<EventStream> listener = stream_for(request);
   ++streams_;
   {
@@ -326,6 +364,13 @@ void MapServer::serve_tile(const httplib::Request& request, httplib::Response& r
     return;
   }
   response.set_content(png, "image/png");
+}
+
+bool MapServer::has_package(const std::string& name) {
+  const Value listing = bench_.run("packages", Value::object()).result;
+  for (const Value& package : listing.get("packages").items)
+    if (package.get("name").string("") == name) return true;
+  return false;
 }
 
 std::string MapServer::default_package() {
