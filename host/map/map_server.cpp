@@ -8,10 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <utility>
 
 #include "host/cli/json_rpc.h"
@@ -59,18 +56,6 @@ void send_plain(httplib::Response& response, std::string body, const char* type)
 void refuse(httplib::Response& response, int status, const std::string& text) {
   response.status = status;
   response.set_content(text + "\n", "text/plain; charset=utf-8");
-}
-
-std::string content_type(const std::filesystem::path& file) {
-  static const std::map<std::string, std::string> kTypes = {
-      {".html", "text/html; charset=utf-8"}, {".js", "text/javascript; charset=utf-8"},
-      {".css", "text/css; charset=utf-8"},   {".json", "application/json"},
-      {".map", "application/json"},          {".svg", "image/svg+xml"},
-      {".png", "image/png"},                 {".ico", "image/x-icon"},
-      {".woff2", "font/woff2"},              {".txt", "text/plain; charset=utf-8"},
-  };
-  auto type = kTypes.find(file.extension().string());
-  return type != kTypes.end() ? type->second : "application/octet-stream";
 }
 
 // Whether binding `host`:`port` fails because something listens there: the reason the library does not
@@ -226,33 +211,14 @@ bool MapServer::allowed(const httplib::Request& request, httplib::Response& resp
 }
 
 void MapServer::serve_file(const httplib::Request& request, httplib::Response& response) const {
-  namespace fs = std::filesystem;
   // The target as sent: the library's decoded path cannot tell "%2f" from "/", and ends at a "%00".
-  const std::string relative = page_file(request.target.empty() ? request.path : request.target);
-  std::error_code failed, missing;
-  const fs::path folder = fs::weakly_canonical(options_.web_dir, failed);
-  const fs::path file = folder / relative;
-  // A link inside the page's folder may point anywhere; only what stays inside is served.
-  const fs::path real = fs::weakly_canonical(file, missing);
-  const auto inside = std::mismatch(folder.begin(), folder.end(), real.begin(), real.end()).first == folder.end();
-  if (relative.empty() || failed || missing || !inside || !fs::is_regular_file(real, missing)) {
-    if (!fs::is_regular_file(folder / "index.html", failed)) {
-      refuse(response, 404, "the map's page is not installed: " + options_.web_dir +
-                                "/index.html is missing (build the page, or install Pathwright with it)");
-    } else {
-      refuse(response, 404, "no such file: " + request.target);
-    }
-    return;
-  }
-  std::ifstream in(real, std::ios::binary);
-  std::stringstream body;
-  body << in.rdbuf();
-  if (!in) {
-    refuse(response, 500, "cannot read " + real.string());
+  PageFileAnswer file = read_page_file(options_.web_dir, request.target.empty() ? request.path : request.target);
+  if (file.status != 200) {
+    refuse(response, file.status, file.error);
     return;
   }
   response.set_header("Content-Security-Policy", kPagePolicy);
-  send_plain(response, body.str(), content_type(file).c_str());
+  send_plain(response, std::move(file.body), file.type.c_str());
 }
 
 void MapServer::serve_rpc(const httplib::Request& request, httplib::Response& response) {
