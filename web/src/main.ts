@@ -179,6 +179,7 @@ function onEvent(name: string, data: unknown): void {
     $('ground-note').textContent = d.connected ? '' : `The ground is unknown: ${d.problem ?? 'no game is connected'}`;
   } else if (name === 'change' && d.package === state.pkg) {
     say(`${d.kind}: ${d.label}`);
+    if (d.kind === 'reload') outside.reloadedElsewhere();
     reloadSoon();
   } else if (name === 'live' && d.package === state.pkg && Array.isArray(d.actors)) {
     view.live(d.actors);

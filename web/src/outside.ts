@@ -28,6 +28,11 @@ export class OutsideBanner {
     this.show(conflict?.problem ?? error, conflict?.waiting ?? []);
   }
 
+  // The package was reloaded elsewhere (another page, `call reload`): the banner no longer holds.
+  reloadedElsewhere(): void {
+    $('outside').hidden = true;
+  }
+
   private show(problem: string, waiting: string[]): void {
     $('outside-reason').textContent = problem;
     $('outside-waiting').textContent = waiting.length
