@@ -11,6 +11,7 @@ import { Editing } from './editing.js';
 import { searchActors } from './listing.js';
 import { fetchActors, fetchRoute } from './loading.js';
 import { MapView, escapeHtml } from './mapview.js';
+import { OutsideBanner } from './outside.js';
 import { ProfileChart } from './profile.js';
 import { describeSettings, drawRoute, problemDistances } from './route.js';
 
@@ -21,6 +22,7 @@ const state = { pkg: '', infos: [] as ActorInfo[], placed: [] as Placed[], selec
 let view: MapView;
 let chart: ProfileChart;
 let editing: Editing;
+let outside: OutsideBanner;
 let loading: Promise<void> | null = null;
 let loadAgain = false;
 
@@ -177,6 +179,7 @@ function onEvent(name: string, data: unknown): void {
     $('ground-note').textContent = d.connected ? '' : `The ground is unknown: ${d.problem ?? 'no game is connected'}`;
   } else if (name === 'change' && d.package === state.pkg) {
     say(`${d.kind}: ${d.label}`);
+    if (d.kind === 'reload') outside.reloadedElsewhere();
     reloadSoon();
   } else if (name === 'live' && d.package === state.pkg && Array.isArray(d.actors)) {
     view.live(d.actors);
@@ -199,7 +202,9 @@ async function start(): Promise<void> {
     reload: loadPackage,
     checkRoute,
     say,
+    refused: (error) => void outside.refused(error),
   }, chart);
+  outside = new OutsideBanner(() => state.pkg, loadPackage);
   $('search').addEventListener('input', drawList);
   $('check').addEventListener('click', () => void checkRoute());
   const session = await openSession();
@@ -211,6 +216,7 @@ async function start(): Promise<void> {
   $('package').textContent = state.pkg;
   listen(state.pkg, onEvent);
   await loadPackage();
+  await outside.check();
   document.body.dataset.ready = 'true';
 }
 
