@@ -210,6 +210,13 @@ bool Walk::append_keys(double horizon, std::size_t limit, std::vector<TrackKey>&
     return add({.seconds = t, .x = rest_.position.x, .y = rest_.position.y, .z = rest_.position.z,
                 .point = rest_.target, .motion = Motion::Arrived});
   }
+  if (!cycle_.empty() && t < horizon) {
+    // Refuse before laying out a walk that cannot fit.
+    double per_cycle = 0;
+    for (const Phase& phase : cycle_) per_cycle += phase.seconds > 0 ? 1 : 0;
+    const double needed = std::floor((horizon - t) / cycle_seconds_) * per_cycle;
+    if (needed > static_cast<double>(limit - added)) return false;
+  }
   while (!cycle_.empty() && t < horizon) {
     for (const Phase& phase : cycle_) {
       if (t >= horizon) break;

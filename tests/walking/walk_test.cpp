@@ -184,5 +184,57 @@ TEST(Walk, APackageSplitsIntoWalkersAndStandingActorsInDocumentOrder) {
   EXPECT_EQ(standing[2].id, "broken") << "a model whose route the game cannot walk still stands at its position";
 }
 
+TEST(Walk, ATrackEndsOnArrivalOrAtTheHorizon) {
+  struct TrackCase {
+    const char* what;
+    std::string actor;
+    double horizon;
+    std::vector<TrackKey> keys;
+  };
+  const TrackCase cases[] = {
+      {.what = "once: keys at the walk's places, the last on arrival",
+       .actor = model(R"(,"mode":"once","pauses":1)"),
+       .horizon = 60,
+       .keys = {{.seconds = 0, .x = 0, .y = 100, .z = 0, .point = 2, .motion = Motion::Walking},
+                {.seconds = 2, .x = 100, .y = 100, .z = 0, .point = 3, .motion = Motion::Pausing},
+                {.seconds = 3, .x = 100, .y = 100, .z = 0, .point = 3, .motion = Motion::Walking},
+                {.seconds = 5, .x = 100, .y = 100, .z = 100, .point = 3, .motion = Motion::Arrived}}},
+      {.what = "still on its way: the last key where it is at the horizon",
+       .actor = model(R"(,"mode":"back_and_forth")"),
+       .horizon = 5,
+       .keys = {{.seconds = 0, .x = 0, .y = 100, .z = 0, .point = 2, .motion = Motion::Walking},
+                {.seconds = 2, .x = 100, .y = 100, .z = 0, .point = 3, .motion = Motion::Walking},
+                {.seconds = 4, .x = 100, .y = 100, .z = 100, .point = 2, .motion = Motion::Walking},
+                {.seconds = 5, .x = 100, .y = 100, .z = 50, .point = 2, .motion = Motion::Walking}}},
+  };
+  for (const TrackCase& c : cases) {
+    std::vector<WalkerTrack> tracks;
+    std::string error;
+    ASSERT_TRUE(walking::tracks(parsed(R"({"actors":[)" + c.actor + "]}"), GroundBelow(), c.horizon, tracks, error))
+        << error;
+    ASSERT_EQ(tracks.size(), 1u) << c.what;
+    ASSERT_EQ(tracks[0].keys.size(), c.keys.size()) << c.what;
+    for (std::size_t k = 0; k < c.keys.size(); ++k) {
+      const TrackKey& got = tracks[0].keys[k];
+      const TrackKey& want = c.keys[k];
+      EXPECT_TRUE(std::abs(got.seconds - want.seconds) < 1e-9 && got.x == want.x && got.y == want.y &&
+                  got.z == want.z && got.point == want.point && got.motion == want.motion)
+          << c.what << ", key " << k << ": " << got.seconds << " s (" << got.x << ", " << got.y << ", " << got.z
+          << ") " << got.point << " " << motion_name(got.motion);
+    }
+  }
+}
+
+// A loop round points a tenth of a unit apart needs a key every two milliseconds.
+TEST(Walk, TracksNeedingTooManyKeysAreRefused) {
+  const std::string tiny = R"({"id":"t","kind":"mod","path":{"mode":"loop","speed":50,
+      "points":[{"x":0,"y":0,"z":0},{"x":0.1,"y":0,"z":0}]}})";
+  std::vector<WalkerTrack> tracks;
+  std::string error;
+  EXPECT_TRUE(walking::tracks(parsed(R"({"actors":[)" + tiny + "]}"), GroundBelow(), 1000, tracks, error)) << error;
+  EXPECT_FALSE(walking::tracks(parsed(R"({"actors":[)" + tiny + "]}"), GroundBelow(), 10001, tracks, error));
+  EXPECT_EQ(error, "the walks need more than 5000000 keys within 10001 s");
+}
+
 }  // namespace
 }  // namespace walking
