@@ -109,12 +109,26 @@ bool tracks(const PackageWalk& walk, double horizon, const GroundBelow& ground, 
             std::string& error) {
   out.clear();
   out.reserve(walk.walkers.size());
+  // With a ground, the ground along every leg of every walk, in one query.
+  std::vector<Walk::Profile> profiles;
+  if (ground) {
+    std::vector<WorldPoint> along;
+    for (const PackageWalk::Walker& walker : walk.walkers) walker.walk.profile_places(along);
+    std::vector<WorldPoint*> places;
+    places.reserve(along.size());
+    for (WorldPoint& place : along) places.push_back(&place);
+    if (!ground_places(ground, places, error)) return false;
+    std::size_t at = 0;
+    for (const PackageWalk::Walker& walker : walk.walkers) profiles.push_back(walker.walk.profile(along, at));
+  }
   std::size_t room = kMaxTrackKeys;
   std::vector<std::size_t> cut;  // tracks whose last key lies between entries
-  for (const PackageWalk::Walker& walker : walk.walkers) {
+  for (std::size_t w = 0; w < walk.walkers.size(); ++w) {
+    const PackageWalk::Walker& walker = walk.walkers[w];
     WalkerTrack track{.id = walker.id, .actor = walker.actor, .keys = {}};
     bool between = false;
-    if (!walker.walk.append_keys(horizon, room, track.keys, between)) {
+    const Walk::Profile* profile = profiles.empty() ? nullptr : &profiles[w];
+    if (!walker.walk.append_keys(horizon, room, profile, track.keys, between)) {
       error = "the walks need more than " + std::to_string(kMaxTrackKeys) + " keys within " +
               std::to_string(static_cast<long long>(horizon)) + " s";
       return false;

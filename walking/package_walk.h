@@ -59,9 +59,10 @@ bool walker_pose(const Walk& walk, double seconds, const GroundBelow& ground, Wa
 mods::json::Value live_actor_list(const PackageWalk& walk, const std::vector<WalkerPose>& poses);
 
 // Every walker's track from 0 to `horizon` seconds (positive), in walker order. Keys lie at the walk's
-// entries (on the ground, when planned with one) and, for a walker still on its way at `horizon`, at
-// its place then (on the ground below it, asked in one query). On false (the ground failed, or more
-// than kMaxTrackKeys keys), `error` says why.
+// entries (on the ground, when planned with one), at every bend of the ground under a leg (with a
+// ground: the ground along every leg asked in one query, a key where it leaves the straight line by
+// more than kProfileTolerance), and, for a walker still on its way at `horizon`, at its place then (on
+// the ground below it). On false (the ground failed, or more than kMaxTrackKeys keys), `error` says why.
 bool tracks(const PackageWalk& walk, double horizon, const GroundBelow& ground, std::vector<WalkerTrack>& out,
             std::string& error);
 

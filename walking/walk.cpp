@@ -185,7 +185,77 @@ WalkerPose Walk::pose(double seconds) const {
   return pose_in(cycle_, std::fmod(seconds - intro_seconds_, cycle_seconds_));
 }
 
-bool Walk::append_keys(double horizon, std::size_t limit, std::vector<TrackKey>& keys, bool& cut) const {
+namespace {
+
+// Samples of one leg: intervals every kProfileSpacing units or less; none for a pause or a leg so short
+// that it has no inside sample.
+std::size_t intervals_of(const story_notebook::WorldPoint& from, const story_notebook::WorldPoint& to) {
+  const double distance = std::hypot(double(to.x) - from.x, double(to.z) - from.z);
+  if (!(distance > kProfileSpacing) || !std::isfinite(distance)) return 1;
+  // A leg too long to sample keeps its straight line (the check refuses such routes anyway).
+  constexpr double kMostIntervals = 100000;
+  const double count = std::ceil(distance / kProfileSpacing);
+  return count > kMostIntervals ? 1 : static_cast<std::size_t>(count);
+}
+
+// Keeps, of the heights `ys` at fractions j/n (ends included), those where the ground leaves the line
+// between the kept neighbours by more than the tolerance, as the route's bends (ends excluded).
+void simplify(const std::vector<float>& ys, std::size_t first, std::size_t last, std::vector<Walk::Bend>& bends) {
+  if (last <= first + 1) return;
+  const double n = static_cast<double>(ys.size() - 1);
+  std::size_t worst = first;
+  double most = kProfileTolerance;
+  for (std::size_t j = first + 1; j < last; ++j) {
+    const double f = double(j - first) / double(last - first);
+    const double line = ys[first] + (double(ys[last]) - ys[first]) * f;
+    const double off = std::fabs(ys[j] - line);
+    if (off > most) {
+      most = off;
+      worst = j;
+    }
+  }
+  if (worst == first) return;
+  simplify(ys, first, worst, bends);
+  bends.push_back({double(worst) / n, ys[worst]});
+  simplify(ys, worst, last, bends);
+}
+
+}  // namespace
+
+void Walk::profile_places(std::vector<WorldPoint>& places) const {
+  for (const std::vector<Phase>* phases : {&intro_, &cycle_}) {
+    for (const Phase& phase : *phases) {
+      if (phase.pause) continue;
+      const std::size_t n = intervals_of(phase.from, phase.to);
+      for (std::size_t j = 1; j < n; ++j) {
+        const double f = double(j) / double(n);
+        places.push_back({static_cast<float>(phase.from.x + (double(phase.to.x) - phase.from.x) * f),
+                          static_cast<float>(phase.from.y + (double(phase.to.y) - phase.from.y) * f),
+                          static_cast<float>(phase.from.z + (double(phase.to.z) - phase.from.z) * f)});
+      }
+    }
+  }
+}
+
+Walk::Profile Walk::profile(const std::vector<WorldPoint>& places, std::size_t& at) const {
+  Profile result;
+  for (const std::vector<Phase>* phases : {&intro_, &cycle_}) {
+    for (const Phase& phase : *phases) {
+      result.emplace_back();
+      if (phase.pause) continue;
+      const std::size_t n = intervals_of(phase.from, phase.to);
+      if (n < 2) continue;
+      std::vector<float> ys{phase.from.y};
+      for (std::size_t j = 1; j < n; ++j) ys.push_back(places[at++].y);
+      ys.push_back(phase.to.y);
+      simplify(ys, 0, n, result.back());
+    }
+  }
+  return result;
+}
+
+bool Walk::append_keys(double horizon, std::size_t limit, const Profile* profile, std::vector<TrackKey>& keys,
+                       bool& cut) const {
   cut = false;
   std::size_t added = 0;
   double t = 0;
@@ -195,16 +265,31 @@ bool Walk::append_keys(double horizon, std::size_t limit, std::vector<TrackKey>&
     ++added;
     return true;
   };
-  const auto phase_key = [&](const Phase& phase) {
-    return TrackKey{.seconds = t, .x = phase.from.x, .y = phase.from.y, .z = phase.from.z, .point = phase.target,
-                    .motion = phase.pause ? Motion::Pausing : Motion::Walking};
+  // The phase's key, then one at each of its bends that comes before the horizon.
+  const auto add_phase = [&](const Phase& phase, std::size_t index) {
+    const Motion motion = phase.pause ? Motion::Pausing : Motion::Walking;
+    if (!add({.seconds = t, .x = phase.from.x, .y = phase.from.y, .z = phase.from.z, .point = phase.target,
+              .motion = motion})) {
+      return false;
+    }
+    if (profile == nullptr || index >= profile->size()) return true;
+    for (const Bend& bend : (*profile)[index]) {
+      const double at = t + phase.seconds * bend.fraction;
+      if (at >= horizon) break;
+      if (!add({.seconds = at, .x = phase.from.x + (double(phase.to.x) - phase.from.x) * bend.fraction, .y = bend.y,
+                .z = phase.from.z + (double(phase.to.z) - phase.from.z) * bend.fraction, .point = phase.target,
+                .motion = motion})) {
+        return false;
+      }
+    }
+    return true;
   };
   // Phases of no duration leave no key: the walker is already at their end.
-  for (const Phase& phase : intro_) {
+  for (std::size_t i = 0; i < intro_.size(); ++i) {
     if (t >= horizon) break;
-    if (!(phase.seconds > 0)) continue;
-    if (!add(phase_key(phase))) return false;
-    t += phase.seconds;
+    if (!(intro_[i].seconds > 0)) continue;
+    if (!add_phase(intro_[i], i)) return false;
+    t += intro_[i].seconds;
   }
   if (cycle_.empty() && t < horizon) {
     return add({.seconds = t, .x = rest_.position.x, .y = rest_.position.y, .z = rest_.position.z,
@@ -218,11 +303,11 @@ bool Walk::append_keys(double horizon, std::size_t limit, std::vector<TrackKey>&
     if (needed > static_cast<double>(limit - added)) return false;
   }
   while (!cycle_.empty() && t < horizon) {
-    for (const Phase& phase : cycle_) {
+    for (std::size_t i = 0; i < cycle_.size(); ++i) {
       if (t >= horizon) break;
-      if (!(phase.seconds > 0)) continue;
-      if (!add(phase_key(phase))) return false;
-      t += phase.seconds;
+      if (!(cycle_[i].seconds > 0)) continue;
+      if (!add_phase(cycle_[i], intro_.size() + i)) return false;
+      t += cycle_[i].seconds;
     }
   }
   // The last stretch runs past the horizon: end the track where the walker is then.

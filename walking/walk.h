@@ -5,6 +5,7 @@
 #ifndef PATHWRIGHT_WALKING_WALK_H_
 #define PATHWRIGHT_WALKING_WALK_H_
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +23,10 @@ inline constexpr double kPatrolPace = 40;           // Bokoblins and Moblins on 
 inline constexpr double kDefaultPauseSeconds = 2;   // "pauses": true (or any non-number but false)
 // Points and walkers are put on the first surface below a probe this far above them (world units).
 inline constexpr float kSnapProbeHeight = 100;
+// A track's heights along a leg: the ground is asked this often (world units, horizontally), and a
+// place becomes a key where the ground leaves the straight line by more than the tolerance (world units).
+inline constexpr double kProfileSpacing = 25;
+inline constexpr double kProfileTolerance = 5;
 
 // One place of the walk, in walking order: the actor's own position (number 0) or a route point
 // (its number in the record, from 1).
@@ -58,10 +63,27 @@ class Walk {
   // place is on the straight line (`between`), and the owner stands it on the ground.
   WalkerPose pose(double seconds) const;
 
+  // Where the ground turns under a leg: a place at `fraction` of the way whose ground is `y`.
+  struct Bend {
+    double fraction = 0;
+    float y = 0;
+  };
+  // One list of bends per phase (the "once" phases, then the repeated ones); empty lists: straight legs.
+  using Profile = std::vector<std::vector<Bend>>;
+
+  // Appends the places along every leg where the ground is to be asked, every kProfileSpacing units
+  // or less, on the straight line; `profile` reads them back once they stand on the ground.
+  void profile_places(std::vector<story_notebook::WorldPoint>& places) const;
+  // The bends among `places[at...]` (as profile_places appended them, grounded): only those where the
+  // ground leaves the straight line between its neighbours by more than kProfileTolerance. Moves `at`
+  // past this walk's places.
+  Profile profile(const std::vector<story_notebook::WorldPoint>& places, std::size_t& at) const;
+
   // Appends the track's keys from 0 s up to `horizon` seconds (its last key at `horizon` unless arrived
-  // earlier); a key at `horizon` between entries has `between` set in `cut`. At most `limit` keys are
-  // appended: false when more would be needed.
-  bool append_keys(double horizon, std::size_t limit, std::vector<TrackKey>& keys, bool& cut) const;
+  // earlier), with a key at every bend of `profile` (null: none); a key at `horizon` between entries has
+  // `between` set in `cut`. At most `limit` keys are appended: false when more would be needed.
+  bool append_keys(double horizon, std::size_t limit, const Profile* profile, std::vector<TrackKey>& keys,
+                   bool& cut) const;
 
   // The live route record: {"points", "mode", "speed", "position", "heading", "target", "state"}, with
   // floats written as the link writes them; `now` is pose() grounded.

@@ -100,6 +100,7 @@ class PackageTimelineTest : public support::WindfallTest {
   }
 };
 
+// The ridge's top and feet become keys where the ground leaves the straight line under a leg.
 TEST_F(PackageTimelineTest, KeysFollowTheWalkAndTheGroundIsAskedInBatches) {
   session.add("walks", parsed(R"({"actors":[
       {"id":"m","kind":"mod","path":{"speed":50,"mode":"loop","pauses":1,
@@ -107,17 +108,18 @@ TEST_F(PackageTimelineTest, KeysFollowTheWalkAndTheGroundIsAskedInBatches) {
       {"id":"sign","actor":"sign","position":{"x":3.04,"y":0,"z":-2.25}}]})"));
   connect_game();
   game.ground = [](const story_notebook::WorldPoint& probe, float& height) {
-    height = probe.x > 50 ? 20.0f : 10.0f;
+    height = probe.x > 40 && probe.x < 60 ? 60.0f : 10.0f;  // a ridge across both legs through x = 50
     return true;
   };
   std::string error;
   bool ok = false;
   const Value answer = timeline(R"({"package":"walks","seconds":7.5})", error, ok);
   ASSERT_TRUE(ok) << error;
-  EXPECT_EQ(game.batch_probes.size(), 2u) << "the walks' points, then the places at the horizon";
+  EXPECT_EQ(game.batch_probes.size(), 3u) << "the walks' points, the ground along their legs, the places at the horizon";
   const Value expected = parsed(R"({"seconds":7.5,"walkers":[{"id":"m","keys":[
-      [0,0,10,0,2,"walking"],[2,100,20,0,3,"pausing"],[3,100,20,0,3,"walking"],[5,100,20,100,1,"pausing"],
-      [6,100,20,100,1,"walking"],[7.5,47,10,47,1,"walking"]]}],
+      [0,0,10,0,2,"walking"],[0.5,25,10,0,2,"walking"],[1,50,60,0,2,"walking"],[1.5,75,10,0,2,"walking"],
+      [2,100,10,0,3,"pausing"],[3,100,10,0,3,"walking"],[5,100,10,100,1,"pausing"],[6,100,10,100,1,"walking"],
+      [6.943,66.7,10,66.7,1,"walking"],[7.414,50,60,50,1,"walking"],[7.5,47,60,47,1,"walking"]]}],
       "standing":[{"id":"sign","position":{"x":3,"y":0,"z":-2.3}}]})");
   EXPECT_EQ(answer, expected);
 }
