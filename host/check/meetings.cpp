@@ -24,9 +24,9 @@ using walking::TrackKey;
 constexpr double kTenths = 10.0;  // a finding's seconds are rounded to tenths [1 / seconds]
 
 // Game time covered by one slice of the sweep. [seconds]
-constexpr double kSliceSeconds = 2.0;
+constexpr double kSliceSeconds = 8.0;
 // Side of a grid cell of the sweep. [world units]
-constexpr double kCellSize = 128.0;
+constexpr double kCellSize = 256.0;
 // Two meeting intervals closer than this are one meeting (the seam between two legs). [seconds]
 constexpr double kSeamSeconds = 1e-9;
 // Below this a speed (squared, or along y) counts as standing still. [world units per second]
@@ -35,39 +35,46 @@ constexpr double kStill = 1e-12;
 constexpr double kReach = 2 * kActorRadius;  // horizontal distance below which two actors touch [world units]
 
 struct Body {
-  const std::vector<TrackKey>* keys;
+  const std::vector<TrackKey>* keys;  // from 0 s on, in time order
   const std::string* id;
   std::size_t actor;
   bool walks;
 };
 
 struct Place {
-  double x, y, z;    // at the asked time
-  double vx, vy, vz; // per second, until `until`
-  double until;      // the end of the straight stretch holding the asked time
-  std::size_t key;   // the key that stretch starts from
+  double x, y, z;
 };
 
-// The last key at or before `t` (the first when `t` comes before it).
-std::size_t key_at(const std::vector<TrackKey>& keys, double t) {
+// A body on one straight stretch of its track: its place at `from` and its velocity until `until`.
+struct Leg {
+  std::size_t key;  // the key the stretch starts from
+  double from, until;
+  Place at;
+  double vx, vy, vz;  // world units per second
+};
+
+// The stretch of `keys` holding `t` (at or after 0 s), searched for from key `hint` on (at or before
+// `t`); endless after the last key.
+Leg leg_at(const std::vector<TrackKey>& keys, double t, std::size_t hint) {
+  std::size_t k = hint;
+  while (k + 1 < keys.size() && keys[k + 1].seconds <= t) ++k;
+  const TrackKey& a = keys[k];
+  if (k + 1 == keys.size()) return {k, a.seconds, std::numeric_limits<double>::infinity(), {a.x, a.y, a.z}, 0, 0, 0};
+  const TrackKey& b = keys[k + 1];
+  const double span = b.seconds - a.seconds;
+  return {k, a.seconds, b.seconds, {a.x, a.y, a.z}, (b.x - a.x) / span, (b.y - a.y) / span, (b.z - a.z) / span};
+}
+
+// The first key of `keys` at or before `t`, by bisection.
+std::size_t key_before(const std::vector<TrackKey>& keys, double t) {
   const auto after = std::upper_bound(keys.begin(), keys.end(), t,
                                       [](double time, const TrackKey& key) { return time < key.seconds; });
   return after == keys.begin() ? 0 : static_cast<std::size_t>(after - keys.begin()) - 1;
 }
 
-// Where `keys` put a body at `t`, searching on from key `from` (at or before `t`; times only grow while a
-// pair is judged).
-Place place_at(const std::vector<TrackKey>& keys, double t, std::size_t from) {
-  std::size_t k = from;
-  while (k + 1 < keys.size() && keys[k + 1].seconds <= t) ++k;
-  const TrackKey& a = keys[k];
-  if (t < a.seconds) return {a.x, a.y, a.z, 0, 0, 0, a.seconds, k};  // before the first key: at its place
-  if (k + 1 == keys.size()) return {a.x, a.y, a.z, 0, 0, 0, std::numeric_limits<double>::infinity(), k};
-  const TrackKey& b = keys[k + 1];
-  const double span = b.seconds - a.seconds;
-  const double vx = (b.x - a.x) / span, vy = (b.y - a.y) / span, vz = (b.z - a.z) / span;
-  const double dt = t - a.seconds;
-  return {a.x + vx * dt, a.y + vy * dt, a.z + vz * dt, vx, vy, vz, b.seconds, k};
+Place place_on(const Leg& leg, double t) {
+  const double dt = t - leg.from;
+  return {leg.at.x + leg.vx * dt, leg.at.y + leg.vy * dt, leg.at.z + leg.vz * dt};
 }
 
 struct Interval {
@@ -104,13 +111,12 @@ Interval meeting_within(const double d[3], const double v[3], double length) {
 // Appends to `meetings` the intervals within [from, to) where bodies `p` and `q` meet, joining one that
 // continues the last.
 void judge(const Body& p, const Body& q, double from, double to, std::vector<Interval>& meetings) {
-  std::size_t kp = key_at(*p.keys, from), kq = key_at(*q.keys, from);
+  Leg a = leg_at(*p.keys, from, key_before(*p.keys, from));
+  Leg b = leg_at(*q.keys, from, key_before(*q.keys, from));
   for (double t = from; t < to;) {
-    const Place a = place_at(*p.keys, t, kp), b = place_at(*q.keys, t, kq);
-    kp = a.key;
-    kq = b.key;
     const double end = std::min({to, a.until, b.until});
-    const double d[3] = {b.x - a.x, b.y - a.y, b.z - a.z};
+    const Place pa = place_on(a, t), pb = place_on(b, t);
+    const double d[3] = {pb.x - pa.x, pb.y - pa.y, pb.z - pa.z};
     const double v[3] = {b.vx - a.vx, b.vy - a.vy, b.vz - a.vz};
     const Interval in = meeting_within(d, v, end - t);
     if (in.begin < in.end) {
@@ -121,75 +127,100 @@ void judge(const Body& p, const Body& q, double from, double to, std::vector<Int
       }
     }
     t = end;
+    if (a.until <= t) a = leg_at(*p.keys, t, a.key);
+    if (b.until <= t) b = leg_at(*q.keys, t, b.key);
   }
 }
 
-// One actor in one cell during one slice.
+// Where a body may be during a slice, widened by kActorRadius. [world units]
+struct Box {
+  double x0, x1, z0, z1;
+};
+
+// The box of the body on `keys` over [from, to]; `key` is its key at `from` and becomes its key at `to`.
+Box box_of(const std::vector<TrackKey>& keys, double from, double to, std::size_t& key) {
+  const Leg start = leg_at(keys, from, key);
+  const Place a = place_on(start, from);
+  Box box{a.x, a.x, a.z, a.z};
+  const auto take = [&box](double x, double z) {
+    box.x0 = std::min(box.x0, x);
+    box.x1 = std::max(box.x1, x);
+    box.z0 = std::min(box.z0, z);
+    box.z1 = std::max(box.z1, z);
+  };
+  std::size_t k = start.key;
+  for (; k + 1 < keys.size() && keys[k + 1].seconds <= to; ++k) take(keys[k + 1].x, keys[k + 1].z);
+  const Leg end = leg_at(keys, to, k);
+  const Place b = place_on(end, to);
+  take(b.x, b.z);
+  key = end.key;
+  return {box.x0 - kActorRadius, box.x1 + kActorRadius, box.z0 - kActorRadius, box.z1 + kActorRadius};
+}
+
+std::int64_t cell_of(double coordinate) { return static_cast<std::int64_t>(std::floor(coordinate / kCellSize)); }
+
+std::uint64_t cell_key(std::int64_t cx, std::int64_t cz) {
+  return (static_cast<std::uint64_t>(static_cast<std::uint32_t>(cx)) << 32) | static_cast<std::uint32_t>(cz);
+}
+
+// One body in one cell during one slice.
 struct Occupant {
   std::uint64_t cell;
   std::uint32_t body;
   bool operator<(const Occupant& o) const { return cell != o.cell ? cell < o.cell : body < o.body; }
 };
 
-std::int64_t cell_of(double coordinate) { return static_cast<std::int64_t>(std::floor(coordinate / kCellSize)); }
-
-// Puts `body` into every cell that its place, widened by kActorRadius, touches in [from, to].
-void occupy(const std::vector<TrackKey>& keys, std::uint32_t body, double from, double to, std::size_t& key,
-            std::vector<Occupant>& cells) {
-  const Place start = place_at(keys, from, key), end = place_at(keys, to, start.key);
-  key = start.key;
-  double x0 = std::min(start.x, end.x), x1 = std::max(start.x, end.x);
-  double z0 = std::min(start.z, end.z), z1 = std::max(start.z, end.z);
-  for (std::size_t k = start.key + 1; k <= end.key; ++k) {
-    x0 = std::min(x0, keys[k].x);
-    x1 = std::max(x1, keys[k].x);
-    z0 = std::min(z0, keys[k].z);
-    z1 = std::max(z1, keys[k].z);
-  }
-  for (std::int64_t cx = cell_of(x0 - kActorRadius); cx <= cell_of(x1 + kActorRadius); ++cx) {
-    for (std::int64_t cz = cell_of(z0 - kActorRadius); cz <= cell_of(z1 + kActorRadius); ++cz) {
-      const auto packed = (static_cast<std::uint64_t>(static_cast<std::uint32_t>(cx)) << 32) |
-                          static_cast<std::uint32_t>(cz);
-      cells.push_back({packed, body});
-    }
-  }
-}
-
-// A pair of bodies (lower index first) that shares a cell during a slice.
+// A pair of bodies (lower index first) whose boxes overlap during a slice.
 struct Candidate {
   std::uint64_t pair;
   std::uint32_t slice;
   bool operator<(const Candidate& o) const { return pair != o.pair ? pair < o.pair : slice < o.slice; }
-  bool operator==(const Candidate& o) const { return pair == o.pair && slice == o.slice; }
 };
 
+// Appends the pairs of bodies whose boxes overlap, each once: in the cell holding the overlap's corner.
+void overlapping(const std::vector<Body>& bodies, const std::vector<Box>& boxes, std::vector<Occupant>& cells,
+                 std::uint32_t slice, std::vector<Candidate>& candidates) {
+  cells.clear();
+  for (std::uint32_t body = 0; body < bodies.size(); ++body) {
+    const Box& box = boxes[body];
+    for (std::int64_t cx = cell_of(box.x0); cx <= cell_of(box.x1); ++cx) {
+      for (std::int64_t cz = cell_of(box.z0); cz <= cell_of(box.z1); ++cz) cells.push_back({cell_key(cx, cz), body});
+    }
+  }
+  std::sort(cells.begin(), cells.end());
+  for (std::size_t first = 0; first < cells.size();) {
+    std::size_t last = first + 1;
+    while (last < cells.size() && cells[last].cell == cells[first].cell) ++last;
+    for (std::size_t i = first; i < last; ++i) {
+      for (std::size_t j = i + 1; j < last; ++j) {
+        const std::uint32_t p = cells[i].body, q = cells[j].body;
+        if (!bodies[p].walks && !bodies[q].walks) continue;
+        const Box &a = boxes[p], &b = boxes[q];
+        const double x0 = std::max(a.x0, b.x0), z0 = std::max(a.z0, b.z0);
+        if (x0 > std::min(a.x1, b.x1) || z0 > std::min(a.z1, b.z1)) continue;
+        if (cell_key(cell_of(x0), cell_of(z0)) != cells[first].cell) continue;
+        candidates.push_back({(static_cast<std::uint64_t>(p) << 32) | q, slice});
+      }
+    }
+    first = last;
+  }
+}
+
+// Every pair of bodies whose boxes overlap in some slice, with those slices, by pair and slice.
 std::vector<Candidate> sweep(const std::vector<Body>& bodies, double horizon) {
   const auto slices = static_cast<std::uint32_t>(std::ceil(horizon / kSliceSeconds));
   std::vector<std::size_t> keys(bodies.size(), 0);  // each body's key at the slice's start
-  std::vector<Candidate> candidates;
+  std::vector<Box> boxes(bodies.size());
   std::vector<Occupant> cells;
+  std::vector<Candidate> candidates;
   for (std::uint32_t slice = 0; slice < slices; ++slice) {
     const double from = slice * kSliceSeconds, to = std::min(horizon, from + kSliceSeconds);
-    cells.clear();
-    for (std::uint32_t body = 0; body < bodies.size(); ++body) {
-      occupy(*bodies[body].keys, body, from, to, keys[body], cells);
+    for (std::size_t body = 0; body < bodies.size(); ++body) {
+      boxes[body] = box_of(*bodies[body].keys, from, to, keys[body]);
     }
-    std::sort(cells.begin(), cells.end());
-    for (std::size_t first = 0; first < cells.size();) {
-      std::size_t last = first + 1;
-      while (last < cells.size() && cells[last].cell == cells[first].cell) ++last;
-      for (std::size_t i = first; i < last; ++i) {
-        for (std::size_t j = i + 1; j < last; ++j) {
-          const std::uint32_t p = cells[i].body, q = cells[j].body;
-          if (!bodies[p].walks && !bodies[q].walks) continue;
-          candidates.push_back({(static_cast<std::uint64_t>(p) << 32) | q, slice});
-        }
-      }
-      first = last;
-    }
+    overlapping(bodies, boxes, cells, slice, candidates);
   }
   std::sort(candidates.begin(), candidates.end());
-  candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
   return candidates;
 }
 
@@ -199,13 +230,13 @@ Meeting meeting_of(const Body& p, const Body& q, const std::vector<Interval>& me
   const Body& named = swap ? q : p;
   const Body& other = swap ? p : q;
   const double t = meetings.front().begin;
-  const Place a = place_at(*named.keys, t, key_at(*named.keys, t));
-  const Place b = place_at(*other.keys, t, key_at(*other.keys, t));
+  const Leg leg = leg_at(*named.keys, t, key_before(*named.keys, t));
+  const Place a = place_on(leg, t), b = place_on(leg_at(*other.keys, t, key_before(*other.keys, t)), t);
   Meeting meeting;
   meeting.walks_through = !other.walks;
   meeting.id = *named.id;
   meeting.actor = named.actor;
-  meeting.point = (*named.keys)[a.key].point;
+  meeting.point = (*named.keys)[leg.key].point;
   meeting.other = *other.id;
   meeting.other_actor = other.actor;
   meeting.seconds = t;
@@ -226,6 +257,7 @@ std::vector<Meeting> find_meetings(const std::vector<walking::WalkerTrack>& walk
   for (const walking::StandingActor& actor : standing) stands.push_back({TrackKey{0, actor.x, actor.y, actor.z}});
   std::vector<Body> bodies;
   for (const walking::WalkerTrack& walker : walkers) {
+    assert((walker.keys.empty() || walker.keys.front().seconds == 0) && "a track starts at 0 s");
     if (!walker.keys.empty()) bodies.push_back({&walker.keys, &walker.id, walker.actor, true});
   }
   for (std::size_t k = 0; k < standing.size(); ++k) {
