@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
+#include <random>
 #include <string>
 #include <vector>
 
@@ -143,6 +146,81 @@ TEST(FindMeetings, FindingsCarryTheRoundedMomentAndPlace) {
   EXPECT_EQ(finding.get("at").get("x").number, 200);
   EXPECT_EQ(finding.get("other").str, "B");
   EXPECT_EQ(finding.get("level").str, "warning");
+}
+
+// Walkers (ids 0 to 39) wandering at random in a square of 1,000 units for 120 s, and ten actors standing (ids 40 to 49).
+void random_crowd(std::mt19937& random, std::vector<WalkerTrack>& walkers, std::vector<StandingActor>& standing) {
+  std::uniform_real_distribution<double> place(0, 1000), height(0, 150), leg(0.5, 6);
+  for (std::size_t k = 0; k < 40; ++k) {
+    WalkerTrack track{.id = std::to_string(k), .actor = k, .keys = {}};
+    double t = 0;
+    for (int point = 1; t < 120; ++point) {
+      track.keys.push_back(key(t, place(random), height(random), place(random), point));
+      t += leg(random);
+    }
+    walkers.push_back(std::move(track));
+  }
+  for (std::size_t k = 40; k < 50; ++k) {
+    standing.push_back({.id = std::to_string(k), .actor = k, .x = place(random), .y = 0, .z = place(random)});
+  }
+}
+
+TEST(FindMeetings, ACrowdMeetsAsItsPairsAloneAndWhereverItStands) {
+  const unsigned seed = std::random_device{}();
+  SCOPED_TRACE(testing::Message() << "seed " << seed);
+  std::mt19937 random(seed);
+  std::vector<WalkerTrack> walkers;
+  std::vector<StandingActor> standing;
+  random_crowd(random, walkers, standing);
+  const std::vector<std::string> crowd = lines_of(find_meetings(walkers, standing, 100));
+
+  std::vector<std::string> pairs;  // each walker with every later walker and every standing actor, alone
+  for (std::size_t i = 0; i < walkers.size(); ++i) {
+    for (std::size_t j = i + 1; j < walkers.size(); ++j) {
+      for (const std::string& line : lines_of(find_meetings({walkers[i], walkers[j]}, {}, 100))) pairs.push_back(line);
+    }
+    for (const StandingActor& actor : standing) {
+      for (const std::string& line : lines_of(find_meetings({walkers[i]}, {actor}, 100))) pairs.push_back(line);
+    }
+  }
+  std::vector<std::string> sorted_crowd = crowd;
+  std::sort(sorted_crowd.begin(), sorted_crowd.end());
+  std::sort(pairs.begin(), pairs.end());
+  EXPECT_EQ(sorted_crowd, pairs);
+  EXPECT_FALSE(crowd.empty()) << "a crowd this dense meets";
+
+  // Moved by whole units but not whole cells of the sweep, the same meetings at the moved places.
+  for (WalkerTrack& track : walkers) {
+    for (TrackKey& k : track.keys) {
+      k.x += 1000;
+      k.z -= 3000;
+    }
+  }
+  for (StandingActor& actor : standing) {
+    actor.x += 1000;
+    actor.z -= 3000;
+  }
+  const std::vector<Meeting> moved = find_meetings(walkers, standing, 100);
+  const std::vector<Meeting> before = [&] {
+    for (WalkerTrack& track : walkers) {
+      for (TrackKey& k : track.keys) {
+        k.x -= 1000;
+        k.z += 3000;
+      }
+    }
+    for (StandingActor& actor : standing) {
+      actor.x -= 1000;
+      actor.z += 3000;
+    }
+    return find_meetings(walkers, standing, 100);
+  }();
+  ASSERT_EQ(moved.size(), before.size());
+  for (std::size_t k = 0; k < moved.size(); ++k) {
+    EXPECT_EQ(moved[k].id + " " + moved[k].other, before[k].id + " " + before[k].other);
+    EXPECT_EQ(moved[k].times, before[k].times) << moved[k].id << " " << moved[k].other;
+    EXPECT_NEAR(moved[k].seconds, before[k].seconds, 0.01) << moved[k].id << " " << moved[k].other;
+    EXPECT_NEAR(moved[k].x - 1000, before[k].x, 0.01) << moved[k].id << " " << moved[k].other;
+  }
 }
 
 }  // namespace
