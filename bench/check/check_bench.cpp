@@ -24,6 +24,8 @@ using support::str;
 
 constexpr int kWalkers = 1000;
 constexpr int kRoutePoints = 4;  // points of each walker's route, after its own position
+// Resident types of several paces (36, 60, 72 and 34 units/s), so that neighbours fall out of step and meet.
+const char* const kResidentTypes[] = {"ub3", "uo3", "um2", "uw1"};
 
 struct IslandPackage {
   std::unique_ptr<game::GameWorld> world;
@@ -43,7 +45,7 @@ struct IslandPackage {
       for (int k = 0; k < kRoutePoints; ++k) points.push_back(point(x + (k % 2) * 60.0, 100, z + (k / 2) * 60.0));
       actors.items.push_back(obj({{"id", str("walker_" + std::to_string(i))},
                                   {"actor", str("resident")},
-                                  {"parameters", obj({{"resident", str("ub3")}})},
+                                  {"parameters", obj({{"resident", str(kResidentTypes[(i / 2) % 4])}})},
                                   {"position", point(x, 100, z)},
                                   {"path", obj({{"points", arr(points)}, {"mode", str("loop")}})}}));
     }
