@@ -9,10 +9,10 @@
 #include "editor/points/point_json.h"
 #include "json_text/json_text.h"
 
-// The search in two steps. A sweep over slices of game time puts each actor, for each slice, into the
-// cells of a square grid that its place (widened by kActorRadius) covers during that slice; only pairs
-// sharing a cell in some slice can meet then. Each such pair is then judged exactly over the slices it
-// shares: on every stretch where both move in a straight line, their distance is a quadratic and their
+// The search in two steps. A sweep over slices of game time gives each actor, for each slice, the box
+// that its place (widened by kActorRadius) covers during that slice, sorted into the cells of a square
+// grid; only pairs whose boxes overlap in some slice can meet then, and each is listed once, in the cell
+// holding the overlap's corner. Each such pair is then judged exactly over the slices it shares: on every stretch where both move in a straight line, their distance is a quadratic and their
 // height difference a line in time, so the moments where they meet form one interval found in closed form.
 
 namespace host {
