@@ -45,9 +45,10 @@ bool store_packages(Workbench& bench, std::vector<std::string>& names, Value& sk
 
 // check_package of `name`; a name given as its file, NAME.json, is taken as NAME when no package has the
 // whole name.
-CallOutcome check_one(Workbench& bench, const std::string& name) {
+CallOutcome check_one(Workbench& bench, const std::string& name, double seconds) {
   Value params = Value::object();
   params["package"] = Value::of(name);
+  params["seconds"] = Value::of(seconds);
   CallOutcome outcome = bench.run("check_package", params);
   const std::string suffix = kPackageFileSuffix;
   const bool file_name =
@@ -82,6 +83,10 @@ CheckCommand::CheckCommand(CLI::App& app, const std::string& examples) : example
   command_->add_option("--format", format_, "text: lines to read; json: the check_package answers")
       ->check(CLI::IsMember({"text", "json"}))
       ->default_val("text");
+  command_->add_option("--seconds", seconds_, "the game time within which walkers' meetings are found")
+      ->type_name("N")
+      ->check(CLI::Range(1.0, 3600.0))
+      ->default_val(600);
   command_->add_option("--examples", examples_, "the folder holding the demo store windfall/")
       ->type_name("DIR")
       ->default_val(examples);
@@ -130,7 +135,7 @@ int CheckCommand::run() const {
   Value answers = Value::array();
   Value unreadable = Value::array();
   for (const std::string& name : names) {
-    const CallOutcome outcome = check_one(*bench, name);
+    const CallOutcome outcome = check_one(*bench, name, seconds_);
     if (!outcome.ok) {
       std::cerr << "pathwright check: " << name << ": " << outcome.error << "\n";
       Value entry = Value::object();
