@@ -11,8 +11,10 @@ import { Editing } from './editing.js';
 import { searchActors } from './listing.js';
 import { fetchActors, fetchRoute } from './loading.js';
 import { MapView, escapeHtml } from './mapview.js';
+import { MeetingsPanel } from './meetings.js';
 import { ProfileChart } from './profile.js';
 import { describeSettings, drawRoute, problemDistances } from './route.js';
+import { TimelineBar } from './timeline.js';
 
 const LIST_MAX = 200; // buttons in the actor list at most; the search narrows a bigger package
 
@@ -21,6 +23,8 @@ const state = { pkg: '', infos: [] as ActorInfo[], placed: [] as Placed[], selec
 let view: MapView;
 let chart: ProfileChart;
 let editing: Editing;
+let timeline: TimelineBar;
+let meetings: MeetingsPanel;
 let loading: Promise<void> | null = null;
 let loadAgain = false;
 
@@ -65,6 +69,8 @@ async function loadPackage(): Promise<void> {
   // check or a profile that asks the game.
   void editing.loaded();
   void redrawCheck();
+  void timeline.packageChanged();
+  void meetings.packageChanged();
 }
 
 // After a change the check, when one is shown, and the profile follow the route as it is now.
@@ -178,7 +184,7 @@ function onEvent(name: string, data: unknown): void {
   } else if (name === 'change' && d.package === state.pkg) {
     say(`${d.kind}: ${d.label}`);
     reloadSoon();
-  } else if (name === 'live' && d.package === state.pkg && Array.isArray(d.actors)) {
+  } else if (name === 'live' && d.package === state.pkg && Array.isArray(d.actors) && !timeline.active) {
     view.live(d.actors);
   } else if (name === 'reload') {
     void loadPackage();
@@ -200,6 +206,20 @@ async function start(): Promise<void> {
     checkRoute,
     say,
   }, chart);
+  timeline = new TimelineBar($('map').parentElement!, view, {
+    pkg: () => state.pkg,
+    showLive: () => view.showActors(state.infos, state.placed),
+    say,
+  });
+  meetings = new MeetingsPanel($('map').parentElement!, view.map, timeline, {
+    pkg: () => state.pkg,
+    select,
+    actor: (id) => {
+      const placed = state.placed.find((p) => p.id === id);
+      return placed ? { placed, walker: state.infos.find((i) => i.id === id)?.walker ?? 'none' } : null;
+    },
+    say,
+  });
   $('search').addEventListener('input', drawList);
   $('check').addEventListener('click', () => void checkRoute());
   const session = await openSession();
