@@ -45,6 +45,7 @@ export class ActorLayer {
   private canvas: HTMLCanvasElement;
   private corner = L.latLng(0, 0); // the canvas's top-left, for the zoom animation
   private queued = false;
+  private image: ImageData | null = null; // the canvas's pixels, kept while its size stays
   private stamped = new Set<string>(); // markers that carry their shown place as data-x and data-z
   private labelsAt = 0; // when labels were last sorted out (performance.now())
   private labelsQueued = false;
@@ -251,15 +252,20 @@ export class ActorLayer {
   private paint(indices: number[], full: L.Point, scale: number, origin: L.Point): void {
     const ratio = window.devicePixelRatio || 1;
     const width = Math.round(full.x * ratio), height = Math.round(full.y * ratio);
-    this.canvas.width = width;
-    this.canvas.height = height;
-    this.canvas.style.width = `${full.x}px`;
-    this.canvas.style.height = `${full.y}px`;
+    if (this.canvas.width !== width || this.canvas.height !== height) {
+      // Setting a canvas's size allocates it anew, even to the same size: only when the view's size changed.
+      this.canvas.width = width;
+      this.canvas.height = height;
+      this.canvas.style.width = `${full.x}px`;
+      this.canvas.style.height = `${full.y}px`;
+    }
     this.canvas.dataset.drawn = String(indices.length);
     const ctx = this.canvas.getContext('2d');
     if (!ctx || width === 0 || height === 0) return;
-    const image = ctx.createImageData(width, height);
+    if (this.image?.width !== width || this.image?.height !== height) this.image = ctx.createImageData(width, height);
+    const image = this.image;
     const pixels = new Uint32Array(image.data.buffer);
+    pixels.fill(0); // the picture is kept between frames (a timeline plays at 60 a second): cleared, not made anew
     const radius = Math.round(DOT_RADIUS_PX * ratio);
     const disc = discOffsets(radius);
     const steps = Int32Array.from(disc, ([dx, dy]) => dy * width + dx);

@@ -37,8 +37,6 @@ export class TimelineBar {
   private time = 0;
   private playing = false;
   private lastFrame = 0;
-  onTime: (seconds: number) => void = () => {};
-  onMode: (timeline: boolean) => void = () => {};
 
   constructor(parent: HTMLElement, private view: MapView, private host: TimelineHost) {
     this.bar.setAttribute('role', 'toolbar');
@@ -51,7 +49,7 @@ export class TimelineBar {
       modes.append(label);
     }
     for (const s of SPEEDS) this.speed.append(make('option', { value: String(s), textContent: `×${s}` }));
-    this.speed.setAttribute('aria-label', 'Speed');
+    this.speed.setAttribute('aria-label', 'Playing speed');
     this.slider.setAttribute('aria-label', 'Time');
     this.shown.setAttribute('aria-live', 'off');
     this.shown.textContent = timeText(0, 600);
@@ -88,7 +86,7 @@ export class TimelineBar {
     if (!this.predicted.checked) this.predicted.checked = true;
     if (!this.timeline && !(await this.fetch())) return (this.goLive(), false);
     this.enable();
-    this.onMode(true);
+    this.draw();
     return true;
   }
 
@@ -98,7 +96,6 @@ export class TimelineBar {
     this.view.leaveTimeline();
     this.host.showLive();
     this.enable();
-    this.onMode(false);
   }
 
   // One fetch at a time: a second caller waits for the first's answer.
@@ -153,7 +150,6 @@ export class TimelineBar {
     this.slider.value = String(this.time);
     this.shown.textContent = timeText(this.time, this.timeline.seconds);
     this.bar.dataset.time = this.time.toFixed(1);
-    this.onTime(this.time);
   }
 
   private onKey(e: KeyboardEvent): void {
