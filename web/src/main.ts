@@ -113,12 +113,13 @@ function drawList(): void {
   }
 }
 
-async function select(id: string): Promise<void> {
+// `focus`: bring its route into view (a meeting frames both actors' routes itself).
+async function select(id: string, focus = true): Promise<void> {
   if (state.selected !== id) state.checked = [];
   state.selected = id;
   if (!(await loadRoute(id)) || state.selected !== id) return;
   const actor = state.placed.find((p) => p.id === id);
-  if (actor) view.focus(actor);
+  if (actor && focus) view.focus(actor);
   drawList();
   drawSelection();
   void editing.actorSelected();
@@ -213,7 +214,7 @@ async function start(): Promise<void> {
   });
   meetings = new MeetingsPanel($('map').parentElement!, view.map, timeline, {
     pkg: () => state.pkg,
-    select,
+    select: (id) => select(id, false),
     actor: (id) => {
       const placed = state.placed.find((p) => p.id === id);
       return placed ? { placed, walker: state.infos.find((i) => i.id === id)?.walker ?? 'none' } : null;

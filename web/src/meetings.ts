@@ -8,6 +8,7 @@ import { rpc } from './api.js';
 import type { Placed, Walker } from './core.js';
 import { worldToLatLng } from './core.js';
 import { fetchRoute } from './loading.js';
+import type { DrawnPoint } from './route.js';
 import { drawRoute } from './route.js';
 import type { TimelineBar } from './timeline.js';
 import type { Meeting } from './timelinecore.js';
@@ -15,12 +16,14 @@ import { meetingLine, readMeetings } from './timelinecore.js';
 
 export interface MeetingsHost {
   pkg(): string;
-  select(id: string): Promise<void>;
+  select(id: string): Promise<void>; // selects the actor without bringing its route into view
   actor(id: string): { placed: Placed; walker: Walker } | null;
   say(text: string): void;
 }
 
 const PLACE_PX = 22; // a meeting place's ring: about the two actors' circles at the usual zooms
+const FIT_PADDING_PX: [number, number] = [60, 60]; // around both routes of a chosen meeting
+const FIT_ZOOM_MAX = 0;
 const OTHER_ROUTE = { color: '#e8590c', weight: 3, dashArray: '8 5', interactive: false };
 
 const ll = (p: { x: number; z: number }) => L.latLng(...worldToLatLng(p));
@@ -112,18 +115,25 @@ export class MeetingsPanel {
     this.drawPlaces();
     if (!(await this.timeline.setTime(m.seconds))) return;
     await this.host.select(m.id);
-    await this.drawOther(m.other);
+    const other = await this.drawOther(m.other);
+    const first = this.host.actor(m.id);
+    const spots = [...(first ? drawRoute(first.placed, first.walker).points.map((p) => p.at) : []),
+      ...other.map((p) => p.at), ...(m.at ? [m.at] : [])];
+    if (spots.length > 0) this.map.fitBounds(L.latLngBounds(spots.map(ll)), { padding: FIT_PADDING_PX, maxZoom: FIT_ZOOM_MAX });
   }
 
-  private async drawOther(id: string): Promise<void> {
+  // The other actor's route, dashed; answers its points (none for an actor the game does not walk, whose
+  // marker is the place).
+  private async drawOther(id: string): Promise<DrawnPoint[]> {
     this.route.clearLayers();
     const actor = this.host.actor(id);
     const route = await fetchRoute(this.host.pkg(), id);
-    if (!route.ok) return this.host.say(route.error);
-    if (!actor || !route.value) return; // an actor the game does not walk: its marker is the place
+    if (!route.ok) return (this.host.say(route.error), []);
+    if (!actor || !route.value) return actor?.placed.position ? [{ number: 0, at: actor.placed.position }] : [];
     const drawing = drawRoute({ ...actor.placed, route: route.value }, actor.walker);
     const line = L.polyline(drawing.segments.map((s) => [ll(s.a), ll(s.b)]), { ...OTHER_ROUTE, className: 'meeting-route' });
     line.addTo(this.route);
     line.getElement()?.setAttribute('data-route-of', id);
+    return drawing.points;
   }
 }
