@@ -4,7 +4,6 @@
 // panel (meetings.ts) sets the time. Owns the bar's elements and the fetched timeline; single-threaded.
 
 import { rpc } from './api.js';
-import type { Vec3 } from './core.js';
 import { actionFor } from './keys.js';
 import type { MapView } from './mapview.js';
 import type { Timeline } from './timelinecore.js';
@@ -19,6 +18,7 @@ export interface TimelineHost {
 
 const SPEEDS = [1, 4, 16]; // game seconds per second of the page's clock
 const TIME_STEP_S = 0.1; // the slider's step
+const CONTROLS = 'button, input, select, textarea, a[href], [role=button]'; // elements with their own use of Space
 
 function make<K extends keyof HTMLElementTagNameMap>(tag: K, props: Partial<HTMLElementTagNameMap[K]> = {}): HTMLElementTagNameMap[K] {
   return Object.assign(document.createElement(tag), props);
@@ -145,17 +145,19 @@ export class TimelineBar {
     if (!this.timeline) return;
     for (const w of this.timeline.walkers) {
       const p = placeAt(w, this.time);
-      this.view.timelinePlace(w.id, { x: p.x, y: p.y, z: p.z } as Vec3);
+      this.view.timelinePlace(w.id, p);
     }
     this.slider.value = String(this.time);
     this.shown.textContent = timeText(this.time, this.timeline.seconds);
     this.bar.dataset.time = this.time.toFixed(1);
   }
 
+  // Space plays and pauses unless a control has the keyboard: there it keeps its own meaning (a button's
+  // press, a checkbox's tick; on "Play" that press plays).
   private onKey(e: KeyboardEvent): void {
-    const typing = (e.target as HTMLElement).matches('input[type=text], input[type=search], input[type=number], select, textarea');
+    const onControl = (e.target as HTMLElement).closest(CONTROLS) !== null;
     const k = { key: e.key, ctrl: e.ctrlKey || e.metaKey, shift: e.shiftKey, alt: e.altKey };
-    if (actionFor(k, typing) !== 'play-pause') return;
+    if (onControl || actionFor(k, false) !== 'play-pause') return;
     e.preventDefault();
     void this.togglePlay();
   }
