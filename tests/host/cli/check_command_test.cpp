@@ -80,7 +80,7 @@ TEST(CheckCommand, DemoStoreOnTheIslandReportsTheDropsLikeACompiler) {
             "windfall.json: young_man_um2: segment 2 to 3: a step up too high (a wall) at (1500, 50, -800)\n"
             "windfall.json: young_man_um2: segment 3 to 4: the ground is far from the route's height at "
             "(1075, 287.5, -800)\n"
-            "windfall.json: 30 actors, 15 routes: 14 ok, 1 with problems; 0 errors, 0 warnings\n");
+            "windfall.json: 32 actors, 17 routes: 16 ok, 1 with problems; 0 errors, 0 warnings\n");
 }
 
 TEST(CheckCommand, JsonFormatHoldsOneCheckPackageAnswerPerPackage) {
@@ -93,7 +93,7 @@ TEST(CheckCommand, JsonFormatHoldsOneCheckPackageAnswerPerPackage) {
   const Value& packages = answer.get("packages");
   ASSERT_EQ(packages.items.size(), 1u);
   EXPECT_EQ(packages.items[0].get("counts").get("routes_with_problems").number, 1);
-  EXPECT_EQ(packages.items[0].get("routes").items.size(), 15u);
+  EXPECT_EQ(packages.items[0].get("routes").items.size(), 17u);
 }
 
 TEST(CheckCommand, WorldMeshChecksAStoreWithNoGameRunning) {

@@ -82,10 +82,10 @@ TEST(JsonRpcServe, RunsEveryRouteAndHostCommandAndSavesAtTheEnd) {
       {.method = "redo",
        .params = "{}",
        .answer = R"({"package":"windfall","redone":"Remove the route of bar_worker_uw1"})"},
-      {.method = "packages", .params = "{}", .answer = R"({"packages":[{"actors":30,"name":"windfall","routes":14}]})"},
+      {.method = "packages", .params = "{}", .answer = R"({"packages":[{"actors":32,"name":"windfall","routes":16}]})"},
       {.method = "reload",
        .params = R"({"package":"windfall"})",
-       .answer = R"({"actors":30,"changes":6,"package":"windfall"})"},
+       .answer = R"({"actors":32,"changes":6,"package":"windfall"})"},
   };
   auto store = demo_store();
   Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
