@@ -1,7 +1,6 @@
-// The timeline bar and the meetings, in Debian's chromium against `pathwright map --demo --manual-clock`:
-// labels of actors standing close together never overlap; on "Timeline" space plays and pauses; scrubbed
-// to a time, walkers' markers stand where walkers_at says; choosing a meeting shows its time, both routes
-// and its place; back on "Live" the markers drop the timeline's places.
+// The timeline bar, in Debian's chromium against `pathwright map --demo --manual-clock`: labels of actors
+// standing close together never overlap; on "Timeline" space plays and pauses; scrubbed to a time,
+// walkers' markers stand where walkers_at says; back on "Live" the markers drop the timeline's places.
 // Usage: timeline.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR (the screenshots go there).
 import { mkdirSync, rmSync } from 'node:fs';
 import { join } from 'node:path';
@@ -79,26 +78,6 @@ async function scrubbedWalkersStandWhereWalkersAtSays(page: Page): Promise<void>
   assert.ok(Object.values(seen).some((places) => places[0] !== places[1]), 'no walker moved between the two times');
 }
 
-// The first meeting of check_package, chosen in the list: the time, both routes and the place.
-async function choosingAMeetingShowsIt(page: Page): Promise<void> {
-  const finding = (await rpc('check_package', { package: 'windfall' })).findings.find((f: any) => typeof f.other === 'string');
-  assert.ok(finding, 'the demo package has no meeting');
-  await page.getByRole('button', { name: 'Meetings' }).click();
-  const item = page.getByRole('list', { name: 'Meetings' }).locator(`[data-meeting="${finding.id} ${finding.other}"]`);
-  await item.waitFor();
-  assert.ok((await item.textContent())?.includes(finding.text), 'the list shows the finding\'s text');
-  assert.ok(await page.locator('[data-meeting-place]').count() >= 1, 'no meeting place on the map');
-  await item.click();
-  await page.waitForFunction((id) => document.getElementById('details-title')?.textContent === id, finding.id);
-  await page.waitForFunction((t) => document.getElementById('timeline-bar')?.dataset.time === t.toFixed(1), finding.seconds);
-  assert.equal(Number(await page.getByRole('slider', { name: 'Time' }).inputValue()), finding.seconds);
-  assert.ok(await page.locator('[data-point]').count() >= 2, `the route of ${finding.id} is not drawn`);
-  const otherWalks = (await rpc('walkers_at', { package: 'windfall', seconds: 0 })).actors.some((a: any) => a.id === finding.other);
-  if (otherWalks) await page.locator(`[data-route-of="${finding.other}"]`).waitFor();
-  await page.locator(`.meeting-mark.chosen[data-meeting-place="${finding.id} ${finding.other}"]`).waitFor();
-  await shot(page, 'timeline-meeting.png');
-}
-
 async function liveDropsTheTimeline(page: Page): Promise<void> {
   await page.getByRole('radio', { name: 'Live' }).check();
   assert.equal(await page.locator('[data-actor-id][data-x]').count(), 0, 'markers keep the timeline\'s places on "Live"');
@@ -118,7 +97,6 @@ try {
   await spacePlaysAndPauses(page);
   await scrubbedWalkersStandWhereWalkersAtSays(page);
   await shot(page, 'timeline.png');
-  await choosingAMeetingShowsIt(page);
   await liveDropsTheTimeline(page);
   assert.deepEqual(errors, [], 'the page threw');
 } catch (e) {
