@@ -65,6 +65,10 @@ CheckCommand::CheckCommand(CLI::App& app, const std::string& examples) : example
   command_->add_option("--format", format_, "text: lines to read; json: the check_package answers")
       ->check(CLI::IsMember({"text", "json"}))
       ->default_val("text");
+  command_->add_option("--seconds", seconds_, "the game time within which walkers' meetings are found")
+      ->type_name("N")
+      ->check(CLI::Range(1.0, 3600.0))
+      ->default_val(600);
   command_->add_option("--examples", examples_, "the folder holding the demo store windfall/")
       ->type_name("DIR")
       ->default_val(examples);
@@ -86,6 +90,7 @@ int CheckCommand::run() const {
   for (const std::string& name : names) {
     Value params = Value::object();
     params["package"] = Value::of(name);
+    params["seconds"] = Value::of(seconds_);
     const CallOutcome outcome = bench->run("check_package", params);
     if (!outcome.ok) {
       std::cerr << "pathwright check: " << name << ": " << outcome.error << "\n";

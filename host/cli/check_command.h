@@ -32,6 +32,7 @@ class CheckCommand {
   bool demo_ = false;
   std::string world_;
   std::string format_ = "text";
+  double seconds_ = 600;  // --seconds: the horizon of the meetings [game seconds]
   std::string examples_;
 };
 

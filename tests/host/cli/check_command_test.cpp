@@ -76,11 +76,42 @@ TEST(CheckCommand, DemoStoreOnTheIslandReportsTheDropsLikeACompiler) {
   const Outcome run = check(scratch, "--demo " + kExamples);
   EXPECT_EQ(run.status, 1) << run.err;
   EXPECT_EQ(run.out,
+            "windfall.json: baker_ub3: point 2: warning: walks through \"market_stall\" at (275, 100, -100) after 81.4 s\n"
+            "windfall.json: baker_ub3: point 4: warning: meets \"square_moblin\" at (-181.7, 100, 33) after 370.3 s\n"
+            "windfall.json: baker_ub3: point 2: warning: meets \"flower_cart\" at (310, 100, 25.7) after 11.8 s\n"
+            "windfall.json: bar_worker_uw1: point 2: warning: meets \"bar_regular_uo2\" at (-373.4, 100, -608.7) after "
+            "8.9 s\n"
+            "windfall.json: young_man_um2: point 3: warning: walks through \"bench_old_man_uo1\" at (1325, 100, -800) "
+            "after 36.8 s\n"
+            "windfall.json: young_man_um2: point 4: warning: meets \"kite_runner\" at (1000, 100, -775) after 46.2 s\n"
+            "windfall.json: square_moblin: point 2: warning: meets \"flower_cart\" at (300.6, 100, 34.2) after 68.3 s\n"
             "windfall.json: young_man_um2: segment 0 to 1: a drop at (1525, 45.8, 800)\n"
             "windfall.json: young_man_um2: segment 2 to 3: a step up too high (a wall) at (1500, 50, -800)\n"
             "windfall.json: young_man_um2: segment 3 to 4: the ground is far from the route's height at "
             "(1075, 287.5, -800)\n"
-            "windfall.json: 32 actors, 17 routes: 16 ok, 1 with problems; 0 errors, 0 warnings\n");
+            "windfall.json: 32 actors, 17 routes: 16 ok, 1 with problems; 0 errors, 7 warnings\n");
+}
+
+TEST(CheckCommand, MeetingsAreWarningsWithinTheSecondsAsked) {
+  Scratch scratch;
+  const std::string floor = scratch.write("floor.obj", kFloor);
+  std::string yard = kYard;  // the stray turned round to walk along the walker's line towards it
+  const auto swap = [&yard](const std::string& from, const std::string& to) {
+    yard.replace(yard.find(from), from.size(), to);
+  };
+  swap(R"("x": 100, "y": 0, "z": 500)", R"("x": 900, "y": 0, "z": 100)");
+  swap(R"("mode": "circle", "points": [{"x": 1500, "y": 0, "z": 500}])",
+       R"("mode": "once", "points": [{"x": 100, "y": 0, "z": 100}])");
+  scratch.write("store/yard.json", yard);
+  const std::string store = "--store '" + scratch.path("store") + "' --world '" + floor + "'";
+  const Outcome run = check(scratch, store);
+  EXPECT_EQ(run.status, 0) << "meetings leave the exit status as it was: " << run.err;
+  EXPECT_EQ(run.out,
+            "yard.json: walker: point 1: warning: meets \"stray\" at (500, 0, 100) after 10.4 s\n"
+            "yard.json: 2 actors, 2 routes: 2 ok, 0 with problems; 0 errors, 1 warnings\n");
+  EXPECT_EQ(check(scratch, store + " --seconds 10").out,
+            "yard.json: 2 actors, 2 routes: 2 ok, 0 with problems; 0 errors, 0 warnings\n");
+  EXPECT_EQ(check(scratch, store + " --seconds 0").status, 2) << "a horizon from 1 to 3600 s";
 }
 
 TEST(CheckCommand, JsonFormatHoldsOneCheckPackageAnswerPerPackage) {
