@@ -20,7 +20,7 @@ const shot = async (page: Page, name: string) => {
   console.log(`screenshot: ${join(outDir, name)}`);
 };
 
-// The first meeting of check_package, chosen in the list: the time, both routes and the place.
+// The first meeting finding of check_package, chosen in the list: the time, both routes and the place.
 async function choosingAMeetingShowsIt(page: Page): Promise<void> {
   const finding = (await rpc('check_package', { package: 'windfall' })).findings.find((f: any) => typeof f.other === 'string');
   assert.ok(finding, 'the demo package has no meeting');
