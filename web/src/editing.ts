@@ -310,7 +310,7 @@ export class Editing {
     const target = e.target as HTMLElement;
     const typing = target.matches('input:not([type=checkbox]), select, textarea');
     const action = actionFor({ key: e.key, ctrl: e.ctrlKey || e.metaKey, shift: e.shiftKey, alt: e.altKey }, typing);
-    if (!action) return;
+    if (!action || action === 'play-pause') return; // the timeline bar's key
     e.preventDefault();
     this.run(action);
   }
