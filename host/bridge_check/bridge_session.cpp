@@ -44,6 +44,13 @@ void BridgeSession::send(const std::string& line) {
   }
 }
 
+void BridgeSession::send_unended(const std::string& bytes) {
+  std::string problem;
+  if (!connection_->send_bytes(bytes, timeout_ms_, problem)) {
+    throw CaseFailure("sent " + excerpt(bytes) + ", the bridge did not take it: " + problem);
+  }
+}
+
 std::string BridgeSession::read_line(const std::string& sent) {
   std::string line, problem;
   switch (connection_->read_line(line, timeout_ms_, problem)) {

@@ -34,6 +34,8 @@ class BridgeSession {
 
   // Sends `line` (without its "\n"). Throws CaseFailure when it cannot be sent in time.
   void send(const std::string& line);
+  // Sends `bytes` without adding a "\n" (the start of a line that never ends).
+  void send_unended(const std::string& bytes);
   // The next answer line, as text. Throws CaseFailure naming `sent` when none comes in time, the
   // bridge closes the connection, or the line is longer than the protocol's limit.
   std::string read_line(const std::string& sent);

@@ -185,7 +185,7 @@ std::string closed_mid_request_case(CheckContext& context) {
   auto witness = context.open();
   {
     auto half = context.open();
-    half->send(R"({"id":1,"op":"ground_heights","probes":[0,100,)");  // a line that never ends
+    half->send_unended(R"({"id":1,"op":"ground_heights","probes":[0,100,)");  // a line that never ends
   }
   {
     auto hasty = context.open();

@@ -135,7 +135,7 @@ std::string manual_clock_case(CheckContext& context) {
   const Value offered = session->ask(probe, probe_id);
   if (!offered.get("ok").boolean) {
     context.skipped = true;
-    return "the bridge offers no manual clock (\"advance\" answered \"" + offered.get("error").string("") + "\")";
+    return "the bridge offers no manual clock; \"advance\" was refused: " + offered.get("error").string("");
   }
   Value document;
   const SentRoute route = load_walkers(*session, "bridge_check_clock", document);
