@@ -186,6 +186,13 @@ def is_number(value):
     return isinstance(value, (int, float)) and not isinstance(value, bool)
 
 
+def is_finite_number(value):
+    try:
+        return is_number(value) and math.isfinite(float(value))
+    except OverflowError:  # a whole number beyond any double
+        return False
+
+
 def narrowed(value):
     """`value` narrowed to a 32-bit float, or None when it is not a number or does not narrow to a
     finite float."""
@@ -230,19 +237,26 @@ class Protocol:
         }
 
     def answer(self, line):
-        """The answer text to one request line (bytes, without its newline); None for no answer."""
+        """The answer text to one request line (bytes, without its newline); None for no answer. Never
+        raises: a failure of its own is an answer too."""
+        try:
+            return self.answer_request(line)
+        except Exception as e:
+            return encode({"id": None, "ok": False, "error": "the bridge failed: %s" % e})
+
+    def answer_request(self, line):
         if line.endswith(b"\r"):
             line = line[:-1]
         try:
             request = json.loads(line.decode("utf-8"), parse_constant=_no_constants)
-        except (UnicodeDecodeError, ValueError) as e:
+        except (UnicodeDecodeError, ValueError, RecursionError) as e:
             if self.fault == "silent-bad-line":
                 return None
             return encode({"id": None, "ok": False, "error": "the line is not json: %s" % str(e).lower()})
         if not isinstance(request, dict):
             return encode({"id": None, "ok": False, "error": "a request must be a json object"})
         request_id = request.get("id")
-        if not is_number(request_id) or not math.isfinite(float(request_id)):
+        if not is_finite_number(request_id):
             return encode({"id": None, "ok": False, "error": "a request needs a number \"id\""})
         if self.fault == "wrong-id":
             request_id = int(request_id)
@@ -334,7 +348,7 @@ class Protocol:
 
     def advance(self, request):
         seconds = request.get("seconds")
-        if not is_number(seconds) or not math.isfinite(float(seconds)) or seconds < 0:
+        if not is_finite_number(seconds) or seconds < 0:
             raise Refusal("\"advance\" needs a number \"seconds\", at least 0")
         if not self.game.can_advance():
             raise Refusal("the clock is real: \"advance\" needs a manual clock")

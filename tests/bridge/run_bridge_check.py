@@ -64,13 +64,15 @@ def main():
     if options.listen_silently:
         port = silent_listener()
     elif options.nothing_listening:
-        with socket.create_server(("127.0.0.1", 0)) as taken:
-            port = taken.getsockname()[1]  # closed again when this block ends
+        # A port held bound but not listening: connections are refused, and nobody else can take it.
+        taken = socket.socket()
+        taken.bind(("127.0.0.1", 0))
+        port = taken.getsockname()[1]
     else:
         server, port = start_server(options.server)
     try:
         run = subprocess.run([options.pathwright, "bridge-check", "127.0.0.1:%d" % port, "--format", "json",
-                              "--no-latency", "--timeout", "5"],
+                              "--no-latency", "--timeout", "15"],
                              capture_output=True, text=True, timeout=CHECK_SECONDS)
     finally:
         if server is not None:
