@@ -2,7 +2,7 @@
 
 The module speaks the protocol: it frames lines, checks every request's members, echoes ids, answers
 refusals, enforces the line limit, serves each connection on its own thread and hands the game one
-request at a time. A bridge author subclasses `Game` and fills in what touches the game; everything a
+request at a time; `link_text.py` beside it writes the numbers. A bridge author subclasses `Game` and fills in what touches the game; everything a
 game cannot know is done here. `toy_world.py` beside it shows every function on a small world.
 
     class MyGame(pathwright_bridge.Game):
@@ -13,14 +13,14 @@ game cannot know is done here. `toy_world.py` beside it shows every function on 
 Then run `pathwright bridge-check 127.0.0.1:47800` until every case passes.
 """
 
-import functools
 import json
 import math
 import os
 import socket
-import struct
 import sys
 import threading
+
+from link_text import Coordinate, encode, float_text, is_finite_number, is_number, narrowed, point  # noqa: F401
 
 PROTOCOL_VERSION = 1
 DEFAULT_PORT = 47800
@@ -96,113 +96,10 @@ class Game:
         raise Refusal("the clock is real: \"advance\" needs a manual clock")
 
 
-# --- Numbers as the link writes them ------------------------------------------------------------
-
-def to_float32(value):
-    """The 32-bit float nearest to `value`; OverflowError when that is not finite."""
-    return struct.unpack("f", struct.pack("f", value))[0]
-
-
-@functools.lru_cache(maxsize=4096)
-def float_text(value):
-    """The shortest decimal text that reads back to the same 32-bit float, fixed or scientific,
-    whichever is shorter (fixed on a tie): 100, -40.5, 0.1, 1e+20."""
-    f = to_float32(value)
-    if f == 0:
-        return "-0" if math.copysign(1, f) < 0 else "0"
-    for precision in range(1, 10):
-        scientific = "%.*e" % (precision - 1, f)
-        if to_float32(float(scientific)) == f:
-            break
-    mantissa, exponent = scientific.split("e")
-    exponent = int(exponent)
-    digits = mantissa.replace(".", "").lstrip("-")
-    sign = "-" if f < 0 else ""
-    short = sign + digits[0] + ("." + digits[1:] if len(digits) > 1 else "")
-    short += "e" + ("+" if exponent >= 0 else "-") + "%02d" % abs(exponent)
-    if exponent >= 0:
-        whole = digits[:exponent + 1].ljust(exponent + 1, "0")
-        fraction = digits[exponent + 1:]
-        fixed = sign + whole + ("." + fraction if fraction else "")
-    else:
-        fixed = sign + "0." + "0" * (-exponent - 1) + digits
-    return fixed if len(fixed) <= len(short) else short
-
-
-class Coordinate(float):
-    """A float written as float_text writes it."""
-
-
-def _encode(value, out):
-    if value is None:
-        out.append("null")
-    elif value is True:
-        out.append("true")
-    elif value is False:
-        out.append("false")
-    elif isinstance(value, Coordinate):
-        out.append(float_text(value))
-    elif isinstance(value, int):
-        out.append(str(value))
-    elif isinstance(value, float):
-        out.append(str(int(value)) if value.is_integer() and abs(value) < 1e15 else repr(value))
-    elif isinstance(value, str):
-        out.append(json.dumps(value))
-    elif isinstance(value, (list, tuple)):
-        out.append("[")
-        for k, item in enumerate(value):
-            if k:
-                out.append(",")
-            _encode(item, out)
-        out.append("]")
-    else:
-        out.append("{")
-        for k, (key, item) in enumerate(value.items()):
-            if k:
-                out.append(",")
-            out.append(json.dumps(key) + ":")
-            _encode(item, out)
-        out.append("}")
-
-
-def encode(value):
-    """Compact JSON text of an answer, coordinates (Coordinate) as float_text."""
-    out = []
-    _encode(value, out)
-    return "".join(out)
-
-
-def point(p):
-    return {"x": Coordinate(p[0]), "y": Coordinate(p[1]), "z": Coordinate(p[2])}
-
-
 # --- Reading requests -----------------------------------------------------------------------------
 
 def _no_constants(name):
     raise ValueError("%s is not a json number" % name)
-
-
-def is_number(value):
-    return isinstance(value, (int, float)) and not isinstance(value, bool)
-
-
-def is_finite_number(value):
-    try:
-        return is_number(value) and math.isfinite(float(value))
-    except OverflowError:  # a whole number beyond any double
-        return False
-
-
-def narrowed(value):
-    """`value` narrowed to a 32-bit float, or None when it is not a number or does not narrow to a
-    finite float."""
-    if not is_number(value):
-        return None
-    try:
-        f = to_float32(float(value))
-    except (OverflowError, ValueError):
-        return None
-    return f if math.isfinite(f) else None
 
 
 def probe_point(request, op):
