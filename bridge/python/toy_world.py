@@ -20,6 +20,8 @@ OUTSIDE = 1000.0                    # beyond the floor by more than this, a prob
 PROBE_ABOVE = 100.0                 # walkers stand on the ground below a probe this far above them
 CAMERA_BEHIND, CAMERA_ABOVE = 300.0, 200.0
 MODEL_PACE, OTHER_PACE = 60.0, 50.0  # units a second when a route gives no speed
+FAST_WALK = "fast-walk"  # the toy's own deliberate fault: walkers 5 % faster than the game's rules say
+FAST_WALK_FACTOR = 1.05
 
 
 def inside(x, z, area):
@@ -29,7 +31,7 @@ def inside(x, z, area):
 class Walker:
     """One actor walking its route: straight legs at a constant horizontal pace, on the ground."""
 
-    def __init__(self, world, actor, start_time):
+    def __init__(self, world, actor, start_time, pace_factor=1.0):
         path = actor["path"]
         self.id = actor["id"]
         self.world = world
@@ -39,6 +41,7 @@ class Walker:
         speed = path.get("speed")
         self.speed = speed if model and pathwright_bridge.is_number(speed) and speed > 0 else (
             MODEL_PACE if model else OTHER_PACE)
+        self.speed *= pace_factor
         self.points = [self.grounded(p) for p in path["points"]]
         position = actor.get("position")
         start = None if model or not readable_point(position) else self.grounded(position)
@@ -106,8 +109,9 @@ class ToyWorld(pathwright_bridge.Game):
     world_name = "toy"
     bounds = ((FLOOR[0], 0.0, FLOOR[0]), (FLOOR[1], STEP_HEIGHT, FLOOR[1]))
 
-    def __init__(self, manual_clock):
+    def __init__(self, manual_clock, pace_factor=1.0):
         self.manual_clock = manual_clock
+        self.pace_factor = pace_factor
         self.manual_time = 0.0
         self.started = time.monotonic()
         self.link_at = (-100.0, 0.0, -150.0)
@@ -143,7 +147,7 @@ class ToyWorld(pathwright_bridge.Game):
             if (isinstance(actor.get("id") if isinstance(actor, dict) else None, str) and isinstance(path, dict)
                     and isinstance(path.get("points"), list) and path["points"]
                     and all(readable_point(p) for p in path["points"])):
-                walkers.append(Walker(self, actor, self.now()))
+                walkers.append(Walker(self, actor, self.now(), self.pace_factor))
         self.packages[package] = walkers
         return len(walkers)
 
@@ -179,10 +183,12 @@ def main():
     parser = argparse.ArgumentParser(description="the game link on a toy world, on 127.0.0.1")
     parser.add_argument("--port", type=int, default=pathwright_bridge.DEFAULT_PORT, help="0 picks a free port")
     parser.add_argument("--clock", choices=("real", "manual"), default="real")
-    parser.add_argument("--fault", choices=sorted(pathwright_bridge.FAULTS),
+    parser.add_argument("--fault", choices=sorted(pathwright_bridge.FAULTS) + [FAST_WALK],
                         help="make one deliberate fault (for testing bridge-check)")
     options = parser.parse_args()
-    pathwright_bridge.serve(ToyWorld(options.clock == "manual"), options.port, options.fault, name="toy_world")
+    fast = options.fault == FAST_WALK
+    world = ToyWorld(options.clock == "manual", FAST_WALK_FACTOR if fast else 1.0)
+    pathwright_bridge.serve(world, options.port, None if fast else options.fault, name="toy_world")
 
 
 if __name__ == "__main__":

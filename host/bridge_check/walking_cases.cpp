@@ -1,11 +1,13 @@
 // The cases about walkers: a package loaded near Link, what "live_actors" and "live_route" answer about
-// it, and, with a manual clock, the walk over simulated time.
+// it, and, with a manual clock, the walk over simulated time compared with Pathwright's own walking rules
+// (walking/), planned on the bridge's ground.
 #include <algorithm>
 #include <cmath>
 
 #include "host/bridge_check/check_cases.h"
 #include "protocol/flat_numbers.h"
 #include "protocol/point_codec.h"
+#include "walking/package_walk.h"
 
 namespace host::bridge_check {
 namespace {
@@ -83,11 +85,12 @@ void expect_on_route(BridgeSession& session, const WorldPoint& position, const s
   }
 }
 
-// "live_actors" and "live_route" of the walker: shapes, and its position on the route as walked.
-double expect_walker(BridgeSession& session, const std::string& package, const SentRoute& route) {
+// "live_actors" and "live_route" of the walker: shapes, and its position on the route as walked. Answers
+// the game's time; `position` is where "live_actors" put the walker.
+double expect_walker(BridgeSession& session, const std::string& package, const SentRoute& route,
+                     WorldPoint& position) {
   const std::string quoted = "\"package\":\"" + package + "\"";
   const Value live = session.call("live_actors", quoted);
-  WorldPoint position;
   double time = 0;
   std::string expected;
   if (!read_live_actors(live, {kWalker}, route, position, time, expected)) fail("\"live_actors\"", live, expected);
@@ -115,13 +118,44 @@ void expect_not_walked(BridgeSession& session, const std::string& package, const
   if (!answer.has("route") || !answer.get("route").is_null()) fail("\"live_route\" " + fields, answer, "\"route\": null");
 }
 
+// The first surface below each probe, one "ground_heights" request.
+void ground_below_all(BridgeSession& session, const std::vector<WorldPoint>& probes, std::vector<float>& heights,
+                      std::vector<bool>& found) {
+  std::string fields = "\"probes\":";
+  protocol::append_point_array(fields, probes.data(), probes.size());
+  const Value answer = session.call("ground_heights", fields);
+  std::string expected;
+  if (!read_heights(answer, probes.size(), heights, found, expected)) fail("\"ground_heights\"", answer, expected);
+}
+
+// The walker stands where Pathwright's own walking rules put it `seconds` after the load.
+void expect_predicted(const walking::PackageWalk& plan, const walking::GroundBelow& ground,
+                      double seconds, const WorldPoint& position) {
+  std::vector<walking::WalkerPose> poses;
+  std::string error;
+  if (!walking::poses_at(plan, seconds, ground, poses, error)) throw CaseFailure("predicting the walk failed: " + error);
+  for (std::size_t k = 0; k < plan.walkers.size(); ++k) {
+    if (plan.walkers[k].id != kWalker) continue;
+    const WorldPoint& predicted = poses[k].position;
+    const double off = std::hypot(position.x - predicted.x, position.y - predicted.y, position.z - predicted.z);
+    if (off > kOnRouteUnits) {
+      throw CaseFailure("asked \"live_actors\" " + number_text(seconds) + " s after \"load\", got the walker at " +
+                        point_text(position) + ", expected it where the walking rules put it, " +
+                        point_text(predicted));
+    }
+    return;
+  }
+  throw CaseFailure("the walking rules do not walk \"" + std::string(kWalker) + "\", expected them to");
+}
+
 }  // namespace
 
 std::string walkers_case(CheckContext& context) {
   auto session = context.open();
   Value document;
   const SentRoute route = load_walkers(*session, "bridge_check", document);
-  expect_walker(*session, "bridge_check", route);
+  WorldPoint position;
+  expect_walker(*session, "bridge_check", route, position);
   expect_not_walked(*session, "bridge_check", kStill);
   expect_not_walked(*session, "bridge_check", "nobody");
   expect_not_walked(*session, "bridge_check_never_loaded", kWalker);
@@ -139,22 +173,31 @@ std::string manual_clock_case(CheckContext& context) {
   }
   Value document;
   const SentRoute route = load_walkers(*session, "bridge_check_clock", document);
-  double time = expect_walker(*session, "bridge_check_clock", route);
+  WorldPoint position;
+  const double loaded = expect_walker(*session, "bridge_check_clock", route, position);  // the walk starts here
+  walking::PackageWalk plan;
+  std::string error;
+  const walking::GroundBelow ground = [&session](const std::vector<WorldPoint>& probes, std::vector<float>& heights,
+                                                 std::vector<bool>& found, std::string&) {
+    ground_below_all(*session, probes, heights, found);
+    return true;
+  };
+  if (!walking::plan_package(document, ground, plan, error)) throw CaseFailure("planning the walk failed: " + error);
+  double time = loaded;
   for (const double step : {0.5, 2.5, 7.0, 20.0}) {
     const Value advanced = session->call("advance", "\"seconds\":" + number_text(step));
     const double expected = time + step;
     if (!advanced.get("time").is_number() || std::abs(advanced.get("time").number - expected) > kClockSlackSeconds) {
       fail("\"advance\" by " + number_text(step) + " s", advanced, "\"time\": " + number_text(expected));
     }
-    time = expect_walker(*session, "bridge_check_clock", route);
+    time = expect_walker(*session, "bridge_check_clock", route, position);
     if (std::abs(time - expected) > kClockSlackSeconds) {
       throw CaseFailure("sent \"live_actors\" after \"advance\", got \"time\" " + number_text(time) + ", expected " +
                         number_text(expected));
     }
+    expect_predicted(plan, ground, time - loaded, position);
   }
-  // Where the walker stands is not yet compared with Pathwright's own prediction of the walk: that
-  // waits for the walking rules shared by the host and the game.
-  return "positions checked on the route; not yet compared with Pathwright's prediction of the walk";
+  return "";
 }
 
 }  // namespace host::bridge_check
