@@ -21,6 +21,7 @@
 
 #include "host/map/map_server.h"  // the map's flags: parsed here, then the map program takes over
 #endif
+#include "host/cli/bridge_check_command.h"
 #include "host/cli/check_command.h"
 #include "host/cli/shared_workbench.h"
 #include "host/cli/store_socket.h"
@@ -357,11 +358,12 @@ int run(int argc, char** argv) {
   CLI::App* map_command = add_map_command(app, flags, map_options);
   add_tour_command(app, flags);
   host::CheckCommand check_command(app, flags.examples);
+  host::BridgeCheckCommand bridge_check_command(app);
 
   // CLI11 would only say that a subcommand is required.
   const auto named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(named).empty()) {
-    std::cerr << "pathwright: unknown command \"" << argv[1] << "\" (the commands are serve, call, map, check and tour)\n";
+    std::cerr << "pathwright: unknown command \"" << argv[1] << "\" (the commands are serve, call, map, check, bridge-check and tour)\n";
     return kExitBadUsage;
   }
   try {
@@ -374,6 +376,7 @@ int run(int argc, char** argv) {
   if (call_command->parsed()) return call(flags, method, params_text);
   if (map_command->parsed()) return map(flags, map_options, argv);
   if (check_command.parsed()) return check_command.run();
+  if (bridge_check_command.parsed()) return bridge_check_command.run();
   return host::run_tour(flags.examples, std::cout) ? 0 : kExitFailed;
 }
 
