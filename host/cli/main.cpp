@@ -22,6 +22,8 @@
 #include "host/map/map_server.h"  // the map's flags: parsed here, then the map program takes over
 #endif
 #include "host/cli/check_command.h"
+#include "host/cli/diff_command.h"
+#include "host/cli/merge_command.h"
 #include "host/cli/shared_workbench.h"
 #include "host/cli/store_socket.h"
 #include "host/cli/stdio_server.h"
@@ -344,11 +346,15 @@ int run(int argc, char** argv) {
   CLI::App* map_command = add_map_command(app, flags, map_options);
   add_tour_command(app, flags);
   host::CheckCommand check_command(app, flags.examples);
+  host::DiffCommand diff_command(app);
+  host::MergeCommand merge_command(app);
+  host::ResolveCommand resolve_command(app);
+  app.set_version_flag("--version", std::string("pathwright ") + PATHWRIGHT_VERSION);
 
   // CLI11 would only say that a subcommand is required.
   const auto named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(named).empty()) {
-    std::cerr << "pathwright: unknown command \"" << argv[1] << "\" (the commands are serve, call, map, check and tour)\n";
+    std::cerr << "pathwright: unknown command \"" << argv[1] << "\" (the commands are serve, call, map, check, diff, merge, resolve and tour)\n";
     return kExitBadUsage;
   }
   try {
@@ -361,6 +367,9 @@ int run(int argc, char** argv) {
   if (call_command->parsed()) return call(flags, method, params_text);
   if (map_command->parsed()) return map(flags, map_options, argv);
   if (check_command.parsed()) return check_command.run();
+  if (diff_command.parsed()) return diff_command.run();
+  if (merge_command.parsed()) return merge_command.run();
+  if (resolve_command.parsed()) return resolve_command.run();
   return host::run_tour(flags.examples, std::cout) ? 0 : kExitFailed;
 }
 
