@@ -114,14 +114,17 @@ int DiffCommand::run_git() const {
     return kExitTrouble;
   }
   const std::string& name = files_[0];
-  std::cout << "diff --pathwright a/" << name << " b/" << name << "\n";
+  const std::string header = "diff --pathwright a/" + name + " b/" + name + "\n";
   Value before, after;
   std::string error;
   if (!read_side(files_[1], before, error) || !read_side(files_[4], after, error)) {
-    std::cout << name << ": not compared as a package (" << error << "); as text:\n";
+    std::cout << header << name << ": not compared as a package (" << error << "); as text:\n";
     return text_diff(name, files_[1], files_[4]);
   }
-  if (!print_changes(compare::diff_packages(before, after), format_)) return kExitTrouble;
+  const std::vector<Value> changes = compare::diff_packages(before, after);
+  if (changes.empty()) return kExitSame;  // layout alone: nothing to show
+  std::cout << header;
+  if (!print_changes(changes, format_)) return kExitTrouble;
   std::cout.flush();
   return kExitSame;  // git takes any other status for an external diff that died
 }
