@@ -3,7 +3,9 @@
 #include <iostream>
 #include <memory>
 
+#include "host/check/check_places.h"
 #include "host/check/check_report.h"
+#include "host/store/file_system.h"
 #include "host/cli/workbench.h"
 #include "json_text/json_text.h"
 
@@ -97,8 +99,14 @@ int CheckCommand::run() const {
     } else if (!check_passed(outcome.result) && status == kExitPassed) {
       status = kExitFailed;
     }
-    if (format_ == "text") std::cout << check_report(outcome.result);
-    answers.items.push_back(outcome.result);
+    Value answer = outcome.result;
+    std::string text;
+    FileIdentity identity;
+    if (PosixFileSystem().read_file(bench->store_dir() + "/" + name + ".json", text, identity) == 0) {
+      place_answer(answer, text);
+    }
+    if (format_ == "text") std::cout << check_report(answer);
+    answers.items.push_back(std::move(answer));
   }
   if (format_ == "json") {
     Value result = Value::object();

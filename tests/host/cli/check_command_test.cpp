@@ -76,9 +76,10 @@ TEST(CheckCommand, DemoStoreOnTheIslandReportsTheDropsLikeACompiler) {
   const Outcome run = check(scratch, "--demo " + kExamples);
   EXPECT_EQ(run.status, 1) << run.err;
   EXPECT_EQ(run.out,
-            "windfall.json: young_man_um2: segment 0 to 1: a drop at (1525, 45.8, 800)\n"
-            "windfall.json: young_man_um2: segment 2 to 3: a step up too high (a wall) at (1500, 50, -800)\n"
-            "windfall.json: young_man_um2: segment 3 to 4: the ground is far from the route's height at "
+            "windfall.json:268:19: error: young_man_um2: segment 0 to 1: a drop at (1525, 45.8, 800)\n"
+            "windfall.json:251:11: error: young_man_um2: segment 2 to 3: a step up too high (a wall) at (1500, 50, "
+            "-800)\n"
+            "windfall.json:256:11: error: young_man_um2: segment 3 to 4: the ground is far from the route's height at "
             "(1075, 287.5, -800)\n"
             "windfall.json: 30 actors, 15 routes: 14 ok, 1 with problems; 0 errors, 0 warnings\n");
 }
@@ -104,9 +105,9 @@ TEST(CheckCommand, WorldMeshChecksAStoreWithNoGameRunning) {
   const Outcome run = check(scratch, store);
   EXPECT_EQ(run.status, 1) << run.err;
   EXPECT_EQ(run.out,
-            "yard.json: stray: warning: the mode \"circle\" is not \"once\", \"loop\" or \"back_and_forth\": the "
-            "game walks it as \"once\"\n"
-            "yard.json: stray: segment 0 to 1: no ground at (1025, 0, 500)\n"
+            "yard.json:4:3: warning: stray: the mode \"circle\" is not \"once\", \"loop\" or \"back_and_forth\": "
+            "the game walks it as \"once\"\n"
+            "yard.json:4:87: error: stray: segment 0 to 1: no ground at (1025, 0, 500)\n"
             "yard.json: 2 actors, 2 routes: 1 ok, 1 with problems; 0 errors, 1 warnings\n");
 
   // Once the stray stays on the floor, everything passes.
@@ -114,6 +115,34 @@ TEST(CheckCommand, WorldMeshChecksAStoreWithNoGameRunning) {
   fixed.replace(fixed.find("1500"), 4, "900");
   scratch.write("store/yard.json", fixed);
   EXPECT_EQ(check(scratch, store).status, 0);
+}
+
+TEST(CheckCommand, LinesAndJsonNameTheLineAndColumnOfThePointOrTheActor) {
+  Scratch scratch;
+  const std::string floor = scratch.write("floor.obj", kFloor);
+  // Two actors share "gate": the shared-id error stands at the first, the second's bad point at its point.
+  scratch.write("store/yard.json", R"({"actors": [
+  {"actor": "resident", "id": "gate", "parameters": {"resident": "ub3"}, "position": {"x": 100, "y": 0, "z": 100}},
+  {"actor": "resident", "id": "gate", "parameters": {"resident": "ub3"}, "position": {"x": 100, "y": 0, "z": 100},
+   "path": {"mode": "once", "points": [
+     {"x": 900, "y": 0, "z": 100},
+     {"x": "far", "y": 0, "z": 100}]}}]})");
+  const std::string store = "--store '" + scratch.path("store") + "' --world '" + floor + "'";
+  const Outcome run = check(scratch, store);
+  EXPECT_EQ(run.status, 1) << run.err;
+  EXPECT_EQ(run.out,
+            "yard.json:2:3: error: gate: actors 1 and 2 share this id: edits reach the first, check_route checks the "
+            "last\n"
+            "yard.json:6:6: error: gate: point 2: not a point (an object of finite \"x\", \"y\" and \"z\"): the check "
+            "passes over it\n"
+            "yard.json: 2 actors, 1 routes: 1 ok, 0 with problems; 2 errors, 0 warnings\n");
+
+  Value answer;
+  json_text::JsonTextError error;
+  ASSERT_TRUE(json_text::parse_json(check(scratch, store + " --format json").out, answer, error)) << error.message();
+  const Value& finding = answer.get("packages").items.at(0).get("findings").items.at(1);
+  EXPECT_EQ(finding.get("line").number, 6);
+  EXPECT_EQ(finding.get("column").number, 6);
 }
 
 TEST(CheckCommand, ExitsTwoWhenTheCheckCannotRun) {
