@@ -220,7 +220,7 @@ MergeOutcome merge_packages(const Value& base, Value ours, Value theirs) {
   Value& merged = outcome.merged;
   merged = Value::object();
   Value conflicted_actors = Value::array(), conflicted_members = Value::array();
-  const bool any_actors = base.has("actors") || ours.has("actors") || theirs.has("actors");
+  const bool any_actors = ours.has("actors") || theirs.has("actors");
   const Value& base_actors = base.get("actors");
   std::vector<Value>& ours_actors = ours["actors"].items;
   const std::vector<Value>& theirs_actors = theirs.get("actors").items;
