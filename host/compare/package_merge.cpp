@@ -213,13 +213,44 @@ Value conflicted_actor(const ActorKey& key, const Value* base, const Value* ours
   return entry;
 }
 
+// The package's own members beside "actors", by the three-way rule; answers the conflicts' records.
+Value merge_members(const Value& base, const Value& ours, const Value& theirs, Value& merged,
+                    std::vector<std::string>& lines) {
+  Value conflicted_members = Value::array();
+  std::set<std::string> names;
+  for (const Value* document : {&base, &ours, &theirs}) {
+    for (const auto& member : document->members) {
+      if (member.first != "actors") names.insert(member.first);
+    }
+  }
+  for (const std::string& name : names) {
+    const Value *b = member_of(&base, name), *o = member_of(&ours, name), *t = member_of(&theirs, name);
+    bool conflicting = false;
+    const Value* chosen = pick(b, o, t, conflicting);
+    if (conflicting) {
+      const std::string text = "package \"" + name + "\": both sides changed it: ours " + side_text(o) + ", theirs " +
+                               side_text(t);
+      lines.push_back(text);
+      Value record = Value::object();
+      record["name"] = Value::of(name);
+      record["text"] = Value::of(text);
+      if (b != nullptr) record["base"] = *b;
+      if (o != nullptr) record["ours"] = *o;
+      if (t != nullptr) record["theirs"] = *t;
+      conflicted_members.items.push_back(std::move(record));
+    }
+    if (chosen != nullptr) merged[name] = *chosen;
+  }
+  return conflicted_members;
+}
+
 }  // namespace
 
 MergeOutcome merge_packages(const Value& base, Value ours, Value theirs) {
   MergeOutcome outcome;
   Value& merged = outcome.merged;
   merged = Value::object();
-  Value conflicted_actors = Value::array(), conflicted_members = Value::array();
+  Value conflicted_actors = Value::array();
   const bool any_actors = ours.has("actors") || theirs.has("actors");
   const Value& base_actors = base.get("actors");
   std::vector<Value>& ours_actors = ours["actors"].items;
@@ -253,30 +284,7 @@ MergeOutcome merge_packages(const Value& base, Value ours, Value theirs) {
     }
   }
 
-  std::set<std::string> names;
-  for (const Value* document : {&base, static_cast<const Value*>(&ours), static_cast<const Value*>(&theirs)}) {
-    for (const auto& member : document->members) {
-      if (member.first != "actors") names.insert(member.first);
-    }
-  }
-  for (const std::string& name : names) {
-    const Value *b = member_of(&base, name), *o = member_of(&ours, name), *t = member_of(&theirs, name);
-    bool conflicting = false;
-    const Value* chosen = pick(b, o, t, conflicting);
-    if (conflicting) {
-      const std::string text = "package \"" + name + "\": both sides changed it: ours " + side_text(o) + ", theirs " +
-                               side_text(t);
-      outcome.conflicts.push_back(text);
-      Value record = Value::object();
-      record["name"] = Value::of(name);
-      record["text"] = Value::of(text);
-      if (b != nullptr) record["base"] = *b;
-      if (o != nullptr) record["ours"] = *o;
-      if (t != nullptr) record["theirs"] = *t;
-      conflicted_members.items.push_back(std::move(record));
-    }
-    if (chosen != nullptr) merged[name] = *chosen;
-  }
+  Value conflicted_members = merge_members(base, ours, theirs, merged, outcome.conflicts);
   if (!any_actors) merged.members.erase("actors");
   if (!outcome.conflicts.empty()) {
     outcome.kept = Value::object();
