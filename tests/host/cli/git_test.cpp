@@ -206,6 +206,25 @@ TEST(GitDiff, ShowsTheRouteLinesOfCommits) {
             "base\n\ndiff --pathwright a/yard.json b/yard.json\na: actor added\nb: actor added\n");
 }
 
+TEST(GitDiff, AJsonFileThatIsNoPackageIsShownAsText) {
+  Repository repo;
+  repo.commit("settings.json", "[1, 2]\n", "first");
+  repo.write("settings.json", "[1, 3]\n");
+  const Outcome diff = repo.run("git diff");
+  EXPECT_EQ(diff.status, 0) << diff.out;
+  EXPECT_NE(diff.out.find("settings.json: not compared as a package ("), std::string::npos) << diff.out;
+  EXPECT_NE(diff.out.find("-[1, 2]\n+[1, 3]\n"), std::string::npos) << diff.out;
+}
+
+TEST(Version, BothProgramsPrintTheBuildsVersion) {
+  for (const std::string& program : {kPathwright, std::string(PATHWRIGHT_GAME_BINARY)}) {
+    Repository repo;
+    const Outcome version = repo.run("'" + program + "' --version");
+    EXPECT_EQ(version.status, 0) << program;
+    EXPECT_EQ(version.out, fs::path(program).filename().string() + " " + PATHWRIGHT_VERSION + "\n");
+  }
+}
+
 TEST(DiffAndMerge, DamagedInputIsTroubleAndWritesNothing) {
   Repository repo;
   const std::string good = two(route("a", "12"), route("b", "1"));
