@@ -1,6 +1,6 @@
 // Fuzzes the journal two ways. The input as a whole is a journal file for decode_journal. Split at every
 // kRecordSeparator it is a list of record payloads: framed with their checksums behind a checkpoint of a
-// small package file, they are the journal StoredPackage::open replays (the fuzzer could not find the
+// small package file and the record naming that very file, they are the journal StoredPackage::open replays (the fuzzer could not find the
 // checksums or the file's hash itself). Files go to a temporary store folder kept for the whole run.
 #include <unistd.h>
 
@@ -81,6 +81,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const std::string name(kPackage);
   write(fixture.store->package_path(name), kPackageText);
+  host::FileIdentity identity;
+  if (fixture.store->files().identify(fixture.store->package_path(name), identity) != 0) std::abort();
+  host::JournalRecord file;
+  file.kind = host::JournalRecord::Kind::File;
+  file.saved_file = host::FileStamp::of(identity);
+  journal.insert(fixture.head.size(), encoded(file));  // without it nothing would replay onto the file
   write(fixture.store->journal_path(name), journal);
   std::string error;
   if (!host::StoredPackage::open(*fixture.store, name, error) && error.empty()) std::abort();

@@ -110,14 +110,18 @@ bool GameWorld::load(const std::string& package, const Value& document, int& wal
   }
   // Planning puts points on the ground; it needs no lock (the ground is read-only).
   Package loaded;
-  walking = 0;
-  for (const Value& actor : actors.items) {
-    const Value& id = actor.get("id");
+  if (!::walking::plan_package(document, ground_below(), loaded.walk, error)) return false;
+  std::size_t next_walker = 0;
+  for (std::size_t i = 0; i < actors.items.size(); ++i) {
+    const Value& id = actors.items[i].get("id");
     if (!id.is_string()) continue;
-    Actor entry{id.str, Walk::plan(actor, *ground_)};
-    if (entry.walk) ++walking;
+    Actor entry{id.str, -1};
+    if (next_walker < loaded.walk.walkers.size() && loaded.walk.walkers[next_walker].actor == i) {
+      entry.walker = static_cast<int>(next_walker++);
+    }
     loaded.actors.push_back(std::move(entry));
   }
+  walking = static_cast<int>(loaded.walk.walkers.size());
   std::lock_guard<std::mutex> lock(mutex_);
   loaded.loaded_at = time_locked();
   packages_[package] = std::move(loaded);
@@ -130,8 +134,12 @@ Value GameWorld::live_route(const std::string& package, const std::string& actor
   if (found == packages_.end()) return Value();
   for (const Actor& entry : found->second.actors) {
     if (entry.id != actor) continue;
-    if (!entry.walk) return Value();
-    return entry.walk->live_route(time_locked() - found->second.loaded_at, *ground_);
+    if (entry.walker < 0) return Value();
+    const walking::Walk& walk = found->second.walk.walkers[static_cast<std::size_t>(entry.walker)].walk;
+    walking::WalkerPose now;
+    std::string unused;  // the game's own ground does not fail
+    walking::walker_pose(walk, time_locked() - found->second.loaded_at, ground_below(), now, unused);
+    return walk.live_route(now);
   }
   return Value();
 }
@@ -143,18 +151,26 @@ Value GameWorld::live_actors(const std::string& package) const {
   const double now = time_locked();
   Value answer = Value::object();
   answer["time"] = Value::of(now);
-  Value& actors = answer["actors"];
-  actors = Value::array();
-  for (const Actor& entry : found->second.actors) {
-    if (!entry.walk) continue;
-    const WalkerPose pose = entry.walk->pose(now - found->second.loaded_at, *ground_);
-    Value actor = Value::object();
-    actor["id"] = Value::of(entry.id);
-    protocol::put_point(actor["position"], pose.position);
-    actor["point"] = Value::of(static_cast<double>(pose.target));
-    actors.items.push_back(std::move(actor));
-  }
+  std::vector<walking::WalkerPose> poses;
+  std::string unused;  // the game's own ground does not fail
+  walking::poses_at(found->second.walk, now - found->second.loaded_at, ground_below(), poses, unused);
+  answer["actors"] = walking::live_actor_list(found->second.walk, poses);
   return answer;
+}
+
+walking::GroundBelow GameWorld::ground_below() const {
+  const Ground* ground = ground_.get();
+  return [ground](const std::vector<WorldPoint>& probes, std::vector<float>& heights, std::vector<bool>& found,
+                  std::string&) {
+    std::vector<float> xyz;
+    xyz.reserve(probes.size() * 3);
+    for (const WorldPoint& probe : probes) xyz.insert(xyz.end(), {probe.x, probe.y, probe.z});
+    heights.assign(probes.size(), 0.0f);
+    std::vector<std::uint8_t> flags(probes.size(), 0);
+    ground->below_batch(xyz.data(), probes.size(), heights.data(), flags.data(), kFastestBatch);
+    found.assign(flags.begin(), flags.end());
+    return true;
+  };
 }
 
 double GameWorld::time_locked() const {

@@ -17,9 +17,9 @@
 
 #include "editor/points/world_point.h"
 #include "game/ground.h"
-#include "game/walking.h"
 #include "game/world_mesh.h"
 #include "json/value.h"
+#include "walking/package_walk.h"
 
 namespace game {
 
@@ -57,6 +57,10 @@ class GameWorld {
   // (height 0 where nothing is below).
   void ground_heights(const float* xyz, std::size_t count, float* heights, std::uint8_t* found) const;
 
+  // The ground as the walking rules ask it: batches of probes, answered from the ray structure. Valid
+  // while the world lives.
+  walking::GroundBelow ground_below() const;
+
   story_notebook::WorldPoint link() const;
   story_notebook::WorldPoint camera() const;
   void teleport(const story_notebook::WorldPoint& point);
@@ -83,11 +87,12 @@ class GameWorld {
  private:
   struct Actor {
     std::string id;
-    std::optional<Walk> walk;
+    int walker = -1;  // index into the package's walkers; -1: not walked
   };
   struct Package {
     double loaded_at = 0;
     std::vector<Actor> actors;  // every actor with a string "id", in document order
+    walking::PackageWalk walk;
   };
 
   GameWorld(std::unique_ptr<Ground> ground, std::string name, bool has_sea, story_notebook::WorldPoint spawn,

@@ -4,6 +4,7 @@
 #include <signal.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <string>
@@ -22,7 +23,17 @@ int run(int argc, char** argv) {
   std::uint16_t port = protocol::kDefaultPort;
   std::string world_file;
   std::string clock_name = "real";
-  app.add_option("--port", port, "TCP port on 127.0.0.1 (0 picks a free one)")->capture_default_str();
+  app.add_option("--port", port, "TCP port on 127.0.0.1 (0 picks a free one)")
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            char* end = nullptr;
+            const long number = std::strtol(text.c_str(), &end, 10);
+            if (end == text.c_str() || *end != '\0' || number < 0 || number > 65535)
+              return "the port is 0 to 65535 (0 picks a free one), not " + text;
+            return std::string();
+          },
+          "N"))
+      ->capture_default_str();
   app.add_option("--world", world_file, "an OBJ file to use as the world instead of the built-in island");
   app.add_option("--clock", clock_name, "real: time runs by itself; manual: only \"advance\" moves it")
       ->check(CLI::IsMember({"real", "manual"}))

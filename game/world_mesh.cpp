@@ -7,6 +7,8 @@
 
 #include <tiny_obj_loader.h>
 
+#include "game/obj_file.h"
+
 namespace game {
 
 std::uint32_t WorldMesh::add_vertex(float x, float y, float z) {
@@ -49,16 +51,25 @@ bool WorldMesh::bounds(story_notebook::WorldPoint& low, story_notebook::WorldPoi
 }
 
 bool load_obj(const std::string& path, WorldMesh& mesh, std::string& error) {
+  std::string text;
+  if (!read_world_file(path, text, error)) {
+    error = "cannot read the world \"" + path + "\": " + error;
+    return false;
+  }
+  return parse_obj(text, path, mesh, error);
+}
+
+bool parse_obj(const std::string& text, const std::string& path, WorldMesh& mesh, std::string& error) {
+  if (!check_obj_text(text, error)) {
+    error = "the world \"" + path + "\", " + error;
+    return false;
+  }
   tinyobj::ObjReaderConfig config;
   config.triangulate = true;
   config.vertex_color = false;
   config.mtl_search_path = "";  // materials play no part in collision
-  if (!std::ifstream(path)) {
-    error = "cannot read the world \"" + path + "\": no such file, or it cannot be opened";
-    return false;
-  }
   tinyobj::ObjReader reader;
-  if (!reader.ParseFromFile(path, config)) {
+  if (!reader.ParseFromString(text, "", config)) {
     // The reader's own words, in the form of our messages: one line, lower-case, no final full stop.
     std::string why = reader.Error();
     std::replace(why.begin(), why.end(), '\n', ' ');

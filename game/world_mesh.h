@@ -36,7 +36,12 @@ struct WorldMesh {
 // Reads every face of the OBJ file at `path` into `mesh` (polygons split into triangles, materials
 // ignored). On false, `error` names the file and why it could not be used (unreadable, malformed, or
 // holding no triangles), and `mesh` is unspecified.
+// Only a regular file of at most kMaxWorldBytes is read (see obj_file.h); a bad number or corner is
+// refused with its line.
 bool load_obj(const std::string& path, WorldMesh& mesh, std::string& error);
+
+// The same over the OBJ text `text`; `path` only names the world in messages.
+bool parse_obj(const std::string& text, const std::string& path, WorldMesh& mesh, std::string& error);
 
 // A bumpy terrain over [-half, half] in x and z: a grid of `cells` x `cells` squares (two triangles
 // each) whose heights rise and fall by up to `bump` units. Used by benchmarks and tests that need many

@@ -17,7 +17,9 @@ enum class Motion { Walking, Pausing, Arrived };
 struct TrackKey {
   double seconds = 0;            // game time since the walk started
   double x = 0, y = 0, z = 0;    // world units
-  int point = 0;                 // number (from 1) of the point walked to or stood at; 0: the actor's own position
+  // The game's live "point" from this key on: the number (from 1) of the point walked to, while pausing
+  // the one it walks to next, once arrived the one it stands at; 0: the actor's own position.
+  int point = 0;
   Motion motion = Motion::Walking;
 };
 

@@ -1,5 +1,6 @@
 // check_package of 1,000 walkers over the built-in island (goal: under 100 ms), beside the same routes
-// checked one check_route at a time in the same run; and suggest_detour around a block on flat ground
+// checked one check_route at a time in the same run; the meeting search over those walkers' tracks for
+// 600 s on the island's ground (goal: under 250 ms), beside the same baseline; and suggest_detour around a block on flat ground
 // for segments of 200 and 1,000 units (goal: under 200 ms), with the probes it used, beside the game
 // answering that many probes on its own.
 #include <benchmark/benchmark.h>
@@ -7,8 +8,10 @@
 #include "game/game_world.h"
 #include "host/link/local_live_game.h"
 #include "host/check/detour.h"
+#include "host/check/meetings.h"
 #include "host/check/package_check.h"
 #include "tests/support/memory_session.h"
+#include "walking/package_walk.h"
 
 namespace {
 
@@ -21,6 +24,8 @@ using support::str;
 
 constexpr int kWalkers = 1000;
 constexpr int kRoutePoints = 4;  // points of each walker's route, after its own position
+// Resident types of several paces (36, 60, 72 and 34 units/s), so that neighbours fall out of step and meet.
+const char* const kResidentTypes[] = {"ub3", "uo3", "um2", "uw1"};
 
 struct IslandPackage {
   std::unique_ptr<game::GameWorld> world;
@@ -40,7 +45,7 @@ struct IslandPackage {
       for (int k = 0; k < kRoutePoints; ++k) points.push_back(point(x + (k % 2) * 60.0, 100, z + (k / 2) * 60.0));
       actors.items.push_back(obj({{"id", str("walker_" + std::to_string(i))},
                                   {"actor", str("resident")},
-                                  {"parameters", obj({{"resident", str("ub3")}})},
+                                  {"parameters", obj({{"resident", str(kResidentTypes[(i / 2) % 4])}})},
                                   {"position", point(x, 100, z)},
                                   {"path", obj({{"points", arr(points)}, {"mode", str("loop")}})}}));
     }
@@ -77,6 +82,33 @@ void BM_BaselineCheckRouteOneAtATime(benchmark::State& state) {
       benchmark::DoNotOptimize(answer);
     }
   }
+}
+
+void BM_Meetings1000Walkers600s(benchmark::State& state) {
+  IslandPackage& package = island();
+  constexpr double kHorizon = 600;  // [game seconds]
+  const walking::GroundBelow ground = [&package](const std::vector<story_notebook::WorldPoint>& probes,
+                                                 std::vector<float>& heights, std::vector<bool>& found,
+                                                 std::string& error) {
+    return package.live->ground_heights(probes, heights, found, error);
+  };
+  std::string error;
+  walking::PackageWalk walk;
+  std::vector<walking::WalkerTrack> tracks;
+  const Value& document = package.session.packages["windfall"].document;
+  if (!walking::plan_package(document, ground, walk, error) || !walking::tracks(walk, kHorizon, ground, tracks, error)) {
+    state.SkipWithError(error.c_str());
+    return;
+  }
+  std::size_t found = 0, keys = 0;
+  for (const walking::WalkerTrack& track : tracks) keys += track.keys.size();
+  for (auto _ : state) {
+    const std::vector<host::Meeting> meetings = host::find_meetings(tracks, walk.standing, kHorizon);
+    found = meetings.size();
+    benchmark::DoNotOptimize(meetings);
+  }
+  state.counters["meetings"] = static_cast<double>(found);
+  state.counters["keys"] = static_cast<double>(keys);
 }
 
 // A model walking straight across a 100 by 100 block, 80 high (a step the check refuses), on flat ground.
@@ -142,6 +174,7 @@ void BM_BaselineGameAnswersAsManyProbes(benchmark::State& state) {
 
 BENCHMARK(BM_CheckPackage1000Walkers)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_BaselineCheckRouteOneAtATime)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Meetings1000Walkers600s)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SuggestDetourAroundBlock)->Arg(200)->Arg(1000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_BaselineGameAnswersAsManyProbes)->Arg(200)->Arg(1000)->Unit(benchmark::kMillisecond);
 

@@ -7,15 +7,19 @@
 // before, 214 MB at 50,000 actors). The first call meets the package as generated, a file Pathwright did
 // not print, and prints it whole; the calls after it meet Pathwright's own print, as every call after a
 // package's first change does: the first call's time and peak are reported apart (first_ms, first_peak_mib).
+// LongHistory: one-shot calls and serve on a package whose patrol route was edited all day, against the
+// same calls on the same package in a store without history (see kEdits).
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -53,19 +57,32 @@ struct Run {
   double peak_mib = 0;
 };
 
-// Runs `argv` with its output thrown away; its wall time and its peak resident size.
-Run run_process(const std::vector<std::string>& argv) {
+// Runs `argv` with its output thrown away and `input` as its standard input; its wall time and its peak
+// resident size.
+Run run_process(const std::vector<std::string>& argv, const std::string& input = "") {
   std::vector<char*> args;
   for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
   args.push_back(nullptr);
+  int feed[2];
+  if (::pipe(feed) != 0) throw std::runtime_error("no pipe");
   const Clock::time_point start = Clock::now();
   pid_t child = ::fork();
   if (child == 0) {
     int null = ::open("/dev/null", O_WRONLY);
     ::dup2(null, STDOUT_FILENO);
+    ::dup2(feed[0], STDIN_FILENO);
+    ::close(feed[0]);
+    ::close(feed[1]);
     ::execv(args[0], args.data());
     ::_exit(127);
   }
+  ::close(feed[0]);
+  for (std::size_t at = 0; at < input.size();) {
+    const ssize_t written = ::write(feed[1], input.data() + at, input.size() - at);
+    if (written <= 0) break;
+    at += static_cast<std::size_t>(written);
+  }
+  ::close(feed[1]);
   int status = 0;
   struct rusage usage {};
   if (child < 0 || ::wait4(child, &status, 0, &usage) != child) throw std::runtime_error("cannot run " + argv[0]);
@@ -137,7 +154,119 @@ void OneShotCall(benchmark::State& state) {
 
 constexpr int kRuns = 5;  // processes of each kind per size; each takes up to a few seconds
 
+// A patrol route of this many points, edited this many times (moves, inserts and removals), as a day's work
+// on the map; the goals: a journal of at most kGoalJournalMiB, and calls, serve's opening and its memory at
+// most 1.5 times the same on the same package in a store without history.
+constexpr int kRoutePoints = 200;
+constexpr int kEdits = 1000;
+constexpr double kGoalJournalMiB = 2.0;
+
+std::string request(int id, const std::string& method, const std::string& params) {
+  return R"({"jsonrpc":"2.0","id":)" + std::to_string(id) + R"(,"method":")" + method + R"(","params":)" + params +
+         "}\n";
+}
+
+std::string point_at(int i) {
+  return R"({"x":)" + std::to_string(i * 10) + R"(.5,"y":)" + std::to_string(i % 7) + R"(,"z":)" + std::to_string(i % 13) +
+         "}";
+}
+
+// The id of the first resident, the actor that one-shot calls move while the patrol keeps its history.
+std::string first_resident_id(const std::string& text) {
+  const std::size_t at = text.find("\"villager_");
+  if (at == std::string::npos) throw std::runtime_error("no resident in the generated package");
+  return text.substr(at + 1, text.find('"', at + 1) - at - 1);
+}
+
+// Store `edited` gets the history: serve runs kEdits changes of the patrol `patrol`, from standard input.
+// Store `plain` gets the same package after them, without a journal. Answers serve's run of the edits.
+Run edit_for_a_day(const std::string& edited, const std::string& plain, const std::string& patrol) {
+  std::string lines;
+  int id = 0, points = kRoutePoints;
+  for (int i = 0; i < kEdits; ++i) {
+    const std::string target = R"({"id":")" + patrol + R"(",)";
+    if (i % 10 == 3) {
+      lines += request(++id, "add_route_point", target + R"("snap":false,"after":)" + std::to_string(i % points) +
+                                                    R"(,"position":)" + point_at(i) + "}");
+      ++points;
+    } else if (i % 10 == 7) {
+      lines += request(++id, "remove_route_point", target + R"("point":)" + std::to_string(1 + (i * 7) % points) + "}");
+      --points;
+    } else {
+      lines += request(++id, "move_route_point", target + R"("point":)" + std::to_string(1 + (i * 37) % points) +
+                                                     R"(,"position":)" + point_at(i + 1) + "}");
+    }
+  }
+  const Run serve = run_process({PATHWRIGHT_BINARY, "serve", "--store", edited}, lines);
+  std::filesystem::copy_file(edited + "/generated.json", plain + "/generated.json",
+                             std::filesystem::copy_options::overwrite_existing);
+  return serve;
+}
+
+// The patrol's route, built by serve and its journal then removed: the package both stores start from.
+void give_routes(const std::string& store, const std::string& patrol, const std::string& other) {
+  std::string lines;
+  int id = 0;
+  for (int i = 0; i < kRoutePoints; ++i)
+    lines += request(++id, "add_route_point", R"({"id":")" + patrol + R"(","snap":false,"position":)" + point_at(i) + "}");
+  for (int i = 0; i < 2; ++i)
+    lines += request(++id, "add_route_point", R"({"id":")" + other + R"(","snap":false,"position":)" + point_at(i) + "}");
+  run_process({PATHWRIGHT_BINARY, "serve", "--store", store}, lines);
+  std::filesystem::remove_all(store + "/.pathwright");
+}
+
+void LongHistory(benchmark::State& state) {
+  const std::string text = bench_json_text::generate_mod_package(static_cast<std::size_t>(state.range(0)));
+  const std::string patrol = last_resident_id(text), other = first_resident_id(text);
+  Folder edited, plain;
+  std::ofstream(edited.path + "/generated.json", std::ios::binary) << text;
+  give_routes(edited.path, patrol, other);
+  const Run serve_edits = edit_for_a_day(edited.path, plain.path, patrol);
+  const Run serve_plain = run_process({PATHWRIGHT_BINARY, "serve", "--store", plain.path}, request(1, "actors", "{}"));
+  const std::string move = R"({"id":")" + other + R"(","point":1,"position":{"x":3,"y":4,"z":5}})";
+  struct Call {
+    std::vector<std::string> args;  // after "call --store STORE"
+    std::string input;              // for serve
+    std::vector<double> ours, theirs;
+  };
+  Call calls[] = {
+      {.args = {"actors"}, .input = "", .ours = {}, .theirs = {}},
+      {.args = {"move_route_point", move}, .input = "", .ours = {}, .theirs = {}},
+      {.args = {"undo"}, .input = "", .ours = {}, .theirs = {}},  // undoes that move
+      {.args = {}, .input = request(1, "actors", "{}"), .ours = {}, .theirs = {}},  // serve's opening
+  };
+  for (auto _ : state) {
+    double total = 0;
+    for (Call& call : calls) {
+      for (int which = 0; which < 2; ++which) {
+        const std::string& store = which == 0 ? edited.path : plain.path;
+        std::vector<std::string> argv = {PATHWRIGHT_BINARY, call.input.empty() ? "call" : "serve", "--store", store};
+        argv.insert(argv.end(), call.args.begin(), call.args.end());
+        const Run run = run_process(argv, call.input);
+        (which == 0 ? call.ours : call.theirs).push_back(run.ms);
+        if (which == 0) total += run.ms;
+      }
+    }
+    state.SetIterationTime(total / 1000);
+  }
+  const char* const names[] = {"actors", "move", "undo", "serve_open"};
+  for (std::size_t i = 0; i < std::size(calls); ++i) {
+    state.counters[std::string(names[i]) + "_ratio"] = median(calls[i].ours) / median(calls[i].theirs);
+    state.counters[std::string(names[i]) + "_ms"] = median(calls[i].ours);
+  }
+  struct stat journal {};
+  if (::stat((edited.path + "/.pathwright/generated.journal").c_str(), &journal) != 0)
+    throw std::runtime_error("no journal after the edits");
+  constexpr double kBytesPerMiB = 1024.0 * 1024.0;
+  state.counters["journal_mib"] = static_cast<double>(journal.st_size) / kBytesPerMiB;
+  state.counters["journal_goal_ratio"] = state.counters["journal_mib"] / kGoalJournalMiB;
+  state.counters["serve_peak_mib"] = serve_edits.peak_mib;
+  state.counters["serve_peak_ratio"] = serve_edits.peak_mib / serve_plain.peak_mib;
+}
+
 }  // namespace
+
+BENCHMARK(LongHistory)->Arg(1000)->Iterations(kRuns)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 BENCHMARK(OneShotCall)->Arg(1000)->Arg(50000)->Iterations(kRuns)->UseManualTime()->Unit(benchmark::kMillisecond);
 

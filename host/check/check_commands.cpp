@@ -4,6 +4,7 @@
 #include "host/check/edit_queries.h"
 #include "host/check/package_check.h"
 #include "host/check/route_findings.h"
+#include "host/check/timeline.h"
 
 namespace host {
 
@@ -18,6 +19,8 @@ Value check_command(editor::Session& session, const std::string& method, const V
   if (method == "apply_detour") return apply_detour(session, params, error, ok);
   if (method == "route_fields") return route_fields(session, params, error, ok);
   if (method == "ground_point") return ground_point(session, params, error, ok);
+  if (method == "walkers_at") return walkers_at(session, params, error, ok);
+  if (method == "package_timeline") return package_timeline(session, params, error, ok);
   handled = false;
   return Value();
 }

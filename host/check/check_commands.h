@@ -1,6 +1,7 @@
 // The host's checking commands as the front ends run them: "check_package", "suggest_detour",
-// "apply_detour", the map's "route_fields" and "ground_point" (edit_queries.h), and the "warnings" that a
-// set_route answer gains when it stored a setting the game will not use. Used on the command's thread.
+// "apply_detour", the map's "route_fields" and "ground_point" (edit_queries.h), the prediction's
+// "walkers_at" and "package_timeline" (timeline.h), and the "warnings" that a set_route answer gains when
+// it stored a setting the game will not use. Used on the command's thread.
 #ifndef PATHWRIGHT_HOST_CHECK_CHECK_COMMANDS_H_
 #define PATHWRIGHT_HOST_CHECK_CHECK_COMMANDS_H_
 

@@ -19,6 +19,20 @@ std::string point_text(const Value& point) {
   return text;
 }
 
+// An id as the report prints it: as it is when it is plain text, else as a JSON string, so that no id can
+// break a line, end one early or pass for another part of it.
+std::string id_text(const Value& id) {
+  const std::string& text = id.string("");
+  bool plain = !text.empty();
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    plain = plain && byte >= 0x20 && byte != 0x7f && c != '"' && c != '\\';
+  }
+  if (plain) return text;
+  std::string quoted, error;
+  return json_text::print_json(Value::of(text), json_text::JsonLayout::Compact, quoted, error) ? quoted : "\"?\"";
+}
+
 std::size_t count(const Value& answer, const char* key) {
   return static_cast<std::size_t>(answer.get("counts").get(key).number);
 }
@@ -30,7 +44,7 @@ std::string where(const std::string& file, const Value& entry, const std::string
 }
 
 void route_lines(const std::string& file, const Value& route, std::string& out) {
-  const std::string id = route.get("id").string("") + ": ";
+  const std::string id = id_text(route.get("id")) + ": ";
   if (route.has("problem")) out += where(file, route, "error") + id + route.get("problem").string("") + "\n";
   for (const Value& segment : route.get("segments").items) {
     if (segment.get("ok").boolean) continue;
@@ -45,7 +59,8 @@ std::string check_report(const Value& answer) {
   const std::string file = answer.get("package").string("") + ".json";
   std::string out;
   for (const Value& finding : answer.get("findings").items) {
-    out += where(file, finding, finding.get("level").string("")) + finding.get("id").string("") + ": ";
+    out += where(file, finding, finding.get("level").string(""));
+    if (finding.has("id")) out += id_text(finding.get("id")) + ": ";
     if (finding.has("point")) out += "point " + number_text(finding.get("point")) + ": ";
     out += finding.get("text").string("") + "\n";
   }

@@ -9,7 +9,9 @@
 #include "editor/live_game.h"
 #include "host/check/detour_search.h"
 #include "host/session/grouped_change.h"
+#include "host/session/number_param.h"
 #include "protocol/point_codec.h"
+#include "residents/walkers.h"
 
 namespace host {
 namespace {
@@ -70,14 +72,12 @@ struct Segment {
   WorldPoint a, b;
 };
 
-// Finds the segment of the walk that starts at `from`. On false `error` says why.
-bool find_segment(const Value& actor, const Value& from_param, const std::string& id, Segment& segment,
-                  std::string& error) {
+// Finds the segment of the walk that starts at point `from`. On false `error` says why.
+bool find_segment(const Value& actor, std::size_t from, const std::string& id, Segment& segment, std::string& error) {
   editor::RouteSamples samples;
   if (!editor::route_samples(actor, samples, error)) return false;
-  const double from = from_param.is_number() ? from_param.number : -1.0;
   for (const editor::RouteSamples::Segment& s : samples.segments) {
-    if (static_cast<double>(s.from) != from) continue;
+    if (s.from != from) continue;
     segment.from = s.from;
     segment.to = s.to;
     for (const auto& [number, end] : {std::pair{s.from, &segment.a}, std::pair{s.to, &segment.b}}) {
@@ -88,9 +88,22 @@ bool find_segment(const Value& actor, const Value& from_param, const std::string
     }
     return true;
   }
-  error = "no segment of " + id + "'s walk starts at point " +
-          (from_param.is_number() ? std::to_string(static_cast<long long>(from)) : std::string("\"from\""));
+  error = "no segment of " + id + "'s walk starts at point " + std::to_string(from);
   return false;
+}
+
+// Whether the actor has a walk to search around. On false `error` says why, in the route service's words.
+bool walks(const Value& actor, const std::string& id, std::string& error) {
+  const std::string refusal = editor::route_refusal(actor);
+  if (!refusal.empty()) {
+    error = id + " may not walk: " + refusal;
+    return false;
+  }
+  if (!actor.get("path").is_object()) {
+    error = id + " has no route yet: add_route_point adds its first point";
+    return false;
+  }
+  return true;
 }
 
 // The check's answer for the walk a, points..., b, asked of the game in one call. On false `error`.
@@ -209,12 +222,17 @@ Value suggest_detour(editor::Session& session, const Value& params, std::string&
     error = "no placed actor \"" + id + "\"";
     return Value();
   }
+  double from = 0;
+  if (!walks(*actor, id, error) ||
+      !read_number_param(params, {"suggest_detour", "from", 0, kLargestExactCount, true, true}, from, error)) {
+    return Value();
+  }
   if (session.live_game == nullptr) {
     error = "the game is not running";
     return Value();
   }
   Segment segment;
-  if (!find_segment(*actor, params.get("from"), id, segment, error)) return Value();
+  if (!find_segment(*actor, static_cast<std::size_t>(from), id, segment, error)) return Value();
 
   // A segment that passes as it is needs no way around (the search sees from higher up than the check
   // and would walk around what the check does not mind).
@@ -238,6 +256,12 @@ Value suggest_detour(editor::Session& session, const Value& params, std::string&
   return answer_of(segment, way, kept, check, probes, ok);
 }
 
+namespace {
+
+std::string number_text(const Value& number) { return std::to_string(static_cast<long long>(number.number)); }
+
+}  // namespace
+
 Value apply_detour(editor::Session& session, const Value& params, std::string& error, bool& ok) {
   Value suggestion = suggest_detour(session, params, error, ok);
   if (!ok) return Value();
@@ -253,8 +277,15 @@ Value apply_detour(editor::Session& session, const Value& params, std::string& e
     return Value();
   }
   const std::size_t from = static_cast<std::size_t>(suggestion.get("from").number);
-  std::vector<GroupedCommand> commands;
   const std::vector<Value>& points = suggestion.get("points").items;
+  if (points.empty()) {
+    // Nothing to insert: no change, and the answer says why.
+    suggestion["note"] = Value::of("the segment from point " + std::to_string(from) + " to point " +
+                                   number_text(suggestion.get("to")) + " already passes: nothing was changed");
+    ok = true;
+    return suggestion;
+  }
+  std::vector<GroupedCommand> commands;
   for (std::size_t k = 0; k < points.size(); ++k) {
     Value command = Value::object();
     if (params.has("package")) command["package"] = params.get("package");

@@ -6,14 +6,19 @@
 
 #include "editor/checks/route_samples.h"
 #include "editor/live_game.h"
+#include "host/check/meetings.h"
 #include "host/check/route_findings.h"
 #include "residents/walkers.h"
+#include "walking/package_walk.h"
 
 namespace host {
 namespace {
 
 using mods::json::Value;
 using story_notebook::WorldPoint;
+
+constexpr double kDefaultMeetingSeconds = 600;   // the meetings' horizon without "seconds" [game seconds]
+constexpr double kLongestMeetingSeconds = 3600;  // the longest horizon "seconds" may ask [game seconds]
 
 struct Walk {
   std::string id;
@@ -79,7 +84,39 @@ Value judged(const Walk& walk, const std::vector<float>& heights, const std::vec
   return entry;
 }
 
-Value counts_of(std::size_t actors, const Value& routes, const std::vector<Finding>& findings) {
+// The horizon "seconds" asks (default kDefaultMeetingSeconds). On false `error` says why.
+bool horizon_of(const Value& params, double& horizon, std::string& error) {
+  horizon = kDefaultMeetingSeconds;
+  if (!params.has("seconds")) return true;
+  const Value& seconds = params.get("seconds");
+  if (!seconds.is_number() || !(seconds.number >= 1 && seconds.number <= kLongestMeetingSeconds)) {
+    error = "check_package: \"seconds\" is a number from 1 to 3600";
+    return false;
+  }
+  horizon = seconds.number;
+  return true;
+}
+
+// The meetings of the package's walkers within `horizon`, on the game's ground when there is a game. On
+// false (the game failed, or the walks are too fine to lay out) `error` says why.
+bool meetings_of(const Value& document, editor::LiveGame* game, double horizon, std::vector<Meeting>& meetings,
+                 std::string& error) {
+  walking::GroundBelow ground;
+  if (game != nullptr) {
+    ground = [game](const std::vector<WorldPoint>& probes, std::vector<float>& heights, std::vector<bool>& found,
+                    std::string& why) { return ground_below(*game, probes, heights, found, why); };
+  }
+  walking::PackageWalk walk;
+  std::vector<walking::WalkerTrack> tracks;
+  if (!walking::plan_package(document, ground, walk, error) || !walking::tracks(walk, horizon, ground, tracks, error)) {
+    return false;
+  }
+  meetings = find_meetings(tracks, walk.standing, horizon);
+  return true;
+}
+
+Value counts_of(std::size_t actors, const Value& routes, const std::vector<Finding>& findings,
+                std::size_t meetings) {
   std::size_t ok = 0, problems = 0, unchecked = 0, errors = 0;
   for (const Value& route : routes.items) {
     if (route.has("checked")) {
@@ -97,7 +134,8 @@ Value counts_of(std::size_t actors, const Value& routes, const std::vector<Findi
   counts["routes_with_problems"] = number(problems);
   counts["routes_not_checked"] = number(unchecked);
   counts["errors"] = number(errors);
-  counts["warnings"] = number(findings.size() - errors);
+  counts["warnings"] = number(findings.size() - errors + meetings);
+  counts["meetings"] = number(meetings);
   return counts;
 }
 
@@ -106,6 +144,8 @@ Value counts_of(std::size_t actors, const Value& routes, const std::vector<Findi
 Value check_package(editor::Session& session, const Value& params, std::string& error, bool& ok) {
   editor::Session::Package* package = session.package(params, error);
   if (package == nullptr) return Value();
+  double horizon = 0;
+  if (!horizon_of(params, horizon, error)) return Value();
   const Value& actors = package->document.get("actors");
   std::vector<Walk> walks = walks_of(actors);
 
@@ -118,6 +158,8 @@ Value check_package(editor::Session& session, const Value& params, std::string& 
   std::vector<bool> found;
   editor::LiveGame* game = session.live_game;
   if (game != nullptr && !ground_below(*game, probes, heights, found, error)) return Value();
+  std::vector<Meeting> meetings;
+  if (!meetings_of(package->document, game, horizon, meetings, error)) return Value();
 
   Value result = Value::object();
   result["package"] = Value::of(package->name);
@@ -143,9 +185,17 @@ Value check_package(editor::Session& session, const Value& params, std::string& 
   Value& listed = result["findings"];
   listed = Value::array();
   for (const Finding& finding : findings) listed.items.push_back(finding_json(finding));
-  result["counts"] = counts_of(actors.items.size(), routes, findings);
+  for (const Meeting& meeting : meetings) listed.items.push_back(meeting_finding(meeting));
+  result["counts"] = counts_of(actors.items.size(), routes, findings, meetings.size());
   ok = true;
   return result;
+}
+
+void add_game_refusal(Value& answer, const std::string& refusal) {
+  Finding finding{Finding::Level::Error, "", true, std::nullopt, "the game refuses the package: " + refusal};
+  answer["findings"].items.push_back(finding_json(finding));
+  Value& errors = answer["counts"]["errors"];
+  errors = Value::of(errors.number + 1);
 }
 
 }  // namespace host

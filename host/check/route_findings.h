@@ -16,6 +16,7 @@ struct Finding {
   enum class Level { Error, Warning };
   Level level = Level::Warning;
   std::string id;                    // the actor's id ("" when it has none)
+  bool whole_package = false;        // about the package or an actor without an id to name: no "id"
   std::optional<std::size_t> point;  // the route point it concerns (0: the actor's own position)
   std::string text;
   std::size_t actor = 0;             // the index of the actor in "actors" (not in the JSON answer)
@@ -30,7 +31,7 @@ std::vector<Finding> package_findings(const mods::json::Value& document);
 // not use as written. Only the texts (set_route answers them as "warnings").
 std::vector<std::string> settings_warnings(const mods::json::Value& path);
 
-// {"level", "id", "point" (only where it applies), "text"}
+// {"level", "id" (not for a finding about the whole package), "point" (only where it applies), "text"}
 mods::json::Value finding_json(const Finding& finding);
 
 }  // namespace host

@@ -7,6 +7,7 @@
 #include "host/check/check_report.h"
 #include "host/store/file_system.h"
 #include "host/cli/workbench.h"
+#include "host/store/package_name.h"
 #include "json_text/json_text.h"
 
 namespace host {
@@ -14,35 +15,52 @@ namespace {
 
 using mods::json::Value;
 
-// The workbench the flags describe; null after writing the reason to standard error.
-std::unique_ptr<Workbench> open_for_check(WorkbenchOptions options, const std::string& game) {
-  std::string error;
+// The workbench the flags describe; null with `error` saying why.
+std::unique_ptr<Workbench> open_for_check(WorkbenchOptions options, const std::string& game, std::string& error) {
   if (!game.empty()) {
-    if (!parse_game_address(game, options.game, error)) {
-      std::cerr << "pathwright check: " << error << "\n";
-      return nullptr;
-    }
+    if (!parse_game_address(game, options.game, error)) return nullptr;
     options.use_game = true;
   }
   auto bench = Workbench::open(options, error);
-  if (!bench) {
-    std::cerr << "pathwright check: " << error << "\n";
-    return nullptr;
-  }
+  if (!bench) return nullptr;
   bench->on_note = [](const std::string& text) { std::cerr << "pathwright check: " << text << "\n"; };
   return bench;
 }
 
-// The names of the store's packages; false after writing the reason to standard error.
-bool store_packages(Workbench& bench, std::vector<std::string>& names) {
+// The names of the store's packages, warning on standard error of each .json file that is none; false with
+// `error` saying why there is nothing to check. `skipped` gets the listing's "skipped".
+bool store_packages(Workbench& bench, std::vector<std::string>& names, Value& skipped, std::string& error) {
   const CallOutcome listing = bench.run("packages", Value::object());
   if (!listing.ok) {
-    std::cerr << "pathwright check: " << listing.error << "\n";
+    error = listing.error;
     return false;
   }
   for (const Value& entry : listing.result.get("packages").items) names.push_back(entry.get("name").string(""));
-  if (names.empty()) std::cerr << "pathwright check: the store holds no package\n";
+  skipped = listing.result.get("skipped").is_array() ? listing.result.get("skipped") : Value::array();
+  for (const Value& file : skipped.items) {
+    std::cerr << "pathwright check: skipped \"" << file.get("file").string("") << "\": "
+              << file.get("reason").string("") << "\n";
+  }
+  if (names.empty()) error = "the store holds no package";
   return !names.empty();
+}
+
+// check_package of `name`; a name given as its file, NAME.json, is taken as NAME when no package has the
+// whole name.
+CallOutcome check_one(Workbench& bench, const std::string& name, double seconds) {
+  Value params = Value::object();
+  params["package"] = Value::of(name);
+  params["seconds"] = Value::of(seconds);
+  CallOutcome outcome = bench.run("check_package", params);
+  const std::string suffix = kPackageFileSuffix;
+  const bool file_name =
+      name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0;
+  if (outcome.ok || !file_name) return outcome;
+  params["package"] = Value::of(name.substr(0, name.size() - suffix.size()));
+  CallOutcome as_package = bench.run("check_package", params);
+  if (as_package.ok) return as_package;
+  outcome.error += " (a package is named without \".json\")";
+  return outcome;
 }
 
 }  // namespace
@@ -67,9 +85,34 @@ CheckCommand::CheckCommand(CLI::App& app, const std::string& examples) : example
   command_->add_option("--format", format_, "text: lines to read; json: the check_package answers")
       ->check(CLI::IsMember({"text", "json"}))
       ->default_val("text");
+  command_->add_option("--seconds", seconds_, "the game time within which walkers' meetings are found")
+      ->type_name("N")
+      ->check(CLI::Range(1.0, 3600.0))
+      ->default_val(600);
   command_->add_option("--examples", examples_, "the folder holding the demo store windfall/")
       ->type_name("DIR")
       ->default_val(examples);
+}
+
+int CheckCommand::cannot_run(const std::string& error) const {
+  std::cerr << "pathwright check: " << error << "\n";
+  if (format_ == "json") {
+    Value answer = Value::object();
+    answer["error"] = Value::of(error);
+    print(answer);
+  }
+  return kExitCannotRun;
+}
+
+bool CheckCommand::print(const Value& answer) const {
+  std::string text, error;
+  if (!json_text::print_json(answer, json_text::JsonLayout::Indented, text, error)) {
+    std::cerr << "pathwright check: the answer cannot be written: " << error << "\n";
+    return false;
+  }
+  std::cout << text;
+  std::cout.flush();
+  return true;
 }
 
 int CheckCommand::run() const {
@@ -78,31 +121,45 @@ int CheckCommand::run() const {
   options.demo = demo_ || !world_.empty();
   options.world_file = world_;
   options.examples_dir = examples_;
-  auto bench = open_for_check(options, game_);
-  if (!bench) return kExitCannotRun;
+  // A check writes nothing: it reads a store that cannot be written, or one a map or serve holds, as is.
+  options.reads_only = true;
+  options.read_beside_holder = true;
+  std::string error;
+  auto bench = open_for_check(options, game_, error);
+  if (!bench) return cannot_run(error);
   std::vector<std::string> names = packages_;
-  if (names.empty() && !store_packages(*bench, names)) return kExitCannotRun;
+  Value skipped = Value::array();
+  if (names.empty() && !store_packages(*bench, names, skipped, error)) return cannot_run(error);
 
+  // Without a ground source the check of the routes never runs: say which flags give one.
+  const bool grounded = !game_.empty() || demo_ || !world_.empty();
   int status = kExitPassed;
   Value answers = Value::array();
+  Value unreadable = Value::array();
   for (const std::string& name : names) {
-    Value params = Value::object();
-    params["package"] = Value::of(name);
-    const CallOutcome outcome = bench->run("check_package", params);
+    const CallOutcome outcome = check_one(*bench, name, seconds_);
     if (!outcome.ok) {
       std::cerr << "pathwright check: " << name << ": " << outcome.error << "\n";
+      Value entry = Value::object();
+      entry["package"] = Value::of(name);
+      entry["error"] = Value::of(outcome.error);
+      unreadable.items.push_back(std::move(entry));
       status = kExitCannotRun;
       continue;
     }
-    if (!outcome.result.get("checked").boolean) {
+    Value answer = outcome.result;
+    if (!grounded && !answer.get("checked").boolean) {
+      answer["game"] = Value::of("no ground to check against: give --game HOST:PORT, --demo or --world FILE.obj");
+    }
+    if (!answer.get("checked").boolean) {
       status = kExitCannotRun;
-    } else if (!check_passed(outcome.result) && status == kExitPassed) {
+    } else if (!check_passed(answer) && status == kExitPassed) {
       status = kExitFailed;
     }
-    Value answer = outcome.result;
     std::string text;
     FileIdentity identity;
-    if (PosixFileSystem().read_file(bench->store_dir() + "/" + name + ".json", text, identity) == 0) {
+    const std::string checked = answer.get("package").string(name);
+    if (PosixFileSystem().read_file(bench->store_dir() + "/" + checked + ".json", text, identity) == 0) {
       place_answer(answer, text);
     }
     if (format_ == "text") std::cout << check_report(answer);
@@ -111,12 +168,9 @@ int CheckCommand::run() const {
   if (format_ == "json") {
     Value result = Value::object();
     result["packages"] = std::move(answers);
-    std::string text, error;
-    if (!json_text::print_json(result, json_text::JsonLayout::Indented, text, error)) {
-      std::cerr << "pathwright check: the answer cannot be written: " << error << "\n";
-      return kExitCannotRun;
-    }
-    std::cout << text;
+    result["unreadable"] = std::move(unreadable);
+    result["skipped"] = std::move(skipped);
+    if (!print(result)) return kExitCannotRun;
   }
   std::cout.flush();
   return status;

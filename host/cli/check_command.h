@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "json/value.h"
+
 namespace host {
 
 class CheckCommand {
@@ -25,6 +27,11 @@ class CheckCommand {
   int run() const;
 
  private:
+  // Says why the check cannot run (and, for --format json, prints {"error": text}); answers kExitCannotRun.
+  int cannot_run(const std::string& error) const;
+  // Prints `answer` as indented JSON on standard output; false after saying on standard error why not.
+  bool print(const mods::json::Value& answer) const;
+
   CLI::App* command_;
   std::string store_;
   std::vector<std::string> packages_;
@@ -32,6 +39,7 @@ class CheckCommand {
   bool demo_ = false;
   std::string world_;
   std::string format_ = "text";
+  double seconds_ = 600;  // --seconds: the horizon of the meetings [game seconds]
   std::string examples_;
 };
 

@@ -21,6 +21,7 @@
 
 #include "host/map/map_server.h"  // the map's flags: parsed here, then the map program takes over
 #endif
+#include "host/cli/bridge_check_command.h"
 #include "host/cli/check_command.h"
 #include "host/cli/diff_command.h"
 #include "host/cli/merge_command.h"
@@ -42,14 +43,26 @@ constexpr int kExitBadUsage = 2;    // unknown method, bad flags or parameters
 // The game timeout's allowed range (seconds): above zero, and short enough to count in milliseconds.
 constexpr double kMinGameTimeoutSeconds = 0.001;
 constexpr double kMaxGameTimeoutSeconds = 3600;
+constexpr double kMaxLockWaitSeconds = 86400;  // s; a day: anything longer is a mistake
+constexpr double kMaxRequestBytes = double{1u << 30};  // bytes of one request line: 1 GiB
 
-// The --game-timeout check, with the range in plain numbers.
-std::string check_game_timeout(const std::string& text) {
-  char* end = nullptr;
-  const double seconds = std::strtod(text.c_str(), &end);
-  if (end == text.c_str() || *end != '\0' || !(seconds >= kMinGameTimeoutSeconds && seconds <= kMaxGameTimeoutSeconds))
-    return "the game timeout is 0.001 to 3600 seconds, not " + text;
-  return "";
+// A flag's number checked against its range, which the message gives in plain numbers
+// ("the game timeout is 0.001 to 3600 seconds, not -1"); CLI11's own ranges print 309 digits.
+CLI::Validator in_range(const std::string& what, double low, double high, const std::string& unit) {
+  const auto plain = [](double number) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.10g", number);
+    return std::string(text);
+  };
+  const std::string range = what + " is " + plain(low) + " to " + plain(high) + " " + unit;
+  return CLI::Validator(
+      [=](const std::string& text) {
+        char* end = nullptr;
+        const double number = std::strtod(text.c_str(), &end);
+        if (end == text.c_str() || *end != '\0' || !(number >= low && number <= high)) return range + ", not " + text;
+        return std::string();
+      },
+      unit == "seconds" ? "SECONDS" : "N");
 }
 
 constexpr double kCallLockWaitSeconds = 10;  // s; how long `call` waits for another `call` to let go of the store
@@ -75,7 +88,7 @@ void add_store_flags(CLI::App& command, Flags& flags) {
                                    std::to_string(protocol::kDefaultPort) + ")")
                    ->type_name("HOST:PORT");
   command.add_option("--game-timeout", flags.game_timeout, "seconds to wait for each answer of the game")
-      ->check(CLI::Validator(check_game_timeout, "SECONDS"))
+      ->check(in_range("the game timeout", kMinGameTimeoutSeconds, kMaxGameTimeoutSeconds, "seconds"))
       ->type_name("SECONDS")
       ->default_val(host::GameLink::kDefaultTimeoutSeconds);
   auto* demo = command.add_flag("--demo", flags.demo,
@@ -97,6 +110,7 @@ void add_store_flags(CLI::App& command, Flags& flags) {
 std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status, const std::string& only_command = "") {
   WorkbenchOptions options;
   options.only_command = only_command;
+  options.reads_only = host::reads_only_command(only_command);
   options.store_dir = flags.store.empty() && !flags.world.empty() ? "." : flags.store;
   options.demo = flags.demo || !flags.world.empty();
   options.world_file = flags.world;
@@ -203,8 +217,8 @@ int report(const std::string& method, const host::CallOutcome& outcome) {
 
 // Runs the command through the process that holds the store, when one listens on its socket; `outcome`
 // then holds its answer (or, for Failed, the reason in `error`).
-host::Forwarded forward(const std::string& store, const std::string& method, const mods::json::Value& params,
-                        host::CallOutcome& outcome) {
+host::Forwarded forward(const std::string& store, double wait_seconds, const std::string& method,
+                        const mods::json::Value& params, host::CallOutcome& outcome) {
   using mods::json::Value;
   Value request = Value::object();
   request["jsonrpc"] = Value::of("2.0");
@@ -216,7 +230,7 @@ host::Forwarded forward(const std::string& store, const std::string& method, con
     outcome.error = "the parameters cannot be sent: " + error;
     return host::Forwarded::Failed;
   }
-  const host::Forwarded forwarded = host::forward_call(store, line, answer_text, outcome.error);
+  const host::Forwarded forwarded = host::forward_call(store, line, wait_seconds, answer_text, outcome.error);
   if (forwarded != host::Forwarded::Answered) return forwarded;
   Value answer;
   json_text::JsonTextError parse_error;
@@ -252,7 +266,7 @@ int call(const Flags& flags, const std::string& method, const std::string& param
   }
   if (!(flags.demo && flags.store.empty())) {
     host::CallOutcome outcome;
-    switch (forward(flags.store.empty() ? "." : flags.store, method, params, outcome)) {
+    switch (forward(flags.store.empty() ? "." : flags.store, flags.lock_wait, method, params, outcome)) {
       case host::Forwarded::Answered:
         return report(method, outcome);
       case host::Forwarded::Failed:
@@ -281,7 +295,7 @@ CLI::App* add_serve_command(CLI::App& app, Flags& flags) {
   serve_command
       ->add_option("--max-request", flags.max_request,
                    "the longest request line served, in bytes; a longer one is skipped and answered with an error")
-      ->check(CLI::PositiveNumber)
+      ->check(in_range("the longest request", 1, kMaxRequestBytes, "bytes"))
       ->type_name("BYTES")
       ->default_val(host::kDefaultMaxRequestBytes);
   return serve_command;
@@ -294,7 +308,7 @@ CLI::App* add_call_command(CLI::App& app, Flags& flags, std::string& method, std
   add_store_flags(*call_command, flags);
   call_command->add_option("METHOD", method, "the command, e.g. add_route_point, undo, status")->required();
   call_command->add_option("--lock-wait", flags.lock_wait, "seconds to wait while another process holds the store")
-      ->check(CLI::NonNegativeNumber)
+      ->check(in_range("the lock wait", 0, kMaxLockWaitSeconds, "seconds"))
       ->type_name("SECONDS")
       ->default_val(kCallLockWaitSeconds);
   call_command->add_option("PARAMS", params_text, "the command's parameters as a JSON object, e.g. '{\"id\":\"gate_guard\"}'");
@@ -308,7 +322,7 @@ CLI::App* add_map_command(CLI::App& app, Flags& flags, host::map::MapServerOptio
              "the first line (see docs/map.md)");
   add_store_flags(*map_command, flags);
   map_command->add_option("--port", map_options.port, "the port to listen on; 0 picks a free one")
-      ->check(CLI::Range(0, 65535))
+      ->check(in_range("the port", 0, 65535, "(0 picks a free one)"))
       ->type_name("N")
       ->default_val(host::map::MapServerOptions::kDefaultPort);
   map_command->add_option("--bind", map_options.bind, "the address to listen on (anything but loopback is "
@@ -350,11 +364,12 @@ int run(int argc, char** argv) {
   host::MergeCommand merge_command(app);
   host::ResolveCommand resolve_command(app);
   app.set_version_flag("--version", std::string("pathwright ") + PATHWRIGHT_VERSION);
+  host::BridgeCheckCommand bridge_check_command(app);
 
   // CLI11 would only say that a subcommand is required.
   const auto named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(named).empty()) {
-    std::cerr << "pathwright: unknown command \"" << argv[1] << "\" (the commands are serve, call, map, check, diff, merge, resolve and tour)\n";
+    std::cerr << "pathwright: unknown command \"" << argv[1] << "\" (the commands are serve, call, map, check, diff, merge, resolve, bridge-check and tour)\n";
     return kExitBadUsage;
   }
   try {
@@ -370,6 +385,7 @@ int run(int argc, char** argv) {
   if (diff_command.parsed()) return diff_command.run();
   if (merge_command.parsed()) return merge_command.run();
   if (resolve_command.parsed()) return resolve_command.run();
+  if (bridge_check_command.parsed()) return bridge_check_command.run();
   return host::run_tour(flags.examples, std::cout) ? 0 : kExitFailed;
 }
 

@@ -13,6 +13,8 @@
 namespace host {
 namespace {
 
+constexpr int kExitPortInUse = 2;  // as bad usage: the user must pick another --port
+
 sigset_t stop_signals() {
   sigset_t set;
   sigemptyset(&set);
@@ -42,7 +44,7 @@ int run_map(Workbench& bench, map::MapServerOptions options, std::string& error)
   };
   if (!server.start(error)) {
     bench.on_applied = nullptr;
-    return 1;
+    return server.port_in_use() ? kExitPortInUse : 1;
   }
   // `call` on this store runs through the map, in its history.
   auto listener = StoreSocketListener::start(bench.store_dir(), shared.runner(), error);

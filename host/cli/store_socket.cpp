@@ -4,13 +4,19 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 
 #include "host/store/package_store.h"
+#include "host/store/store_lock.h"
 
 namespace host {
 namespace {
@@ -18,7 +24,7 @@ namespace {
 constexpr const char* kSocketName = "socket";         // inside the store's .pathwright folder
 constexpr std::size_t kLongestLine = std::size_t{16} << 20;  // bytes of one request or answer line
 constexpr int kClientIdleMs = 5000;    // a connected client that sends nothing for this long is dropped
-constexpr int kAnswerWaitMs = 600000;  // how long `call` waits for the running process's answer
+constexpr double kLeastAnswerWaitSeconds = 1;  // s; `--lock-wait 0` still lets a running holder answer
 
 std::string reason() { return std::strerror(errno); }
 
@@ -49,9 +55,12 @@ bool write_all(int fd, const std::string& text) {
   return true;
 }
 
-// Reads up to the next newline into `line` (without it), waiting at most `wait_ms` for each piece.
-// False at the end of input, on a timeout or an over-long line; `pending` keeps what follows the line.
-bool read_line(int fd, std::string& pending, std::string& line, int wait_ms) {
+using Deadline = std::chrono::steady_clock::time_point;
+
+// Reads up to the next newline into `line` (without it), waiting at most `wait_ms` for each piece and
+// never past `deadline`. False at the end of input, on a timeout or an over-long line; `pending` keeps
+// what follows the line.
+bool read_line(int fd, std::string& pending, std::string& line, int wait_ms, Deadline deadline = Deadline::max()) {
   for (;;) {
     const std::size_t end = pending.find('\n');
     if (end != std::string::npos) {
@@ -61,6 +70,10 @@ bool read_line(int fd, std::string& pending, std::string& line, int wait_ms) {
     }
     if (pending.size() > kLongestLine) return false;
     pollfd in{fd, POLLIN, 0};
+    if (deadline != Deadline::max()) {
+      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+      wait_ms = static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, wait_ms));
+    }
     const int ready = ::poll(&in, 1, wait_ms);
     if (ready < 0 && errno == EINTR) continue;
     if (ready <= 0) return false;
@@ -132,27 +145,41 @@ void StoreSocketListener::answer_connection(int connection) {
   }
 }
 
-Forwarded forward_call(const std::string& store_dir, const std::string& line, std::string& answer,
-                       std::string& error) {
+Forwarded forward_call(const std::string& store_dir, const std::string& line, double wait_seconds,
+                       std::string& answer, std::string& error) {
+  wait_seconds = std::max(wait_seconds, kLeastAnswerWaitSeconds);
+  const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(wait_seconds));
+  const Deadline deadline = std::chrono::steady_clock::now() + wait;
   const int folder = open_folder(store_dir);
   if (folder < 0) return Forwarded::NoListener;
   sockaddr_un address;
   const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  // A holder that does not accept (stopped, or its queue full) makes connect and send wait: bounded too.
+  timeval bound{.tv_sec = static_cast<time_t>(wait.count() / 1000),
+                .tv_usec = static_cast<suseconds_t>(wait.count() % 1000 * 1000)};
   const bool connected = fd >= 0 && address_of(folder, address) &&
+                         ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound) == 0 &&
                          ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+  const int refused = errno;
   ::close(folder);
   if (!connected) {
     if (fd >= 0) ::close(fd);
-    return Forwarded::NoListener;
+    if (refused != EAGAIN && refused != EINPROGRESS) return Forwarded::NoListener;
   }
   std::string pending;
-  Forwarded outcome = Forwarded::Answered;
-  if (!write_all(fd, line + "\n") || !read_line(fd, pending, answer, kAnswerWaitMs)) {
-    error = "the Pathwright process that holds the store did not answer";
-    outcome = Forwarded::Failed;
+  if (!connected || !write_all(fd, line + "\n") || !read_line(fd, pending, answer, static_cast<int>(wait.count()), deadline)) {
+    const std::string holder = StoreLock::holder(store_dir);
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%g", wait_seconds);
+    error = "the " + (holder.empty() ? std::string("process") : holder) + " that holds the store \"" + store_dir +
+            "\" did not answer within " + seconds + " s (--lock-wait); the command was " +
+            (connected ? "sent, so it may still make the change when it answers" : "not sent") +
+            ": see `pathwright call --store " + store_dir + " history`";
+    if (connected) ::close(fd);
+    return Forwarded::Failed;
   }
   ::close(fd);
-  return outcome;
+  return Forwarded::Answered;
 }
 
 }  // namespace host

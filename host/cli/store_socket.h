@@ -44,9 +44,11 @@ enum class Forwarded {
   Failed,      // a process listens but the exchange failed; `error` says why
 };
 
-// Sends one JSON-RPC request line to the process listening on `store_dir`'s socket and reads its answer.
-Forwarded forward_call(const std::string& store_dir, const std::string& line, std::string& answer,
-                       std::string& error);
+// Sends one JSON-RPC request line to the process listening on `store_dir`'s socket and reads its answer,
+// all within `wait_seconds` (at least a second), also while that process does not accept or answer. On
+// Failed `error` names the process and says whether the command was sent (and so may still be run).
+Forwarded forward_call(const std::string& store_dir, const std::string& line, double wait_seconds,
+                       std::string& answer, std::string& error);
 
 }  // namespace host
 

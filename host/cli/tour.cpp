@@ -17,6 +17,9 @@ using mods::json::Value;
 // about 2.8 s from her doorstep to her first point, so after this she is on the way.
 constexpr double kWalkSeconds = 2.0;
 
+// The time the timeline step asks about (s after the walks start): every walker is under way by then.
+constexpr double kTimelineSeconds = 10.0;
+
 // "" when `answer` is as the step expects, else what differs.
 using Check = std::function<std::string(const Value& answer, Workbench& bench)>;
 
@@ -142,7 +145,7 @@ std::vector<Step> editing_steps() {
          return expect_equal(r.get("game").get("world"), Value::of("island"), "the game's world");
        })},
       {"The package places 30 actors; each says whether it may walk a route.", "actors",
-       R"({"package":"windfall"})", result_count("actors", 30, "the number of actors")},
+       R"({"package":"windfall"})", result_count("actors", 32, "the number of actors")},
       {"Add a third point to the gate guard's patrol, a little east of her second one.", "add_route_point",
        R"({"package":"windfall","id":"gate_guard","position":{"x":-150,"y":100,"z":1100}})",
        result_member("point", Value::of(3.0), "the new point")},
@@ -194,9 +197,32 @@ std::vector<Step> game_steps() {
   };
 }
 
+// The map's timeline bar shows the package as the game will walk it: every walker placed at a time.
+std::string walkers_after_ten_seconds(const Value& r) {
+  std::string problem = expect_equal(r.get("seconds"), Value::of(kTimelineSeconds), "the time");
+  if (!problem.empty()) return problem;
+  if (r.get("actors").items.empty()) return "no walker is placed";
+  for (const Value& actor : r.get("actors").items) {
+    if (actor.get("id").string("") == "baker_ub3") {
+      return actor.get("point").number >= 1 ? "" : "the baker is not walking to one of her points";
+    }
+  }
+  return "the baker is not among the walkers";
+}
+
+// The third part: the package over time, as the map's timeline bar plays it.
+std::vector<Step> timeline_steps() {
+  return {
+      {"The map's timeline bar (Space plays it) predicts the whole package without asking the game: "
+       "where every walker is 10 s after the walks start.",
+       "walkers_at", R"({"package":"windfall","seconds":10})", result(walkers_after_ten_seconds)},
+  };
+}
+
 std::vector<Step> steps() {
   std::vector<Step> tour = editing_steps();
   for (Step& step : game_steps()) tour.push_back(std::move(step));
+  for (Step& step : timeline_steps()) tour.push_back(std::move(step));
   return tour;
 }
 

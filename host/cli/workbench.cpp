@@ -1,12 +1,20 @@
 #include "host/cli/workbench.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cmath>
 #include <vector>
 
 #include "host/link/local_live_game.h"
 #include "host/check/check_commands.h"
+#include "host/check/package_check.h"
+#include "host/cli/known_params.h"
 #include "host/cli/temp_folder.h"
 #include "host/session/host_session.h"
+#include "host/session/number_param.h"
+#include "host/store/file_system.h"
+#include "host/store/package_store.h"
 #include "host/store/store_lock.h"
 
 namespace host {
@@ -15,6 +23,7 @@ namespace {
 using mods::json::Value;
 
 constexpr const char* kDemoStore = "windfall";  // the folder under the examples that --demo copies
+constexpr double kMostAdvanceSeconds = 86400;   // s of game time one advance_game moves on at most: a day
 
 // Whether `method` reads, of its package, only the actors its request's "id" names (and the actor an undo or
 // redo puts back): route edits, undo and redo. Such a command alone needs no other actor built.
@@ -55,10 +64,41 @@ bool Workbench::open_store(std::string& error, bool& store_held) {
   if (!session_) return false;
   // A game is handed whole packages, so only a process with none and one command to run outlines them.
   if (!options_.demo && !options_.use_game && touches_one_actor(options_.only_command)) session_->load_outlined();
-  lock_ = StoreLock::take(session_->store_dir(), options_.lock_wait_seconds, store_held, error);
-  if (!lock_) return false;
+  if (!lock_store(error, store_held)) return false;
+  if (read_only_) return true;
   int removed = 0;
   return session_->remove_interrupted_saves(removed, error);
+}
+
+bool Workbench::lock_store(std::string& error, bool& store_held) {
+  const std::string& store = session_->store_dir();
+  const std::string journal = store + "/" + kJournalFolderName;
+  std::string unwritable;  // why the store cannot be written, "" when it can
+  if (::access(store.c_str(), W_OK) != 0 ||
+      (::access(journal.c_str(), F_OK) == 0 && ::access(journal.c_str(), W_OK) != 0)) {
+    unwritable = error_text(errno);
+  }
+  const bool untouched = ::access(journal.c_str(), F_OK) != 0;  // nothing of ours in it yet
+  if (options_.reads_only && (!unwritable.empty() || untouched)) {
+    read_only_ = true;
+    read_only_reason_ = unwritable.empty() ? "" : "it cannot be written (" + unwritable + ")";
+  } else if (!unwritable.empty()) {
+    error = "the store \"" + store + "\" cannot be written (" + unwritable + "): copy it to edit it, e.g. cp -r '" +
+            store + "' ~/mods/copy";
+    return false;
+  } else {
+    lock_ = StoreLock::take(store, options_.lock_wait_seconds, store_held, error);
+    if (!lock_ && !(store_held && options_.reads_only && options_.read_beside_holder)) return false;
+    if (!lock_) {
+      read_only_ = true;
+      const std::string holder = StoreLock::holder(store);
+      read_only_reason_ = "it is in use by " + (holder.empty() ? std::string("another process") : holder);
+      store_held = false;
+      error.clear();
+    }
+  }
+  if (read_only_) session_->forbid_writes();
+  return true;
 }
 
 bool Workbench::start_game(std::string& error) {
@@ -69,6 +109,7 @@ bool Workbench::start_game(std::string& error) {
     link_ = std::make_unique<GameLink>(options_.game, options_.game_timeout_seconds);
     link_->on_note = [this](const std::string& text) { note(text); };
     link_->loaded_packages = [this] { return packages_for_new_connection(); };
+    link_->on_refused = [this](const std::string& package, const std::string& problem) { refused(package, problem); };
   }
   return true;
 }
@@ -130,12 +171,23 @@ editor::LiveGame* Workbench::game() const {
 
 void Workbench::refresh_live_game() { session_->live_game = game(); }
 
+// A refused package is tried again before each command: said once, until the game's words change.
+void Workbench::refused(const std::string& package, const std::string& problem) {
+  refused_[package] = problem;
+  handed_over_.erase(package);
+  if (!on_note || told_[package] == problem) return;  // before the front end listens nothing is told
+  told_[package] = problem;
+  note("the game did not take package \"" + package + "\": " + problem);
+}
+
 bool Workbench::hand_over(const editor::Session::Package& package) {
   std::string problem;
   if (!session_->live_game->load_package(package, problem)) {
-    note("the game did not take package \"" + package.name + "\": " + problem);
+    refused(package.name, problem);
     return false;
   }
+  refused_.erase(package.name);
+  told_.erase(package.name);
   handed_over_.insert(package.name);
   return true;
 }
@@ -191,7 +243,7 @@ Value Workbench::status() {
     if (link_->retry_in_seconds() > 0) game["retry_in"] = Value::of(std::ceil(link_->retry_in_seconds() * 10) / 10);
   } else {
     game["connected"] = Value::of(false);
-    game["problem"] = Value::of("no game address was given (--game HOST:PORT or --demo)");
+    game["problem"] = Value::of("no game address was given (--game HOST:PORT, --demo or --world FILE.obj)");
   }
   return status;
 }
@@ -219,6 +271,14 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
   refresh_live_game();
 
   CallOutcome outcome;
+  if (read_only_ && !reads_only_command(method)) {
+    // Only a store read without its lock gets here: the lock's owner or a copy may write.
+    outcome.handled = true;
+    outcome.error = "the store \"" + options_.store_dir + "\" is read here without writing" +
+                    (read_only_reason_.empty() ? "" : " (" + read_only_reason_ + ")") + ": " + method +
+                    " would change it; copy the store to edit it";
+    return outcome;
+  }
   const bool linked = link_ && link_->connected();
   try {
     if (method != "status") sync_game(params);
@@ -234,6 +294,7 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
       if (!outcome.handled) {
         outcome.error.clear();
         outcome.result = check_command(*session_, method, params, outcome.error, outcome.ok, outcome.handled);
+        if (outcome.ok && method == "check_package") add_refusal(outcome.result);
       }
       if (!outcome.handled) {
         outcome.error.clear();
@@ -250,8 +311,15 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
   // A failure of the link inside a step that reports errors as text (such as ground_heights) has
   // dropped the connection: the command failed because of the game, whatever the step called it.
   if (!outcome.ok && linked && !link_->connected()) outcome.code = rpc_code::kGameLinkFailed;
+  // Beside the answer, never in it: a misspelt parameter is told, the command's own answer unchanged.
+  if (outcome.ok) add_warnings(outcome.result, unknown_param_warnings(method, params));
   refresh_live_game();
   return outcome;
+}
+
+void Workbench::add_refusal(Value& answer) const {
+  const auto refusal = refused_.find(answer.get("package").string(""));
+  if (refusal != refused_.end() && answer.get("checked").boolean) add_game_refusal(answer, refusal->second);
 }
 
 editor::LiveGame* Workbench::current_game() {
@@ -275,9 +343,21 @@ bool Workbench::live_actors(const std::string& package, Value& live, std::string
   return link_->live_actors(package, live, error);
 }
 
-void Workbench::maintain() { session_->maintain(); }
+void Workbench::maintain() {
+  if (!read_only_) session_->maintain();
+}
 
-bool Workbench::flush(std::string& error) { return session_->flush(error); }
+bool Workbench::flush(std::string& error) { return read_only_ || session_->flush(error); }
+
+bool reads_only_command(const std::string& method) {
+  static const char* const kReading[] = {"packages",    "actors",       "placed_actors", "document",
+                                         "history",     "status",       "check_route",   "route_status",
+                                         "route_profile", "check_package", "suggest_detour"};
+  for (const char* name : kReading) {
+    if (method == name) return true;
+  }
+  return false;
+}
 
 bool Workbench::advance_game(double seconds, std::string& error) {
   if (!local_) {
@@ -292,17 +372,18 @@ bool Workbench::advance_game(double seconds, std::string& error) {
 CallOutcome Workbench::advance_command(const Value& params) {
   CallOutcome outcome;
   outcome.handled = true;
-  const Value& seconds = params.get("seconds");
-  if (!seconds.is_number()) {
-    outcome.error = "advance_game needs \"seconds\", a number";
+  double seconds = 0;
+  if (!read_number_param(params, {"advance_game", "seconds", 0, kMostAdvanceSeconds, false, true}, seconds,
+                         outcome.error)) {
     return outcome;
   }
   if (!local_ || !local_->manual_clock()) {
-    outcome.error = "advance_game needs the in-process game with a manual clock (--demo --manual-clock)";
+    outcome.error = "advance_game needs the in-process game with a manual clock (--demo or --world FILE.obj, with "
+                    "--manual-clock)";
     return outcome;
   }
   double time = 0;
-  if (!local_->advance(seconds.number, time, outcome.error)) return outcome;
+  if (!local_->advance(seconds, time, outcome.error)) return outcome;
   outcome.ok = true;
   outcome.result = Value::object();
   outcome.result["time"] = Value::of(time);

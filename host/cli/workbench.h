@@ -7,6 +7,7 @@
 #define PATHWRIGHT_HOST_CLI_WORKBENCH_H_
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -34,12 +35,21 @@ struct WorkbenchOptions {
   std::string examples_dir;       // holds windfall/, the demo store
   double lock_wait_seconds = 0;   // how long to wait for another process to let go of the store
   std::string only_command;       // the one command this Workbench runs, when known (`call`); "" otherwise
+  bool reads_only = false;        // every command it runs only reads (see reads_only_command)
+  bool read_beside_holder = false;  // with reads_only: a store another process holds is read beside it
 };
+
+// Whether `method` only reads the store: such commands run on a store that cannot be written, and then
+// create nothing in it.
+bool reads_only_command(const std::string& method);
 
 class Workbench {
  public:
   // Opens the store (copying the demo store first when asked), takes its lock (waiting up to
-  // `lock_wait_seconds` for another process), removes what crashed saves left and sets up the game. On
+  // `lock_wait_seconds` for another process), removes what crashed saves left and sets up the game. With
+  // `reads_only`, a store that cannot be written, has no .pathwright folder yet or (with
+  // `read_beside_holder`) is held by another process is read without the lock, writing nothing, and
+  // every command that would write is refused with the advice to copy the store. On
   // null, `error` says why (naming the process that holds the store, when that is why) and nothing is
   // left behind; `store_held` tells that case apart.
   static std::unique_ptr<Workbench> open(const WorkbenchOptions& options, std::string& error, bool& store_held);
@@ -53,6 +63,8 @@ class Workbench {
   // when due. Never throws for a failing game: that ends the command with code kGameLinkFailed.
   CallOutcome run(const std::string& method, const mods::json::Value& params);
 
+  // Whether the store is read without its lock, writing nothing (see open).
+  bool read_only() const { return read_only_; }
   // The store folder the Workbench works in (the temporary copy for --demo).
   const std::string& store_dir() const { return options_.store_dir; }
 
@@ -87,6 +99,8 @@ class Workbench {
   Workbench() = default;
   // The steps of open(), in order. On false, `error` says why.
   bool open_store(std::string& error, bool& store_held);
+  // Takes the store's lock, or settles for reading without it (see open). On false, `error` says why.
+  bool lock_store(std::string& error, bool& store_held);
   bool start_game(std::string& error);
   void follow_changes();
   void open_every_package_in_game();
@@ -98,15 +112,22 @@ class Workbench {
   void refresh_live_game();
   editor::LiveGame* game() const;
   bool hand_over(const editor::Session::Package& package);
+  void refused(const std::string& package, const std::string& problem);
   void sync_game(const mods::json::Value& params);
+  // Adds the game's refusal of the package a check_package `answer` is about, when it refuses it.
+  void add_refusal(mods::json::Value& answer) const;
 
   WorkbenchOptions options_;
   std::unique_ptr<TempFolder> temp_store_;  // outlives the session that works in it
   std::unique_ptr<StoreLock> lock_;         // held while the session works in the store
+  bool read_only_ = false;                  // no lock, nothing written: see open
+  std::string read_only_reason_;            // why, for the refusal of a command that would write
   std::unique_ptr<HostSession> session_;
   std::unique_ptr<GameLink> link_;
   std::unique_ptr<LocalLiveGame> local_;  // the in-process game and its world, for --demo
   std::set<std::string> handed_over_;  // packages the game has had since it (re)connected
+  std::map<std::string, std::string> refused_;  // package -> the game's words, while it refuses it
+  std::map<std::string, std::string> told_;     // package -> the refusal last told through on_note
 };
 
 }  // namespace host

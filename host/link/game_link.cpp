@@ -157,7 +157,11 @@ bool GameLink::greet() {
       for (const editor::Session::Package* package : loaded_packages()) {
         if (!load_package(*package, error)) {
           if (!connection_) return false;
-          if (on_note) on_note("the game did not take package \"" + package->name + "\": " + error);
+          if (on_refused) {
+            on_refused(package->name, error);
+          } else if (on_note) {
+            on_note("the game did not take package \"" + package->name + "\": " + error);
+          }
         }
       }
     }

@@ -55,6 +55,9 @@ class GameLink : public editor::LiveGame {
   // Receives what went wrong in the background (a refused connection, a package the game did not
   // take), for the front end's diagnostics. May be empty.
   std::function<void(const std::string&)> on_note;
+  // Told of each package of `loaded_packages` the game did not take on a (re)connect, with the game's
+  // words, instead of `on_note`. May be empty.
+  std::function<void(const std::string& package, const std::string& problem)> on_refused;
 
   // Called before each command. When not connected (or the game has closed the connection since), and
   // the last attempt is at least kRetryIntervalMs old, connects, says "hello" and sends every package of

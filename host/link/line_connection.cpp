@@ -97,7 +97,10 @@ std::unique_ptr<LineConnection> LineConnection::connect(const std::string& host_
 LineConnection::~LineConnection() { ::close(fd_); }
 
 bool LineConnection::send_line(const std::string& line, int timeout_ms, std::string& error) {
-  std::string message = line + "\n";
+  return send_bytes(line + "\n", timeout_ms, error);
+}
+
+bool LineConnection::send_bytes(const std::string& message, int timeout_ms, std::string& error) {
   auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
   std::size_t sent = 0;
   while (sent < message.size()) {

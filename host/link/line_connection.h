@@ -25,6 +25,8 @@ class LineConnection {
   // Sends `line` followed by "\n", waiting at most `timeout_ms` for room in the socket. On false,
   // `error` says why and the connection is to be dropped. Never raises SIGPIPE.
   bool send_line(const std::string& line, int timeout_ms, std::string& error);
+  // Sends `bytes` as they are (no "\n" added), as send_line does.
+  bool send_bytes(const std::string& bytes, int timeout_ms, std::string& error);
 
   // True when the other side has closed the connection (or reset it); never waits.
   bool peer_closed();

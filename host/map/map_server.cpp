@@ -1,19 +1,21 @@
 #include "host/map/map_server.h"
 
 #include <httplib.h>
+#include <netdb.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <utility>
 
 #include "host/cli/json_rpc.h"
 #include "json_text/json_text.h"
 #include "host/map/ground_tiles.h"
 #include "host/map/map_security.h"
+#include "host/map/page_files.h"
 
 namespace host::map {
 namespace {
@@ -56,16 +58,26 @@ void refuse(httplib::Response& response, int status, const std::string& text) {
   response.set_content(text + "\n", "text/plain; charset=utf-8");
 }
 
-std::string content_type(const std::filesystem::path& file) {
-  static const std::map<std::string, std::string> kTypes = {
-      {".html", "text/html; charset=utf-8"}, {".js", "text/javascript; charset=utf-8"},
-      {".css", "text/css; charset=utf-8"},   {".json", "application/json"},
-      {".map", "application/json"},          {".svg", "image/svg+xml"},
-      {".png", "image/png"},                 {".ico", "image/x-icon"},
-      {".woff2", "font/woff2"},              {".txt", "text/plain; charset=utf-8"},
-  };
-  auto type = kTypes.find(file.extension().string());
-  return type != kTypes.end() ? type->second : "application/octet-stream";
+// Whether binding `host`:`port` fails because something listens there: the reason the library does not
+// keep, asked again of the system.
+bool address_in_use(const std::string& host, int port) {
+  addrinfo hints{};
+  hints.ai_family = AF_UNSPEC;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_PASSIVE;
+  addrinfo* found = nullptr;
+  if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return false;
+  bool in_use = false;
+  for (addrinfo* address = found; address != nullptr && !in_use; address = address->ai_next) {
+    const int probe = ::socket(address->ai_family, address->ai_socktype | SOCK_CLOEXEC, address->ai_protocol);
+    if (probe < 0) continue;
+    int yes = 1;
+    ::setsockopt(probe, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    in_use = ::bind(probe, address->ai_addr, address->ai_addrlen) != 0 && errno == EADDRINUSE;
+    ::close(probe);
+  }
+  ::freeaddrinfo(found);
+  return in_use;
 }
 
 bool needs_token(const httplib::Request& request) {
@@ -111,14 +123,22 @@ bool MapServer::start(std::string& error) {
   http_->set_keep_alive_timeout(kKeepAliveS);
   http_->set_payload_max_length(options_.body_limit);
   route();
+  // Only SO_REUSEADDR (a port in TIME_WAIT may be taken again); the library's default adds SO_REUSEPORT,
+  // with which a second map listens on a taken port too and the kernel spreads the pages over both.
+  http_->set_socket_options([](int socket) {
+    int yes = 1;
+    ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  });
   if (options_.port == 0) {
     port_ = http_->bind_to_any_port(options_.bind);
   } else {
     port_ = http_->bind_to_port(options_.bind, options_.port) ? options_.port : -1;
   }
   if (port_ <= 0) {
+    port_in_use_ = options_.port != 0 && address_in_use(options_.bind, options_.port);
     error = "cannot listen on " + options_.bind + ":" + std::to_string(options_.port) +
-            " (is the port taken, or the address not this machine's?)";
+            (port_in_use_ ? ": the port is in use (another pathwright map?)"
+                          : " (is the address not this machine's?)");
     return false;
   }
   own_hosts_ = own_hosts(options_.bind, port_);
@@ -191,35 +211,14 @@ bool MapServer::allowed(const httplib::Request& request, httplib::Response& resp
 }
 
 void MapServer::serve_file(const httplib::Request& request, httplib::Response& response) const {
-  namespace fs = std::filesystem;
-  const std::string wanted = request.path == "/" ? "index.html" : request.path.substr(1);
-  const fs::path relative = fs::path(wanted).lexically_normal();
-  for (const fs::path& part : relative) {
-    if (part.empty() || part.string().front() == '.') {
-      refuse(response, 404, "no such file: " + request.path);
-      return;
-    }
-  }
-  const fs::path file = fs::path(options_.web_dir) / relative;
-  std::error_code failed;
-  if (!fs::is_regular_file(file, failed)) {
-    if (!fs::is_regular_file(fs::path(options_.web_dir) / "index.html", failed)) {
-      refuse(response, 404, "the map's page is not installed: " + options_.web_dir +
-                                "/index.html is missing (build the page, or install Pathwright with it)");
-    } else {
-      refuse(response, 404, "no such file: " + request.path);
-    }
-    return;
-  }
-  std::ifstream in(file, std::ios::binary);
-  std::stringstream body;
-  body << in.rdbuf();
-  if (!in) {
-    refuse(response, 500, "cannot read " + file.string());
+  // The target as sent: the library's decoded path cannot tell "%2f" from "/", and ends at a "%00".
+  PageFileAnswer file = read_page_file(options_.web_dir, request.target.empty() ? request.path : request.target);
+  if (file.status != 200) {
+    refuse(response, file.status, file.error);
     return;
   }
   response.set_header("Content-Security-Policy", kPagePolicy);
-  send_plain(response, body.str(), content_type(file).c_str());
+  send_plain(response, std::move(file.body), file.type.c_str());
 }
 
 void MapServer::serve_rpc(const httplib::Request& request, httplib::Response& response) {
@@ -246,6 +245,10 @@ struct MapServer::EventStream {
 void MapServer::serve_events(const httplib::Request& request, httplib::Response& response) {
   if (streams_.load() >= kMaxStreams) {
     refuse(response, 503, "too many pages are listening to this map");
+    return;
+  }
+  if (request.has_param("package") && !has_package(request.get_param_value("package"))) {
+    refuse(response, 404, "the store holds no package \"" + request.get_param_value("package") + "\"");
     return;
   }
   std::shared_ptr<EventStream> listener = stream_for(request);
@@ -327,6 +330,13 @@ void MapServer::serve_tile(const httplib::Request& request, httplib::Response& r
     return;
   }
   response.set_content(png, "image/png");
+}
+
+bool MapServer::has_package(const std::string& name) {
+  const Value listing = bench_.run("packages", Value::object()).result;
+  for (const Value& package : listing.get("packages").items)
+    if (package.get("name").string("") == name) return true;
+  return false;
 }
 
 std::string MapServer::default_package() {

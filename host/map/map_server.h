@@ -49,6 +49,8 @@ class MapServer {
   void stop();
 
   int port() const { return port_; }
+  // After start failed: whether because another process listens on the port.
+  bool port_in_use() const { return port_in_use_; }
   // The address to open: http://127.0.0.1:PORT/#token=TOKEN.
   std::string url() const;
 
@@ -70,10 +72,12 @@ class MapServer {
   void watch_game();
   void send_live();
   std::string default_package();
+  bool has_package(const std::string& name);
 
   SharedWorkbench& bench_;
   MapServerOptions options_;
   int port_ = 0;
+  bool port_in_use_ = false;
   std::vector<std::string> own_hosts_;
   std::unique_ptr<httplib::Server> http_;
   std::unique_ptr<GroundTiles> tiles_;

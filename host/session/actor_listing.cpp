@@ -4,6 +4,7 @@
 #include <cmath>
 #include <optional>
 
+#include "host/session/number_param.h"
 #include "residents/walkers.h"
 
 namespace host {
@@ -69,19 +70,6 @@ bool read_region(const Value& region, Box& box, std::string& error) {
   return true;
 }
 
-// A whole number from `least` to `most`, or absent (then `value` keeps its default).
-bool read_count(const Value& params, const char* key, double least, double most, double& value, std::string& error) {
-  const Value& v = params.get(key);
-  if (v.is_null()) return true;
-  if (!finite_number(v) || v.number != std::floor(v.number) || v.number < least || v.number > most) {
-    error = std::string("placed_actors: \"") + key + "\" is a whole number from " +
-            std::to_string(static_cast<long long>(least)) + " to " + std::to_string(static_cast<long long>(most));
-    return false;
-  }
-  value = v.number;
-  return true;
-}
-
 bool read_request(const Value& params, Request& request, std::string& error) {
   if (params.has("region")) {
     Box box{};
@@ -102,9 +90,8 @@ bool read_request(const Value& params, Request& request, std::string& error) {
     }
     request.routes = params.get("routes").boolean;
   }
-  constexpr double kLargestStart = 9007199254740992.0;  // 2^53: every larger double is not a count
-  return read_count(params, "start", 0, kLargestStart, request.start, error) &&
-         read_count(params, "limit", 1, kLargestLimit, request.limit, error);
+  return read_number_param(params, {"placed_actors", "start", 0, kLargestExactCount}, request.start, error) &&
+         read_number_param(params, {"placed_actors", "limit", 1, kLargestLimit}, request.limit, error);
 }
 
 // Whether the actor stands at a point; its x and z then. The keys are made once: a region scans every

@@ -43,7 +43,8 @@ Value with_package(const std::string& name) {
 
 Value HostSession::list_packages(std::string& error, bool& ok) {
   std::vector<std::string> names;
-  if (!store_->list(names, error)) {
+  std::vector<PackageStore::SkippedFile> skipped;
+  if (!store_->list(names, skipped, error)) {
     ok = false;
     return Value();
   }
@@ -63,6 +64,15 @@ Value HostSession::list_packages(std::string& error, bool& ok) {
   }
   Value result = Value::object();
   result["packages"] = std::move(list);
+  if (skipped.empty()) return result;
+  Value& not_read = result["skipped"];
+  not_read = Value::array();
+  for (const PackageStore::SkippedFile& file : skipped) {
+    Value entry = Value::object();
+    entry["file"] = Value::of(file.file);
+    entry["reason"] = Value::of(file.reason);
+    not_read.items.push_back(std::move(entry));
+  }
   return result;
 }
 
@@ -133,8 +143,15 @@ Value HostSession::reload(const Value& params, std::string& error, bool& ok) {
     std::string ignored;
     it->second->fold(ignored);
     Value discarded = Value::array();
-    if (it->second->in_conflict() && !keep_discarded(*it->second, discarded, error)) {
+    const bool conflict = it->second->in_conflict();
+    if (conflict && !keep_discarded(*it->second, discarded, error)) {
       ok = false;  // the answered changes are still in memory and in the journal: nothing is dropped
+      return Value();
+    }
+    // The discarded changes are in NAME.discarded now; their journal must not meet the file again, or the
+    // next open would set them aside once more.
+    if (conflict && !it->second->drop_journal(error)) {
+      ok = false;
       return Value();
     }
     packages_.erase(it);
@@ -180,6 +197,9 @@ bool HostSession::keep_discarded(StoredPackage& stored, Value& labels, std::stri
                                         .count()));
   line["labels"] = labels;
   line["document"] = stored.package().document;
+  // Changes a journal kept aside at open were made on a file no longer there: no document holds them, so
+  // they go as what each changed.
+  if (!stored.set_aside().labels.empty()) line["changes"] = stored.set_aside().changes;
   const std::string path = store_->journal_folder() + "/" + name + kDiscardedSuffix;
   std::string bytes, text, reason;
   FileIdentity identity;

@@ -35,6 +35,9 @@ class HostSession : public editor::Session {
   // request's "id" are whole and whose others may hold only their "id", and `on_changed`/`on_applied` get
   // the package as read. Host commands that read more read every actor whole first.
   void load_outlined() { outlined_ = true; }
+  // Nothing is written from now on: for a store read where it cannot or must not be written. The caller
+  // then runs only commands that read, and neither maintain nor flush.
+  void forbid_writes() { store_->forbid_writes(); }
 
   // The package that the request's "package" names (or the store's only package when it names none),
   // loading it on first use. Also notes the request's "id" for the `change` that follows. On null,

@@ -1,4 +1,4 @@
-// Undo/redo bookkeeping. Positions only; the document is changed by the caller through swap_actor.
+// Undo/redo bookkeeping. Positions only; the document is changed by the caller through patch_actor.
 #include "host/store/change_history.h"
 
 namespace host {
@@ -24,6 +24,15 @@ bool ChangeHistory::restore(ChangeRecord change, bool undone) {
   return true;
 }
 
+void ChangeHistory::forget_oldest() {
+  if (applied_ == 0) {
+    clear();
+    return;
+  }
+  changes_.pop_front();
+  --applied_;
+}
+
 void ChangeHistory::clear() {
   changes_.clear();
   applied_ = 0;
@@ -35,15 +44,17 @@ std::uint64_t ChangeHistory::stored_bytes() const {
   return total;
 }
 
-bool swap_actor(mods::json::Value& document, std::size_t index, const mods::json::Value& expected,
-                const mods::json::Value& value) {
+bool patch_actor(mods::json::Value& document, std::size_t index, const ActorPatch& patch, bool forward) {
   if (!document.is_object()) return false;
   auto it = document.members.find("actors");
   if (it == document.members.end() || !it->second.is_array() || index >= it->second.items.size()) return false;
-  mods::json::Value& actor = it->second.items[index];
-  if (!(actor == expected)) return false;
-  actor = value;
-  return true;
+  return apply_patch(it->second.items[index], patch, forward);
+}
+
+bool patch_touches_id(const ActorPatch& patch) {
+  for (const PatchEdit& edit : patch)
+    if (edit.at.empty() && (edit.kind != PatchEdit::Kind::Member || edit.key == "id")) return true;
+  return false;
 }
 
 }  // namespace host

@@ -1,5 +1,5 @@
-// The undo/redo history of one package: each applied change as the one actor it touched, before and
-// after, so the history grows with what changed and never with the size of the document. Owned by the
+// The undo/redo history of one package: each applied change as what it changed in the one actor it
+// touched (an ActorPatch), so the history grows with what changed, not with the actor or the document. Owned by the
 // package's StoredPackage; used by one thread at a time.
 #ifndef PATHWRIGHT_HOST_STORE_CHANGE_HISTORY_H_
 #define PATHWRIGHT_HOST_STORE_CHANGE_HISTORY_H_
@@ -9,17 +9,17 @@
 #include <deque>
 #include <string>
 
+#include "host/store/actor_patch.h"
 #include "json/value.h"
 
 namespace host {
 
-// One applied change: actor `actor_index` of the document's "actors" went from `before` to `after`.
+// One applied change: actor `actor_index` of the document's "actors" changed by `patch`.
 struct ChangeRecord {
   std::string label;
   std::int64_t time_ms = 0;       // when it was applied, milliseconds since 1970-01-01 UTC
   std::size_t actor_index = 0;
-  mods::json::Value before;
-  mods::json::Value after;
+  ActorPatch patch;
   std::uint64_t stored_bytes = 0;  // size of its journal record, to judge when the journal wants compacting
 };
 
@@ -43,6 +43,9 @@ class ChangeHistory {
   void undo() { --applied_; }
   void redo() { ++applied_; }
 
+  // Forgets the oldest change when it is applied; when every change is undone, forgets them all (a redo
+  // past a forgotten change could not fit).
+  void forget_oldest();
   void clear();
   const std::deque<ChangeRecord>& changes() const { return changes_; }
   std::size_t applied() const { return applied_; }   // changes_[0, applied) are in the document
@@ -53,10 +56,12 @@ class ChangeHistory {
   std::size_t applied_ = 0;
 };
 
-// Sets actor `index` of `document`'s "actors" to `value` when it currently equals `expected`. False
-// (nothing changed) when the document has no such actor or it differs: the change does not fit.
-bool swap_actor(mods::json::Value& document, std::size_t index, const mods::json::Value& expected,
-                const mods::json::Value& value);
+// Applies `patch` to actor `index` of `document`'s "actors", forward (redo) or backward (undo). False
+// (nothing changed) when the document has no such actor or the patch does not fit it.
+bool patch_actor(mods::json::Value& document, std::size_t index, const ActorPatch& patch, bool forward);
+
+// True when `patch` may change the actor's "id".
+bool patch_touches_id(const ActorPatch& patch);
 
 }  // namespace host
 

@@ -25,6 +25,21 @@ struct FileVersion {
   friend bool operator==(const FileVersion&, const FileVersion&) = default;
 };
 
+// Which file on disk a package version is: its device, inode and status change time. Content alone cannot
+// tell the file a checkpoint renamed in from a copy others wrote (git putting back an older version), and
+// replay may only ever apply onto the former. The change time is set by the kernel on every write,
+// rename and attribute change, and no one can set it by hand. All zero: not known.
+struct FileStamp {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::int64_t status_changed_ns = 0;
+  static FileStamp of(const FileIdentity& identity) {
+    return {identity.device, identity.inode, identity.status_changed_ns};
+  }
+  bool known() const { return device != 0 || inode != 0 || status_changed_ns != 0; }
+  friend bool operator==(const FileStamp&, const FileStamp&) = default;
+};
+
 struct JournalRecord {
   enum class Kind : char {
     Entry = 'E',       // a change of a compacted history, not applied again (`change`, `undone`)
@@ -32,17 +47,26 @@ struct JournalRecord {
     Undo = 'U',        // the last applied change was undone
     Redo = 'R',        // the next undone change was applied again
     Checkpoint = 'K',  // NAME.json was replaced: `saved` holds everything before this record, `replaced`
-                       // is the version it replaced (still there when a crash came before the rename)
+                       // is the version it replaced (still there when a crash came before the rename), and
+                       // `replaced_file` the file that held it (format 2 on)
+    File = 'F',        // the file the checkpoint before this record renamed in is `saved_file` (format 2 on)
   };
   Kind kind = Kind::Checkpoint;
   ChangeRecord change;
   bool undone = false;
   FileVersion saved;
   FileVersion replaced;
+  FileStamp replaced_file;
+  FileStamp saved_file;
 };
 
-// The bytes every journal starts with; a file without them is no journal of ours.
-constexpr std::string_view kJournalHeader = "PWJRNL1\n";
+// The bytes every journal starts with; a file without them is no journal of ours. Format 2 added the
+// files' stamps (`K` grew one, `F` is new); format 3 keeps a change as its patch instead of the actor
+// before and after. Journals of formats 1 and 2, as earlier builds wrote them, still read.
+constexpr std::string_view kJournalHeader = "PWJRNL3\n";
+constexpr std::string_view kJournalHeaderFormat2 = "PWJRNL2\n";
+constexpr std::string_view kJournalHeaderFormat1 = "PWJRNL1\n";
+constexpr int kJournalFormat = 3;
 
 // The framed bytes of `record`. On false (a number in an actor that JSON cannot hold), `error` says where.
 // Sets record.change.stored_bytes to the framed size for Entry and Change records.
@@ -50,6 +74,7 @@ bool encode_record(JournalRecord& record, std::string& bytes, std::string& error
 
 // Everything readable in a journal file.
 struct JournalContents {
+  int format = kJournalFormat;  // 1 names no files; 1 and 2 hold whole actors (read as patches)
   std::vector<JournalRecord> records;
   std::uint64_t valid_bytes = 0;  // header plus whole, well-checked records; what follows is a torn tail
 };
@@ -58,16 +83,24 @@ struct JournalContents {
 // interrupted, never answered). False when the header is wrong: then nothing in the file can be trusted.
 bool decode_journal(std::string_view bytes, JournalContents& contents);
 
-// The index of the checkpoint from which `records` replay onto the package file version `file`: the last
-// checkpoint when it saved `file`; otherwise, when `file` is the version it replaced (a crash came between
-// the checkpoint and the rename, or a power cut undid the unflushed rename), the earlier checkpoint that
-// saved `file`, and so on back along the versions each checkpoint replaced. -1 when the journal fits none.
-long replay_start(const std::vector<JournalRecord>& records, const FileVersion& file);
+// The index of the checkpoint from which `contents` replay onto the package file, whose content is
+// `file` and which is the file `stamp` names: the last checkpoint when it saved `file` and nothing follows
+// it to replay (the package as saved, whichever file holds it), or when it saved `file` into that very
+// file (its `F` record); otherwise, when the file is the very one the checkpoint replaced (a crash came
+// between the checkpoint and the rename, or a power cut undid the unflushed rename), the earlier
+// checkpoint that saved that version, and so on back along the files each checkpoint replaced. -1 when the
+// journal fits none: any other file, even of a content once saved, was put there by others. A format 1
+// journal names no files, so it fits only a file of the content its last checkpoint saved.
+long replay_start(const JournalContents& contents, const FileVersion& file, const FileStamp& stamp);
+
+// True when records that change the document follow the last checkpoint: changes not yet in any file.
+bool changes_after_last_checkpoint(const std::vector<JournalRecord>& records);
 
 // A whole journal holding `history` alone (its changes as Entry records) and one checkpoint naming
-// `version` as both saved and replaced. On false (an actor JSON cannot hold), `error` says where.
-bool encode_history(const ChangeHistory& history, const FileVersion& version, std::string& bytes,
-                    std::string& error);
+// `version`, held by the file `stamp`, as both saved and replaced. On false (an actor JSON cannot hold),
+// `error` says where.
+bool encode_history(const ChangeHistory& history, const FileVersion& version, const FileStamp& stamp,
+                    std::string& bytes, std::string& error);
 
 class PackageStore;
 

@@ -10,7 +10,12 @@
 #include "host/store/package_name.h"
 
 namespace host {
+
 namespace {
+
+// Why a NAME.json is not read as a package: the naming rule, said so that "letters" is not read as any letter.
+constexpr const char* kSkippedNameRule =
+    "not a package name: 1 to 100 ASCII letters (a-z, A-Z), digits, _, - and ., not starting with .";
 
 std::string folder_of(const std::string& path) {
   std::size_t slash = path.rfind('/');
@@ -56,19 +61,35 @@ std::string PackageStore::journal_path(const std::string& name) const {
 }
 
 bool PackageStore::list(std::vector<std::string>& names, std::string& error) {
+  std::vector<SkippedFile> skipped;
+  return list(names, skipped, error);
+}
+
+bool PackageStore::list(std::vector<std::string>& names, std::vector<SkippedFile>& skipped, std::string& error) {
   std::vector<std::string> entries;
   if (int code = files_->list_folder(folder_, entries)) {
     error = "the store \"" + folder_ + "\" cannot be read: " + error_text(code);
     return false;
   }
   names.clear();
+  skipped.clear();
+  const std::string suffix = kPackageFileSuffix;
   for (const std::string& entry : entries) {
+    const bool json =
+        entry.size() > suffix.size() && entry.compare(entry.size() - suffix.size(), suffix.size(), suffix) == 0;
+    if (!json || entry[0] == '.') continue;  // hidden files are nobody's package
     std::string name = package_name_of_file(entry);
     FileIdentity identity;
-    if (!name.empty() && files_->identify(package_path(name), identity) == 0 && !identity.folder)
+    if (name.empty()) {
+      skipped.push_back({entry, kSkippedNameRule});
+    } else if (files_->identify(package_path(name), identity) == 0 && !identity.folder) {
       names.push_back(std::move(name));
+    } else if (identity.folder) {
+      skipped.push_back({entry, "a folder, not a package file"});
+    }
   }
   std::sort(names.begin(), names.end());
+  std::sort(skipped.begin(), skipped.end(), [](const SkippedFile& a, const SkippedFile& b) { return a.file < b.file; });
   return true;
 }
 

@@ -58,9 +58,16 @@ class PackageStore {
   std::string journal_folder() const;
   std::string journal_path(const std::string& name) const;
 
+  // A folder entry ending in .json that is no package, and why (for a modder who expects it read).
+  struct SkippedFile {
+    std::string file;
+    std::string reason;
+  };
   // The names of every package file in the folder, sorted. On false, `error` says why the folder could not
   // be listed and `names` is unspecified.
   bool list(std::vector<std::string>& names, std::string& error);
+  // The same, and in `skipped` every other entry NAME.json (not hidden) with the reason, sorted by name.
+  bool list(std::vector<std::string>& names, std::vector<SkippedFile>& skipped, std::string& error);
 
   // Reads package `name`'s file. On false, `error` is "no package \"NAME\" in the store" or
   // "package \"NAME\" cannot be read: REASON", and the outputs are unspecified.
@@ -91,6 +98,11 @@ class PackageStore {
   // reason and the folders that failed are flushed again next time.
   bool flush_renames(std::string& error);
 
+  // From now on nothing is written through this store (a store read where it cannot or must not be
+  // written): loading a package keeps the changes its journal replays in memory instead of folding them.
+  void forbid_writes() { writes_forbidden_ = true; }
+  bool writes_forbidden() const { return writes_forbidden_; }
+
   // Creates the journal folder once (and flushes the store folder so that it survives). On false, `error`
   // is the reason.
   bool ensure_journal_folder(std::string& error);
@@ -102,6 +114,7 @@ class PackageStore {
   std::string folder_;
   std::unique_ptr<FileSystem> files_;
   bool journal_folder_ready_ = false;
+  bool writes_forbidden_ = false;
   std::vector<std::string> unflushed_folders_;  // folders of renames commit_unflushed made since
   std::thread releaser_;  // touches only the file it releases
 };

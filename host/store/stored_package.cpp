@@ -15,11 +15,6 @@ namespace {
 constexpr unsigned kAnyoneMayWrite = 0222;  // permission bits: write for owner, group or others
 constexpr std::int64_t kNsPerMs = 1'000'000;
 
-[[maybe_unused]] bool actor_is(const mods::json::Value& document, std::size_t index, const mods::json::Value& expected) {
-  const mods::json::Value& actors = document.get("actors");
-  return actors.is_array() && index < actors.items.size() && actors.items[index] == expected;
-}
-
 }  // namespace
 
 std::int64_t StoredPackage::wall_clock_ns() {
@@ -102,14 +97,23 @@ bool StoredPackage::read_journal(const std::string& file_bytes, std::string& err
   int code = store_.files().read_file(store_.journal_path(package_.name), bytes, identity);
   if (code == ENOENT) return true;  // never edited here: Missing
   if (code != 0) {
-    error = "package \"" + package_.name + "\" cannot be read: " + error_text(code);
+    // Opening without it could lose changes it holds beyond the file; refusing says where and what to do.
+    const std::string path = store_.journal_path(package_.name);
+    error = "package \"" + package_.name + "\" cannot be opened: its journal \"" + path + "\" cannot be read: " +
+            read_error_text(code) + "; the package file holds every change saved so far, so moving the journal aside opens " +
+            "the package as that file holds it (without the history, and without changes the journal holds beyond it)";
     return false;
   }
   JournalContents contents;
-  long start = decode_journal(bytes, contents) ? replay_start(contents.records, version_) : -1;
+  const bool decoded = decode_journal(bytes, contents);
+  long start = decoded ? replay_start(contents, version_, FileStamp::of(identity_)) : -1;
   // A journal that does not fit the file describes edits of a version others have replaced: its history
-  // would claim changes the file does not hold, so it is set aside (replaced with the first change).
-  if (start < 0) return true;
+  // would claim changes the file does not hold, so it is set aside (replaced with the first change). The
+  // changes it held that no file took yet are kept aside for a reload to discard, never dropped unsaid.
+  if (start < 0) {
+    if (decoded) set_aside_ = waiting_changes(contents.records);
+    return true;
+  }
   std::vector<json_text::TextRange> ignored_ranges;
   // Records past the checkpoint are applied to whole actors.
   const bool to_apply = static_cast<std::size_t>(start) + 1 < contents.records.size();
@@ -119,8 +123,10 @@ bool StoredPackage::read_journal(const std::string& file_bytes, std::string& err
     history_.clear();
     return true;
   }
-  journal_.adopt(contents.valid_bytes, bytes.size());
-  if (oldest_unfolded_ && !fold(error)) return false;
+  // A journal of an earlier format is not appended to: the first change or checkpoint writes it afresh.
+  if (contents.format == kJournalFormat) journal_.adopt(contents.valid_bytes, bytes.size());
+  file_noted_ = false;  // the file as read may be another than one the journal names (its content decided)
+  if (oldest_unfolded_ && !store_.writes_forbidden() && !fold(error)) return false;
   return true;
 }
 
@@ -136,27 +142,28 @@ bool StoredPackage::replay(const JournalContents& contents, long start) {
         if (apply || !history.restore(r.change, r.undone)) return false;
         break;
       case JournalRecord::Kind::Change:
-        if (apply && !swap_actor(document, r.change.actor_index, r.change.before, r.change.after)) return false;
+        if (apply && !patch_actor(document, r.change.actor_index, r.change.patch, true)) return false;
         history.record(r.change);
         break;
       case JournalRecord::Kind::Undo: {
         if (!history.can_undo()) return false;
         const ChangeRecord& c = history.next_undo();
-        if (apply && !swap_actor(document, c.actor_index, c.after, c.before)) return false;
+        if (apply && !patch_actor(document, c.actor_index, c.patch, false)) return false;
         history.undo();
         break;
       }
       case JournalRecord::Kind::Redo: {
         if (!history.can_redo()) return false;
         const ChangeRecord& c = history.next_redo();
-        if (apply && !swap_actor(document, c.actor_index, c.before, c.after)) return false;
+        if (apply && !patch_actor(document, c.actor_index, c.patch, true)) return false;
         history.redo();
         break;
       }
       case JournalRecord::Kind::Checkpoint:
+      case JournalRecord::Kind::File:
         break;
     }
-    unfolded = unfolded || (apply && r.kind != JournalRecord::Kind::Checkpoint);
+    unfolded = unfolded || (apply && r.kind != JournalRecord::Kind::Checkpoint && r.kind != JournalRecord::Kind::File);
   }
   history_ = std::move(history);
   if (unfolded) oldest_unfolded_ = Clock::now();
@@ -193,10 +200,26 @@ bool StoredPackage::unchanged_on_disk(std::string& error) {
 
 bool StoredPackage::in_conflict() {
   std::string ignored;
-  return has_unfolded() && !unchanged_on_disk(ignored);
+  return !set_aside_.labels.empty() || (has_unfolded() && !unchanged_on_disk(ignored));
+}
+
+bool StoredPackage::drop_journal(std::string& error) {
+  const std::string path = store_.journal_path(package_.name);
+  const int code = store_.files().remove(path);
+  if (code != 0 && code != ENOENT) {
+    error = "the journal \"" + path + "\" cannot be removed: " + error_text(code);
+    return false;
+  }
+  set_aside_ = SetAsideChanges{};
+  journal_.break_off();  // nothing more is recorded here: the caller drops this package
+  return true;
 }
 
 bool StoredPackage::ready_to_record(std::string& error) {
+  if (!set_aside_.labels.empty()) {
+    error = "package \"" + package_.name + "\" was changed outside the editor: reload it before editing";
+    return false;
+  }
   if (!unchanged_on_disk(error)) return false;
   if ((identity_.permissions & kAnyoneMayWrite) == 0) {  // marked read-only: refused even for root
     error = "package \"" + package_.name + "\" is read-only";
@@ -210,23 +233,37 @@ void StoredPackage::mark_unfolded() {
   if (!oldest_unfolded_) oldest_unfolded_ = Clock::now();
 }
 
+// The first record after a checkpoint's rename goes with one naming the file it renamed in, so that the
+// records after it replay onto that file alone (see replay_start).
 bool StoredPackage::append(const std::string& bytes, std::string& error) {
   if (journal_.state() == JournalFile::State::Missing) {
     assert(!oldest_unfolded_);  // a journal is only missing while the document equals the file
     return write_fresh_journal(bytes, error);
   }
-  std::string reason;
-  if (!journal_.append(bytes, reason)) {
+  std::string reason, records;
+  if (!file_noted_) {
+    JournalRecord file;
+    file.kind = JournalRecord::Kind::File;
+    file.saved_file = FileStamp::of(identity_);
+    if (!encode_record(file, records, reason)) {
+      error = saving_failed(reason);
+      return false;
+    }
+  }
+  records += bytes;
+  if (!journal_.append(records, reason)) {
     error = saving_failed(reason);
     return false;
   }
+  file_noted_ = true;
   return true;
 }
 
 // The history alone, then `extra` (records to follow it), written as a new journal that fits the file.
 bool StoredPackage::write_fresh_journal(const std::string& extra, std::string& error) {
+  while (history_.stored_bytes() > kJournalCeilingBytes / 2) history_.forget_oldest();
   std::string bytes, reason;
-  if (!encode_history(history_, version_, bytes, reason)) {
+  if (!encode_history(history_, version_, FileStamp::of(identity_), bytes, reason)) {
     error = saving_failed(reason);
     return false;
   }
@@ -235,11 +272,13 @@ bool StoredPackage::write_fresh_journal(const std::string& extra, std::string& e
     error = saving_failed(reason);
     return false;
   }
+  file_noted_ = true;
   return true;
 }
 
 bool StoredPackage::journal_wants_compacting() const {
-  return journal_.bytes() > kCompactAboveBytes && journal_.bytes() > 2 * history_.stored_bytes();
+  return journal_.bytes() > kCompactAboveBytes &&
+         (journal_.bytes() > 2 * history_.stored_bytes() || journal_.bytes() > kJournalCeilingBytes);
 }
 
 bool StoredPackage::fold_due(Clock::time_point now) const {
@@ -275,7 +314,7 @@ bool StoredPackage::change(const std::string& label, const editor::Session::Edit
     roll_back(rollback);
     return false;
   }
-  if (!(change.before.get("id") == change.after.get("id"))) ids_indexed_ = false;
+  if (patch_touches_id(change.patch)) ids_indexed_ = false;
   printed_.actor_changed(change.actor_index);
   unfolded_labels_.push_back(label);
   history_.record(std::move(change));
@@ -314,8 +353,8 @@ bool StoredPackage::edit_kept_to_actor(const Rollback& rollback, const std::stri
   return false;
 }
 
-// Appends the change to the journal; on true `change` holds it (the actor before it taken from
-// `rollback`), on false `rollback` still holds that actor.
+// Appends the change to the journal (the patch from `rollback`'s actor to the document's); on true
+// `change` holds it.
 bool StoredPackage::journal_change(const std::string& label, Rollback& rollback, ChangeRecord& change,
                                    std::string& error) {
   const std::size_t index = static_cast<std::size_t>(rollback.index);
@@ -324,16 +363,11 @@ bool StoredPackage::journal_change(const std::string& label, Rollback& rollback,
   record.change.label = label;
   record.change.time_ms = wall_clock_ns() / kNsPerMs;
   record.change.actor_index = index;
-  record.change.before = std::move(rollback.before);
-  record.change.after = package_.document.get("actors").items[index];
+  record.change.patch = diff_actor(rollback.before, package_.document.get("actors").items[index]);
   std::string bytes, reason;
   bool saved = encode_record(record, bytes, reason);
   if (!saved) error = saving_failed(reason);
-  saved = saved && append(bytes, error);
-  if (!saved) {
-    rollback.before = std::move(record.change.before);
-    return false;
-  }
+  if (!saved || !append(bytes, error)) return false;
   change = std::move(record.change);
   return true;
 }
@@ -357,8 +391,8 @@ bool StoredPackage::undo(std::string& label, std::string& error) { return step(t
 
 bool StoredPackage::redo(std::string& label, std::string& error) { return step(false, label, error); }
 
-// Undo and redo alike: journal the step first, then put the one actor the change touched back as it was
-// before it (undo) or after it (redo), and move the history's position.
+// Undo and redo alike: patch the one actor the change touched back (undo) or forward (redo), journal the
+// step (patched back again should that fail), and move the history's position.
 bool StoredPackage::step(bool back, std::string& label, std::string& error) {
   if (back ? !history_.can_undo() : !history_.can_redo()) {
     error = std::string("nothing to ") + (back ? "undo" : "redo") + " in \"" + package_.name + "\"";
@@ -366,20 +400,24 @@ bool StoredPackage::step(bool back, std::string& label, std::string& error) {
   }
   if (!ready_to_record(error)) return false;
   const ChangeRecord& c = back ? history_.next_undo() : history_.next_redo();
-  // Read before it is replaced: an actor still marked unread would be printed from its old text.
+  // Read before it is patched: an actor still marked unread would be printed from its old text.
   if (unread_.any()) unread_.read(*actors_array(), c.actor_index, printed_);
-  assert(actor_is(package_.document, c.actor_index, back ? c.after : c.before));
+  const bool fits = patch_actor(package_.document, c.actor_index, c.patch, !back);
+  assert(fits && "the history fits the document it was recorded on");
+  if (!fits) {
+    error = "package \"" + package_.name + "\" was not changed: its history does not fit the document";
+    return false;
+  }
   JournalRecord record;
   record.kind = back ? JournalRecord::Kind::Undo : JournalRecord::Kind::Redo;
   std::string bytes, reason;
-  if (!encode_record(record, bytes, reason)) {
-    error = saving_failed(reason);
+  if (!encode_record(record, bytes, reason) || !append(bytes, error)) {
+    if (!reason.empty()) error = saving_failed(reason);
+    patch_actor(package_.document, c.actor_index, c.patch, back);  // fits: it was just applied the other way
     return false;
   }
-  if (!append(bytes, error)) return false;
-  package_.document.members["actors"].items[c.actor_index] = back ? c.before : c.after;
   printed_.actor_changed(c.actor_index);
-  if (!(c.before.get("id") == c.after.get("id"))) ids_indexed_ = false;
+  if (patch_touches_id(c.patch)) ids_indexed_ = false;
   label = c.label;
   if (back) {
     history_.undo();

@@ -18,6 +18,7 @@
 #include "host/store/change_journal.h"
 #include "host/store/package_store.h"
 #include "host/store/package_text.h"
+#include "host/store/set_aside_changes.h"
 #include "host/store/unread_actors.h"
 
 namespace host {
@@ -31,6 +32,10 @@ class StoredPackage {
   static constexpr std::chrono::milliseconds kFoldAfter{400};
   // A journal is rewritten as its history alone once it is this large and more than twice that history.
   static constexpr std::uint64_t kCompactAboveBytes = 256 * 1024;  // bytes
+  // A journal is rewritten at the next checkpoint once it passes this, whatever its history, and the
+  // history it is rewritten with is cut (oldest changes first) to half of it: far below the 256 MiB the
+  // store reads, so that a journal never grows past what the store can open again.
+  static constexpr std::uint64_t kJournalCeilingBytes = std::uint64_t{64} << 20;  // bytes
   // The coarsest file time stamp we allow for: a file whose time lies this close to when we last knew its
   // content is hashed, not trusted. Whole-second time stamps (2 s on FAT, 1 s on older file systems) get
   // the first; time stamps with a fraction of a second tick at least every 10 ms (exFAT; the kernel's
@@ -71,11 +76,21 @@ class StoredPackage {
   bool redo(std::string& label, std::string& error);
 
   // True when answered changes wait for a checkpoint and the file was changed outside the editor: they can
-  // no longer be saved, only discarded by a reload.
+  // no longer be saved, only discarded by a reload. That includes changes a journal kept when the package
+  // opened on a file that is not the one they were made on (`set_aside`).
   bool in_conflict();
+  // The changes of a journal that did not fit the file at open, not in any file: the document is the file
+  // as others left it, and every change is refused until a reload discards these.
+  const SetAsideChanges& set_aside() const { return set_aside_; }
+  // Removes the journal, once the changes in conflict are kept elsewhere, so that the package opens again
+  // on the file as it stands. Nothing more may be recorded here: the caller drops this package. On false,
+  // `error` says why and nothing changed.
+  bool drop_journal(std::string& error);
   // The labels of the answered changes (undo and redo as "Undo: LABEL" / "Redo: LABEL") since the file
   // last took them, oldest first. Changes replayed from a journal at open are folded at once and not listed.
-  const std::vector<std::string>& unfolded_labels() const { return unfolded_labels_; }
+  const std::vector<std::string>& unfolded_labels() const {
+    return set_aside_.labels.empty() ? unfolded_labels_ : set_aside_.labels;
+  }
 
   // True when changes wait for a checkpoint and the oldest has waited kFoldAfter by `now`.
   bool fold_due(Clock::time_point now) const;
@@ -138,6 +153,8 @@ class StoredPackage {
   UnreadActors unread_;  // outlined actors, read from `printed_` when first needed
   std::optional<Clock::time_point> oldest_unfolded_;
   std::vector<std::string> unfolded_labels_;
+  SetAsideChanges set_aside_;
+  bool file_noted_ = true;  // false from a checkpoint's rename until a record names the file it renamed in
   // Where the first actor of each id is, so that a change of a 50,000-actor package does not scan it.
   // Valid while no change altered an id and the actor count is what was indexed (edits never change it).
   std::unordered_map<std::string, std::size_t> first_actor_;

@@ -53,6 +53,7 @@ bool StoredPackage::fold(std::string& error) {
   }
   FileIdentity written;
   if (store_.files().identify(path, written) == 0) identity_ = written;
+  file_noted_ = false;  // the next record names the file just renamed in
   known_at_ns_ = written_at;
   version_ = saved;
   oldest_unfolded_.reset();
@@ -121,6 +122,7 @@ bool StoredPackage::journal_checkpoint(const FileVersion& saved, std::string& er
   JournalRecord checkpoint;
   checkpoint.saved = saved;
   checkpoint.replaced = version_;
+  checkpoint.replaced_file = FileStamp::of(identity_);
   std::string record, reason;
   if (!encode_record(checkpoint, record, reason)) {
     error = saving_failed(reason);

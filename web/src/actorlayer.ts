@@ -7,6 +7,7 @@ import L from 'leaflet';
 import type { ActorInfo, Placed, Vec3, Walker } from './core.js';
 import { latLngToWorld, worldToLatLng } from './core.js';
 import { nearestDot } from './listing.js';
+import { labelsThatFit } from './timelinecore.js';
 
 const DOM_MARKERS_MAX = 300; // actors in view drawn as DOM markers at most; beyond, the canvas alone
 const PANE_Z_INDEX = '390'; // above the ground tiles (200), below routes and grid (400) and markers (600)
@@ -16,6 +17,11 @@ const RING_PX = 18; // the ring around a selected dot on the canvas, a marker of
 const HIT_RADIUS_PX = 8; // a click this close to a dot selects it
 const COLOURS: Record<Walker, string> = { resident: '#2f6fdf', patroller: '#c9462c', model: '#8e44ad', none: '#9aa0a6' };
 const WALKER_ORDER: readonly Walker[] = ['none', 'model', 'patroller', 'resident']; // drawn last is on top
+const LABEL_LEFT_PX = 9; // a label's box beside its marker's centre, as page.css places .actor-label
+const LABEL_TOP_PX = -10;
+const LABEL_HEIGHT_PX = 14;
+const LABEL_CHAR_PX = 6.5; // the label font's widest average letter: a box a little too wide hides, never smears
+const LABELS_EVERY_MS = 200; // while markers move, labels are sorted out again at most this often
 
 const ll = (p: { x: number; z: number }) => L.latLng(...worldToLatLng(p));
 
@@ -39,6 +45,10 @@ export class ActorLayer {
   private canvas: HTMLCanvasElement;
   private corner = L.latLng(0, 0); // the canvas's top-left, for the zoom animation
   private queued = false;
+  private image: ImageData | null = null; // the canvas's pixels, kept while its size stays
+  private stamped = new Set<string>(); // markers that carry their shown place as data-x and data-z
+  private labelsAt = 0; // when labels were last sorted out (performance.now())
+  private labelsQueued = false;
   private drawn = { scale: 0, x: 0, z: 0, width: 0, height: 0 }; // the canvas's last picture, in pixels
   onSelect: (id: string) => void = () => {};
 
@@ -85,18 +95,64 @@ export class ActorLayer {
     return this.markers.get(id);
   }
 
-  // Shows `id` at `p`; `walked`: the game says it is there, so a reload keeps it there.
-  place(id: string, p: Vec3, walked = false): void {
+  // Shows `id` at `p`; `walked`: the game says it is there, so a reload keeps it there; `stamp`: its
+  // marker carries the place as data-x and data-z (the timeline's, for tests and automation).
+  place(id: string, p: Vec3, walked = false, stamp = false): void {
     const i = this.index.get(id);
     if (i === undefined) return;
     if (walked) this.walked.set(id, p);
+    if (stamp) this.stamped.add(id);
     const seen = this.onCanvas(this.xs[i], this.zs[i]) || this.onCanvas(p.x, p.z);
     this.xs[i] = p.x;
     this.zs[i] = p.z;
     const m = this.markers.get(id);
-    if (m) m.setLatLng(ll(p));
-    else if (seen) this.queueRedraw(); // a walker far from the view costs no picture
+    if (m) {
+      m.setLatLng(ll(p));
+      if (stamp) this.stampMarker(m, i);
+      this.queueLabels();
+    } else if (seen) {
+      this.queueRedraw(); // a walker far from the view costs no picture
+    }
     if (id === this.selected) this.ring?.setLatLng(ll(p));
+  }
+
+  // No marker carries a stamped place any more (the map left the timeline).
+  unstamp(): void {
+    for (const id of this.stamped) {
+      const e = this.markers.get(id)?.getElement();
+      e?.removeAttribute('data-x');
+      e?.removeAttribute('data-z');
+    }
+    this.stamped.clear();
+  }
+
+  private stampMarker(m: L.Marker, i: number): void {
+    const e = m.getElement();
+    e?.setAttribute('data-x', this.xs[i].toFixed(1));
+    e?.setAttribute('data-z', this.zs[i].toFixed(1));
+  }
+
+  // Labels of markers close together would overlap into a smear: only those that fit are shown, the
+  // selected actor's first, then in the package's order; the others show when the mouse is over them.
+  private sortLabels(): void {
+    this.labelsAt = performance.now();
+    const shown = [...this.markers];
+    const boxes = shown.map(([id, m]) => {
+      const at = this.map.latLngToContainerPoint(m.getLatLng());
+      return { x: at.x + LABEL_LEFT_PX, y: at.y + LABEL_TOP_PX, width: id.length * LABEL_CHAR_PX, height: LABEL_HEIGHT_PX };
+    });
+    const order = shown.map((_, k) => k);
+    const first = shown.findIndex(([id]) => id === this.selected);
+    if (first > 0) order.unshift(...order.splice(first, 1));
+    const fits = labelsThatFit(boxes, order);
+    shown.forEach(([, m], k) => m.getElement()?.classList.toggle('label-hidden', !fits[k]));
+  }
+
+  private queueLabels(): void {
+    if (this.labelsQueued) return;
+    this.labelsQueued = true;
+    const wait = Math.max(0, LABELS_EVERY_MS - (performance.now() - this.labelsAt));
+    setTimeout(() => requestAnimationFrame(() => ((this.labelsQueued = false), this.sortLabels())), wait);
   }
 
   select(id: string): void {
@@ -104,6 +160,7 @@ export class ActorLayer {
     this.selected = id;
     this.markers.get(id)?.getElement()?.classList.add('selected');
     this.placeRing();
+    this.sortLabels();
   }
 
   // A DOM marker shows its own selection; a dot gets the ring.
@@ -167,6 +224,7 @@ export class ActorLayer {
     const onCanvas = inside.filter((i) => !this.markers.has(this.infos[i].id));
     this.paint(onCanvas, full, scale, origin);
     this.placeRing();
+    this.sortLabels();
   }
 
   private showMarkers(indices: number[]): void {
@@ -183,6 +241,7 @@ export class ActorLayer {
       m.on('add', () => {
         m.getElement()?.setAttribute('data-actor-id', info.id);
         if (info.id === this.selected) m.getElement()?.classList.add('selected');
+        if (this.stamped.has(info.id)) this.stampMarker(m, i);
       });
       this.markers.set(info.id, m.addTo(this.map));
     }
@@ -193,15 +252,20 @@ export class ActorLayer {
   private paint(indices: number[], full: L.Point, scale: number, origin: L.Point): void {
     const ratio = window.devicePixelRatio || 1;
     const width = Math.round(full.x * ratio), height = Math.round(full.y * ratio);
-    this.canvas.width = width;
-    this.canvas.height = height;
-    this.canvas.style.width = `${full.x}px`;
-    this.canvas.style.height = `${full.y}px`;
+    if (this.canvas.width !== width || this.canvas.height !== height) {
+      // Setting a canvas's size allocates it anew, even to the same size: only when the view's size changed.
+      this.canvas.width = width;
+      this.canvas.height = height;
+      this.canvas.style.width = `${full.x}px`;
+      this.canvas.style.height = `${full.y}px`;
+    }
     this.canvas.dataset.drawn = String(indices.length);
     const ctx = this.canvas.getContext('2d');
     if (!ctx || width === 0 || height === 0) return;
-    const image = ctx.createImageData(width, height);
+    if (this.image?.width !== width || this.image?.height !== height) this.image = ctx.createImageData(width, height);
+    const image = this.image;
     const pixels = new Uint32Array(image.data.buffer);
+    pixels.fill(0); // the picture is kept between frames (a timeline plays at 60 a second): cleared, not made anew
     const radius = Math.round(DOT_RADIUS_PX * ratio);
     const disc = discOffsets(radius);
     const steps = Int32Array.from(disc, ([dx, dy]) => dy * width + dx);

@@ -6,6 +6,7 @@
 
 import L from 'leaflet';
 import { rpc } from './api.js';
+import { readWarnings } from './answers.js';
 import type { ActorInfo, Placed, Segment, Vec3 } from './core.js';
 import { worldToLatLng } from './core.js';
 import type { Fields, FieldName } from './editcore.js';
@@ -25,6 +26,7 @@ export interface EditHost {
   reload(): Promise<void>; // fetches the package again and redraws everything: this editing, the check shown, the profile
   checkRoute(): Promise<void>;
   say(text: string): void;
+  refused(error: string): void; // a command was refused: the page may offer a reload
 }
 
 type Where = HTMLElement | { x: number; z: number };
@@ -132,8 +134,12 @@ export class Editing {
     await this.host.reload();
     if (!answer.ok) {
       this.refuse(answer.error, where);
+      this.host.refused(answer.error);
       return null;
     }
+    // Taken, but with warnings (a misspelt parameter that was ignored): shown where a refusal would be.
+    const warnings = readWarnings(answer.result);
+    if (warnings.length > 0) this.warn(warnings.join('; '), where);
     return (answer.result ?? {}) as Answer;
   }
 
@@ -227,8 +233,7 @@ export class Editing {
 
   private async setField(field: FieldName, value: unknown, input: HTMLElement): Promise<void> {
     const id = this.host.selected().actor!.id;
-    const done = await this.edit('set_route', { id, [field]: value }, input);
-    if (done && Array.isArray(done.warnings)) this.notice(done.warnings.join('; '), input);
+    await this.edit('set_route', { id, [field]: value }, input);
   }
 
   private async undoRedo(method: 'undo' | 'redo'): Promise<void> {
@@ -242,23 +247,33 @@ export class Editing {
   }
 
   private refuse(text: string, where: Where): void {
-    if (where instanceof HTMLElement) return this.notice(text, where, true);
+    this.tell(text, where, 'refusal');
+  }
+
+  private warn(text: string, where: Where): void {
+    this.tell(text, where, 'warning');
+  }
+
+  // A refusal or a warning where the modder acted: the box of that group of controls, or a popup on the map.
+  private tell(text: string, where: Where, kind: 'refusal' | 'warning'): void {
+    if (where instanceof HTMLElement) return this.notice(text, where, kind === 'refusal', kind === 'warning');
     const content = document.createElement('div');
-    content.textContent = text;
+    content.textContent = kind === 'warning' ? `Warning: ${text}` : text;
     content.setAttribute('role', 'alert');
-    content.dataset.refusal = text;
+    content.dataset[kind] = text;
     L.popup({ className: 'refusal-popup', autoPan: false }).setLatLng(L.latLng(...worldToLatLng(where)))
       .setContent(content).openOn(this.map);
   }
 
   // A text in the box of the group of controls where the modder acted.
-  private notice(text: string, where: HTMLElement, refusal = false): void {
+  private notice(text: string, where: HTMLElement, refusal = false, warning = false): void {
     const box = where.closest('.edit-group')?.querySelector<HTMLElement>('.refusal');
-    if (!box) return this.host.say(text);
-    box.textContent = text;
+    if (!box) return this.host.say(warning ? `Warning: ${text}` : text);
+    box.textContent = warning ? `Warning: ${text}` : text;
     box.hidden = false;
     box.classList.toggle('refused', refusal);
     if (refusal) box.dataset.refusal = text;
+    if (warning) box.dataset.warning = text;
   }
 
   private clearRefusals(): void {
@@ -267,6 +282,7 @@ export class Editing {
       box.hidden = true;
       box.textContent = '';
       delete box.dataset.refusal;
+      delete box.dataset.warning;
     }
   }
 
@@ -294,7 +310,7 @@ export class Editing {
     const target = e.target as HTMLElement;
     const typing = target.matches('input:not([type=checkbox]), select, textarea');
     const action = actionFor({ key: e.key, ctrl: e.ctrlKey || e.metaKey, shift: e.shiftKey, alt: e.altKey }, typing);
-    if (!action) return;
+    if (!action || action === 'play-pause') return; // the timeline bar's key
     e.preventDefault();
     this.run(action);
   }

@@ -4,7 +4,7 @@
 export type Action =
   | 'toggle-adding' | 'toggle-snap' | 'remove-point' | 'remove-route' | 'undo' | 'redo'
   | 'previous-point' | 'next-point' | 'point-earlier' | 'point-later' | 'add-at-link' | 'add-at-camera'
-  | 'move-to-link' | 'move-to-camera' | 'check-route' | 'search' | 'history' | 'help' | 'escape';
+  | 'move-to-link' | 'move-to-camera' | 'check-route' | 'search' | 'history' | 'help' | 'escape' | 'play-pause';
 
 export interface KeyPress { key: string; ctrl: boolean; shift: boolean; alt: boolean }
 export interface Shortcut { action: Action; keys: string; what: string; matches: (k: KeyPress) => boolean }
@@ -35,6 +35,9 @@ export const SHORTCUTS: readonly Shortcut[] = [
     matches: (k) => k.ctrl && ((k.shift && k.key.toLowerCase() === 'z') || (!k.shift && k.key.toLowerCase() === 'y')) },
   { action: 'check-route', keys: 'R', what: 'Check the route against the ground', matches: plain('r') },
   { action: 'history', keys: 'H', what: 'Show or hide the history of changes', matches: plain('h') },
+  { action: 'play-pause', keys: 'Space',
+    what: 'Play or pause the timeline (switches the map to "Timeline"), unless a button or field has the keyboard',
+    matches: (k) => !k.ctrl && !k.alt && k.key === ' ' },
   { action: 'help', keys: '?', what: 'Show or hide this help', matches: (k) => k.key === '?' },
   { action: 'escape', keys: 'Esc', what: 'Leave adding mode, close the panels', matches: (k) => k.key === 'Escape' },
 ];

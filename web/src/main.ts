@@ -11,8 +11,11 @@ import { Editing } from './editing.js';
 import { searchActors } from './listing.js';
 import { fetchActors, fetchRoute } from './loading.js';
 import { MapView, escapeHtml } from './mapview.js';
+import { OutsideBanner } from './outside.js';
+import { MeetingsPanel } from './meetings.js';
 import { ProfileChart } from './profile.js';
 import { describeSettings, drawRoute, problemDistances } from './route.js';
+import { TimelineBar } from './timeline.js';
 
 const LIST_MAX = 200; // buttons in the actor list at most; the search narrows a bigger package
 
@@ -21,6 +24,9 @@ const state = { pkg: '', infos: [] as ActorInfo[], placed: [] as Placed[], selec
 let view: MapView;
 let chart: ProfileChart;
 let editing: Editing;
+let outside: OutsideBanner;
+let timeline: TimelineBar;
+let meetings: MeetingsPanel;
 let loading: Promise<void> | null = null;
 let loadAgain = false;
 
@@ -65,6 +71,8 @@ async function loadPackage(): Promise<void> {
   // check or a profile that asks the game.
   void editing.loaded();
   void redrawCheck();
+  void timeline.packageChanged();
+  void meetings.packageChanged();
 }
 
 // After a change the check, when one is shown, and the profile follow the route as it is now.
@@ -107,12 +115,13 @@ function drawList(): void {
   }
 }
 
-async function select(id: string): Promise<void> {
+// `focus`: bring its route into view (a meeting frames both actors' routes itself).
+async function select(id: string, focus = true): Promise<void> {
   if (state.selected !== id) state.checked = [];
   state.selected = id;
   if (!(await loadRoute(id)) || state.selected !== id) return;
   const actor = state.placed.find((p) => p.id === id);
-  if (actor) view.focus(actor);
+  if (actor && focus) view.focus(actor);
   drawList();
   drawSelection();
   void editing.actorSelected();
@@ -177,8 +186,9 @@ function onEvent(name: string, data: unknown): void {
     $('ground-note').textContent = d.connected ? '' : `The ground is unknown: ${d.problem ?? 'no game is connected'}`;
   } else if (name === 'change' && d.package === state.pkg) {
     say(`${d.kind}: ${d.label}`);
+    if (d.kind === 'reload') outside.reloadedElsewhere();
     reloadSoon();
-  } else if (name === 'live' && d.package === state.pkg && Array.isArray(d.actors)) {
+  } else if (name === 'live' && d.package === state.pkg && Array.isArray(d.actors) && !timeline.active) {
     view.live(d.actors);
   } else if (name === 'reload') {
     void loadPackage();
@@ -199,7 +209,23 @@ async function start(): Promise<void> {
     reload: loadPackage,
     checkRoute,
     say,
+    refused: (error) => void outside.refused(error),
   }, chart);
+  outside = new OutsideBanner(() => state.pkg, loadPackage);
+  timeline = new TimelineBar($('map').parentElement!, view, {
+    pkg: () => state.pkg,
+    showLive: () => view.showActors(state.infos, state.placed),
+    say,
+  });
+  meetings = new MeetingsPanel($('map').parentElement!, view.map, timeline, {
+    pkg: () => state.pkg,
+    select: (id) => select(id, false),
+    actor: (id) => {
+      const placed = state.placed.find((p) => p.id === id);
+      return placed ? { placed, walker: state.infos.find((i) => i.id === id)?.walker ?? 'none' } : null;
+    },
+    say,
+  });
   $('search').addEventListener('input', drawList);
   $('check').addEventListener('click', () => void checkRoute());
   const session = await openSession();
@@ -211,6 +237,7 @@ async function start(): Promise<void> {
   $('package').textContent = state.pkg;
   listen(state.pkg, onEvent);
   await loadPackage();
+  await outside.check();
   document.body.dataset.ready = 'true';
 }
 

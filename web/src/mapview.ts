@@ -119,6 +119,18 @@ export class MapView {
     if (this.gliding.size > 0) requestAnimationFrame(() => this.glide());
   }
 
+  // The timeline's place of a walker: no gliding towards live positions any more, and its marker carries
+  // the place as data-x and data-z.
+  timelinePlace(id: string, p: Vec3): void {
+    this.gliding.clear();
+    this.actors.place(id, p, false, true);
+  }
+
+  // Back to live: markers no longer carry the timeline's places (main.ts shows the actors again).
+  leaveTimeline(): void {
+    this.actors.unstamp();
+  }
+
   // Brings the actor and its whole route into view. The world's framing, when the game's first event comes
   // later, then leaves the view where the modder is working.
   focus(actor: Placed): void {

@@ -133,7 +133,24 @@ TEST_F(DetourTest, ASegmentThatPassesNeedsNoPointsEvenBesideAWallTooHighForTheCh
   EXPECT_EQ(answer.get("ratio").number, 1);
 }
 
+// Regression: applying a detour to a segment that already passed recorded an empty change.
+TEST_F(DetourTest, ApplyingToASegmentThatPassesChangesNothingAndSaysSo) {
+  game::WorldMesh mesh;
+  mesh.add_floor(-kHalf, kHalf, -kHalf, kHalf, 0);
+  walk(mesh, point(-500, 0, 0), point(500, 0, 0));
+  const Value before = session_.packages["windfall"].document;
+  std::string error;
+  bool ok = false;
+  const Value answer = run("apply", error, ok);
+  ASSERT_TRUE(ok) << error;
+  EXPECT_EQ(answer.get("note").str, "the segment from point 1 to point 2 already passes: nothing was changed");
+  EXPECT_EQ(session_.packages["windfall"].document, before);
+  for (const std::string& call : session_.calls) EXPECT_EQ(call.rfind("change", 0), std::string::npos) << call;
+}
+
 TEST_F(DetourTest, RefusesWhatItCannotSearch) {
+  const std::string from_range_needed = "suggest_detour needs \"from\", a whole number from 0 to 9007199254740992";
+  const std::string from_range = "suggest_detour: \"from\" is a whole number from 0 to 9007199254740992";
   game::WorldMesh mesh;
   mesh.add_floor(-kHalf, kHalf, -kHalf, kHalf, 0);
   walk(mesh, point(-500, 0, 0), point(500, 0, 0));
@@ -146,10 +163,23 @@ TEST_F(DetourTest, RefusesWhatItCannotSearch) {
       {.name = "no such segment",
        .params = obj({{"id", str("m")}, {"from", num(2)}}),
        .error = "no segment of m's walk starts at point 2"},
-      {.name = "from missing",
-       .params = obj({{"id", str("m")}}),
-       .error = "no segment of m's walk starts at point \"from\""},
+      {.name = "from missing", .params = obj({{"id", str("m")}}), .error = from_range_needed},
+      {.name = "from null", .params = obj({{"id", str("m")}, {"from", Value()}}), .error = from_range_needed},
+      {.name = "from as text", .params = obj({{"id", str("m")}, {"from", str("1")}}), .error = from_range},
+      {.name = "from not whole", .params = obj({{"id", str("m")}, {"from", num(1.5)}}), .error = from_range},
+      {.name = "from negative", .params = obj({{"id", str("m")}, {"from", num(-1)}}), .error = from_range},
+      {.name = "from beyond a count", .params = obj({{"id", str("m")}, {"from", num(1e30)}}), .error = from_range},
+      {.name = "no route",
+       .params = obj({{"id", str("still")}, {"from", num(0)}}),
+       .error = "still has no route yet: add_route_point adds its first point"},
+      {.name = "may not walk",
+       .params = obj({{"id", str("barrel")}, {"from", num(0)}}),
+       .error = "barrel may not walk: only residents, Bokoblins, Moblins and the mod's own models walk routes"},
   };
+  Value& placed = session_.packages["windfall"].document["actors"];
+  placed.items.push_back(obj({{"id", str("still")}, {"actor", str("cart")}, {"kind", str("mod")}}));
+  placed.items.push_back(obj({{"id", str("barrel")}, {"actor", str("barrel")}, {"kind", str("object")},
+                              {"path", obj({{"points", arr({})}})}}));
   for (const auto& c : cases) {
     std::string error;
     bool ok = true;
@@ -158,6 +188,7 @@ TEST_F(DetourTest, RefusesWhatItCannotSearch) {
     EXPECT_EQ(error, c.error) << c.name;
   }
   Value& actors = session_.packages["windfall"].document["actors"];
+  actors.items.resize(1);
   actors.items.push_back(actors.items[0]);
   std::string error;
   bool ok = true;

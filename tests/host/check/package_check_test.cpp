@@ -40,7 +40,9 @@ TEST_F(PackageCheckTest, EveryRouteAnswersAsCheckRouteFromOneGroundQuery) {
   connect_game();
   std::string error;
   const Value answer = check(error);
-  ASSERT_EQ(game.batch_probes.size(), 1u) << "one ground_heights call for the whole package";
+  // One ground_heights call for every route of the package; the walks the meetings are found on ask theirs after.
+  const std::size_t package_calls = game.batch_probes.size();
+  ASSERT_GE(package_calls, 1u);
   const Value& routes = answer.get("routes");
   ASSERT_EQ(routes.items.size(), 3u) << "walker, boko and statue; the others have no route or may not walk";
   for (const Value& route : routes.items) {
@@ -51,7 +53,7 @@ TEST_F(PackageCheckTest, EveryRouteAnswersAsCheckRouteFromOneGroundQuery) {
     EXPECT_EQ(route.get("skipped"), alone.result.get("skipped")) << id;
   }
   std::size_t probes = 0;  // asked by check_route, route after route
-  for (std::size_t k = 1; k < game.batch_probes.size(); ++k) probes += game.batch_probes[k].size();
+  for (std::size_t k = package_calls; k < game.batch_probes.size(); ++k) probes += game.batch_probes[k].size();
   EXPECT_EQ(game.batch_probes.front().size(), probes) << "the package's probes are those of its routes";
   EXPECT_FALSE(routes.items[0].get("ok").boolean) << "the walker drops into the pit";
   EXPECT_TRUE(routes.items[1].get("ok").boolean);
@@ -61,7 +63,8 @@ TEST_F(PackageCheckTest, EveryRouteAnswersAsCheckRouteFromOneGroundQuery) {
                                        {"routes_with_problems", num(1)},
                                        {"routes_not_checked", num(0)},
                                        {"errors", num(0)},
-                                       {"warnings", num(0)}}));
+                                       {"warnings", answer.get("counts").get("meetings")},
+                                       {"meetings", answer.get("counts").get("meetings")}}));
 }
 
 TEST_F(PackageCheckTest, ARouteLongerThanOneBatchIsAskedInSeveralCalls) {
@@ -71,8 +74,8 @@ TEST_F(PackageCheckTest, ARouteLongerThanOneBatchIsAskedInSeveralCalls) {
   actor_at(3)["path"]["points"] = arr({point(0, 0, 0), point(length, 0, 0)});
   std::string error;
   const Value answer = check(error);
-  ASSERT_EQ(game.batch_probes.size(), 3u);
-  for (const auto& batch : game.batch_probes) EXPECT_LE(batch.size(), kBatchProbes);
+  ASSERT_GE(game.batch_probes.size(), 3u);
+  for (std::size_t k = 0; k < 3; ++k) EXPECT_LE(game.batch_probes[k].size(), kBatchProbes);
   EXPECT_TRUE(answer.get("routes").items[2].get("ok").boolean);
 }
 
@@ -85,7 +88,8 @@ TEST_F(PackageCheckTest, OnlyTheLastActorSharingAnIdIsChecked) {
   const Value answer = check(error);
   ASSERT_EQ(answer.get("routes").items.size(), 3u);
   EXPECT_TRUE(answer.get("routes").items[2].get("ok").boolean) << "the twin's route avoids the pit";
-  EXPECT_EQ(answer.get("findings").items.size(), 1u);
+  const double meetings = answer.get("counts").get("meetings").number;
+  EXPECT_EQ(answer.get("findings").items.size(), 1u + static_cast<std::size_t>(meetings));
   EXPECT_EQ(answer.get("counts").get("errors").number, 1);
 }
 
@@ -97,7 +101,8 @@ TEST_F(PackageCheckTest, WithoutAGameTheFindingsComeAndNoRouteIsChecked) {
   EXPECT_EQ(answer.get("game").str, "the game is not running");
   for (const Value& route : answer.get("routes").items) EXPECT_FALSE(route.get("checked").boolean);
   EXPECT_EQ(answer.get("counts").get("routes_not_checked").number, 3);
-  EXPECT_EQ(answer.get("counts").get("warnings").number, 1) << "the statue's route has no speed";
+  EXPECT_EQ(answer.get("counts").get("warnings").number, 1 + answer.get("counts").get("meetings").number)
+      << "the statue's route has no speed";
 }
 
 TEST_F(PackageCheckTest, AFailingGameFailsTheCheckWithItsReason) {
@@ -109,6 +114,77 @@ TEST_F(PackageCheckTest, AFailingGameFailsTheCheckWithItsReason) {
   EXPECT_FALSE(ok);
   EXPECT_TRUE(answer.is_null());
   EXPECT_EQ(error, "the game went away");
+}
+
+// Models A and B walking at each other along x at height 100, 40 units/s, "once".
+class MeetingCheckTest : public PackageCheckTest {
+ protected:
+  MeetingCheckTest() {
+    const auto model = [](const char* id, double from, double to) {
+      return obj({{"id", str(id)},
+                  {"actor", str("cart")},
+                  {"kind", str("mod")},
+                  {"position", point(from, 100, 0)},
+                  {"path", obj({{"points", arr({point(from, 100, 0), point(to, 100, 0)})}, {"speed", num(40)}})}});
+    };
+    session.packages["windfall"].document["actors"] = arr({model("A", 0, 400), model("B", 400, 0)});
+  }
+
+  static Value meeting_at(double y) {
+    return obj({{"level", str("warning")},
+                {"id", str("A")},
+                {"point", num(2)},
+                {"other", str("B")},
+                {"seconds", num(4.4)},
+                {"at", point(200, y, 0)},
+                {"times", num(1)},
+                {"text", str("meets \"B\" at (200, " + std::to_string(static_cast<int>(y)) + ", 0) after 4.4 s")}});
+  }
+
+  Value check_within(const Value& params, std::string& error, bool& ok) {
+    return check_package(session, params, error, ok);
+  }
+};
+
+TEST_F(MeetingCheckTest, WithoutAGameTheyMeetOnTheWrittenHeights) {
+  std::string error;
+  const Value answer = check(error);
+  EXPECT_EQ(answer.get("findings"), arr({meeting_at(100)}));
+  EXPECT_EQ(answer.get("counts").get("meetings").number, 1);
+  EXPECT_EQ(answer.get("counts").get("warnings").number, 1);
+}
+
+TEST_F(MeetingCheckTest, WithAGameTheyMeetOnTheGround) {
+  connect_game();
+  std::string error;
+  const Value answer = check(error);
+  EXPECT_EQ(answer.get("findings"), arr({meeting_at(0)})) << "the ground is at 0 where they meet";
+}
+
+TEST_F(MeetingCheckTest, TheHorizonIsTheSecondsAsked) {
+  const struct {
+    Value seconds;
+    std::size_t findings;
+    const char* error;
+  } rows[] = {
+      {.seconds = num(4.3), .findings = 0, .error = ""},
+      {.seconds = num(4.4), .findings = 1, .error = ""},
+      {.seconds = num(1), .findings = 0, .error = ""},
+      {.seconds = num(3600), .findings = 1, .error = ""},
+      {.seconds = num(0.5), .findings = 0, .error = "check_package: \"seconds\" is a number from 1 to 3600"},
+      {.seconds = num(3601), .findings = 0, .error = "check_package: \"seconds\" is a number from 1 to 3600"},
+      {.seconds = str("600"), .findings = 0, .error = "check_package: \"seconds\" is a number from 1 to 3600"},
+  };
+  for (const auto& row : rows) {
+    std::string error;
+    bool ok = false;
+    const Value answer = check_within(obj({{"seconds", row.seconds}}), error, ok);
+    EXPECT_EQ(error, row.error) << row.seconds.number;
+    EXPECT_EQ(ok, error.empty());
+    if (ok) {
+      EXPECT_EQ(answer.get("findings").items.size(), row.findings) << row.seconds.number;
+    }
+  }
 }
 
 }  // namespace

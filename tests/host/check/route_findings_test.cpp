@@ -28,7 +28,8 @@ std::vector<std::string> lines_of(const std::vector<Finding>& findings) {
   std::vector<std::string> lines;
   for (const Finding& finding : findings) {
     const std::string point = finding.point ? std::to_string(*finding.point) : "-";
-    lines.push_back(std::string(level_name(finding.level)) + " " + finding.id + " " + point + ": " + finding.text);
+    const std::string id = finding.whole_package ? "(package)" : finding.id;
+    lines.push_back(std::string(level_name(finding.level)) + " " + id + " " + point + ": " + finding.text);
   }
   return lines;
 }
@@ -111,9 +112,34 @@ TEST(PackageFindings, EachPackageGivesExactlyItsFindings) {
        .actors = {barrel},
        .expected = {"error b -: a route on an actor that may not walk: only residents, Bokoblins, Moblins and the "
                     "mod's own models walk routes"}},
+      {.name = "actors that are not objects share no id",
+       .actors = {"5", R"("x")", resident("", route)},
+       .expected = {"error (package) -: actor 1 is not an object (it is a number): the game passes over it",
+                    "error (package) -: actor 2 is not an object (it is a string): the game passes over it"}},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(lines_of(package_findings(document_of(c.actors))), c.expected) << c.name;
+  }
+}
+
+TEST(PackageFindings, ActorsThatAreNotAnArrayAreAnErrorOfThePackage) {
+  const struct {
+    const char* text;
+    std::vector<std::string> expected;
+  } cases[] = {
+      {.text = R"({"actors": 5})",
+       .expected = {"error (package) -: the \"actors\" is not an array (it is a number): the game refuses the "
+                    "package"}},
+      {.text = R"({"actors": {"id": "a"}})",
+       .expected = {"error (package) -: the \"actors\" is not an array (it is an object): the game refuses the "
+                    "package"}},
+      {.text = R"({"name": "no actors"})", .expected = {}},
+  };
+  for (const auto& c : cases) {
+    Value document;
+    json_text::JsonTextError error;
+    ASSERT_TRUE(json_text::parse_json(c.text, document, error)) << error.message();
+    EXPECT_EQ(lines_of(package_findings(document)), c.expected) << c.text;
   }
 }
 

@@ -1,64 +1,21 @@
 // `pathwright check` end to end: the real binary on the demo store with the in-process island, and on a
 // store of its own with an OBJ floor as the ground; the report's text, its JSON and the exit status.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "json_text/json_text.h"
 #include "json/value.h"
+#include "tests/host/cli/check_fixture.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using mods::json::Value;
-
-struct Outcome {
-  int status = -1;
-  std::string out;  // standard output only
-  std::string err;
-};
-
-// A folder of its own under the system's temporary folder, removed with everything in it.
-class Scratch {
- public:
-  Scratch() {
-    std::string pattern = (fs::temp_directory_path() / "pathwright-check-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
-    path_ = pattern;
-  }
-  ~Scratch() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  std::string write(const std::string& name, const std::string& text) const {
-    fs::create_directories((path_ / name).parent_path());
-    std::ofstream(path_ / name) << text;
-    return (path_ / name).string();
-  }
-  std::string path(const std::string& name) const { return (path_ / name).string(); }
-
- private:
-  fs::path path_;
-};
-
-std::string file_text(const std::string& path) {
-  std::stringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
-
-Outcome check(const Scratch& scratch, const std::string& args) {
-  const std::string out = scratch.path("out.txt"), err = scratch.path("err.txt");
-  const std::string command =
-      std::string("'") + PATHWRIGHT_BINARY + "' check " + args + " >'" + out + "' 2>'" + err + "'";
-  const int raw = std::system(command.c_str());
-  return {.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, .out = file_text(out), .err = file_text(err)};
-}
+using host::testing::check;
+using host::testing::file_text;
+using host::testing::Outcome;
+using host::testing::Scratch;
 
 const std::string kExamples = std::string("--examples '") + PATHWRIGHT_EXAMPLES_DIR + "'";
 
@@ -76,12 +33,42 @@ TEST(CheckCommand, DemoStoreOnTheIslandReportsTheDropsLikeACompiler) {
   const Outcome run = check(scratch, "--demo " + kExamples);
   EXPECT_EQ(run.status, 1) << run.err;
   EXPECT_EQ(run.out,
-            "windfall.json:268:19: error: young_man_um2: segment 0 to 1: a drop at (1525, 45.8, 800)\n"
-            "windfall.json:251:11: error: young_man_um2: segment 2 to 3: a step up too high (a wall) at (1500, 50, "
-            "-800)\n"
-            "windfall.json:256:11: error: young_man_um2: segment 3 to 4: the ground is far from the route's height at "
+            "windfall.json: baker_ub3: point 2: warning: walks through \"market_stall\" at (275, 100, -100) after 81.4 s\n"
+            "windfall.json: baker_ub3: point 4: warning: meets \"square_moblin\" at (-181.7, 100, 33) after 370.3 s\n"
+            "windfall.json: baker_ub3: point 2: warning: meets \"flower_cart\" at (310, 100, 25.7) after 11.8 s\n"
+            "windfall.json: bar_worker_uw1: point 2: warning: meets \"bar_regular_uo2\" at (-373.4, 100, -608.7) after "
+            "8.9 s\n"
+            "windfall.json: young_man_um2: point 3: warning: walks through \"bench_old_man_uo1\" at (1325, 100, -800) "
+            "after 36.8 s\n"
+            "windfall.json: young_man_um2: point 4: warning: meets \"kite_runner\" at (1000, 100, -775) after 46.2 s\n"
+            "windfall.json: square_moblin: point 2: warning: meets \"flower_cart\" at (300.6, 100, 34.2) after 68.3 s\n"
+            "windfall.json: young_man_um2: segment 0 to 1: a drop at (1525, 45.8, 800)\n"
+            "windfall.json: young_man_um2: segment 2 to 3: a step up too high (a wall) at (1500, 50, -800)\n"
+            "windfall.json: young_man_um2: segment 3 to 4: the ground is far from the route's height at "
             "(1075, 287.5, -800)\n"
-            "windfall.json: 30 actors, 15 routes: 14 ok, 1 with problems; 0 errors, 0 warnings\n");
+            "windfall.json: 32 actors, 17 routes: 16 ok, 1 with problems; 0 errors, 7 warnings\n");
+}
+
+TEST(CheckCommand, MeetingsAreWarningsWithinTheSecondsAsked) {
+  Scratch scratch;
+  const std::string floor = scratch.write("floor.obj", kFloor);
+  std::string yard = kYard;  // the stray turned round to walk along the walker's line towards it
+  const auto swap = [&yard](const std::string& from, const std::string& to) {
+    yard.replace(yard.find(from), from.size(), to);
+  };
+  swap(R"("x": 100, "y": 0, "z": 500)", R"("x": 900, "y": 0, "z": 100)");
+  swap(R"("mode": "circle", "points": [{"x": 1500, "y": 0, "z": 500}])",
+       R"("mode": "once", "points": [{"x": 100, "y": 0, "z": 100}])");
+  scratch.write("store/yard.json", yard);
+  const std::string store = "--store '" + scratch.path("store") + "' --world '" + floor + "'";
+  const Outcome run = check(scratch, store);
+  EXPECT_EQ(run.status, 0) << "meetings leave the exit status as it was: " << run.err;
+  EXPECT_EQ(run.out,
+            "yard.json: walker: point 1: warning: meets \"stray\" at (500, 0, 100) after 10.4 s\n"
+            "yard.json: 2 actors, 2 routes: 2 ok, 0 with problems; 0 errors, 1 warnings\n");
+  EXPECT_EQ(check(scratch, store + " --seconds 10").out,
+            "yard.json: 2 actors, 2 routes: 2 ok, 0 with problems; 0 errors, 0 warnings\n");
+  EXPECT_EQ(check(scratch, store + " --seconds 0").status, 2) << "a horizon from 1 to 3600 s";
 }
 
 TEST(CheckCommand, JsonFormatHoldsOneCheckPackageAnswerPerPackage) {
@@ -94,7 +81,7 @@ TEST(CheckCommand, JsonFormatHoldsOneCheckPackageAnswerPerPackage) {
   const Value& packages = answer.get("packages");
   ASSERT_EQ(packages.items.size(), 1u);
   EXPECT_EQ(packages.items[0].get("counts").get("routes_with_problems").number, 1);
-  EXPECT_EQ(packages.items[0].get("routes").items.size(), 15u);
+  EXPECT_EQ(packages.items[0].get("routes").items.size(), 17u);
 }
 
 TEST(CheckCommand, WorldMeshChecksAStoreWithNoGameRunning) {
@@ -172,7 +159,9 @@ TEST(CheckCommand, ExitsTwoWhenTheCheckCannotRun) {
       EXPECT_EQ(run.err, c.err) << c.name;
     }
   }
-  EXPECT_NE(check(scratch, store).out.find("not checked (the game is not running)"), std::string::npos);
+  EXPECT_NE(check(scratch, store).out.find("not checked (no ground to check against: give --game HOST:PORT, --demo or "
+                                           "--world FILE.obj)"),
+            std::string::npos);
 }
 
 TEST(CheckCommand, SetRouteWarnsOfSettingsTheGameWillNotUse) {

@@ -82,10 +82,10 @@ TEST(JsonRpcServe, RunsEveryRouteAndHostCommandAndSavesAtTheEnd) {
       {.method = "redo",
        .params = "{}",
        .answer = R"({"package":"windfall","redone":"Remove the route of bar_worker_uw1"})"},
-      {.method = "packages", .params = "{}", .answer = R"({"packages":[{"actors":30,"name":"windfall","routes":14}]})"},
+      {.method = "packages", .params = "{}", .answer = R"({"packages":[{"actors":32,"name":"windfall","routes":16}]})"},
       {.method = "reload",
        .params = R"({"package":"windfall"})",
-       .answer = R"({"actors":30,"changes":6,"package":"windfall"})"},
+       .answer = R"({"actors":32,"changes":6,"package":"windfall"})"},
   };
   auto store = demo_store();
   Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
@@ -94,7 +94,8 @@ TEST(JsonRpcServe, RunsEveryRouteAndHostCommandAndSavesAtTheEnd) {
     EXPECT_EQ(compact(answer.has("result") ? answer.get("result") : answer.get("error")), expected) << method;
   }
   EXPECT_EQ(compact(server.call("status").get("result").get("game")),
-            R"j({"connected":false,"problem":"no game address was given (--game HOST:PORT or --demo)"})j");
+            R"j({"connected":false,"problem":"no game address was given (--game HOST:PORT, --demo or )j"
+            R"j(--world FILE.obj)"})j");
   EXPECT_EQ(server.call("history").get("result").get("changes").items.size(), 6u);
   const Value document = server.call("document").get("result").get("document");
   EXPECT_EQ(compact(document.get("actors").items.at(0).get("path")),  // gate_guard, the demo's first actor

@@ -179,5 +179,15 @@ TEST(EventHub, LiveEventsGoOnlyToTheirPackageAndOnlyTheNewest) {
   EXPECT_TRUE(hub.next(0, newest, "windfall", std::chrono::milliseconds(0), too_old).empty());
 }
 
+// Regression: an event stream for a package the store does not hold streamed as if it existed.
+TEST_F(MapFixture, EventsOfAnUnknownPackageAreNotFound) {
+  auto http = client();
+  http->set_read_timeout(2, 0);  // a stream would not end by itself
+  auto answer = http->Get("/events?package=nosuch", bearer());
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->status, 404);
+  EXPECT_EQ(answer->body, "the store holds no package \"nosuch\"\n");
+}
+
 }  // namespace
 }  // namespace host::map::testing

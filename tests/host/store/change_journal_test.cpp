@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "tests/host/store/store_fixture.h"
+#include "host/store/change_journal.h"
+#include "host/store/content_hash.h"
 
 namespace store_test {
 
@@ -23,6 +25,7 @@ struct ChangeJournal : StoreTest {
 TEST_F(ChangeJournal, TornOrDamagedLastRecordIsIgnoredAndCutOffBeforeTheNextAppend) {
   std::size_t start = 0;
   const std::string journal = crash_after_two_changes(&start);
+  const host::FileIdentity file = package_identity();  // the file the changes were made on
   std::string bad_checksum = journal;
   bad_checksum[journal.size() - 3] ^= 0x20;  // inside the last record's payload
   // Cut inside its payload (at the last byte and half way) and inside its frame of length and checksum.
@@ -34,7 +37,7 @@ TEST_F(ChangeJournal, TornOrDamagedLastRecordIsIgnoredAndCutOffBeforeTheNextAppe
       journal.substr(0, start + 5),
   };
   for (const std::string& damaged : damaged_journals) {
-    write_text(package_path(), kWindfallText);
+    put_back_file(package_path(), kWindfallText, file);
     write_text(journal_path(), damaged);
     reopen();
     EXPECT_EQ(walker_mode(), "loop") << damaged.size();
@@ -43,6 +46,68 @@ TEST_F(ChangeJournal, TornOrDamagedLastRecordIsIgnoredAndCutOffBeforeTheNextAppe
   reopen();
   EXPECT_EQ(walker_mode(), "loop");
   EXPECT_FALSE(statue_has_route());
+}
+
+// Builds before the files' stamps wrote journals of the first format: they name no file, so their
+// changes (whole actors before and after) replay onto a file of the content their last checkpoint saved,
+// and the journal is then written afresh in the current format.
+TEST_F(ChangeJournal, JournalOfTheFirstFormatStillOpensAndIsWrittenAfreshInTheCurrentOne) {
+  const auto u64 = [](std::string& out, std::uint64_t v, int bytes) {
+    for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
+  };
+  const auto text_of = [&](std::string& out, const std::string& text) {
+    u64(out, text.size(), 4);
+    out += text;
+  };
+  const auto frame = [&](const std::string& payload) {
+    std::string framed;
+    u64(framed, payload.size(), 4);
+    u64(framed, host::content_hash(payload) ^ (payload.size() * 0x9E3779B97F4A7C15ULL), 8);
+    return framed + payload;
+  };
+  const std::string text = kWindfallText;
+  std::string checkpoint = "K";  // saved and replaced: the file as it stands
+  for (int i = 0; i < 2; ++i) {
+    u64(checkpoint, host::content_hash(text), 8);
+    u64(checkpoint, text.size(), 8);
+  }
+  // A change of the first format: the walker before and after, whole.
+  Value walker = parse(text).get("actors").items[1];
+  std::string before, after, error;
+  ASSERT_TRUE(json_text::print_json(walker, json_text::JsonLayout::Compact, before, error));
+  walker["path"]["mode"] = Value::of("loop");
+  ASSERT_TRUE(json_text::print_json(walker, json_text::JsonLayout::Compact, after, error));
+  std::string change = "C";
+  u64(change, 1795423000000, 8);
+  u64(change, 1, 8);
+  u64(change, 0, 1);
+  text_of(change, "Route settings of walker");
+  text_of(change, before);
+  text_of(change, after);
+  std::filesystem::create_directories(folder + "/.pathwright");
+  write_text(journal_path(), std::string(host::kJournalHeaderFormat1) + frame(checkpoint) + frame(change));
+
+  reopen();
+  EXPECT_EQ(walker_mode(), "loop");
+  EXPECT_EQ(parse(read_text(package_path())), document());
+  EXPECT_EQ(read_text(journal_path()).substr(0, host::kJournalHeader.size()), host::kJournalHeader);
+  ASSERT_TRUE(run("undo").ok);
+  reopen();
+  EXPECT_EQ(walker_mode(), "once");
+  ASSERT_EQ(history().items.size(), 1u);
+  EXPECT_TRUE(history().items[0].get("undone").boolean);
+}
+
+// The fault: a journal too large to read said only "package cannot be read: file too large".
+TEST_F(ChangeJournal, JournalThatCannotBeReadNamesItsFileAndWhatToDoAndLeavesThePackage) {
+  std::filesystem::create_directories(journal_path());  // a folder where the journal should be
+  std::string error;
+  EXPECT_EQ(session->package(parse(R"({"package": "windfall"})"), error), nullptr);
+  EXPECT_EQ(error, "package \"windfall\" cannot be opened: its journal \"" + journal_path() +
+                       "\" cannot be read: it is a folder, not a regular file; the package file holds every change "
+                       "saved so far, so moving the journal aside opens the package as that file holds it (without "
+                       "the history, and without changes the journal holds beyond it)");
+  EXPECT_EQ(read_text(package_path()), kWindfallText);
 }
 
 TEST_F(ChangeJournal, JournalThatDoesNotFitTheFileClaimsNothing) {

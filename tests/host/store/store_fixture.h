@@ -1,7 +1,8 @@
 // Test surroundings for the package store: a fixture that opens a HostSession on a fresh temporary store
 // folder holding the small windfall package, through a file system that fails chosen operations on demand
 // (root ignores permissions, so read-only folders prove nothing), and that logs package renames until their
-// folder is flushed, so that a test can cut the power. Single-threaded (a checkpoint waits for its
+// folder is flushed, so that a test can cut the power (bringing back the replaced file as the very file it
+// was, device, inode and change time, which the stand-in reports for the content put back). Single-threaded (a checkpoint waits for its
 // temporary on a second thread, but through the started file alone), test use only.
 #ifndef PATHWRIGHT_TESTS_HOST_STORE_STORE_FIXTURE_H_
 #define PATHWRIGHT_TESTS_HOST_STORE_STORE_FIXTURE_H_
@@ -14,6 +15,7 @@
 #include <fstream>
 #include <memory>
 #include <iterator>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -72,7 +74,16 @@ struct UnflushedRename {
   std::string target;
   bool existed = false;
   std::string before;
+  host::FileIdentity identity_before;  // of the file `before` was in
 };
+
+// A file rewritten in place by a test that stands for another: while the file on disk is still `real`, the
+// stand-in reports `reported` as its identity (the file a power cut brings back keeps its inode and times).
+struct PutBack {
+  host::FileIdentity real;
+  host::FileIdentity reported;
+};
+using PutBacks = std::map<std::string, PutBack>;
 
 struct FaultyAppendFile : host::AppendFile {
   FaultyAppendFile(std::unique_ptr<host::AppendFile> inner, const Faults& faults)
@@ -98,8 +109,8 @@ struct FaultyStartedFile : host::StartedFile {
 };
 
 struct FaultyFileSystem : host::PosixFileSystem {
-  FaultyFileSystem(const Faults& faults, std::vector<UnflushedRename>& unflushed)
-      : faults_(faults), unflushed_(unflushed) {}
+  FaultyFileSystem(const Faults& faults, std::vector<UnflushedRename>& unflushed, PutBacks& put_back)
+      : faults_(faults), unflushed_(unflushed), put_back_(put_back) {}
   int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
                       unsigned mode, std::string& temporary, std::unique_ptr<host::StartedFile>& file) override {
     if (faults_.write_temporary) return faults_.write_temporary;
@@ -110,13 +121,29 @@ struct FaultyFileSystem : host::PosixFileSystem {
   }
   int read_file(const std::string& path, std::string& bytes, host::FileIdentity& identity) override {
     ++faults_.reads;
-    return PosixFileSystem::read_file(path, bytes, identity);
+    return stand_in(path, PosixFileSystem::read_file(path, bytes, identity), identity);
+  }
+  int identify(const std::string& path, host::FileIdentity& identity) override {
+    return stand_in(path, PosixFileSystem::identify(path, identity), identity);
+  }
+  int stand_in(const std::string& path, int code, host::FileIdentity& identity) {
+    auto found = put_back_.find(std::filesystem::weakly_canonical(path).string());
+    if (code != 0 || found == put_back_.end()) return code;
+    if (!(found->second.real == identity)) {
+      put_back_.erase(found);  // written since: the file it is
+      return code;
+    }
+    const unsigned permissions = identity.permissions;
+    identity = found->second.reported;
+    identity.permissions = permissions;
+    return code;
   }
   int rename(const std::string& from, const std::string& to) override {
     if (faults_.rename) return faults_.rename;
     UnflushedRename undo{
-        .folder = to.substr(0, to.rfind('/')), .target = to, .existed = std::filesystem::exists(to), .before = ""};
+        .folder = to.substr(0, to.rfind('/')), .target = to, .existed = std::filesystem::exists(to), .before = "", .identity_before = {}};
     undo.before = read_text(to);
+    if (undo.existed) identify(to, undo.identity_before);
     const int code = PosixFileSystem::rename(from, to);
     if (code == 0) unflushed_.push_back(std::move(undo));
     return code;
@@ -136,6 +163,7 @@ struct FaultyFileSystem : host::PosixFileSystem {
   }
   const Faults& faults_;
   std::vector<UnflushedRename>& unflushed_;
+  PutBacks& put_back_;
 };
 
 struct StoreTest : ::testing::Test {
@@ -153,7 +181,7 @@ struct StoreTest : ::testing::Test {
   void reopen() {
     session.reset();
     std::string error;
-    session = host::HostSession::open(folder, std::make_unique<FaultyFileSystem>(faults, unflushed), error);
+    session = host::HostSession::open(folder, std::make_unique<FaultyFileSystem>(faults, unflushed, put_back), error);
     ASSERT_TRUE(session) << error;
     if (outlined) session->load_outlined();
     session->on_changed = [this](const editor::Session::Package&) { ++changed_calls; };
@@ -165,7 +193,7 @@ struct StoreTest : ::testing::Test {
     session.reset();
     for (auto r = unflushed.rbegin(); r != unflushed.rend(); ++r) {
       if (r->existed) {
-        write_text(r->target, r->before);
+        put_back_file(r->target, r->before, r->identity_before);
       } else {
         std::filesystem::remove(r->target);
       }
@@ -174,10 +202,25 @@ struct StoreTest : ::testing::Test {
     faults = {};
     reopen();
   }
+  // Writes `text` into `path` in place, as the very file `identity` names (what a power cut brings back).
+  void put_back_file(const std::string& path, const std::string& text, const host::FileIdentity& identity) {
+    write_text(path, text);
+    PutBack entry{.real = {}, .reported = identity};
+    if (host::PosixFileSystem().identify(path, entry.real) == 0)
+      put_back[std::filesystem::weakly_canonical(path).string()] = entry;
+  }
+  // The package file's identity as the store sees it.
+  host::FileIdentity package_identity() {
+    host::FileIdentity identity;
+    std::vector<UnflushedRename> none;
+    EXPECT_EQ(FaultyFileSystem(faults, none, put_back).identify(package_path(), identity), 0);
+    return identity;
+  }
   // Back to the windfall file alone, without journal, and reopened.
   void start_over() {
     session.reset();
     unflushed.clear();
+    put_back.clear();
     std::filesystem::remove_all(folder + "/.pathwright");
     write_text(package_path(), kWindfallText);
     reopen();
@@ -231,6 +274,7 @@ struct StoreTest : ::testing::Test {
   bool outlined = false;  // reopen loads packages outlined, as a one-shot route edit does
   Faults faults;  // outlives the session
   std::vector<UnflushedRename> unflushed;
+  PutBacks put_back;  // outlives the session too
   std::unique_ptr<host::HostSession> session;
   int changed_calls = 0;
 };

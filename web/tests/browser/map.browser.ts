@@ -10,7 +10,7 @@ import { centre, launchChromium, rpc as call, startMap, stopMap } from '../suppo
 
 const [binary, outDir] = process.argv.slice(2);
 if (!binary || !outDir) throw new Error('usage: map.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
-const DEMO_ACTORS = 30;
+const DEMO_ACTORS = 32;
 const PICTURE_TIMEOUT_MS = 20000;
 const CHANGE_TIMEOUT_MS = 1000; // a change from anywhere shows within a second
 const PIXEL_TOLERANCE = 3;

@@ -1,0 +1,106 @@
+// What the page shows beside an answer, in Debian's chromium against `pathwright map` on a copy of the demo
+// store: an answer's warnings where a refusal would be (the /rpc answer given warnings by a stand-in that
+// adds them to the real one), and the changed-outside banner: a hand edit of the package file while a
+// change waited to be saved makes Undo refuse, the banner says why and what waits, and its Reload button
+// reloads, says what was set aside and keeps the hand edit. Screenshots go to OUTPUT_DIR.
+// Usage: outside.browser.ts PATHWRIGHT_BINARY EXAMPLES_DIR OUTPUT_DIR
+import { cpSync, mkdirSync, mkdtempSync, readFileSync, renameSync, rmSync, writeFileSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import assert from 'node:assert/strict';
+import { type Page } from 'playwright-core';
+import { launchChromium, rpc as call, startMap, stopMap } from '../support/harness.js';
+
+const [binary, examples, outDir] = process.argv.slice(2);
+if (!binary || !examples || !outDir) throw new Error('usage: outside.browser.ts PATHWRIGHT_BINARY EXAMPLES_DIR OUTPUT_DIR');
+const READY_TIMEOUT_MS = 20000;
+const FOLD_DUE_MS = 1000; // the map folds a waiting change into the file after 400 ms; by then it found the hand edit
+const WARNING = 'unknown parameter "speeed"';
+
+mkdirSync(outDir, { recursive: true });
+const store = mkdtempSync(join(tmpdir(), 'pathwright-outside-'));
+cpSync(join(examples, 'windfall'), store, { recursive: true });
+const file = join(store, 'windfall.json');
+const server = await startMap(binary, ['--store', store, '--demo', '--manual-clock']);
+const { browser, profile } = await launchChromium();
+const rpc = (method: string, params: Record<string, unknown>) => call(server, method, params);
+
+async function open(): Promise<Page> {
+  const page = await browser.newPage();
+  await page.goto(`${server.origin}/#token=${server.token}`);
+  await page.waitForFunction(() => document.body.dataset.ready === 'true', null, { timeout: READY_TIMEOUT_MS });
+  await page.getByRole('button', { name: 'Select gate_guard' }).click();
+  await page.locator('[data-point="2"]').waitFor();
+  return page;
+}
+
+// Any command's warnings show in the box where its refusal would, marked data-warning.
+async function warningsShow(page: Page): Promise<void> {
+  await page.route('**/rpc', async (route) => {
+    const response = await route.fetch();
+    const reply = await response.json();
+    if (JSON.parse(route.request().postData() ?? '{}').method === 'add_route_point' && reply.result)
+      reply.result.warnings = [WARNING];
+    await route.fulfill({ response, json: reply });
+  });
+  await page.getByRole('button', { name: 'Add at Link' }).click();
+  const box = page.locator('#edit-tools [data-warning]');
+  await box.waitFor();
+  assert.equal(await box.getAttribute('data-warning'), WARNING);
+  assert.equal(await box.textContent(), `Warning: ${WARNING}`);
+  await page.unroute('**/rpc');
+}
+
+async function reloadAfterAHandEdit(page: Page): Promise<void> {
+  await rpc('add_route_point', { package: 'windfall', id: 'gate_guard', position: { x: 9, y: 100, z: 9 } });
+  const hand = readFileSync(file, 'utf8').replace('"notice_sign"', '"notice_board"'); // before the change is folded
+  writeFileSync(`${file}.hand`, hand);
+  renameSync(`${file}.hand`, file);
+  await page.waitForTimeout(FOLD_DUE_MS);
+
+  await page.getByRole('button', { name: 'Undo' }).click();
+  const banner = page.getByRole('alert', { name: 'Changed outside the editor' });
+  await banner.waitFor();
+  assert.match(await page.locator('#outside-reason').textContent() ?? '', /changed outside the editor/);
+  assert.match(await page.locator('#outside-waiting').textContent() ?? '', /Add a route point to gate_guard/);
+  await page.screenshot({ path: join(outDir, 'outside-banner.png') });
+
+  await banner.getByRole('button', { name: 'Reload' }).click();
+  const note = page.locator('[data-reload-note]');
+  await note.filter({ hasText: 'set aside' }).waitFor();
+  assert.match(await note.textContent() ?? '',
+    /^Reloaded windfall from its file; set aside: Add a route point to gate_guard \(kept in .*windfall\.discarded\)$/);
+  assert.equal(await page.locator('#outside').isHidden(), true, 'the banner stayed');
+  assert.equal(await page.locator('[data-refusal]').count(), 0, 'the refusal that asked for the reload stayed');
+  await page.screenshot({ path: join(outDir, 'outside-reloaded.png') });
+  assert.deepEqual((await rpc('status', {})).conflicts, []);
+  const ids = (await rpc('document', { package: 'windfall' })).document.actors.map((a: any) => a.id);
+  assert.ok(ids.includes('notice_board'), 'the hand edit was not taken');
+  // Editing works again.
+  const count = async () =>
+    (await rpc('document', { package: 'windfall' })).document.actors.find((a: any) => a.id === 'gate_guard').path.points.length;
+  const before = await count();
+  await page.getByRole('button', { name: 'Add at Link' }).click();
+  const deadline = Date.now() + 5000;
+  while ((await count()) === before && Date.now() < deadline) await page.waitForTimeout(100);
+  assert.equal(await count(), before + 1, `an edit after the reload was not taken: ${await page.locator('#edit-tools').textContent()}`);
+}
+
+let failed = false;
+try {
+  const page = await open();
+  const errors: string[] = [];
+  page.on('pageerror', (e) => errors.push(e.message));
+  await warningsShow(page);
+  await reloadAfterAHandEdit(page);
+  assert.deepEqual(errors, [], 'the page threw');
+} catch (e) {
+  failed = true;
+  console.error(e);
+} finally {
+  await browser.close();
+  rmSync(profile, { recursive: true, force: true });
+  await stopMap(server);
+  rmSync(store, { recursive: true, force: true });
+}
+process.exit(failed ? 1 : 0);

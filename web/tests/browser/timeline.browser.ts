@@ -1,0 +1,110 @@
+// The timeline bar, in Debian's chromium against `pathwright map --demo --manual-clock`: labels of actors
+// standing close together never overlap; on "Timeline" space plays and pauses; scrubbed to a time,
+// walkers' markers stand where walkers_at says; back on "Live" the markers drop the timeline's places.
+// Usage: timeline.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR (the screenshots go there).
+import { mkdirSync, rmSync } from 'node:fs';
+import { join } from 'node:path';
+import assert from 'node:assert/strict';
+import type { Page } from 'playwright-core';
+import { launchChromium, openMap, rpc as call, startMap, stopMap } from '../support/harness.js';
+
+const [binary, outDir] = process.argv.slice(2);
+if (!binary || !outDir) throw new Error('usage: timeline.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
+const OPEN_TIMEOUT_MS = 20000;
+const PLAY_MS = 600; // long enough for several frames at ×1
+const UNITS_TOLERANCE = 0.11; // both sides are rounded to one decimal
+const SCRUB_TIMES = [7.3, 21.6];
+
+const server = await startMap(binary, ['--demo', '--manual-clock']);
+const { browser, profile } = await launchChromium();
+const rpc = (method: string, params: Record<string, unknown>) => call(server, method, params);
+const shot = async (page: Page, name: string) => {
+  await page.screenshot({ path: join(outDir, name) });
+  console.log(`screenshot: ${join(outDir, name)}`);
+};
+
+// No two labels shown on the map overlap (a hidden one shows only on hover).
+async function labelsDoNotOverlap(page: Page): Promise<void> {
+  const boxes = await page.$$eval('[data-actor-id] .actor-label', (labels) => labels
+    .filter((l) => getComputedStyle(l).display !== 'none')
+    .map((l) => ({ id: l.textContent, ...JSON.parse(JSON.stringify(l.getBoundingClientRect())) })));
+  for (let i = 0; i < boxes.length; ++i)
+    for (let j = i + 1; j < boxes.length; ++j) {
+      const a = boxes[i], b = boxes[j];
+      const overlap = a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom;
+      assert.ok(!overlap, `the labels of ${a.id} and ${b.id} overlap`);
+    }
+  // The steps chatters stand a few units apart: their labels cannot both be shown, and the mouse shows a hidden one.
+  const hidden = page.locator('[data-actor-id^="steps_chatter_"].label-hidden');
+  assert.ok(await hidden.count() >= 1, 'both steps chatters show their labels');
+  await hidden.last().hover(); // the later marker lies on top
+  assert.equal(await hidden.last().locator('.actor-label').isVisible(), true, 'a hidden label does not show on hover');
+  await shot(page, 'timeline-labels.png');
+}
+
+async function spacePlaysAndPauses(page: Page): Promise<void> {
+  const bar = page.getByRole('toolbar', { name: 'Timeline' });
+  await page.getByRole('radio', { name: 'Timeline' }).check();
+  await page.waitForFunction(() => document.getElementById('timeline-bar')?.dataset.walkers !== undefined);
+  await page.locator('#map').click({ position: { x: 5, y: 300 } }); // the focus off the radio, as a person would
+  await page.keyboard.press(' ');
+  await bar.getByRole('button', { name: 'Pause' }).waitFor();
+  await page.waitForTimeout(PLAY_MS);
+  await page.keyboard.press(' ');
+  await bar.getByRole('button', { name: 'Play' }).waitFor();
+  const time = Number(await page.locator('#timeline-bar').getAttribute('data-time'));
+  assert.ok(time > 0 && time < 60, `played to ${time} s`);
+}
+
+// Scrubbed to a time, two walkers' markers carry the places walkers_at gives for that time.
+async function scrubbedWalkersStandWhereWalkersAtSays(page: Page): Promise<void> {
+  const shown = new Set(await page.$$eval('[data-actor-id][data-x]', (els) => els.map((e) => e.getAttribute('data-actor-id'))));
+  const seen: Record<string, string[]> = {};
+  for (const seconds of SCRUB_TIMES) {
+    await page.getByRole('slider', { name: 'Time' }).fill(String(seconds));
+    await page.waitForFunction((t) => document.getElementById('timeline-bar')?.dataset.time === t.toFixed(1), seconds);
+    assert.match(await page.locator('#timeline-bar output').textContent() ?? '', new RegExp(`^${seconds} s of `));
+    const actors = (await rpc('walkers_at', { package: 'windfall', seconds })).actors
+      .filter((a: { id: string }) => shown.has(a.id)).slice(0, 2);
+    assert.equal(actors.length, 2, 'two walkers on the map');
+    for (const a of actors) {
+      const marker = page.locator(`[data-actor-id="${a.id}"]`);
+      const x = Number(await marker.getAttribute('data-x')), z = Number(await marker.getAttribute('data-z'));
+      assert.ok(Math.abs(x - a.position.x) <= UNITS_TOLERANCE, `${a.id} at ${seconds} s: x ${x}, walkers_at ${a.position.x}`);
+      assert.ok(Math.abs(z - a.position.z) <= UNITS_TOLERANCE, `${a.id} at ${seconds} s: z ${z}, walkers_at ${a.position.z}`);
+      (seen[a.id] ??= []).push(`${x},${z}`);
+    }
+  }
+  assert.ok(Object.values(seen).some((places) => places[0] !== places[1]), 'no walker moved between the two times');
+}
+
+async function liveDropsTheTimeline(page: Page): Promise<void> {
+  await page.getByRole('radio', { name: 'Live' }).check();
+  assert.equal(await page.locator('[data-actor-id][data-x]').count(), 0, 'markers keep the timeline\'s places on "Live"');
+  assert.equal(await page.getByRole('slider', { name: 'Time' }).isDisabled(), true);
+}
+
+let failed = false;
+try {
+  mkdirSync(outDir, { recursive: true });
+  const page = await browser.newPage();
+  const errors: string[] = [];
+  page.on('pageerror', (e) => errors.push(e.message));
+  page.on('console', (m) => void (m.type() === 'error' && errors.push(`${m.text()} ${m.location().url}`)));
+  await openMap(page, server, OPEN_TIMEOUT_MS);
+  await page.locator('[data-actor-id="steps_chatter_ub2"]').waitFor();
+  await labelsDoNotOverlap(page);
+  await spacePlaysAndPauses(page);
+  await scrubbedWalkersStandWhereWalkersAtSays(page);
+  await shot(page, 'timeline.png');
+  await liveDropsTheTimeline(page);
+  assert.deepEqual(errors, [], 'the page threw');
+} catch (e) {
+  failed = true;
+  console.error(e);
+} finally {
+  await browser.close();
+  rmSync(profile, { recursive: true, force: true });
+  await stopMap(server);
+}
+process.exit(failed ? 1 : 0);
