@@ -38,6 +38,7 @@ int run(int argc, char** argv) {
   app.add_option("--clock", clock_name, "real: time runs by itself; manual: only \"advance\" moves it")
       ->check(CLI::IsMember({"real", "manual"}))
       ->capture_default_str();
+  app.set_version_flag("--version", std::string("pathwright-game ") + PATHWRIGHT_VERSION);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

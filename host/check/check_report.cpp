@@ -37,12 +37,18 @@ std::size_t count(const Value& answer, const char* key) {
   return static_cast<std::size_t>(answer.get("counts").get(key).number);
 }
 
+// "FILE:LINE:COLUMN: LEVEL: " where the answer placed `entry` (check_places.h), else "FILE: LEVEL: ".
+std::string where(const std::string& file, const Value& entry, const std::string& level) {
+  if (!entry.has("line")) return file + ": " + level + ": ";
+  return file + ":" + number_text(entry.get("line")) + ":" + number_text(entry.get("column")) + ": " + level + ": ";
+}
+
 void route_lines(const std::string& file, const Value& route, std::string& out) {
-  const std::string prefix = file + ": " + id_text(route.get("id")) + ": ";
-  if (route.has("problem")) out += prefix + route.get("problem").string("") + "\n";
+  const std::string id = id_text(route.get("id")) + ": ";
+  if (route.has("problem")) out += where(file, route, "error") + id + route.get("problem").string("") + "\n";
   for (const Value& segment : route.get("segments").items) {
     if (segment.get("ok").boolean) continue;
-    out += prefix + "segment " + number_text(segment.get("from")) + " to " + number_text(segment.get("to")) + ": " +
+    out += where(file, segment, "error") + id + "segment " + number_text(segment.get("from")) + " to " + number_text(segment.get("to")) + ": " +
            segment.get("problem").string("") + " at " + point_text(segment.get("at")) + "\n";
   }
 }
@@ -53,10 +59,10 @@ std::string check_report(const Value& answer) {
   const std::string file = answer.get("package").string("") + ".json";
   std::string out;
   for (const Value& finding : answer.get("findings").items) {
-    out += file + ": ";
+    out += where(file, finding, finding.get("level").string(""));
     if (finding.has("id")) out += id_text(finding.get("id")) + ": ";
     if (finding.has("point")) out += "point " + number_text(finding.get("point")) + ": ";
-    out += finding.get("level").string("") + ": " + finding.get("text").string("") + "\n";
+    out += finding.get("text").string("") + "\n";
   }
   for (const Value& route : answer.get("routes").items) route_lines(file, route, out);
   out += file + ": " + std::to_string(count(answer, "actors")) + " actors, " + std::to_string(count(answer, "routes")) +

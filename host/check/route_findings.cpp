@@ -71,7 +71,7 @@ void shared_ids(const Value& actors, std::vector<Finding>& findings) {
       list += (n == 0 ? "" : n + 1 == same.size() ? " and " : ", ") + std::to_string(same[n]);
     }
     findings.push_back({Level::Error, actor_id(actors.items[k]), false, std::nullopt,
-                        "actors " + list + " share this id: edits reach the first, check_route checks the last"});
+                        "actors " + list + " share this id: edits reach the first, check_route checks the last", k});
   }
 }
 
@@ -144,7 +144,10 @@ std::vector<Finding> package_findings(const Value& document) {
   }
   not_objects(actors, findings);
   shared_ids(actors, findings);
-  for (const Value& actor : actors.items) {
+  std::size_t placed = findings.size();  // the findings before this one know their actor
+  for (std::size_t index = 0; index < actors.items.size(); ++index) {
+    for (; placed < findings.size(); ++placed) findings[placed].actor = index - 1;
+    const Value& actor = actors.items[index];
     const Value& path = actor.get("path");
     if (!path.is_object()) continue;
     const std::string id = actor_id(actor);
@@ -163,6 +166,7 @@ std::vector<Finding> package_findings(const Value& document) {
     }
     route_points(actor, findings);
   }
+  for (; placed < findings.size(); ++placed) findings[placed].actor = actors.items.size() - 1;
   return findings;
 }
 

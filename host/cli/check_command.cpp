@@ -3,7 +3,9 @@
 #include <iostream>
 #include <memory>
 
+#include "host/check/check_places.h"
 #include "host/check/check_report.h"
+#include "host/store/file_system.h"
 #include "host/cli/workbench.h"
 #include "host/store/package_name.h"
 #include "json_text/json_text.h"
@@ -153,6 +155,12 @@ int CheckCommand::run() const {
       status = kExitCannotRun;
     } else if (!check_passed(answer) && status == kExitPassed) {
       status = kExitFailed;
+    }
+    std::string text;
+    FileIdentity identity;
+    const std::string checked = answer.get("package").string(name);
+    if (PosixFileSystem().read_file(bench->store_dir() + "/" + checked + ".json", text, identity) == 0) {
+      place_answer(answer, text);
     }
     if (format_ == "text") std::cout << check_report(answer);
     answers.items.push_back(std::move(answer));

@@ -23,6 +23,8 @@
 #endif
 #include "host/cli/bridge_check_command.h"
 #include "host/cli/check_command.h"
+#include "host/cli/diff_command.h"
+#include "host/cli/merge_command.h"
 #include "host/cli/shared_workbench.h"
 #include "host/cli/store_socket.h"
 #include "host/cli/stdio_server.h"
@@ -358,12 +360,16 @@ int run(int argc, char** argv) {
   CLI::App* map_command = add_map_command(app, flags, map_options);
   add_tour_command(app, flags);
   host::CheckCommand check_command(app, flags.examples);
+  host::DiffCommand diff_command(app);
+  host::MergeCommand merge_command(app);
+  host::ResolveCommand resolve_command(app);
+  app.set_version_flag("--version", std::string("pathwright ") + PATHWRIGHT_VERSION);
   host::BridgeCheckCommand bridge_check_command(app);
 
   // CLI11 would only say that a subcommand is required.
   const auto named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(named).empty()) {
-    std::cerr << "pathwright: unknown command \"" << argv[1] << "\" (the commands are serve, call, map, check, bridge-check and tour)\n";
+    std::cerr << "pathwright: unknown command \"" << argv[1] << "\" (the commands are serve, call, map, check, diff, merge, resolve, bridge-check and tour)\n";
     return kExitBadUsage;
   }
   try {
@@ -376,6 +382,9 @@ int run(int argc, char** argv) {
   if (call_command->parsed()) return call(flags, method, params_text);
   if (map_command->parsed()) return map(flags, map_options, argv);
   if (check_command.parsed()) return check_command.run();
+  if (diff_command.parsed()) return diff_command.run();
+  if (merge_command.parsed()) return merge_command.run();
+  if (resolve_command.parsed()) return resolve_command.run();
   if (bridge_check_command.parsed()) return bridge_check_command.run();
   return host::run_tour(flags.examples, std::cout) ? 0 : kExitFailed;
 }

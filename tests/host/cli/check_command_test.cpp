@@ -33,18 +33,19 @@ TEST(CheckCommand, DemoStoreOnTheIslandReportsTheDropsLikeACompiler) {
   const Outcome run = check(scratch, "--demo " + kExamples);
   EXPECT_EQ(run.status, 1) << run.err;
   EXPECT_EQ(run.out,
-            "windfall.json: baker_ub3: point 2: warning: walks through \"market_stall\" at (275, 100, -100) after 81.4 s\n"
-            "windfall.json: baker_ub3: point 4: warning: meets \"square_moblin\" at (-181.7, 100, 33) after 370.3 s\n"
-            "windfall.json: baker_ub3: point 2: warning: meets \"flower_cart\" at (310, 100, 25.7) after 11.8 s\n"
-            "windfall.json: bar_worker_uw1: point 2: warning: meets \"bar_regular_uo2\" at (-373.4, 100, -608.7) after "
-            "8.9 s\n"
-            "windfall.json: young_man_um2: point 3: warning: walks through \"bench_old_man_uo1\" at (1325, 100, -800) "
-            "after 36.8 s\n"
-            "windfall.json: young_man_um2: point 4: warning: meets \"kite_runner\" at (1000, 100, -775) after 46.2 s\n"
-            "windfall.json: square_moblin: point 2: warning: meets \"flower_cart\" at (300.6, 100, 34.2) after 68.3 s\n"
-            "windfall.json: young_man_um2: segment 0 to 1: a drop at (1525, 45.8, 800)\n"
-            "windfall.json: young_man_um2: segment 2 to 3: a step up too high (a wall) at (1500, 50, -800)\n"
-            "windfall.json: young_man_um2: segment 3 to 4: the ground is far from the route's height at "
+            "windfall.json:47:11: warning: baker_ub3: point 2: walks through \"market_stall\" at (275, 100, -100) after "
+            "81.4 s\n"
+            "windfall.json:57:11: warning: baker_ub3: point 4: meets \"square_moblin\" at (-181.7, 100, 33) after 370.3 s\n"
+            "windfall.json:47:11: warning: baker_ub3: point 2: meets \"flower_cart\" at (310, 100, 25.7) after 11.8 s\n"
+            "windfall.json:85:11: warning: bar_worker_uw1: point 2: meets \"bar_regular_uo2\" at (-373.4, 100, -608.7) "
+            "after 8.9 s\n"
+            "windfall.json:256:11: warning: young_man_um2: point 3: walks through \"bench_old_man_uo1\" at (1325, 100, "
+            "-800) after 36.8 s\n"
+            "windfall.json:261:11: warning: young_man_um2: point 4: meets \"kite_runner\" at (1000, 100, -775) after 46.2 s\n"
+            "windfall.json:650:11: warning: square_moblin: point 2: meets \"flower_cart\" at (300.6, 100, 34.2) after 68.3 s\n"
+            "windfall.json:268:19: error: young_man_um2: segment 0 to 1: a drop at (1525, 45.8, 800)\n"
+            "windfall.json:251:11: error: young_man_um2: segment 2 to 3: a step up too high (a wall) at (1500, 50, -800)\n"
+            "windfall.json:256:11: error: young_man_um2: segment 3 to 4: the ground is far from the route's height at "
             "(1075, 287.5, -800)\n"
             "windfall.json: 32 actors, 17 routes: 16 ok, 1 with problems; 0 errors, 7 warnings\n");
 }
@@ -64,7 +65,7 @@ TEST(CheckCommand, MeetingsAreWarningsWithinTheSecondsAsked) {
   const Outcome run = check(scratch, store);
   EXPECT_EQ(run.status, 0) << "meetings leave the exit status as it was: " << run.err;
   EXPECT_EQ(run.out,
-            "yard.json: walker: point 1: warning: meets \"stray\" at (500, 0, 100) after 10.4 s\n"
+            "yard.json:3:40: warning: walker: point 1: meets \"stray\" at (500, 0, 100) after 10.4 s\n"
             "yard.json: 2 actors, 2 routes: 2 ok, 0 with problems; 0 errors, 1 warnings\n");
   EXPECT_EQ(check(scratch, store + " --seconds 10").out,
             "yard.json: 2 actors, 2 routes: 2 ok, 0 with problems; 0 errors, 0 warnings\n");
@@ -92,9 +93,9 @@ TEST(CheckCommand, WorldMeshChecksAStoreWithNoGameRunning) {
   const Outcome run = check(scratch, store);
   EXPECT_EQ(run.status, 1) << run.err;
   EXPECT_EQ(run.out,
-            "yard.json: stray: warning: the mode \"circle\" is not \"once\", \"loop\" or \"back_and_forth\": the "
-            "game walks it as \"once\"\n"
-            "yard.json: stray: segment 0 to 1: no ground at (1025, 0, 500)\n"
+            "yard.json:4:3: warning: stray: the mode \"circle\" is not \"once\", \"loop\" or \"back_and_forth\": "
+            "the game walks it as \"once\"\n"
+            "yard.json:4:87: error: stray: segment 0 to 1: no ground at (1025, 0, 500)\n"
             "yard.json: 2 actors, 2 routes: 1 ok, 1 with problems; 0 errors, 1 warnings\n");
 
   // Once the stray stays on the floor, everything passes.
@@ -102,6 +103,34 @@ TEST(CheckCommand, WorldMeshChecksAStoreWithNoGameRunning) {
   fixed.replace(fixed.find("1500"), 4, "900");
   scratch.write("store/yard.json", fixed);
   EXPECT_EQ(check(scratch, store).status, 0);
+}
+
+TEST(CheckCommand, LinesAndJsonNameTheLineAndColumnOfThePointOrTheActor) {
+  Scratch scratch;
+  const std::string floor = scratch.write("floor.obj", kFloor);
+  // Two actors share "gate": the shared-id error stands at the first, the second's bad point at its point.
+  scratch.write("store/yard.json", R"({"actors": [
+  {"actor": "resident", "id": "gate", "parameters": {"resident": "ub3"}, "position": {"x": 100, "y": 0, "z": 100}},
+  {"actor": "resident", "id": "gate", "parameters": {"resident": "ub3"}, "position": {"x": 100, "y": 0, "z": 100},
+   "path": {"mode": "once", "points": [
+     {"x": 900, "y": 0, "z": 100},
+     {"x": "far", "y": 0, "z": 100}]}}]})");
+  const std::string store = "--store '" + scratch.path("store") + "' --world '" + floor + "'";
+  const Outcome run = check(scratch, store);
+  EXPECT_EQ(run.status, 1) << run.err;
+  EXPECT_EQ(run.out,
+            "yard.json:2:3: error: gate: actors 1 and 2 share this id: edits reach the first, check_route checks the "
+            "last\n"
+            "yard.json:6:6: error: gate: point 2: not a point (an object of finite \"x\", \"y\" and \"z\"): the check "
+            "passes over it\n"
+            "yard.json: 2 actors, 1 routes: 1 ok, 0 with problems; 2 errors, 0 warnings\n");
+
+  Value answer;
+  json_text::JsonTextError error;
+  ASSERT_TRUE(json_text::parse_json(check(scratch, store + " --format json").out, answer, error)) << error.message();
+  const Value& finding = answer.get("packages").items.at(0).get("findings").items.at(1);
+  EXPECT_EQ(finding.get("line").number, 6);
+  EXPECT_EQ(finding.get("column").number, 6);
 }
 
 TEST(CheckCommand, ExitsTwoWhenTheCheckCannotRun) {

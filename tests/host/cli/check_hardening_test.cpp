@@ -52,7 +52,9 @@ TEST(CheckHardening, IdsThatCouldForgeALinePrintAsJsonStrings) {
     scratch.write("store/p.json", std::string(R"({"actors": [{"actor": "barrel", "kind": "object", "id": ")") + c.id +
                                       R"(", "path": {"points": []}}]})");
     const Outcome run = check(scratch, "--store '" + scratch.path("store") + "'");
-    EXPECT_EQ(run.out.substr(0, run.out.find(": error")), std::string("p.json: ") + c.printed) << c.id;
+    const std::size_t level = run.out.find(": error: ");
+    ASSERT_NE(level, std::string::npos) << run.out;
+    EXPECT_EQ(run.out.substr(level + 9, std::string(c.printed).size() + 2), std::string(c.printed) + ": ") << c.id;
   }
 }
 
@@ -215,7 +217,7 @@ TEST(CheckHardening, CheckReadsAStoreAnotherProcessHoldsBesideIt) {
   ASSERT_TRUE(server.call("set_route", move).has("result")) << "the change waits in the server's journal";
   const Outcome run = check(scratch, "--demo --store '" + demo->path() + "' " + kExamples);
   EXPECT_EQ(run.status, 1) << run.err;
-  EXPECT_NE(run.out.find("young_man_um2: warning: the mode \"circle\""), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("warning: young_man_um2: the mode \"circle\""), std::string::npos) << run.out;
   EXPECT_TRUE(server.call("status").has("result")) << "the server goes on";
 }
 

@@ -160,7 +160,7 @@ TEST(Hardening, SmallMistakesAreNamedInPlainWords) {
   };
   const Mistake mistakes[] = {
       {.args = {"fly"},
-       .says = "pathwright: unknown command \"fly\" (the commands are serve, call, map, check, bridge-check and tour)"},
+       .says = "pathwright: unknown command \"fly\" (the commands are serve, call, map, check, diff, merge, resolve, bridge-check and tour)"},
       {.args = {"call", "--demo", "--game-timeout", "0", "status"},
        .says = "--game-timeout: the game timeout is 0.001 to 3600 seconds, not 0"},
       {.args = {"call", "--demo", "document", R"({"package":".hidden"})"},
