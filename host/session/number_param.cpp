@@ -22,20 +22,20 @@ std::string plain(double bound) {
 
 }  // namespace
 
-bool read_number_param(const mods::json::Value& params, const NumberParam& spec, double& value, std::string& error) {
-  const mods::json::Value& given = params.get(spec.key);
-  const std::string range = std::string(spec.whole ? "a whole number" : "a number") + " from " + plain(spec.least) +
-                            " to " + plain(spec.most);
+bool read_number_param(const mods::json::Value& params, const NumberParam& rule, double& value, std::string& error) {
+  const mods::json::Value& given = params.get(rule.key);
+  const std::string range = std::string(rule.whole ? "a whole number" : "a number") + " from " + plain(rule.least) +
+                            " to " + plain(rule.most);
   if (given.is_null()) {
-    if (!spec.required) return true;
-    error = std::string(spec.command) + " needs \"" + spec.key + "\", " + range;
+    if (!rule.required) return true;
+    error = std::string(rule.command) + " needs \"" + rule.key + "\", " + range;
     return false;
   }
   const bool fits = given.is_number() && std::isfinite(given.number) &&
-                    (!spec.whole || given.number == std::floor(given.number)) && given.number >= spec.least &&
-                    given.number <= spec.most;
+                    (!rule.whole || given.number == std::floor(given.number)) && given.number >= rule.least &&
+                    given.number <= rule.most;
   if (!fits) {
-    error = std::string(spec.command) + ": \"" + spec.key + "\" is " + range;
+    error = std::string(rule.command) + ": \"" + rule.key + "\" is " + range;
     return false;
   }
   value = given.number;

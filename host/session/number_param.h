@@ -22,10 +22,10 @@ struct NumberParam {
   bool required = false;  // absent (or null) is an error; otherwise `value` keeps its default
 };
 
-// Reads `params[spec.key]` into `value`. On false `error` is, for example, `suggest_detour: "from" is a
+// Reads `params[rule.key]` into `value`. On false `error` is, for example, `suggest_detour: "from" is a
 // whole number from 0 to 9007199254740992` (or `suggest_detour needs "from", ...` when it is
 // missing), and `value` is unchanged.
-bool read_number_param(const mods::json::Value& params, const NumberParam& spec, double& value, std::string& error);
+bool read_number_param(const mods::json::Value& params, const NumberParam& rule, double& value, std::string& error);
 
 }  // namespace host
 
