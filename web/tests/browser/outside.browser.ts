@@ -52,6 +52,13 @@ async function warningsShow(page: Page): Promise<void> {
   await page.unrouteAll({ behavior: 'ignoreErrors' });
 }
 
+// The page's own add must be in the file before the hand edit, or the reload would set it aside too.
+async function foldedInto(original: string): Promise<void> {
+  const deadline = Date.now() + READY_TIMEOUT_MS;
+  while (readFileSync(file, 'utf8') === original && Date.now() < deadline) await new Promise((r) => setTimeout(r, 100));
+  assert.notEqual(readFileSync(file, 'utf8'), original, 'the page\'s add was never saved');
+}
+
 async function reloadAfterAHandEdit(page: Page): Promise<void> {
   await rpc('add_route_point', { package: 'windfall', id: 'gate_guard', position: { x: 9, y: 100, z: 9 } });
   const hand = readFileSync(file, 'utf8').replace('"notice_sign"', '"notice_board"'); // before the change is folded
@@ -89,10 +96,12 @@ async function reloadAfterAHandEdit(page: Page): Promise<void> {
 
 let failed = false;
 try {
+  const original = readFileSync(file, 'utf8');
   const page = await open();
   const errors: string[] = [];
   page.on('pageerror', (e) => errors.push(e.message));
   await warningsShow(page);
+  await foldedInto(original);
   await reloadAfterAHandEdit(page);
   assert.deepEqual(errors, [], 'the page threw');
 } catch (e) {
