@@ -31,5 +31,5 @@ void use_large_pages(int, char**, char**) {
 
 }  // namespace
 
-__attribute__((section(".preinit_array"), used)) void (*const pathwright_large_pages)(int, char**, char**) =
-    use_large_pages;
+__attribute__((section(".preinit_array"), used)) void (*const pathwright_large_pages)(int, char**,
+                                                                                      char**) = use_large_pages;

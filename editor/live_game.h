@@ -28,9 +28,8 @@ class LiveGame {
   // The ground below every probe, in one query. On true, `heights` and `found` hold exactly one entry per
   // probe, in order; `heights[k]` is meaningful only where `found[k]` is true. On false, `error` says why
   // the query as a whole failed and neither list is to be read. `probes` may be empty.
-  virtual bool ground_heights(const std::vector<story_notebook::WorldPoint>& probes,
-                              std::vector<float>& heights, std::vector<bool>& found,
-                              std::string& error) = 0;
+  virtual bool ground_heights(const std::vector<story_notebook::WorldPoint>& probes, std::vector<float>& heights,
+                              std::vector<bool>& found, std::string& error) = 0;
 
   // What the game walks for actor `id` of `package` now, or null when it walks nothing for it.
   virtual mods::json::Value live_route(Session::Package& package, const std::string& id) = 0;

@@ -32,8 +32,7 @@ struct PointNumber {
 
   // True when the parameter is an integral number from 1 to N; `index` is then the number minus 1.
   // Otherwise `error` names the parameter and the range and `index` is untouched.
-  bool operator()(const mods::json::Value& actor, const char* key, std::size_t& index,
-                  std::string& error) const {
+  bool operator()(const mods::json::Value& actor, const char* key, std::size_t& index, std::string& error) const {
     const std::size_t count = route_length(actor);
     const mods::json::Value& value = params.get(key);
     if (value.kind == mods::json::Value::Kind::Number && value.number >= 1.0 &&

@@ -13,10 +13,10 @@
 #include "editor/checks/route_status.h"
 #include "editor/parameters.h"
 #include "editor/points/place_and_snap.h"
-#include "editor/scan_ahead.h"
 #include "editor/points/point_json.h"
 #include "editor/routes/point_edits.h"
 #include "editor/routes/route_settings.h"
+#include "editor/scan_ahead.h"
 #include "residents/walkers.h"
 
 namespace editor {

@@ -17,9 +17,9 @@ class LiveGame;
 
 // Where a request places something in the world. `where` fills it; the route service reads only `point`.
 struct Place {
-  std::uint8_t resolved_from = 0;   // host's note of what resolved the place (0: nothing yet)
-  std::string source;               // host's text naming the source, such as "link" or "position"
-  std::int32_t actor_index = -1;    // host's index of an actor the place was taken from, -1 for none
+  std::uint8_t resolved_from = 0;  // host's note of what resolved the place (0: nothing yet)
+  std::string source;              // host's text naming the source, such as "link" or "position"
+  std::int32_t actor_index = -1;   // host's index of an actor the place was taken from, -1 for none
   story_notebook::WorldPoint point;
   std::uint8_t reserved[4] = {0, 0, 0, 0};  // host's spare flags, zero until a host gives them meaning
 };
@@ -27,8 +27,8 @@ struct Place {
 class Session {
  public:
   struct Package {
-    std::string name;              // names the package in messages
-    mods::json::Value document;    // an object whose "actors" array holds the placed actors
+    std::string name;            // names the package in messages
+    mods::json::Value document;  // an object whose "actors" array holds the placed actors
   };
   // An edit of a whole document: true when applied; false after writing the reason into the text.
   using Edit = std::function<bool(mods::json::Value&, std::string&)>;
@@ -45,8 +45,8 @@ class Session {
   // the change under `label`. True when the edit answered true and the change was applied. On false,
   // `error` holds the edit's text unchanged, or the change service's own reason. Members the edit wrote
   // into `result` stay; `edit` is never kept or run after the call.
-  virtual bool change(Package& package, const std::string& label, const Edit& edit,
-                      mods::json::Value& result, std::string& error) = 0;
+  virtual bool change(Package& package, const std::string& label, const Edit& edit, mods::json::Value& result,
+                      std::string& error) = 0;
 
   // Resolves the place that `params` names ("position", or "at": link or camera) into `place.point`.
   // On false, `error` holds the reason.
@@ -54,8 +54,8 @@ class Session {
 
   // Runs route command `route` with `params`. `ok`: it succeeded; `handled`: `route` is one of the eight
   // route commands. On failure `error` holds the failing step's message; it is never cleared.
-  mods::json::Value dispatch_route(const std::string& route, const mods::json::Value& params,
-                                   std::string& error, bool& ok, bool& handled);
+  mods::json::Value dispatch_route(const std::string& route, const mods::json::Value& params, std::string& error,
+                                   bool& ok, bool& handled);
 };
 
 }  // namespace editor

@@ -18,7 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t count = data[0] % 8;
   mods::json::Value answer;
   json_text::JsonTextError parse_error;
-  if (!json_text::parse_json(std::string_view(reinterpret_cast<const char*>(data) + 1, size - 1), answer, parse_error)) {
+  if (!json_text::parse_json(std::string_view(reinterpret_cast<const char*>(data) + 1, size - 1), answer,
+                             parse_error)) {
     return 0;
   }
   std::string error;

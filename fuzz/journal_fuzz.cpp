@@ -1,7 +1,7 @@
 // Fuzzes the journal two ways. The input as a whole is a journal file for decode_journal. Split at every
 // kRecordSeparator it is a list of record payloads: framed with their checksums behind a checkpoint of a
-// small package file and the record naming that very file, they are the journal StoredPackage::open replays (the fuzzer could not find the
-// checksums or the file's hash itself). Files go to a temporary store folder kept for the whole run.
+// small package file and the record naming that very file, they are the journal StoredPackage::open replays (the fuzzer
+// could not find the checksums or the file's hash itself). Files go to a temporary store folder kept for the whole run.
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,7 +23,8 @@ namespace {
 constexpr std::string_view kRecordSeparator = "|R|";
 constexpr std::string_view kPackage = "fuzzed";
 constexpr std::string_view kPackageText =
-    R"({"actors": [{"id": "a", "route": {"points": [[0, 0, 0], [4, 0, 0]]}}, {"id": "b"}]})" "\n";
+    R"({"actors": [{"id": "a", "route": {"points": [[0, 0, 0], [4, 0, 0]]}}, {"id": "b"}]})"
+    "\n";
 
 // Frames `payload` as encode_record does; checked against encode_record once at start.
 std::string frame(std::string_view payload) {

@@ -11,8 +11,7 @@
 
 namespace {
 
-void check_outline(std::string_view text, bool parsed, const json_text::JsonTextError& error,
-                   mods::json::Value value) {
+void check_outline(std::string_view text, bool parsed, const json_text::JsonTextError& error, mods::json::Value value) {
   mods::json::Value outline;
   json_text::JsonTextError outline_error;
   std::vector<json_text::TextRange> ranges;

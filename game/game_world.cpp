@@ -2,9 +2,9 @@
 
 #include <cmath>
 
+#include "game/island.h"
 #include "protocol/flat_numbers.h"
 #include "protocol/point_codec.h"
-#include "game/island.h"
 
 namespace game {
 
@@ -23,8 +23,7 @@ std::string file_stem(const std::string& path) {
 
 }  // namespace
 
-GameWorld::GameWorld(std::unique_ptr<Ground> ground, std::string name, bool has_sea, WorldPoint spawn,
-                     Clock clock)
+GameWorld::GameWorld(std::unique_ptr<Ground> ground, std::string name, bool has_sea, WorldPoint spawn, Clock clock)
     : ground_(std::move(ground)),
       name_(std::move(name)),
       has_sea_(has_sea),
@@ -32,8 +31,8 @@ GameWorld::GameWorld(std::unique_ptr<Ground> ground, std::string name, bool has_
       started_(std::chrono::steady_clock::now()),
       link_(spawn) {}
 
-std::unique_ptr<GameWorld> GameWorld::create(const WorldMesh& mesh, std::string name, bool has_sea,
-                                             WorldPoint spawn, Clock clock, std::string& error) {
+std::unique_ptr<GameWorld> GameWorld::create(const WorldMesh& mesh, std::string name, bool has_sea, WorldPoint spawn,
+                                             Clock clock, std::string& error) {
   std::unique_ptr<Ground> ground = Ground::build(mesh, error);
   if (!ground) return nullptr;
   std::unique_ptr<GameWorld> world(new GameWorld(std::move(ground), std::move(name), has_sea, spawn, clock));

@@ -1,10 +1,10 @@
 #include "game/ground.h"
 
+#include <embree3/rtcore.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
-
-#include <embree3/rtcore.h>
 
 namespace game {
 
@@ -65,7 +65,6 @@ std::uint32_t spread_bits(std::uint32_t v) {
   return v;
 }
 
-
 // A coordinate's cell on the Morton grid; anything outside (or not a number) goes to the nearest edge.
 std::uint32_t morton_cell(double offset) {
   if (!(offset > 0)) return 0;
@@ -83,11 +82,11 @@ bool jumps_between(const float* xyz, std::size_t a, std::size_t b) {
 struct Ground::Scene {
   RTCDevice device = nullptr;
   RTCScene scene = nullptr;
-  std::vector<float> vertices;          // padded by one float: Embree reads vertices 16 bytes at a time
+  std::vector<float> vertices;  // padded by one float: Embree reads vertices 16 bytes at a time
   std::vector<std::uint32_t> indices;
-  std::vector<float> level;             // each triangle's first vertex y: its height when it is flat
+  std::vector<float> level;                            // each triangle's first vertex y: its height when it is flat
   float low_x = 0, high_x = 0, low_z = 0, high_z = 0;  // the world's box, kWorldMargin wider each side
-  float low_y = 0, top_y = 0;                            // below low_y nothing; rays start at most at top_y
+  float low_y = 0, top_y = 0;                          // below low_y nothing; rays start at most at top_y
 
   bool castable(float x, float y, float z) const {
     return std::isfinite(y) && x >= low_x && x <= high_x && z >= low_z && z <= high_z && y >= low_y;
@@ -109,8 +108,7 @@ struct Ground::Scene {
   }
 };
 
-Ground::Ground(std::unique_ptr<Scene> scene, std::size_t triangles)
-    : scene_(std::move(scene)), triangles_(triangles) {}
+Ground::Ground(std::unique_ptr<Scene> scene, std::size_t triangles) : scene_(std::move(scene)), triangles_(triangles) {}
 
 Ground::~Ground() = default;
 
@@ -145,8 +143,8 @@ std::unique_ptr<Ground> Ground::build(const WorldMesh& mesh, std::string& error)
   rtcSetSceneFlags(scene->scene, RTC_SCENE_FLAG_ROBUST);
   rtcSetSceneBuildQuality(scene->scene, RTC_BUILD_QUALITY_HIGH);
   RTCGeometry geometry = rtcNewGeometry(scene->device, RTC_GEOMETRY_TYPE_TRIANGLE);
-  rtcSetSharedGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, scene->vertices.data(),
-                             0, 3 * sizeof(float), mesh.vertex_count());
+  rtcSetSharedGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, scene->vertices.data(), 0,
+                             3 * sizeof(float), mesh.vertex_count());
   rtcSetSharedGeometryBuffer(geometry, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3, scene->indices.data(), 0,
                              3 * sizeof(std::uint32_t), mesh.triangle_count());
   rtcCommitGeometry(geometry);
@@ -211,8 +209,7 @@ struct Ground::Batch {
     rtcIntersect1(s.scene, &context, &hit);
     const bool hit_something = hit.hit.geomID != RTC_INVALID_GEOMETRY_ID;
     found[k] = hit_something ? 1 : 0;
-    heights[k] = hit_something ? s.height(hit.hit.primID, probe_y(k), hit.ray.tfar, hit.hit.Ng_x, hit.hit.Ng_z)
-                               : 0.0f;
+    heights[k] = hit_something ? s.height(hit.hit.primID, probe_y(k), hit.ray.tfar, hit.hit.Ng_x, hit.hit.Ng_z) : 0.0f;
   }
 
   // Casts the probes numbered order[0..n) (n <= 16) as one packet.

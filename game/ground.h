@@ -37,14 +37,14 @@ class Ground {
   bool inside(float x, float z) const;
 
   // The first surface straight below (x, y, z): the ray starts at the probe itself (or just above the
-  // world, for a probe high above it) and has no far limit. Any probe is safe, however far away. On true, `height` is the surface's y at the probe's x and z (exact for flat triangles). On
-  // false there is nothing below and `height` is untouched.
+  // world, for a probe high above it) and has no far limit. Any probe is safe, however far away. On true, `height` is
+  // the surface's y at the probe's x and z (exact for flat triangles). On false there is nothing below and `height` is
+  // untouched.
   bool below(float x, float y, float z, float& height) const;
 
   // `below` for `count` probes given as x, y, z triples in `xyz`. Writes `heights[k]` and `found[k]`
   // (1 or 0) for every probe; `heights[k]` is 0 where nothing is below.
-  void below_batch(const float* xyz, std::size_t count, float* heights, std::uint8_t* found,
-                   BatchMethod method) const;
+  void below_batch(const float* xyz, std::size_t count, float* heights, std::uint8_t* found, BatchMethod method) const;
 
   std::size_t triangle_count() const { return triangles_; }
 

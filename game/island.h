@@ -11,16 +11,16 @@
 namespace game::island {
 
 // World units, y up.
-inline constexpr float kPlateauHeight = 100;          // town plateau ground
+inline constexpr float kPlateauHeight = 100;  // town plateau ground
 inline constexpr float kPlateauWest = -2000, kPlateauEast = 1500;
 inline constexpr float kPlateauSouth = -1500, kPlateauNorth = 1500;
-inline constexpr float kBeachHeight = 0;              // 100 below the plateau: the cliff at x = 1500
+inline constexpr float kBeachHeight = 0;  // 100 below the plateau: the cliff at x = 1500
 inline constexpr float kBeachEast = 2500;
 inline constexpr float kWallWest = -1000, kWallEast = -900;
 inline constexpr float kWallSouth = -500, kWallNorth = 500;
-inline constexpr float kWallTop = 300;                // 200 above the plateau
+inline constexpr float kWallTop = 300;  // 200 above the plateau
 inline constexpr float kPierWest = -100, kPierEast = 100;
-inline constexpr float kPierEnd = -2600;              // the pier runs south from the plateau to here
+inline constexpr float kPierEnd = -2600;  // the pier runs south from the plateau to here
 inline constexpr float kPierHeight = 100;
 
 inline constexpr story_notebook::WorldPoint kTownSquare{0, 100, 0};

@@ -101,8 +101,7 @@ void LinkServer::stop() {
   if (stopping_.exchange(true)) return;
   if (wake_write_ >= 0) {
     const char byte = 1;
-    while (::write(wake_write_, &byte, 1) < 0 && errno == EINTR) {
-    }
+    while (::write(wake_write_, &byte, 1) < 0 && errno == EINTR) {}
   }
 }
 
@@ -155,8 +154,8 @@ void LinkServer::serve(int socket, Connection& connection) {
   // The vector only grows, so reads never pay for clearing fresh space.
   std::vector<char> buffer(kReadChunkBytes);
   std::size_t held = 0;
-  std::size_t scanned = 0;    // bytes of the held data known to hold no newline
-  bool skipping = false;      // inside the rest of an over-long line
+  std::size_t scanned = 0;  // bytes of the held data known to hold no newline
+  bool skipping = false;    // inside the rest of an over-long line
   while (!stopping_) {
     pollfd waits[2] = {{socket, POLLIN, 0}, {wake_read_, POLLIN, 0}};
     if (::poll(waits, 2, -1) < 0) {

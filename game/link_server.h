@@ -55,7 +55,7 @@ class LinkServer {
   int wake_read_ = -1, wake_write_ = -1;  // readable once `stop` has been called
   std::uint16_t port_ = 0;
   std::atomic<bool> stopping_{false};
-  std::list<Connection> connections_;      // touched only by the thread in `run`
+  std::list<Connection> connections_;  // touched only by the thread in `run`
 };
 
 }  // namespace game

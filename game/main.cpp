@@ -3,14 +3,13 @@
 #include <pthread.h>
 #include <signal.h>
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <memory>
 #include <string>
 #include <thread>
-
-#include <CLI/CLI.hpp>
 
 #include "game/game_world.h"
 #include "game/link_server.h"
@@ -66,8 +65,8 @@ int run(int argc, char** argv) {
     std::fprintf(stderr, "pathwright-game: %s\n", error.c_str());
     return 1;
   }
-  std::fprintf(stderr, "pathwright-game: listening on 127.0.0.1:%u (world %s)\n",
-               static_cast<unsigned>(server.port()), world->name().c_str());
+  std::fprintf(stderr, "pathwright-game: listening on 127.0.0.1:%u (world %s)\n", static_cast<unsigned>(server.port()),
+               world->name().c_str());
   std::fflush(stderr);
 
   std::thread serving([&server] { server.run(); });

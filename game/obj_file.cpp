@@ -25,11 +25,13 @@ struct NumericRecord {
   std::size_t refused;  // 0: none
   const char* shape;
 };
+// clang-format off
 constexpr NumericRecord kRecords[] = {
     {.keyword = "v", .fewest = 3, .most = 6, .refused = 5, .shape = "a vertex needs x y z (then w, or r g b)"},
     {.keyword = "vt", .fewest = 1, .most = 3, .refused = 0, .shape = "a texture coordinate needs 1 to 3 numbers"},
     {.keyword = "vn", .fewest = 3, .most = 3, .refused = 0, .shape = "a normal needs x y z"},
 };
+// clang-format on
 
 std::vector<std::string_view> words(std::string_view line) {
   std::vector<std::string_view> out;
@@ -55,7 +57,8 @@ bool check_number(std::string_view word, std::string& error) {
   if (!digits.empty() && digits.front() == '+') digits.remove_prefix(1);
   double value = 0;
   const auto [end, code] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  if (digits.empty() || end != digits.data() + digits.size() || (code != std::errc() && code != std::errc::result_out_of_range)) {
+  if (digits.empty() || end != digits.data() + digits.size() ||
+      (code != std::errc() && code != std::errc::result_out_of_range)) {
     error = quoted(word) + " is not a number";
     return false;
   }

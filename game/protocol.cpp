@@ -22,7 +22,7 @@ bool probes_from_tree(const Value& request, std::vector<float>& probes, std::str
   const Value& listed = request.get("probes");
   if (!listed.is_array()) {
     error = listed.is_null() && !request.has("probes") ? "\"ground_heights\" needs a \"probes\" array"
-                                                        : "\"probes\" is not an array";
+                                                       : "\"probes\" is not an array";
     return false;
   }
   probes.clear();
@@ -165,6 +165,7 @@ struct Op {
   std::string (*handle)(GameWorld& world, FramedRequest& framed);
 };
 
+// clang-format off
 constexpr Op kOps[] = {
     {.name = "ground_heights", .handle = ground_heights},
     {.name = "hello", .handle = hello},
@@ -177,6 +178,7 @@ constexpr Op kOps[] = {
     {.name = "live_actors", .handle = live_actors},
     {.name = "advance", .handle = advance},
 };
+// clang-format on
 
 }  // namespace
 

@@ -145,8 +145,8 @@ bool parse_request(std::string_view line, FramedRequest& framed, std::string& re
   std::size_t bad = json_text::first_bad_utf8(check_rest_only ? std::string_view(rest) : line);
   if (bad != std::string_view::npos) {
     if (check_rest_only && bad >= raw.begin + 2) bad += (raw.end - raw.begin) - 2;  // where it is in the line
-    refusal = failure_text(Value(), "the line is not json: line 1, column " + std::to_string(bad + 1) +
-                                        ": invalid utf-8");
+    refusal =
+        failure_text(Value(), "the line is not json: line 1, column " + std::to_string(bad + 1) + ": invalid utf-8");
     return false;
   }
   Value& request = framed.request;

@@ -1,11 +1,11 @@
 #include "game/world_mesh.h"
 
+#include <tiny_obj_loader.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <fstream>
-
-#include <tiny_obj_loader.h>
 
 #include "game/obj_file.h"
 

@@ -14,8 +14,8 @@
 namespace game {
 
 struct WorldMesh {
-  std::vector<float> vertices;        // x, y, z of each vertex, y up
-  std::vector<std::uint32_t> indices; // three vertex numbers per triangle
+  std::vector<float> vertices;         // x, y, z of each vertex, y up
+  std::vector<std::uint32_t> indices;  // three vertex numbers per triangle
 
   std::size_t vertex_count() const { return vertices.size() / 3; }
   std::size_t triangle_count() const { return indices.size() / 3; }

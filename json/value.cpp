@@ -43,9 +43,7 @@ const Value& Value::get(const std::string& key) const {
   return it->second;
 }
 
-std::string Value::string(const std::string& fallback) const {
-  return kind == Kind::String ? str : fallback;
-}
+std::string Value::string(const std::string& fallback) const { return kind == Kind::String ? str : fallback; }
 
 Value& Value::operator[](const std::string& key) {
   kind = Kind::Object;

@@ -1,12 +1,12 @@
 // Strict JSON parsing into mods::json::Value: rapidjson's SAX reader scans the text, and a builder writes
 // every value straight into its final place (json_text/value_builder.h), so each value is built once and
 // moved at most once.
+#include <rapidjson/error/error.h>
+#include <rapidjson/reader.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <rapidjson/error/error.h>
-#include <rapidjson/reader.h>
 
 #include "json_text/json_parse_faults.h"
 #include "json_text/json_text.h"

@@ -57,12 +57,17 @@ bool number_from_text(const char* first, std::size_t length, double& out) {
   long long integer_digits = 0;
   long long leading_fraction_zeros = 0;
   for (; p != last && *p >= '0' && *p <= '9'; ++p) {
-    if (found || *p != '0') { found = true; ++integer_digits; }
+    if (found || *p != '0') {
+      found = true;
+      ++integer_digits;
+    }
   }
   if (p != last && *p == '.') {
     for (++p; p != last && *p >= '0' && *p <= '9'; ++p) {
-      if (!found && *p == '0') ++leading_fraction_zeros;
-      else found = true;
+      if (!found && *p == '0')
+        ++leading_fraction_zeros;
+      else
+        found = true;
     }
   }
   long long exponent = 0;
@@ -99,7 +104,10 @@ std::size_t string_start(std::string_view text, std::size_t close) {
 std::size_t lone_surrogate_escape(std::string_view text, std::size_t open) {
   std::size_t i = open + 1;
   while (i < text.size() && text[i] != '"') {
-    if (text[i] != '\\') { ++i; continue; }
+    if (text[i] != '\\') {
+      ++i;
+      continue;
+    }
     if (i + 1 < text.size() && text[i + 1] == 'u') {
       const unsigned code = hex4(text, i + 2);
       if (code >= 0xDC00 && code <= 0xDFFF) return i;
@@ -115,10 +123,8 @@ std::string reason_for(rapidjson::ParseErrorCode code, std::string_view text, st
   const std::string found = "unexpected " + what_is_at(text, offset);
   const bool at_end = offset >= text.size();
   switch (code) {
-    case rapidjson::kParseErrorDocumentEmpty:
-      return at_end ? "empty text" : found;
-    case rapidjson::kParseErrorDocumentRootNotSingular:
-      return "text after the JSON value";
+    case rapidjson::kParseErrorDocumentEmpty: return at_end ? "empty text" : found;
+    case rapidjson::kParseErrorDocumentRootNotSingular: return "text after the JSON value";
     case rapidjson::kParseErrorValueInvalid:
       if (offset > 0 && text[offset - 1] == '-') return found + ", expected a digit after '-'";
       if (const std::size_t start = literal_start(text, offset); start != offset) {
@@ -126,18 +132,12 @@ std::string reason_for(rapidjson::ParseErrorCode code, std::string_view text, st
         return "invalid literal, expected true, false or null";
       }
       return found + ", expected a JSON value";
-    case rapidjson::kParseErrorObjectMissName:
-      return found + ", expected a member name in double quotes";
-    case rapidjson::kParseErrorObjectMissColon:
-      return found + ", expected ':'";
-    case rapidjson::kParseErrorObjectMissCommaOrCurlyBracket:
-      return found + ", expected ',' or '}'";
-    case rapidjson::kParseErrorArrayMissCommaOrSquareBracket:
-      return found + ", expected ',' or ']'";
-    case rapidjson::kParseErrorStringUnicodeEscapeInvalidHex:
-      return "invalid \\u escape, expected four hex digits";
-    case rapidjson::kParseErrorStringUnicodeSurrogateInvalid:
-      return "lone surrogate in \\u escape";
+    case rapidjson::kParseErrorObjectMissName: return found + ", expected a member name in double quotes";
+    case rapidjson::kParseErrorObjectMissColon: return found + ", expected ':'";
+    case rapidjson::kParseErrorObjectMissCommaOrCurlyBracket: return found + ", expected ',' or '}'";
+    case rapidjson::kParseErrorArrayMissCommaOrSquareBracket: return found + ", expected ',' or ']'";
+    case rapidjson::kParseErrorStringUnicodeEscapeInvalidHex: return "invalid \\u escape, expected four hex digits";
+    case rapidjson::kParseErrorStringUnicodeSurrogateInvalid: return "lone surrogate in \\u escape";
     case rapidjson::kParseErrorStringEscapeInvalid:
       if (!at_end && static_cast<unsigned char>(text[offset]) < 0x20) return "control character in string";
       if (offset + 1 < text.size() && text[offset + 1] > 0x20 && text[offset + 1] < 0x7F) {
@@ -146,8 +146,7 @@ std::string reason_for(rapidjson::ParseErrorCode code, std::string_view text, st
       return "invalid escape, a backslash before " + what_is_at(text, offset + 1);
     case rapidjson::kParseErrorStringMissQuotationMark:
       return at_end ? "unterminated string" : "control character in string";
-    case rapidjson::kParseErrorStringInvalidEncoding:
-      return "invalid utf-8 in string";
+    case rapidjson::kParseErrorStringInvalidEncoding: return "invalid utf-8 in string";
     case rapidjson::kParseErrorNumberTooBig: {
       // The reader refuses from the digits it has seen, before the whole number is known: a zero with a
       // large exponent (0e400), or over 308 integer digits scaled back down, is refused although finite.
@@ -159,12 +158,9 @@ std::string reason_for(rapidjson::ParseErrorCode code, std::string_view text, st
       }
       return "number too large for a double";
     }
-    case rapidjson::kParseErrorNumberMissFraction:
-      return found + ", expected a digit after the decimal point";
-    case rapidjson::kParseErrorNumberMissExponent:
-      return found + ", expected a digit in the exponent";
-    default:
-      return found;
+    case rapidjson::kParseErrorNumberMissFraction: return found + ", expected a digit after the decimal point";
+    case rapidjson::kParseErrorNumberMissExponent: return found + ", expected a digit in the exponent";
+    default: return found;
   }
 }
 
@@ -172,7 +168,10 @@ void locate(std::string_view text, std::size_t offset, JsonTextError& error) {
   std::size_t line = 1;
   std::size_t line_start = 0;
   for (std::size_t i = 0; i < offset && i < text.size(); ++i) {
-    if (text[i] == '\n') { ++line; line_start = i + 1; }
+    if (text[i] == '\n') {
+      ++line;
+      line_start = i + 1;
+    }
   }
   error.line = line;
   error.column = offset - line_start + 1;

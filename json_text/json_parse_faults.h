@@ -4,12 +4,12 @@
 #ifndef PATHWRIGHT_JSON_TEXT_JSON_PARSE_FAULTS_H_
 #define PATHWRIGHT_JSON_TEXT_JSON_PARSE_FAULTS_H_
 
+#include <rapidjson/error/error.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
-
-#include <rapidjson/error/error.h>
 
 #include "json_text/json_text.h"
 

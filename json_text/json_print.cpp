@@ -19,7 +19,7 @@ using mods::json::Value;
 // Integral doubles up to this magnitude print as plain integers (60, not 6e+01); beyond it not every
 // integer is a double, so the shortest round-trip form is used.
 constexpr double kLargestSafeInteger = 9007199254740991.0;  // 2^53 - 1
-constexpr std::size_t kIndentWidth = 2;                      // spaces per nesting level
+constexpr std::size_t kIndentWidth = 2;                     // spaces per nesting level
 
 void write_string(std::string_view s, std::string& out) {
   static constexpr char kHex[] = "0123456789abcdef";
@@ -90,7 +90,10 @@ bool write_value(const Value& v, bool indented, std::size_t depth, std::string& 
       write_string(v.str, out);
       return true;
     case Value::Kind::Array: {
-      if (v.items.empty()) { out.append("[]"); return true; }
+      if (v.items.empty()) {
+        out.append("[]");
+        return true;
+      }
       out.push_back('[');
       bool first = true;
       const bool indexed = index != nullptr && index->array == &v;
@@ -109,7 +112,10 @@ bool write_value(const Value& v, bool indented, std::size_t depth, std::string& 
       return true;
     }
     case Value::Kind::Object: {
-      if (v.members.empty()) { out.append("{}"); return true; }
+      if (v.members.empty()) {
+        out.append("{}");
+        return true;
+      }
       out.push_back('{');
       bool first = true;
       for (const auto& [key, member] : v.members) {
@@ -183,8 +189,7 @@ bool describe_refusal(const Value& v, std::string& path, std::string& what) {
         path.resize(length);
       }
       return false;
-    default:
-      return false;
+    default: return false;
   }
 }
 

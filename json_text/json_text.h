@@ -19,8 +19,8 @@ namespace json_text {
 struct JsonTextError {
   std::size_t line = 0;
   std::size_t column = 0;
-  std::string reason;            // lower-case, no final full stop, e.g. "duplicate member name \"id\""
-  std::string message() const;   // "line L, column C: REASON"
+  std::string reason;           // lower-case, no final full stop, e.g. "duplicate member name \"id\""
+  std::string message() const;  // "line L, column C: REASON"
 };
 
 // Parses the whole of `text` (surrounding white space allowed) into `out`. On false, `error` says where
@@ -57,15 +57,15 @@ struct TextRange {
 // member `member` stands in `text` (from its '{' to just after its '}'): for a text print_json_indexed
 // wrote, its ranges. An element that is not an object gets no range, so then `elements` is shorter than
 // the array. On false, `elements` is unspecified.
-bool parse_json_indexed(std::string_view text, mods::json::Value& out, JsonTextError& error,
-                        const std::string& member, std::vector<TextRange>& elements);
+bool parse_json_indexed(std::string_view text, mods::json::Value& out, JsonTextError& error, const std::string& member,
+                        std::vector<TextRange>& elements);
 
 // parse_json_indexed that keeps of each object element of `member` only its member `kept` (an outline): the
 // rest of the element is read and checked exactly as parse_json does, then dropped, for a caller that reads
 // an element again from its range of `text` when it needs it whole. Answers, faults and `elements` are
 // those of parse_json_indexed.
-bool parse_json_outline(std::string_view text, mods::json::Value& out, JsonTextError& error,
-                        const std::string& member, const std::string& kept, std::vector<TextRange>& elements);
+bool parse_json_outline(std::string_view text, mods::json::Value& out, JsonTextError& error, const std::string& member,
+                        const std::string& kept, std::vector<TextRange>& elements);
 
 // print_json Indented that also answers, in `elements`, where each element of the root object's array
 // member `member` stands in `out` (none when there is no such array), so that a later print can replace

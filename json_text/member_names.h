@@ -26,7 +26,7 @@ class MemberNames {
   static constexpr std::size_t kCompareAtMost = 16;  // names
 
   struct Object {
-    std::size_t first = 0;  // its first name in names_
+    std::size_t first = 0;                                       // its first name in names_
     std::unique_ptr<std::unordered_set<std::string_view>> many;  // its names, once it has many
   };
   std::vector<std::string_view> names_;

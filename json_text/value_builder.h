@@ -6,6 +6,8 @@
 #ifndef PATHWRIGHT_JSON_TEXT_VALUE_BUILDER_H_
 #define PATHWRIGHT_JSON_TEXT_VALUE_BUILDER_H_
 
+#include <rapidjson/reader.h>
+
 #include <cstdint>
 #include <cstring>
 #include <map>
@@ -14,8 +16,6 @@
 #include <tuple>
 #include <utility>
 #include <vector>
-
-#include <rapidjson/reader.h>
 
 #if PATHWRIGHT_MIMALLOC_HEAPS
 #include <mimalloc.h>
@@ -40,10 +40,10 @@ inline constexpr unsigned kReaderFlags =
 
 // Where a fault found by the builder lies, relative to the reader's offset when the builder stopped it.
 enum class Anchor {
-  ReaderOffset,    // the offset itself (numbers: their first byte)
-  ByteBefore,      // the byte before it (an opening bracket)
-  StringStart,     // the opening quote of the string that ends just before it
-  LoneSurrogate,   // the \u escape of a lone surrogate inside that string
+  ReaderOffset,   // the offset itself (numbers: their first byte)
+  ByteBefore,     // the byte before it (an opening bracket)
+  StringStart,    // the opening quote of the string that ends just before it
+  LoneSurrogate,  // the \u escape of a lone surrogate inside that string
 };
 
 struct Fault {
@@ -114,8 +114,7 @@ class ValueBuilder {
 
   // Also note where each object element of the root object's array member `member` stands in the text
   // read through `stream`.
-  void index_elements(const std::string& member, rapidjson::InsituStringStream& stream,
-                      std::vector<TextRange>& out) {
+  void index_elements(const std::string& member, rapidjson::InsituStringStream& stream, std::vector<TextRange>& out) {
     index_member_ = &member;
     stream_ = &stream;
     index_out_ = &out;
@@ -223,8 +222,8 @@ class ValueBuilder {
   }
 
  private:
-  static constexpr std::size_t kFrames = 64;             // nesting levels before the frame stack grows
-  static constexpr std::size_t kScratchElements = 256;   // array elements before the scratch stack grows
+  static constexpr std::size_t kFrames = 64;            // nesting levels before the frame stack grows
+  static constexpr std::size_t kScratchElements = 256;  // array elements before the scratch stack grows
 
   // An array or object being filled. It lives either at a stable address (the root or a map slot) or in
   // the scratch stack, whose storage may move while inner arrays grow it, so by index there.
@@ -258,8 +257,7 @@ class ValueBuilder {
 
   using Members = std::map<std::string, Value>;
   static Members::iterator emplace_last(Members& members, std::string_view key) {
-    return members.emplace_hint(members.end(), std::piecewise_construct, std::forward_as_tuple(key),
-                                std::tuple<>());
+    return members.emplace_hint(members.end(), std::piecewise_construct, std::forward_as_tuple(key), std::tuple<>());
   }
   static Members::iterator place_member(Members& members, std::string_view key) {
     [[maybe_unused]] MemberPlacement::Scope in_member_heap;  // empty without mimalloc
@@ -338,9 +336,9 @@ class ValueBuilder {
   rapidjson::InsituStringStream* stream_ = nullptr;  // read only for its position
   std::vector<TextRange>* index_out_ = nullptr;
   const std::string* kept_member_ = nullptr;  // outlines: the one member an indexed element keeps
-  bool unbuilt_next_ = false;  // outlines: the last key names a member that is not built
-  MemberNames unbuilt_names_;  // outlines: the names of the open objects that are not built
-  bool index_next_ = false;  // the last key of the root object names the indexed array
+  bool unbuilt_next_ = false;                 // outlines: the last key names a member that is not built
+  MemberNames unbuilt_names_;                 // outlines: the names of the open objects that are not built
+  bool index_next_ = false;                   // the last key of the root object names the indexed array
   std::vector<Frame> frames_;
   std::vector<Value> scratch_;
   Fault fault_;

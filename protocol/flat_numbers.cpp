@@ -8,7 +8,7 @@ namespace protocol {
 
 namespace {
 
-constexpr std::size_t kFloatTextMax = 32;  // bytes: the longest shortest float text is 15
+constexpr std::size_t kFloatTextMax = 32;      // bytes: the longest shortest float text is 15
 constexpr std::size_t kLongestFloatText = 15;  // bytes: "-1.17549435e-38"
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
@@ -19,7 +19,7 @@ constexpr double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,
                                         1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 constexpr int kMaxExactPower = 22;
 constexpr std::uint64_t kMaxExactMantissa = std::uint64_t{1} << 53;  // every integer up to it is a double
-constexpr int kMaxMantissaDigits = 19;                              // always fits in 64 bits
+constexpr int kMaxMantissaDigits = 19;                               // always fits in 64 bits
 
 // Reads the JSON number at the start of `s` (-?(0|[1-9]d*)(.d+)?([eE][+-]?d+)?) into `value`, answering
 // its length, or 0 when there is none. Short decimals (all that a float's shortest text can be) are

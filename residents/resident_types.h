@@ -10,10 +10,10 @@
 namespace story_resident_types {
 
 struct Type {
-  const char* code;         // three characters, unique; the key of `find`
-  std::uint8_t index;       // the type's number; keys the walk table
-  unsigned aux1;            // stored for other parts of the editor (0, 1 or 255)
-  unsigned aux2;            // stored for other parts of the editor (0 or 255)
+  const char* code;    // three characters, unique; the key of `find`
+  std::uint8_t index;  // the type's number; keys the walk table
+  unsigned aux1;       // stored for other parts of the editor (0, 1 or 255)
+  unsigned aux2;       // stored for other parts of the editor (0 or 255)
   const char* name;
   const char* description;
 };

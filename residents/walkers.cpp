@@ -7,11 +7,10 @@ namespace story_resident_types {
 
 // Keyed by the catalogue's type number; every type but the seated man (19) has a row.
 const Walker kWalkers[15] = {
-    {"uo1", 0, 30.0f, 255},  {"uo2", 1, 30.0f, 255},  {"uo3", 2, 60.0f, 255},
-    {"um1", 9, 63.0f, 255},  {"um2", 10, 72.0f, 255}, {"ub1", 3, 36.0f, 0},
-    {"ub2", 4, 36.0f, 0},    {"ub3", 5, 36.0f, 0},    {"ub4", 6, 36.0f, 0},
-    {"uw1", 7, 34.0f, 1},    {"uw2", 8, 34.0f, 1},    {"sa1", 12, 60.0f, 2},
-    {"sa2", 13, 60.0f, 2},   {"sa3", 14, 60.0f, 2},   {"sa4", 15, 60.0f, 2},
+    {"uo1", 0, 30.0f, 255},  {"uo2", 1, 30.0f, 255}, {"uo3", 2, 60.0f, 255}, {"um1", 9, 63.0f, 255},
+    {"um2", 10, 72.0f, 255}, {"ub1", 3, 36.0f, 0},   {"ub2", 4, 36.0f, 0},   {"ub3", 5, 36.0f, 0},
+    {"ub4", 6, 36.0f, 0},    {"uw1", 7, 34.0f, 1},   {"uw2", 8, 34.0f, 1},   {"sa1", 12, 60.0f, 2},
+    {"sa2", 13, 60.0f, 2},   {"sa3", 14, 60.0f, 2},  {"sa4", 15, 60.0f, 2},
 };
 
 }  // namespace story_resident_types
@@ -22,7 +21,7 @@ namespace {
 using mods::json::Value;
 using story_resident_types::Walker;
 
-constexpr unsigned kSeatedType = 19;        // "ym1": placed seated, never walks
+constexpr unsigned kSeatedType = 19;          // "ym1": placed seated, never walks
 constexpr unsigned kDefaultResidentType = 9;  // the type a resident without a type code walks as
 
 const Walker* walker_row(unsigned number) {
@@ -66,15 +65,11 @@ double resident_pace(const Value& actor) {
       const Walker* walker = walker_row(type->index);
       return walker != nullptr ? static_cast<double>(walker->pace) : 0;
     }
-    case Value::Kind::Null:
-      return walker_row(kDefaultResidentType)->pace;
+    case Value::Kind::Null: return walker_row(kDefaultResidentType)->pace;
     case Value::Kind::Number:
-      if (code.number == static_cast<double>(kDefaultResidentType)) {
-        return walker_row(kDefaultResidentType)->pace;
-      }
+      if (code.number == static_cast<double>(kDefaultResidentType)) { return walker_row(kDefaultResidentType)->pace; }
       return 0;
-    default:
-      return 0;
+    default: return 0;
   }
 }
 

@@ -11,10 +11,10 @@
 namespace story_resident_types {
 
 struct Walker {
-  const char* code;   // the same code as the catalogue row of the same number
-  unsigned index;     // the resident type's number; the key of the table
-  float pace;         // the game's walking measure for this type
-  unsigned group;     // stored for other parts of the editor (0, 1, 2 or 255)
+  const char* code;  // the same code as the catalogue row of the same number
+  unsigned index;    // the resident type's number; the key of the table
+  float pace;        // the game's walking measure for this type
+  unsigned group;    // stored for other parts of the editor (0, 1, 2 or 255)
 };
 
 extern const Walker kWalkers[15];

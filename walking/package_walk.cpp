@@ -29,8 +29,8 @@ bool ground_places(const GroundBelow& ground, const std::vector<WorldPoint*>& pl
   std::vector<bool> found;
   if (!ground(probes, heights, found, error)) return false;
   if (heights.size() != probes.size() || found.size() != probes.size()) {
-    error = "the ground answered " + std::to_string(found.size()) + " findings and " +
-            std::to_string(heights.size()) + " heights for " + std::to_string(probes.size()) + " probes";
+    error = "the ground answered " + std::to_string(found.size()) + " findings and " + std::to_string(heights.size()) +
+            " heights for " + std::to_string(probes.size()) + " probes";
     return false;
   }
   for (std::size_t k = 0; k < asked.size(); ++k) {

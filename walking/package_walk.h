@@ -35,7 +35,7 @@ struct PackageWalk {
     std::size_t actor = 0;  // index in "actors"
     Walk walk;
   };
-  std::vector<Walker> walkers;         // document order
+  std::vector<Walker> walkers;          // document order
   std::vector<StandingActor> standing;  // document order, heights as written
 };
 
@@ -67,8 +67,8 @@ bool tracks(const PackageWalk& walk, double horizon, const GroundBelow& ground, 
             std::string& error);
 
 // The document planned with `ground` and its tracks, in one call.
-bool tracks(const mods::json::Value& document, const GroundBelow& ground, double horizon,
-            std::vector<WalkerTrack>& out, std::string& error);
+bool tracks(const mods::json::Value& document, const GroundBelow& ground, double horizon, std::vector<WalkerTrack>& out,
+            std::string& error);
 
 // The actors of `document` that the game does not walk but that stand at a "position" point.
 std::vector<StandingActor> standing_actors(const mods::json::Value& document);

@@ -268,7 +268,11 @@ bool Walk::append_keys(double horizon, std::size_t limit, const Profile* profile
   // The phase's key, then one at each of its bends that comes before the horizon.
   const auto add_phase = [&](const Phase& phase, std::size_t index) {
     const Motion motion = phase.pause ? Motion::Pausing : Motion::Walking;
-    if (!add({.seconds = t, .x = phase.from.x, .y = phase.from.y, .z = phase.from.z, .point = phase.target,
+    if (!add({.seconds = t,
+              .x = phase.from.x,
+              .y = phase.from.y,
+              .z = phase.from.z,
+              .point = phase.target,
               .motion = motion})) {
       return false;
     }
@@ -276,8 +280,11 @@ bool Walk::append_keys(double horizon, std::size_t limit, const Profile* profile
     for (const Bend& bend : (*profile)[index]) {
       const double at = t + phase.seconds * bend.fraction;
       if (at >= horizon) break;
-      if (!add({.seconds = at, .x = phase.from.x + (double(phase.to.x) - phase.from.x) * bend.fraction, .y = bend.y,
-                .z = phase.from.z + (double(phase.to.z) - phase.from.z) * bend.fraction, .point = phase.target,
+      if (!add({.seconds = at,
+                .x = phase.from.x + (double(phase.to.x) - phase.from.x) * bend.fraction,
+                .y = bend.y,
+                .z = phase.from.z + (double(phase.to.z) - phase.from.z) * bend.fraction,
+                .point = phase.target,
                 .motion = motion})) {
         return false;
       }
@@ -292,8 +299,12 @@ bool Walk::append_keys(double horizon, std::size_t limit, const Profile* profile
     t += intro_[i].seconds;
   }
   if (cycle_.empty() && t < horizon) {
-    return add({.seconds = t, .x = rest_.position.x, .y = rest_.position.y, .z = rest_.position.z,
-                .point = rest_.target, .motion = Motion::Arrived});
+    return add({.seconds = t,
+                .x = rest_.position.x,
+                .y = rest_.position.y,
+                .z = rest_.position.z,
+                .point = rest_.target,
+                .motion = Motion::Arrived});
   }
   if (!cycle_.empty() && t < horizon) {
     // Refuse before laying out a walk that cannot fit.
@@ -313,8 +324,12 @@ bool Walk::append_keys(double horizon, std::size_t limit, const Profile* profile
   // The last stretch runs past the horizon: end the track where the walker is then.
   const WalkerPose end = pose(horizon);
   cut = end.between;
-  return add({.seconds = horizon, .x = end.position.x, .y = end.position.y, .z = end.position.z,
-              .point = end.target, .motion = end.state});
+  return add({.seconds = horizon,
+              .x = end.position.x,
+              .y = end.position.y,
+              .z = end.position.z,
+              .point = end.target,
+              .motion = end.state});
 }
 
 Value Walk::live_route(const WalkerPose& now) const {

@@ -38,10 +38,10 @@ struct WalkEntry {
 // Where a walker is at one moment.
 struct WalkerPose {
   story_notebook::WorldPoint position;
-  float heading = 0;        // degrees in [0, 360): 0 faces +z, 90 faces +x
-  int target = 1;           // the game's live "point": the number walked to next (while pausing too), or stood at
+  float heading = 0;  // degrees in [0, 360): 0 faces +z, 90 faces +x
+  int target = 1;     // the game's live "point": the number walked to next (while pausing too), or stood at
   Motion state = Motion::Walking;
-  bool between = false;     // on the straight line between two entries: stands on the ground below, if any
+  bool between = false;  // on the straight line between two entries: stands on the ground below, if any
 };
 
 class Walk {
@@ -116,8 +116,8 @@ class Walk {
   std::vector<Phase> intro_;  // "once": the whole walk
   std::vector<Phase> cycle_;  // "loop" and "back_and_forth": repeated for ever from 0 s
   double intro_seconds_ = 0, cycle_seconds_ = 0;
-  WalkerPose rest_;           // where it stays once arrived
-  float last_heading_ = 0;    // heading of the latest walk added while planning
+  WalkerPose rest_;         // where it stays once arrived
+  float last_heading_ = 0;  // heading of the latest walk added while planning
 };
 
 const char* motion_name(Motion motion);

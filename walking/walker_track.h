@@ -15,8 +15,8 @@ namespace walking {
 enum class Motion { Walking, Pausing, Arrived };
 
 struct TrackKey {
-  double seconds = 0;            // game time since the walk started
-  double x = 0, y = 0, z = 0;    // world units
+  double seconds = 0;          // game time since the walk started
+  double x = 0, y = 0, z = 0;  // world units
   // The game's live "point" from this key on: the number (from 1) of the point walked to, while pausing
   // the one it walks to next, once arrived the one it stands at; 0: the actor's own position.
   int point = 0;
@@ -24,9 +24,9 @@ struct TrackKey {
 };
 
 struct WalkerTrack {
-  std::string id;                // the actor's "id"
-  std::size_t actor = 0;         // its index in the package's "actors" array
-  std::vector<TrackKey> keys;    // by time, the first at 0 s
+  std::string id;              // the actor's "id"
+  std::size_t actor = 0;       // its index in the package's "actors" array
+  std::vector<TrackKey> keys;  // by time, the first at 0 s
 };
 
 // An actor the game does not walk but that stands at its "position" (a seated villager, a sign, a chest).

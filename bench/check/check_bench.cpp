@@ -1,15 +1,15 @@
 // check_package of 1,000 walkers over the built-in island (goal: under 100 ms), beside the same routes
 // checked one check_route at a time in the same run; the meeting search over those walkers' tracks for
-// 600 s on the island's ground (goal: under 250 ms), beside the same baseline; and suggest_detour around a block on flat ground
-// for segments of 200 and 1,000 units (goal: under 200 ms), with the probes it used, beside the game
+// 600 s on the island's ground (goal: under 250 ms), beside the same baseline; and suggest_detour around a block on
+// flat ground for segments of 200 and 1,000 units (goal: under 200 ms), with the probes it used, beside the game
 // answering that many probes on its own.
 #include <benchmark/benchmark.h>
 
 #include "game/game_world.h"
-#include "host/link/local_live_game.h"
 #include "host/check/detour.h"
 #include "host/check/meetings.h"
 #include "host/check/package_check.h"
+#include "host/link/local_live_game.h"
 #include "tests/support/memory_session.h"
 #include "walking/package_walk.h"
 
@@ -96,7 +96,8 @@ void BM_Meetings1000Walkers600s(benchmark::State& state) {
   walking::PackageWalk walk;
   std::vector<walking::WalkerTrack> tracks;
   const Value& document = package.session.packages["windfall"].document;
-  if (!walking::plan_package(document, ground, walk, error) || !walking::tracks(walk, kHorizon, ground, tracks, error)) {
+  if (!walking::plan_package(document, ground, walk, error) ||
+      !walking::tracks(walk, kHorizon, ground, tracks, error)) {
     state.SkipWithError(error.c_str());
     return;
   }

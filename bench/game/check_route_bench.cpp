@@ -29,7 +29,8 @@ struct IslandCheck {
     for (int k = 0; k < kRoutePoints; ++k) {
       points.push_back(support::point(-1500 + (k % kPointsPerRow) * 60.0, 100, -1400 + (k / kPointsPerRow) * 140.0));
     }
-    Value actor = support::obj({{"id", support::str("walker")}, {"actor", support::str("resident")},
+    Value actor = support::obj({{"id", support::str("walker")},
+                                {"actor", support::str("resident")},
                                 {"position", support::point(-1500, 100, -1450)},
                                 {"path", support::obj({{"points", support::arr(points)}})}});
     session.add("windfall", support::obj({{"actors", support::arr({actor})}}));

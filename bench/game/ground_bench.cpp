@@ -2,13 +2,12 @@
 // and 100,000 probes: the game's batch query by each method, and the whole game link round trip over
 // loopback, each reported as a ratio to a plain loop of rtcIntersect1 casts on the same mesh.
 #include <arpa/inet.h>
+#include <benchmark/benchmark.h>
+#include <embree3/rtcore.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <benchmark/benchmark.h>
-#include <embree3/rtcore.h>
 
 #include <cmath>
 #include <cstdio>
@@ -20,17 +19,17 @@
 #include <thread>
 #include <vector>
 
-#include "protocol/flat_numbers.h"
 #include "game/game_world.h"
 #include "game/link_server.h"
+#include "protocol/flat_numbers.h"
 
 namespace {
 
-constexpr unsigned kTerrainCells = 708;      // 708 x 708 squares: 1,002,528 triangles
-constexpr float kTerrainHalf = 20000;        // world units each side of the centre
-constexpr float kTerrainBump = 200;          // heights within about +-130
-constexpr float kProbeHeight = 300;          // above every bump
-constexpr float kRouteStep = 25;             // probes walk routes in steps like the route check
+constexpr unsigned kTerrainCells = 708;  // 708 x 708 squares: 1,002,528 triangles
+constexpr float kTerrainHalf = 20000;    // world units each side of the centre
+constexpr float kTerrainBump = 200;      // heights within about +-130
+constexpr float kProbeHeight = 300;      // above every bump
+constexpr float kRouteStep = 25;         // probes walk routes in steps like the route check
 constexpr int kProbesPerRoute = 40;
 
 struct Fixture {

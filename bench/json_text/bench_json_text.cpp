@@ -2,18 +2,16 @@
 // underneath, on generated packages of 1,000 and 50,000 actors. After the runs, each figure is printed as
 // a throughput ratio to its baseline from the same run.
 #include <benchmark/benchmark.h>
-
 #include <malloc.h>
-
-#include <map>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include <nlohmann/json.hpp>
 #include <rapidjson/document.h>
 #include <rapidjson/reader.h>
 #include <simdjson.h>
+
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
 
 #include "bench/json_text/mod_package_generator.h"
 #include "json_text/json_text.h"
@@ -83,9 +81,9 @@ void ParseJson(benchmark::State& state) {
 // freed memory instead of returning it to the system, so the figure shows the builder's own cost without
 // the first touch of fresh pages, which dominates the cold figure for large packages.
 void ParseJsonWarmHeap(benchmark::State& state) {
-  constexpr int kKeepFreedBytes = 1 << 30;             // trim threshold while measuring, bytes
-  constexpr int kLargestHeapAllocation = 32 << 20;     // glibc's ceiling for the mmap threshold, bytes
-  constexpr int kDefaultThresholds = 128 << 10;        // glibc's initial trim and mmap thresholds, bytes
+  constexpr int kKeepFreedBytes = 1 << 30;          // trim threshold while measuring, bytes
+  constexpr int kLargestHeapAllocation = 32 << 20;  // glibc's ceiling for the mmap threshold, bytes
+  constexpr int kDefaultThresholds = 128 << 10;     // glibc's initial trim and mmap thresholds, bytes
   mallopt(M_TRIM_THRESHOLD, kKeepFreedBytes);
   mallopt(M_MMAP_THRESHOLD, kLargestHeapAllocation);
   const std::string& text = package(actors_of(state));
@@ -164,8 +162,7 @@ bool convert(simdjson::dom::element element, Value& out) {
       out.kind = Value::Kind::Bool;
       out.boolean = element.get_bool().value_unsafe();
       return true;
-    case simdjson::dom::element_type::NULL_VALUE:
-      return true;
+    case simdjson::dom::element_type::NULL_VALUE: return true;
     default:
       out.kind = Value::Kind::Number;
       out.number = element.get_double().value_unsafe();

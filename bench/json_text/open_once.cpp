@@ -5,6 +5,7 @@
 // figure is the parse's throughput as a ratio to the reader's (the goal: at least 0.30), median of the
 // children.
 #include <benchmark/benchmark.h>
+#include <rapidjson/reader.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,8 +19,6 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <rapidjson/reader.h>
 
 #include "bench/json_text/mod_package_generator.h"
 #include "json_text/json_text.h"
@@ -108,7 +107,12 @@ constexpr int kChildren = 7;  // fresh processes per size; the machine's noise m
 
 }  // namespace
 
-BENCHMARK(OpenInAFreshProcess)->Arg(1000)->Arg(50000)->Iterations(kChildren)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(OpenInAFreshProcess)
+    ->Arg(1000)
+    ->Arg(50000)
+    ->Iterations(kChildren)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
   if (argc == 3 && std::strcmp(argv[1], "--child") == 0) return child(std::strtoul(argv[2], nullptr, 10));

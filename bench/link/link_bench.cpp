@@ -3,12 +3,11 @@
 // measured in the same run: the same query in-process (host::LocalLiveGame, no link at all) and a bare
 // round trip of the very same request bytes on a plain socket (no encoding, no parsing on our side).
 #include <arpa/inet.h>
+#include <benchmark/benchmark.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <benchmark/benchmark.h>
 
 #include <chrono>
 #include <memory>
@@ -19,8 +18,8 @@
 
 #include "game/game_world.h"
 #include "game/link_server.h"
-#include "host/link/local_live_game.h"
 #include "host/link/game_link.h"
+#include "host/link/local_live_game.h"
 #include "protocol/flat_numbers.h"
 
 namespace {

@@ -27,8 +27,8 @@ using Clock = std::chrono::steady_clock;
 using mods::json::Value;
 
 constexpr int kTileProbes = host::map::TileHeights::kSide * host::map::TileHeights::kSide;
-constexpr int kCrowd = 1000;                     // walking actors in the live-event benchmark
-constexpr double kWatchSeconds = 2.0;            // s of wall time each CPU measurement covers
+constexpr int kCrowd = 1000;           // walking actors in the live-event benchmark
+constexpr double kWatchSeconds = 2.0;  // s of wall time each CPU measurement covers
 constexpr const char* kToken = "0123456789abcdef0123456789abcdef";
 
 double cpu_seconds() {
@@ -72,7 +72,8 @@ void make_tiles(benchmark::State& state, host::SharedWorkbench& shared, const ga
     }
     benchmark::DoNotOptimize(png.data());
   }
-  const double per_tile = std::chrono::duration<double>(Clock::now() - start).count() / static_cast<double>(state.iterations());
+  const double per_tile =
+      std::chrono::duration<double>(Clock::now() - start).count() / static_cast<double>(state.iterations());
   state.counters["ms_per_tile"] = per_tile * 1e3;
   state.counters["x_single_rays"] = per_tile / baseline;
 }

@@ -31,13 +31,16 @@ support::MemorySession& session_with(int count) {
   Value actors = Value::array();
   actors.items.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i + 1 < count; ++i) {
-    actors.items.push_back(obj({{"id", str("villager_" + std::to_string(i))}, {"actor", str("resident")},
+    actors.items.push_back(obj({{"id", str("villager_" + std::to_string(i))},
+                                {"actor", str("resident")},
                                 {"parameters", obj({{"resident", str("ub3")}})},
                                 {"position", point(i % 500, 100, i / 500)}}));
   }
   std::vector<Value> route;
   for (int k = 0; k < kRoutePoints; ++k) route.push_back(point(k * 40.0, 100, (k % 2) * 30.0));
-  actors.items.push_back(obj({{"id", str("target")}, {"actor", str("resident")}, {"position", point(0, 100, 0)},
+  actors.items.push_back(obj({{"id", str("target")},
+                              {"actor", str("resident")},
+                              {"position", point(0, 100, 0)},
                               {"path", obj({{"points", arr(route)}, {"mode", str("loop")}})}}));
   session.add("windfall", obj({{"actors", std::move(actors)}}));
   return session;

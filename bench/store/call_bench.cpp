@@ -124,8 +124,9 @@ void OneShotCall(benchmark::State& state) {
   Folder store, plain;
   std::ofstream(store.path + "/generated.json", std::ios::binary) << text;
   std::ofstream(plain.path + "/generated.json", std::ios::binary) << text;
-  const std::vector<std::string> call = {PATHWRIGHT_BINARY, "call", "--store", store.path, "add_route_point",
-                                         R"({"id":")" + id + R"(","position":{"x":1,"y":2,"z":3}})"};
+  const std::vector<std::string> call = {PATHWRIGHT_BINARY, "call",
+                                         "--store",         store.path,
+                                         "add_route_point", R"({"id":")" + id + R"(","position":{"x":1,"y":2,"z":3}})"};
   const std::vector<std::string> script = {PYTHON3, "-c", kPlainScript, plain.path + "/generated.json", id};
   const Run first = run_process(call);
   std::vector<double> figure, baseline, figure_peak, baseline_peak;
@@ -167,8 +168,8 @@ std::string request(int id, const std::string& method, const std::string& params
 }
 
 std::string point_at(int i) {
-  return R"({"x":)" + std::to_string(i * 10) + R"(.5,"y":)" + std::to_string(i % 7) + R"(,"z":)" + std::to_string(i % 13) +
-         "}";
+  return R"({"x":)" + std::to_string(i * 10) + R"(.5,"y":)" + std::to_string(i % 7) + R"(,"z":)" +
+         std::to_string(i % 13) + "}";
 }
 
 // The id of the first resident, the actor that one-shot calls move while the patrol keeps its history.
@@ -186,15 +187,17 @@ Run edit_for_a_day(const std::string& edited, const std::string& plain, const st
   for (int i = 0; i < kEdits; ++i) {
     const std::string target = R"({"id":")" + patrol + R"(",)";
     if (i % 10 == 3) {
-      lines += request(++id, "add_route_point", target + R"("snap":false,"after":)" + std::to_string(i % points) +
-                                                    R"(,"position":)" + point_at(i) + "}");
+      lines += request(
+          ++id, "add_route_point",
+          target + R"("snap":false,"after":)" + std::to_string(i % points) + R"(,"position":)" + point_at(i) + "}");
       ++points;
     } else if (i % 10 == 7) {
       lines += request(++id, "remove_route_point", target + R"("point":)" + std::to_string(1 + (i * 7) % points) + "}");
       --points;
     } else {
-      lines += request(++id, "move_route_point", target + R"("point":)" + std::to_string(1 + (i * 37) % points) +
-                                                     R"(,"position":)" + point_at(i + 1) + "}");
+      lines += request(
+          ++id, "move_route_point",
+          target + R"("point":)" + std::to_string(1 + (i * 37) % points) + R"(,"position":)" + point_at(i + 1) + "}");
     }
   }
   const Run serve = run_process({PATHWRIGHT_BINARY, "serve", "--store", edited}, lines);
@@ -208,9 +211,11 @@ void give_routes(const std::string& store, const std::string& patrol, const std:
   std::string lines;
   int id = 0;
   for (int i = 0; i < kRoutePoints; ++i)
-    lines += request(++id, "add_route_point", R"({"id":")" + patrol + R"(","snap":false,"position":)" + point_at(i) + "}");
+    lines +=
+        request(++id, "add_route_point", R"({"id":")" + patrol + R"(","snap":false,"position":)" + point_at(i) + "}");
   for (int i = 0; i < 2; ++i)
-    lines += request(++id, "add_route_point", R"({"id":")" + other + R"(","snap":false,"position":)" + point_at(i) + "}");
+    lines +=
+        request(++id, "add_route_point", R"({"id":")" + other + R"(","snap":false,"position":)" + point_at(i) + "}");
   run_process({PATHWRIGHT_BINARY, "serve", "--store", store}, lines);
   std::filesystem::remove_all(store + "/.pathwright");
 }
@@ -229,12 +234,14 @@ void LongHistory(benchmark::State& state) {
     std::string input;              // for serve
     std::vector<double> ours, theirs;
   };
+  // clang-format off
   Call calls[] = {
       {.args = {"actors"}, .input = "", .ours = {}, .theirs = {}},
       {.args = {"move_route_point", move}, .input = "", .ours = {}, .theirs = {}},
       {.args = {"undo"}, .input = "", .ours = {}, .theirs = {}},  // undoes that move
       {.args = {}, .input = request(1, "actors", "{}"), .ours = {}, .theirs = {}},  // serve's opening
   };
+  // clang-format on
   for (auto _ : state) {
     double total = 0;
     for (Call& call : calls) {

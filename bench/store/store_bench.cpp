@@ -11,6 +11,7 @@
 //   OpenPackage     peak and lasting memory of opening a package, against the size of its text
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,7 +21,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <malloc.h>
 #if PATHWRIGHT_BENCH_MIMALLOC
 #include <mimalloc.h>
 #endif
@@ -28,8 +28,8 @@
 #include <string>
 #include <vector>
 
-#include "json_text/json_text.h"
 #include "host/session/host_session.h"
+#include "json_text/json_text.h"
 
 namespace {
 
@@ -64,9 +64,7 @@ std::string package_text(int actors) {
         actor["parameters"]["resident"] = Value::of("ub3");
         actor["path"] = path;
         break;
-      case 1:
-        actor["actor"] = Value::of("bokoblin");
-        break;
+      case 1: actor["actor"] = Value::of("bokoblin"); break;
       default:
         actor["actor"] = Value::of("statue_model");
         actor["kind"] = Value::of("mod");

@@ -18,8 +18,7 @@
 namespace editor {
 
 // On failure answers null, leaves `ok` false and writes the reason into `error`.
-mods::json::Value check_route(Session& session, const mods::json::Value& params, std::string& error,
-                              bool& ok);
+mods::json::Value check_route(Session& session, const mods::json::Value& params, std::string& error, bool& ok);
 
 }  // namespace editor
 

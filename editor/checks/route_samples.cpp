@@ -82,9 +82,7 @@ const char* segment_problem(const RouteSamples& samples, const std::vector<float
     if (has_previous && std::fabs(height - previous) > kLargestStep) {
       return height < previous ? "a drop" : "a step up too high (a wall)";
     }
-    if (std::fabs(height - samples.line[k].y) > kLargestOffset) {
-      return "the ground is far from the route's height";
-    }
+    if (std::fabs(height - samples.line[k].y) > kLargestOffset) { return "the ground is far from the route's height"; }
     previous = height;
     has_previous = true;
   }

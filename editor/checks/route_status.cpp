@@ -5,8 +5,7 @@
 
 namespace editor {
 
-mods::json::Value route_status(Session& session, const mods::json::Value& params, std::string& error,
-                               bool& ok) {
+mods::json::Value route_status(Session& session, const mods::json::Value& params, std::string& error, bool& ok) {
   Session::Package* package = session.package(params, error);
   if (package == nullptr) return mods::json::Value();
   if (session.live_game == nullptr) {

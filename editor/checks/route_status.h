@@ -12,8 +12,7 @@ namespace editor {
 
 // On failure answers null, leaves `ok` false and writes the reason into `error`. The package need not
 // hold the actor: the game alone decides whether it walks one by that id.
-mods::json::Value route_status(Session& session, const mods::json::Value& params, std::string& error,
-                               bool& ok);
+mods::json::Value route_status(Session& session, const mods::json::Value& params, std::string& error, bool& ok);
 
 }  // namespace editor
 

@@ -31,7 +31,9 @@ void lay_out(RouteWalk& walk) {
   std::size_t first = 0;
   for (std::size_t s = 0; s < plan.segments.size(); ++s) {
     const RouteSamples::Segment& segment = plan.segments[s];
-    walk.segments.push_back({.from = segment.from, .to = segment.to, .first = first,
+    walk.segments.push_back({.from = segment.from,
+                             .to = segment.to,
+                             .first = first,
                              .intervals = static_cast<std::uint64_t>(segment.samples) - 1});
     walk.sample_segment.insert(walk.sample_segment.end(), segment.samples, s);
     first += segment.samples;

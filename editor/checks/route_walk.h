@@ -10,27 +10,27 @@
 #include <string>
 #include <vector>
 
+#include "editor/checks/route_samples.h"
 #include "editor/points/world_point.h"
 #include "editor/session.h"
-#include "editor/checks/route_samples.h"
 #include "json/value.h"
 
 namespace editor {
 
 struct WalkSegment {
-  std::size_t from = 0;        // route point number the segment starts at (0: the actor's position)
-  std::size_t to = 0;          // route point number it ends at
-  std::size_t first = 0;       // index of its first sample; it has `intervals` + 1 samples
+  std::size_t from = 0;   // route point number the segment starts at (0: the actor's position)
+  std::size_t to = 0;     // route point number it ends at
+  std::size_t first = 0;  // index of its first sample; it has `intervals` + 1 samples
   std::uint64_t intervals = 0;
 };
 
 struct RouteWalk {
   RouteSamples plan;  // the samples as planned, which check_route judges
   std::vector<WalkSegment> segments;
-  std::vector<story_notebook::WorldPoint> samples;  // on each segment's straight line, with its height
-  std::vector<std::size_t> sample_segment;           // index into `segments` of every sample
+  std::vector<story_notebook::WorldPoint> samples;         // on each segment's straight line, with its height
+  std::vector<std::size_t> sample_segment;                 // index into `segments` of every sample
   mods::json::Value skipped = mods::json::Value::array();  // numbers of unreadable points, passed over
-  std::vector<float> heights;                         // the ground below each sample, where `found`
+  std::vector<float> heights;                              // the ground below each sample, where `found`
   std::vector<bool> found;
 };
 

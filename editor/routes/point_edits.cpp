@@ -13,7 +13,7 @@ namespace {
 
 using mods::json::Value;
 
-constexpr double kNewModelRouteSpeed = 60.0;  // pace a model's new route starts with [game walking units]
+constexpr double kNewModelRouteSpeed = 60.0;       // pace a model's new route starts with [game walking units]
 constexpr std::size_t kResidentMinimumPoints = 1;  // residents and patrollers walk from their position
 constexpr std::size_t kModelMinimumPoints = 2;     // a model starts on its first point
 

@@ -158,9 +158,8 @@ bool read_live_route(const Value& route_value, const SentRoute& route, std::vect
   std::string ignored;
   if (!one_of(route_value.get("mode"), {"once", "loop", "back_and_forth"}) ||
       !one_of(route_value.get("state"), {"walking", "pausing", "arrived"}) ||
-      !finite_number(route_value.get("speed")) || !(route_value.get("speed").number > 0) ||
-      !finite_number(heading) || heading.number < 0 || heading.number >= 360 ||
-      !whole_number_in(route_value.get("target"), 1, count) ||
+      !finite_number(route_value.get("speed")) || !(route_value.get("speed").number > 0) || !finite_number(heading) ||
+      heading.number < 0 || heading.number >= 360 || !whole_number_in(route_value.get("target"), 1, count) ||
       !read_finite_point(route_value.get("position"), position, ignored)) {
     error = "\"mode\", \"state\", a positive \"speed\", \"heading\" in [0, 360), \"target\" from 1 to " +
             std::to_string(route.points.size()) + " and a \"position\"";

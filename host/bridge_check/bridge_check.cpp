@@ -31,6 +31,7 @@ struct Case {
 
 // The order matters at both ends: the greeting gives the others the world, and the case that closes
 // connections half-way runs last, so that a bridge it brings down fails that case only.
+// clang-format off
 constexpr Case kCases[] = {
     {.name = "greeting", .run = greeting_case},
     {.name = "ids", .run = ids_case},
@@ -46,6 +47,7 @@ constexpr Case kCases[] = {
     {.name = "connections", .run = connections_case},
     {.name = "closed-mid-request", .run = closed_mid_request_case},
 };
+// clang-format on
 
 double percentile(std::vector<double> values, double share) {
   std::sort(values.begin(), values.end());

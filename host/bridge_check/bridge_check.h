@@ -36,8 +36,8 @@ struct CheckOptions {
 };
 
 struct CheckReport {
-  bool greeted = false;     // false: could not connect, or no usable greeting (see `cases` and `problem`)
-  std::string problem;      // why the bridge could not be reached, when it could not
+  bool greeted = false;  // false: could not connect, or no usable greeting (see `cases` and `problem`)
+  std::string problem;   // why the bridge could not be reached, when it could not
   Greeting greeting;
   std::vector<CaseResult> cases;
   std::vector<Latency> latency;

@@ -29,8 +29,7 @@ class BridgeSession {
   static constexpr int kConnectTimeoutMs = 2000;  // ms; a bridge on loopback accepts at once
 
   // Connects to `address`. On null, `error` says why.
-  static std::unique_ptr<BridgeSession> open(const GameAddress& address, double timeout_seconds,
-                                             std::string& error);
+  static std::unique_ptr<BridgeSession> open(const GameAddress& address, double timeout_seconds, std::string& error);
 
   // Sends `line` (without its "\n"). Throws CaseFailure when it cannot be sent in time.
   void send(const std::string& line);

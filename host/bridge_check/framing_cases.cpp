@@ -109,7 +109,8 @@ std::string errors_case(CheckContext& context) {
 
   const std::string unloaded = R"({"id":38,"op":"live_actors","package":"bridge_check_never_loaded"})";
   const Value answer = session->ask(unloaded, 38);
-  if (answer.get("ok").boolean || answer.get("error").string("") != "no package \"bridge_check_never_loaded\" is loaded") {
+  if (answer.get("ok").boolean ||
+      answer.get("error").string("") != "no package \"bridge_check_never_loaded\" is loaded") {
     fail(unloaded, answer, "the error \"no package \\\"bridge_check_never_loaded\\\" is loaded\"");
   }
   expect_still_usable(*session);

@@ -11,8 +11,8 @@ namespace {
 
 using mods::json::Value;
 
-constexpr std::size_t kSampleEvery = 10;   // batch entries compared one by one in the largest batches
-constexpr float kFarOutside = 1e20f;       // a probe's x this far is outside any world
+constexpr std::size_t kSampleEvery = 10;  // batch entries compared one by one in the largest batches
+constexpr float kFarOutside = 1e20f;      // a probe's x this far is outside any world
 
 [[noreturn]] void fail(const std::string& sent, const Value& got, const std::string& expected) {
   throw CaseFailure("sent " + excerpt(sent) + ", got " + excerpt(compact(got)) + ", expected " + expected);
@@ -100,8 +100,8 @@ std::string ground_height_case(CheckContext& context) {
   where.append(protocol::float_text(beneath.x)).append(", ").append(protocol::float_text(beneath.z)).append(")");
   if (none.found || (none.note != "open sea below " + where && none.note != "nothing below " + where)) {
     throw CaseFailure("sent a probe 100000 units below the ground, got " +
-                      (none.found ? "ground" : "the note \"" + none.note + "\"") + ", expected the note \"open sea below " +
-                      where + "\" or \"nothing below " + where + "\"");
+                      (none.found ? "ground" : "the note \"" + none.note + "\"") +
+                      ", expected the note \"open sea below " + where + "\" or \"nothing below " + where + "\"");
   }
   const Ground outside = ground_below(*session, {kFarOutside, 0, 0});
   if (outside.found || outside.note != "outside the world: (1e+20, 0)") {
@@ -152,10 +152,10 @@ std::string link_camera_case(CheckContext& context) {
   const bool there = moved.x == target.x && moved.y == target.y && moved.z == target.z;
   session->call("teleport", protocol::point_fields(link));  // back where Link stood
   if (!there) {
-    throw CaseFailure("sent \"teleport\" to (" + protocol::float_text(target.x) + ", " + protocol::float_text(target.y) +
-                      ", " + protocol::float_text(target.z) + "), got \"link\" at (" + protocol::float_text(moved.x) +
-                      ", " + protocol::float_text(moved.y) + ", " + protocol::float_text(moved.z) +
-                      "), expected Link at the point as given");
+    throw CaseFailure("sent \"teleport\" to (" + protocol::float_text(target.x) + ", " +
+                      protocol::float_text(target.y) + ", " + protocol::float_text(target.z) + "), got \"link\" at (" +
+                      protocol::float_text(moved.x) + ", " + protocol::float_text(moved.y) + ", " +
+                      protocol::float_text(moved.z) + "), expected Link at the point as given");
   }
   return "";
 }

@@ -14,8 +14,8 @@ namespace {
 
 using mods::json::Value;
 
-constexpr float kLegUnits = 300.0f;         // the kit's route: a corner of two legs this long, from Link
-constexpr double kOnRouteUnits = 0.5;       // how far from its route a walker may be found (float rounding)
+constexpr float kLegUnits = 300.0f;    // the kit's route: a corner of two legs this long, from Link
+constexpr double kOnRouteUnits = 0.5;  // how far from its route a walker may be found (float rounding)
 constexpr double kClockSlackSeconds = 1e-6;
 constexpr const char* kWalker = "bridge_check_walker";
 constexpr const char* kStill = "bridge_check_still";  // placed without a route: never walked
@@ -34,8 +34,9 @@ SentRoute load_walkers(BridgeSession& session, const std::string& package, Value
   std::string expected;
   const Value at = session.call("link");
   if (!read_finite_point(at, link, expected)) fail("\"link\"", at, expected);
-  SentRoute route{.actor = kWalker,
-                  .points = {link, {link.x + kLegUnits, link.y, link.z}, {link.x + kLegUnits, link.y, link.z + kLegUnits}}};
+  SentRoute route{
+      .actor = kWalker,
+      .points = {link, {link.x + kLegUnits, link.y, link.z}, {link.x + kLegUnits, link.y, link.z + kLegUnits}}};
   Value walker = Value::object();
   walker["id"] = Value::of(kWalker);
   walker["kind"] = Value::of("mod");
@@ -80,15 +81,15 @@ void expect_on_route(BridgeSession& session, const WorldPoint& position, const s
   const bool stands = found ? std::abs(position.y - ground) <= kOnRouteUnits
                             : position.y >= low->y - kOnRouteUnits && position.y <= high->y + kOnRouteUnits;
   if (!stands) {
-    throw CaseFailure("asked " + source + ", got the walker at " + point_text(position) + ", expected it on the ground" +
+    throw CaseFailure("asked " + source + ", got the walker at " + point_text(position) +
+                      ", expected it on the ground" +
                       (found ? " at y " + protocol::float_text(ground) : " or within the route's heights"));
   }
 }
 
 // "live_actors" and "live_route" of the walker: shapes, and its position on the route as walked. Answers
 // the game's time; `position` is where "live_actors" put the walker.
-double expect_walker(BridgeSession& session, const std::string& package, const SentRoute& route,
-                     WorldPoint& position) {
+double expect_walker(BridgeSession& session, const std::string& package, const SentRoute& route, WorldPoint& position) {
   const std::string quoted = "\"package\":\"" + package + "\"";
   const Value live = session.call("live_actors", quoted);
   double time = 0;
@@ -103,8 +104,9 @@ double expect_walker(BridgeSession& session, const std::string& package, const S
     const WorldPoint& sent = route.points[k];
     const float y = ground_below(session, {sent.x, sent.y + 100, sent.z}, ground) ? ground : sent.y;
     if (walked[k].y != y) {
-      fail("\"live_route\"", answer, "point " + std::to_string(k + 1) + " at y " + protocol::float_text(y) +
-                                         " (on the ground below 100 units above it)");
+      fail("\"live_route\"", answer,
+           "point " + std::to_string(k + 1) + " at y " + protocol::float_text(y) +
+               " (on the ground below 100 units above it)");
     }
   }
   expect_on_route(session, position, walked, "\"live_actors\"");
@@ -115,7 +117,8 @@ double expect_walker(BridgeSession& session, const std::string& package, const S
 void expect_not_walked(BridgeSession& session, const std::string& package, const std::string& actor) {
   const std::string fields = "\"package\":\"" + package + "\",\"actor\":\"" + actor + "\"";
   const Value answer = session.call("live_route", fields);
-  if (!answer.has("route") || !answer.get("route").is_null()) fail("\"live_route\" " + fields, answer, "\"route\": null");
+  if (!answer.has("route") || !answer.get("route").is_null())
+    fail("\"live_route\" " + fields, answer, "\"route\": null");
 }
 
 // The first surface below each probe, one "ground_heights" request.
@@ -129,11 +132,12 @@ void ground_below_all(BridgeSession& session, const std::vector<WorldPoint>& pro
 }
 
 // The walker stands where Pathwright's own walking rules put it `seconds` after the load.
-void expect_predicted(const walking::PackageWalk& plan, const walking::GroundBelow& ground,
-                      double seconds, const WorldPoint& position) {
+void expect_predicted(const walking::PackageWalk& plan, const walking::GroundBelow& ground, double seconds,
+                      const WorldPoint& position) {
   std::vector<walking::WalkerPose> poses;
   std::string error;
-  if (!walking::poses_at(plan, seconds, ground, poses, error)) throw CaseFailure("predicting the walk failed: " + error);
+  if (!walking::poses_at(plan, seconds, ground, poses, error))
+    throw CaseFailure("predicting the walk failed: " + error);
   for (std::size_t k = 0; k < plan.walkers.size(); ++k) {
     if (plan.walkers[k].id != kWalker) continue;
     const WorldPoint& predicted = poses[k].position;

@@ -48,8 +48,9 @@ void route_lines(const std::string& file, const Value& route, std::string& out) 
   if (route.has("problem")) out += where(file, route, "error") + id + route.get("problem").string("") + "\n";
   for (const Value& segment : route.get("segments").items) {
     if (segment.get("ok").boolean) continue;
-    out += where(file, segment, "error") + id + "segment " + number_text(segment.get("from")) + " to " + number_text(segment.get("to")) + ": " +
-           segment.get("problem").string("") + " at " + point_text(segment.get("at")) + "\n";
+    out += where(file, segment, "error") + id + "segment " + number_text(segment.get("from")) + " to " +
+           number_text(segment.get("to")) + ": " + segment.get("problem").string("") + " at " +
+           point_text(segment.get("at")) + "\n";
   }
 }
 

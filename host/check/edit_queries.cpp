@@ -22,10 +22,8 @@ struct Trial {
 
 std::vector<Trial> trials() {
   return {
-      {.field = "mode", .value = Value::of("loop")},
-      {.field = "speed", .value = Value::of(60.0)},
-      {.field = "pauses", .value = Value::of(1.0)},
-      {.field = "walk", .value = Value::of("walk")},
+      {.field = "mode", .value = Value::of("loop")}, {.field = "speed", .value = Value::of(60.0)},
+      {.field = "pauses", .value = Value::of(1.0)},  {.field = "walk", .value = Value::of("walk")},
       {.field = "idle", .value = Value::of("idle")},
   };
 }

@@ -16,14 +16,12 @@ namespace host {
 // not walk at all. Each field is tried with set_route's own edit on a copy of the actor, so a refusal is
 // exactly what set_route would answer. On failure (unknown package or actor) `ok` is false, `error` says
 // why and nothing was looked at further.
-mods::json::Value route_fields(editor::Session& session, const mods::json::Value& params, std::string& error,
-                               bool& ok);
+mods::json::Value route_fields(editor::Session& session, const mods::json::Value& params, std::string& error, bool& ok);
 
 // ground_point {"position"} -> {"position"} snapped the way add_route_point snaps: the ground below a probe
 // raised above the position. Without ground there, or without a game, the position comes back as given
 // with "snap_note" saying why. On failure (no readable "position") `ok` is false and `error` says why.
-mods::json::Value ground_point(editor::Session& session, const mods::json::Value& params, std::string& error,
-                               bool& ok);
+mods::json::Value ground_point(editor::Session& session, const mods::json::Value& params, std::string& error, bool& ok);
 
 }  // namespace host
 

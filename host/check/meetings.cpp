@@ -12,8 +12,9 @@
 // The search in two steps. A sweep over slices of game time gives each actor, for each slice, the box
 // that its place (widened by kActorRadius) covers during that slice, sorted into the cells of a square
 // grid; only pairs whose boxes overlap in some slice can meet then, and each is listed once, in the cell
-// holding the overlap's corner. Each such pair is then judged exactly over the slices it shares: on every stretch where both move in a straight line, their distance is a quadratic and their
-// height difference a line in time, so the moments where they meet form one interval found in closed form.
+// holding the overlap's corner. Each such pair is then judged exactly over the slices it shares: on every stretch where
+// both move in a straight line, their distance is a quadratic and their height difference a line in time, so the
+// moments where they meet form one interval found in closed form.
 
 namespace host {
 namespace {
@@ -297,8 +298,8 @@ Value meeting_finding(const Meeting& meeting) {
     std::string text, error;
     return json_text::print_json(value, json_text::JsonLayout::Compact, text, error) ? text : "?";
   };
-  const Value at = editor::rounded({static_cast<float>(meeting.x), static_cast<float>(meeting.y),
-                                    static_cast<float>(meeting.z)});
+  const Value at =
+      editor::rounded({static_cast<float>(meeting.x), static_cast<float>(meeting.y), static_cast<float>(meeting.z)});
   const Value seconds = Value::of(std::round(meeting.seconds * kTenths) / kTenths);
   Value finding = Value::object();
   finding["level"] = Value::of("warning");
@@ -308,10 +309,10 @@ Value meeting_finding(const Meeting& meeting) {
   finding["seconds"] = seconds;
   finding["at"] = at;
   finding["times"] = Value::of(static_cast<double>(meeting.times));
-  finding["text"] = Value::of(std::string(meeting.walks_through ? "walks through " : "meets ") +
-                              text_of(Value::of(meeting.other)) + " at (" + text_of(at.get("x")) + ", " +
-                              text_of(at.get("y")) + ", " + text_of(at.get("z")) + ") after " + text_of(seconds) +
-                              " s");
+  finding["text"] =
+      Value::of(std::string(meeting.walks_through ? "walks through " : "meets ") + text_of(Value::of(meeting.other)) +
+                " at (" + text_of(at.get("x")) + ", " + text_of(at.get("y")) + ", " + text_of(at.get("z")) +
+                ") after " + text_of(seconds) + " s");
   return finding;
 }
 

@@ -115,8 +115,7 @@ bool meetings_of(const Value& document, editor::LiveGame* game, double horizon, 
   return true;
 }
 
-Value counts_of(std::size_t actors, const Value& routes, const std::vector<Finding>& findings,
-                std::size_t meetings) {
+Value counts_of(std::size_t actors, const Value& routes, const std::vector<Finding>& findings, std::size_t meetings) {
   std::size_t ok = 0, problems = 0, unchecked = 0, errors = 0;
   for (const Value& route : routes.items) {
     if (route.has("checked")) {

@@ -19,7 +19,7 @@ struct Finding {
   bool whole_package = false;        // about the package or an actor without an id to name: no "id"
   std::optional<std::size_t> point;  // the route point it concerns (0: the actor's own position)
   std::string text;
-  std::size_t actor = 0;             // the index of the actor in "actors" (not in the JSON answer)
+  std::size_t actor = 0;  // the index of the actor in "actors" (not in the JSON answer)
 };
 
 const char* level_name(Finding::Level level);

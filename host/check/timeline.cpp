@@ -19,8 +19,8 @@ using mods::json::Value;
 
 constexpr double kDefaultHorizonSeconds = 600;  // "package_timeline" without "seconds"
 constexpr double kLongestHorizonSeconds = 3600;
-constexpr double kPlaceSteps = 10;    // places are written in tenths of a world unit, as stored points
-constexpr double kTimeSteps = 1000;   // times are written in milliseconds
+constexpr double kPlaceSteps = 10;   // places are written in tenths of a world unit, as stored points
+constexpr double kTimeSteps = 1000;  // times are written in milliseconds
 
 double rounded(double value, double steps) { return std::round(value * steps) / steps; }
 
@@ -29,9 +29,8 @@ walking::GroundBelow ground_of(editor::Session& session) {
   editor::LiveGame* game = session.live_game;
   if (game == nullptr) return {};
   return [game](const std::vector<story_notebook::WorldPoint>& probes, std::vector<float>& heights,
-                std::vector<bool>& found, std::string& error) {
-    return game->ground_heights(probes, heights, found, error);
-  };
+                std::vector<bool>& found,
+                std::string& error) { return game->ground_heights(probes, heights, found, error); };
 }
 
 Value place(double x, double y, double z) {

@@ -5,8 +5,8 @@
 
 #include "host/check/check_places.h"
 #include "host/check/check_report.h"
-#include "host/store/file_system.h"
 #include "host/cli/workbench.h"
+#include "host/store/file_system.h"
 #include "host/store/package_name.h"
 #include "json_text/json_text.h"
 
@@ -38,8 +38,8 @@ bool store_packages(Workbench& bench, std::vector<std::string>& names, Value& sk
   for (const Value& entry : listing.result.get("packages").items) names.push_back(entry.get("name").string(""));
   skipped = listing.result.get("skipped").is_array() ? listing.result.get("skipped") : Value::array();
   for (const Value& file : skipped.items) {
-    std::cerr << "pathwright check: skipped \"" << file.get("file").string("") << "\": "
-              << file.get("reason").string("") << "\n";
+    std::cerr << "pathwright check: skipped \"" << file.get("file").string("")
+              << "\": " << file.get("reason").string("") << "\n";
   }
   if (names.empty()) error = "the store holds no package";
   return !names.empty();

@@ -18,7 +18,7 @@ namespace {
 
 using mods::json::Value;
 
-constexpr std::size_t kGitArguments = 7;  // path, old file, old hash, old mode, new file, new hash, new mode
+constexpr std::size_t kGitArguments = 7;      // path, old file, old hash, old mode, new file, new hash, new mode
 constexpr const char* kNoFile = "/dev/null";  // git's name for the side of a new or deleted file
 
 // Prints the changes as the format says; false when they cannot be written.
@@ -64,8 +64,7 @@ int text_diff(const std::string& name, const std::string& before, const std::str
     return DiffCommand::kExitTrouble;
   }
   int status = 0;
-  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
+  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {}
   const bool ran = WIFEXITED(status) && WEXITSTATUS(status) <= 1;
   if (!ran) std::cerr << "pathwright diff: diff(1) failed on " << name << "\n";
   return ran ? DiffCommand::kExitSame : DiffCommand::kExitTrouble;

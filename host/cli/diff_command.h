@@ -12,9 +12,9 @@ namespace host {
 
 class DiffCommand {
  public:
-  static constexpr int kExitSame = 0;        // no difference (and, with --git, whatever was printed)
-  static constexpr int kExitDifferent = 1;   // differences printed
-  static constexpr int kExitTrouble = 2;     // a file missing or not a package, bad usage
+  static constexpr int kExitSame = 0;       // no difference (and, with --git, whatever was printed)
+  static constexpr int kExitDifferent = 1;  // differences printed
+  static constexpr int kExitTrouble = 2;    // a file missing or not a package, bad usage
 
   explicit DiffCommand(CLI::App& app);
 

@@ -52,7 +52,9 @@ Value JsonRpcServer::answer(const Value& request) {
   const Value& id = request.get("id");
   const bool id_ok = id.is_null() || id.is_string() || id.is_number();
   const Value& answer_id = id_ok ? id : Value();
-  if (!id_ok) return error_answer(answer_id, rpc_code::kInvalidRequest, "invalid request: \"id\" is not a string, number or null");
+  if (!id_ok)
+    return error_answer(answer_id, rpc_code::kInvalidRequest,
+                        "invalid request: \"id\" is not a string, number or null");
   if (request.get("jsonrpc").string("") != "2.0") {
     return error_answer(answer_id, rpc_code::kInvalidRequest, "invalid request: \"jsonrpc\" is not \"2.0\"");
   }

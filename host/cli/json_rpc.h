@@ -26,11 +26,11 @@ constexpr int kGameLinkFailed = 2;       // the game died, hung or babbled durin
 
 // One method call's outcome, as the runner reports it.
 struct CallOutcome {
-  bool handled = false;        // the method exists
-  bool ok = false;             // it succeeded; then `result` is the answer
+  bool handled = false;                 // the method exists
+  bool ok = false;                      // it succeeded; then `result` is the answer
   int code = rpc_code::kCommandFailed;  // on failure: kCommandFailed or kGameLinkFailed
-  std::string error;           // on failure: the command's error text
-  mods::json::Value result;    // on success the result; on failure any partial result (or null)
+  std::string error;                    // on failure: the command's error text
+  mods::json::Value result;             // on success the result; on failure any partial result (or null)
 };
 
 using MethodRunner = std::function<CallOutcome(const std::string& method, const mods::json::Value& params)>;

@@ -12,6 +12,7 @@ struct Command {
 };
 
 // Every command Workbench::run answers: the route service's, the store's, the check's and its own.
+// clang-format off
 const Command kCommands[] = {
     {"add_route_point", {"id", "position", "at", "snap", "after"}},
     {"move_route_point", {"id", "point", "position", "at", "snap"}},
@@ -38,13 +39,14 @@ const Command kCommands[] = {
     {"ground_point", {"position"}},
     {"advance_game", {"seconds"}},
 };
+// clang-format on
 
 }  // namespace
 
 std::vector<std::string> unknown_param_warnings(const std::string& method, const mods::json::Value& params) {
   std::vector<std::string> warnings;
-  const auto command = std::find_if(std::begin(kCommands), std::end(kCommands),
-                                    [&](const Command& c) { return method == c.name; });
+  const auto command =
+      std::find_if(std::begin(kCommands), std::end(kCommands), [&](const Command& c) { return method == c.name; });
   if (command == std::end(kCommands) || !params.is_object()) return warnings;
   for (const auto& [key, value] : params.members) {
     const bool known = key == "package" || std::any_of(command->params.begin(), command->params.end(),

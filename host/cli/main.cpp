@@ -1,14 +1,13 @@
 // The `pathwright` command: `serve` (JSON-RPC 2.0 over standard input and output), `call` (one request,
-// then exit), `map` (the browser map over HTTP) and `tour` (a guided walk through what Pathwright does). Exceptions end here, each turned
-// into a message on standard error.
+// then exit), `map` (the browser map over HTTP) and `tour` (a guided walk through what Pathwright does). Exceptions end
+// here, each turned into a message on standard error.
+#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
-
-#include <CLI/CLI.hpp>
 
 #include "host/cli/install_paths.h"
 #if PATHWRIGHT_WITH_MAP
@@ -26,8 +25,8 @@
 #include "host/cli/diff_command.h"
 #include "host/cli/merge_command.h"
 #include "host/cli/shared_workbench.h"
-#include "host/cli/store_socket.h"
 #include "host/cli/stdio_server.h"
+#include "host/cli/store_socket.h"
 #include "host/cli/tour.h"
 #include "host/cli/workbench.h"
 #include "json_text/json_text.h"
@@ -38,12 +37,12 @@ namespace {
 using host::Workbench;
 using host::WorkbenchOptions;
 
-constexpr int kExitFailed = 1;      // the command failed
-constexpr int kExitBadUsage = 2;    // unknown method, bad flags or parameters
+constexpr int kExitFailed = 1;    // the command failed
+constexpr int kExitBadUsage = 2;  // unknown method, bad flags or parameters
 // The game timeout's allowed range (seconds): above zero, and short enough to count in milliseconds.
 constexpr double kMinGameTimeoutSeconds = 0.001;
 constexpr double kMaxGameTimeoutSeconds = 3600;
-constexpr double kMaxLockWaitSeconds = 86400;  // s; a day: anything longer is a mistake
+constexpr double kMaxLockWaitSeconds = 86400;          // s; a day: anything longer is a mistake
 constexpr double kMaxRequestBytes = double{1u << 30};  // bytes of one request line: 1 GiB
 
 // A flag's number checked against its range, which the message gives in plain numbers
@@ -94,9 +93,10 @@ void add_store_flags(CLI::App& command, Flags& flags) {
   auto* demo = command.add_flag("--demo", flags.demo,
                                 "run the simulated game in this process on the built-in island and, unless --store "
                                 "is given, work on a temporary copy of the demo store");
-  auto* world = command.add_option("--world", flags.world,
-                                   "run the simulated game in this process on this OBJ mesh (y up, world units) "
-                                   "instead of the island; the store is --store or the current folder")
+  auto* world = command
+                    .add_option("--world", flags.world,
+                                "run the simulated game in this process on this OBJ mesh (y up, world units) "
+                                "instead of the island; the store is --store or the current folder")
                     ->type_name("FILE.obj")
                     ->check(CLI::ExistingFile);
   game->excludes(world);
@@ -185,8 +185,7 @@ int map(const Flags& flags, const host::map::MapServerOptions& options, char** /
 int map(const Flags& /*flags*/, const host::map::MapServerOptions& /*options*/, char** argv) {
   const std::string program = host::program_path(host::kMapProgram);
   ::execv(program.c_str(), argv);
-  std::cerr << "pathwright: the map program \"" << program << "\" cannot be started: " << std::strerror(errno)
-            << "\n";
+  std::cerr << "pathwright: the map program \"" << program << "\" cannot be started: " << std::strerror(errno) << "\n";
   return kExitFailed;
 }
 #endif
@@ -267,13 +266,9 @@ int call(const Flags& flags, const std::string& method, const std::string& param
   if (!(flags.demo && flags.store.empty())) {
     host::CallOutcome outcome;
     switch (forward(flags.store.empty() ? "." : flags.store, flags.lock_wait, method, params, outcome)) {
-      case host::Forwarded::Answered:
-        return report(method, outcome);
-      case host::Forwarded::Failed:
-        std::cerr << "pathwright: " << outcome.error << "\n";
-        return kExitFailed;
-      case host::Forwarded::NoListener:
-        break;
+      case host::Forwarded::Answered: return report(method, outcome);
+      case host::Forwarded::Failed: std::cerr << "pathwright: " << outcome.error << "\n"; return kExitFailed;
+      case host::Forwarded::NoListener: break;
     }
   }
   int status = 0;
@@ -302,31 +297,36 @@ CLI::App* add_serve_command(CLI::App& app, Flags& flags) {
 }
 
 CLI::App* add_call_command(CLI::App& app, Flags& flags, std::string& method, std::string& params_text) {
-  CLI::App* call_command = app.add_subcommand(
-      "call", "run one command and print its result as JSON; on failure the error goes to standard error "
-              "(exit status 1, or 2 for an unknown method or bad usage)");
+  CLI::App* call_command =
+      app.add_subcommand("call",
+                         "run one command and print its result as JSON; on failure the error goes to standard error "
+                         "(exit status 1, or 2 for an unknown method or bad usage)");
   add_store_flags(*call_command, flags);
   call_command->add_option("METHOD", method, "the command, e.g. add_route_point, undo, status")->required();
   call_command->add_option("--lock-wait", flags.lock_wait, "seconds to wait while another process holds the store")
       ->check(in_range("the lock wait", 0, kMaxLockWaitSeconds, "seconds"))
       ->type_name("SECONDS")
       ->default_val(kCallLockWaitSeconds);
-  call_command->add_option("PARAMS", params_text, "the command's parameters as a JSON object, e.g. '{\"id\":\"gate_guard\"}'");
+  call_command->add_option("PARAMS", params_text,
+                           "the command's parameters as a JSON object, e.g. '{\"id\":\"gate_guard\"}'");
   return call_command;
 }
 
 CLI::App* add_map_command(CLI::App& app, Flags& flags, host::map::MapServerOptions& map_options) {
   map_options.web_dir = host::shared_data_path("web");
-  CLI::App* map_command = app.add_subcommand(
-      "map", "serve the browser map over HTTP on 127.0.0.1; prints the address to open, with its token, as "
-             "the first line (see docs/map.md)");
+  CLI::App* map_command =
+      app.add_subcommand("map",
+                         "serve the browser map over HTTP on 127.0.0.1; prints the address to open, with its token, as "
+                         "the first line (see docs/map.md)");
   add_store_flags(*map_command, flags);
   map_command->add_option("--port", map_options.port, "the port to listen on; 0 picks a free one")
       ->check(in_range("the port", 0, 65535, "(0 picks a free one)"))
       ->type_name("N")
       ->default_val(host::map::MapServerOptions::kDefaultPort);
-  map_command->add_option("--bind", map_options.bind, "the address to listen on (anything but loopback is "
-                                                      "reachable from other machines)")
+  map_command
+      ->add_option("--bind", map_options.bind,
+                   "the address to listen on (anything but loopback is "
+                   "reachable from other machines)")
       ->type_name("ADDR")
       ->default_val("127.0.0.1");
   map_command->add_option("--token", map_options.token, "the token the page must present (default: random)")
@@ -340,9 +340,10 @@ CLI::App* add_map_command(CLI::App& app, Flags& flags, host::map::MapServerOptio
 }
 
 void add_tour_command(CLI::App& app, Flags& flags) {
-  CLI::App* tour_command = app.add_subcommand(
-      "tour", "a guided tour on a temporary copy of the demo store with the simulated game; exits 0 only "
-              "when every step answered as expected");
+  CLI::App* tour_command =
+      app.add_subcommand("tour",
+                         "a guided tour on a temporary copy of the demo store with the simulated game; exits 0 only "
+                         "when every step answered as expected");
   tour_command->add_flag("--demo", flags.demo, "accepted for symmetry: the tour always runs the simulated game");
   tour_command->add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
       ->type_name("DIR")
@@ -369,7 +370,8 @@ int run(int argc, char** argv) {
   // CLI11 would only say that a subcommand is required.
   const auto named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
   if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(named).empty()) {
-    std::cerr << "pathwright: unknown command \"" << argv[1] << "\" (the commands are serve, call, map, check, diff, merge, resolve, bridge-check and tour)\n";
+    std::cerr << "pathwright: unknown command \"" << argv[1]
+              << "\" (the commands are serve, call, map, check, diff, merge, resolve, bridge-check and tour)\n";
     return kExitBadUsage;
   }
   try {

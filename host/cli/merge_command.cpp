@@ -23,8 +23,9 @@ MergeCommand::MergeCommand(CLI::App& app) {
   command_->add_option("THEIRS", theirs_, "their version")->required();
   command_->add_option("-o,--output", out_, "where the merged package goes (default: OURS, as git merge-file)")
       ->type_name("OUT");
-  command_->add_option("--name", name_,
-                       "the package's own path, which names the conflicts file PATH.conflicts (default: OUT)")
+  command_
+      ->add_option("--name", name_,
+                   "the package's own path, which names the conflicts file PATH.conflicts (default: OUT)")
       ->type_name("PATH");
 }
 
@@ -110,8 +111,7 @@ ResolveCommand::ResolveCommand(CLI::App& app) {
   command_->add_option("--take", take_, "the version to keep")
       ->check(CLI::IsMember({"ours", "theirs", "base"}))
       ->required();
-  command_->add_option("--conflicts", conflicts_, "the conflicts file (default: PACKAGE.conflicts)")
-      ->type_name("FILE");
+  command_->add_option("--conflicts", conflicts_, "the conflicts file (default: PACKAGE.conflicts)")->type_name("FILE");
 }
 
 int ResolveCommand::run() const {
@@ -130,8 +130,9 @@ int ResolveCommand::run() const {
   std::vector<Value>& entries = kept[id_.empty() ? "members" : "actors"].items;
   auto entry = entries.begin();
   for (; entry != entries.end(); ++entry) {
-    if (id_.empty() ? entry->get("name").string("") == member_
-                    : entry->get("id").string("") == id_ && entry->get("occurrence").number == static_cast<double>(occurrence_))
+    if (id_.empty()
+            ? entry->get("name").string("") == member_
+            : entry->get("id").string("") == id_ && entry->get("occurrence").number == static_cast<double>(occurrence_))
       break;
   }
   if (entry == entries.end()) {
@@ -159,8 +160,8 @@ int ResolveCommand::run() const {
     std::cerr << "pathwright resolve: " << error << "\n";
     return kExitTrouble;
   } else {
-    std::cout << "took " << take_ << "; " << left << " conflicting " << (left == 1 ? "entry" : "entries")
-              << " left in " << kept_path << "\n";
+    std::cout << "took " << take_ << "; " << left << " conflicting " << (left == 1 ? "entry" : "entries") << " left in "
+              << kept_path << "\n";
   }
   return kExitDone;
 }

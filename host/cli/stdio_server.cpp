@@ -26,9 +26,7 @@ bool write_out(const std::string& text) {
   return true;
 }
 
-bool blank(std::string_view line) {
-  return line.find_first_not_of(" \t\r") == std::string_view::npos;
-}
+bool blank(std::string_view line) { return line.find_first_not_of(" \t\r") == std::string_view::npos; }
 
 std::string too_long_answer(std::size_t max_request) {
   return R"({"jsonrpc":"2.0","id":null,"error":{"code":)" + std::to_string(rpc_code::kInvalidRequest) +

@@ -21,9 +21,9 @@
 namespace host {
 namespace {
 
-constexpr const char* kSocketName = "socket";         // inside the store's .pathwright folder
+constexpr const char* kSocketName = "socket";                // inside the store's .pathwright folder
 constexpr std::size_t kLongestLine = std::size_t{16} << 20;  // bytes of one request or answer line
-constexpr int kClientIdleMs = 5000;    // a connected client that sends nothing for this long is dropped
+constexpr int kClientIdleMs = 5000;            // a connected client that sends nothing for this long is dropped
 constexpr double kLeastAnswerWaitSeconds = 1;  // s; `--lock-wait 0` still lets a running holder answer
 
 std::string reason() { return std::strerror(errno); }
@@ -71,7 +71,8 @@ bool read_line(int fd, std::string& pending, std::string& line, int wait_ms, Dea
     if (pending.size() > kLongestLine) return false;
     pollfd in{fd, POLLIN, 0};
     if (deadline != Deadline::max()) {
-      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+      const auto left =
+          std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
       wait_ms = static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, wait_ms));
     }
     const int ready = ::poll(&in, 1, wait_ms);
@@ -145,8 +146,8 @@ void StoreSocketListener::answer_connection(int connection) {
   }
 }
 
-Forwarded forward_call(const std::string& store_dir, const std::string& line, double wait_seconds,
-                       std::string& answer, std::string& error) {
+Forwarded forward_call(const std::string& store_dir, const std::string& line, double wait_seconds, std::string& answer,
+                       std::string& error) {
   wait_seconds = std::max(wait_seconds, kLeastAnswerWaitSeconds);
   const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(wait_seconds));
   const Deadline deadline = std::chrono::steady_clock::now() + wait;
@@ -167,7 +168,8 @@ Forwarded forward_call(const std::string& store_dir, const std::string& line, do
     if (refused != EAGAIN && refused != EINPROGRESS) return Forwarded::NoListener;
   }
   std::string pending;
-  if (!connected || !write_all(fd, line + "\n") || !read_line(fd, pending, answer, static_cast<int>(wait.count()), deadline)) {
+  if (!connected || !write_all(fd, line + "\n") ||
+      !read_line(fd, pending, answer, static_cast<int>(wait.count()), deadline)) {
     const std::string holder = StoreLock::holder(store_dir);
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%g", wait_seconds);

@@ -31,7 +31,7 @@ class StoreSocketListener {
   void answer_connection(int connection);
 
   std::unique_ptr<JsonRpcServer> server_;
-  int folder_ = -1;   // the store's .pathwright folder, open for the socket's short path
+  int folder_ = -1;  // the store's .pathwright folder, open for the socket's short path
   int listener_ = -1;
   int wake_[2] = {-1, -1};  // written to stop the thread
   std::thread thread_;
@@ -47,8 +47,8 @@ enum class Forwarded {
 // Sends one JSON-RPC request line to the process listening on `store_dir`'s socket and reads its answer,
 // all within `wait_seconds` (at least a second), also while that process does not accept or answer. On
 // Failed `error` names the process and says whether the command was sent (and so may still be run).
-Forwarded forward_call(const std::string& store_dir, const std::string& line, double wait_seconds,
-                       std::string& answer, std::string& error);
+Forwarded forward_call(const std::string& store_dir, const std::string& line, double wait_seconds, std::string& answer,
+                       std::string& error);
 
 }  // namespace host
 

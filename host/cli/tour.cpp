@@ -26,7 +26,7 @@ using Check = std::function<std::string(const Value& answer, Workbench& bench)>;
 struct Step {
   const char* explanation;
   const char* method;
-  const char* params;      // JSON object text
+  const char* params;  // JSON object text
   Check check;
   double advance_first = 0;  // seconds to let the game walk before the request
 };
@@ -99,10 +99,8 @@ std::string placed_where_link_stands(const Value& answer, Workbench& bench) {
 
 // The young man's draft route: a drop, a fine segment, a wall, then floating; each problem with its "at".
 std::string cliff_route_problems(const Value& r) {
-  const std::pair<double, const char*> wanted[] = {{0, "a drop"},
-                                                   {1, ""},
-                                                   {2, "a step up too high (a wall)"},
-                                                   {3, "the ground is far from the route's height"}};
+  const std::pair<double, const char*> wanted[] = {
+      {0, "a drop"}, {1, ""}, {2, "a step up too high (a wall)"}, {3, "the ground is far from the route's height"}};
   for (const auto& [from, problem] : wanted) {
     const Value* segment = segment_from(r, from);
     if (segment == nullptr) return "no segment from point " + std::to_string(static_cast<int>(from));
@@ -140,12 +138,12 @@ Check result_count(const char* member, double count, const char* what) {
 // The first part of the tour: listing the package and editing routes, with undo and redo.
 std::vector<Step> editing_steps() {
   return {
-      {"Pathwright runs on a copy of the demo store, with the simulated game of the island in-process.",
-       "status", "{}", result([](const Value& r) {
+      {"Pathwright runs on a copy of the demo store, with the simulated game of the island in-process.", "status", "{}",
+       result([](const Value& r) {
          return expect_equal(r.get("game").get("world"), Value::of("island"), "the game's world");
        })},
-      {"The package places 30 actors; each says whether it may walk a route.", "actors",
-       R"({"package":"windfall"})", result_count("actors", 32, "the number of actors")},
+      {"The package places 30 actors; each says whether it may walk a route.", "actors", R"({"package":"windfall"})",
+       result_count("actors", 32, "the number of actors")},
       {"Add a third point to the gate guard's patrol, a little east of her second one.", "add_route_point",
        R"({"package":"windfall","id":"gate_guard","position":{"x":-150,"y":100,"z":1100}})",
        result_member("point", Value::of(3.0), "the new point")},
@@ -161,8 +159,8 @@ std::vector<Step> editing_steps() {
       {"Let her walk round in a loop, pausing 2 seconds at each point.", "set_route",
        R"({"package":"windfall","id":"gate_guard","mode":"loop","pauses":2})",
        result_member("id", Value::of("gate_guard"), "the actor")},
-      {"The ferry cart is one of the mod's own models: give it more speed and its own walk animation.",
-       "set_route", R"({"package":"windfall","id":"ferry_cart","speed":120,"walk":"gallop"})",
+      {"The ferry cart is one of the mod's own models: give it more speed and its own walk animation.", "set_route",
+       R"({"package":"windfall","id":"ferry_cart","speed":120,"walk":"gallop"})",
        result_member("id", Value::of("ferry_cart"), "the actor")},
       {"The seated man by the harbour does not walk, and Pathwright says so.", "add_route_point",
        R"({"package":"windfall","id":"harbour_seated_ym1","position":{"x":150,"y":100,"z":-1300}})",
@@ -171,23 +169,23 @@ std::vector<Step> editing_steps() {
        result_member("undone", Value::of("Route settings of ferry_cart"), "the undone change")},
       {"And redo it.", "redo", R"({"package":"windfall"})",
        result_member("redone", Value::of("Route settings of ferry_cart"), "the redone change")},
-      {"Every change is in the package's history, which survives restarts.", "history",
-       R"({"package":"windfall"})", result_count("changes", 6, "the number of changes")},
+      {"Every change is in the package's history, which survives restarts.", "history", R"({"package":"windfall"})",
+       result_count("changes", 6, "the number of changes")},
   };
 }
 
 // The second part: what the game adds, the ground below points and routes and what residents walk.
 std::vector<Step> game_steps() {
   return {
-      {"With the game running, a point can be placed where Link stands; it lands on the ground.",
-       "add_route_point", R"({"package":"windfall","id":"baker_ub3","at":"link"})", placed_where_link_stands},
-      {"A point over the open sea keeps its height, with a note saying why it is not on the ground.",
-       "add_route_point", R"({"package":"windfall","id":"pier_sailor_sa4","position":{"x":0,"y":100,"z":-3000}})",
+      {"With the game running, a point can be placed where Link stands; it lands on the ground.", "add_route_point",
+       R"({"package":"windfall","id":"baker_ub3","at":"link"})", placed_where_link_stands},
+      {"A point over the open sea keeps its height, with a note saying why it is not on the ground.", "add_route_point",
+       R"({"package":"windfall","id":"pier_sailor_sa4","position":{"x":0,"y":100,"z":-3000}})",
        result_member("snap_note", Value::of("not on the ground: open sea below (0, -3000)"), "the snap note")},
-      {"The young man's draft route jumps off the cliff, climbs it back and floats above the town.",
-       "check_route", R"({"package":"windfall","id":"young_man_um2"})", result(cliff_route_problems)},
-      {"The game walks what was just edited: two seconds later the baker is on her way to point 1.",
-       "route_status", R"({"package":"windfall","id":"baker_ub3"})", result(baker_on_her_way), kWalkSeconds},
+      {"The young man's draft route jumps off the cliff, climbs it back and floats above the town.", "check_route",
+       R"({"package":"windfall","id":"young_man_um2"})", result(cliff_route_problems)},
+      {"The game walks what was just edited: two seconds later the baker is on her way to point 1.", "route_status",
+       R"({"package":"windfall","id":"baker_ub3"})", result(baker_on_her_way), kWalkSeconds},
       {"Remove the pier sailor's route; the game stops walking him at once.", "remove_route",
        R"({"package":"windfall","id":"pier_sailor_sa4"})",
        result_member("id", Value::of("pier_sailor_sa4"), "the actor")},
@@ -256,8 +254,8 @@ bool run_tour(const std::string& examples_dir, std::ostream& out) {
         continue;
       }
     }
-    const std::string request = std::string(R"({"jsonrpc":"2.0","id":)") + std::to_string(k + 1) +
-                                R"(,"method":")" + step.method + R"(","params":)" + step.params + "}";
+    const std::string request = std::string(R"({"jsonrpc":"2.0","id":)") + std::to_string(k + 1) + R"(,"method":")" +
+                                step.method + R"(","params":)" + step.params + "}";
     out << "    -> " << request << "\n";
     const std::string answer_text = server.answer_line(request);
     out << "    <- " << answer_text << "\n";
@@ -276,7 +274,9 @@ bool run_tour(const std::string& examples_dir, std::ostream& out) {
     out << "the tour's store could not be saved: " << error << "\n";
     ++failed;
   }
-  out << "\n" << (failed == 0 ? "Every step answered as expected." : std::to_string(failed) + " step(s) did not answer as expected.")
+  out << "\n"
+      << (failed == 0 ? "Every step answered as expected."
+                      : std::to_string(failed) + " step(s) did not answer as expected.")
       << "\n";
   return failed == 0;
 }

@@ -6,11 +6,11 @@
 #include <cmath>
 #include <vector>
 
-#include "host/link/local_live_game.h"
 #include "host/check/check_commands.h"
 #include "host/check/package_check.h"
 #include "host/cli/known_params.h"
 #include "host/cli/temp_folder.h"
+#include "host/link/local_live_game.h"
 #include "host/session/host_session.h"
 #include "host/session/number_param.h"
 #include "host/store/file_system.h"
@@ -28,8 +28,14 @@ constexpr double kMostAdvanceSeconds = 86400;   // s of game time one advance_ga
 // Whether `method` reads, of its package, only the actors its request's "id" names (and the actor an undo or
 // redo puts back): route edits, undo and redo. Such a command alone needs no other actor built.
 bool touches_one_actor(const std::string& method) {
-  static const char* const kOneActor[] = {"add_route_point", "move_route_point", "remove_route_point",
-                                          "reorder_route_point", "set_route", "remove_route", "undo", "redo"};
+  static const char* const kOneActor[] = {"add_route_point",
+                                          "move_route_point",
+                                          "remove_route_point",
+                                          "reorder_route_point",
+                                          "set_route",
+                                          "remove_route",
+                                          "undo",
+                                          "redo"};
   for (const char* name : kOneActor) {
     if (method == name) return true;
   }
@@ -253,9 +259,10 @@ namespace {
 // Whether `method` may ask the game anything: only such commands try to reach a game that is away, so
 // that a hung game never holds up the rest (listings, undo, edits that place no point).
 bool may_ask_game(const std::string& method, const Value& params) {
-  static const char* const kWithoutGame[] = {"packages", "actors", "placed_actors", "document", "undo", "redo",
-                                             "history", "reload", "remove_route_point", "reorder_route_point",
-                                             "set_route", "remove_route", "route_fields"};
+  static const char* const kWithoutGame[] = {
+      "packages",  "actors",       "placed_actors", "document",           "undo",
+      "redo",      "history",      "reload",        "remove_route_point", "reorder_route_point",
+      "set_route", "remove_route", "route_fields"};
   for (const char* name : kWithoutGame) {
     if (method == name) return false;
   }
@@ -350,8 +357,8 @@ void Workbench::maintain() {
 bool Workbench::flush(std::string& error) { return read_only_ || session_->flush(error); }
 
 bool reads_only_command(const std::string& method) {
-  static const char* const kReading[] = {"packages",    "actors",       "placed_actors", "document",
-                                         "history",     "status",       "check_route",   "route_status",
+  static const char* const kReading[] = {"packages",      "actors",        "placed_actors", "document",
+                                         "history",       "status",        "check_route",   "route_status",
                                          "route_profile", "check_package", "suggest_detour"};
   for (const char* name : kReading) {
     if (method == name) return true;
@@ -378,8 +385,9 @@ CallOutcome Workbench::advance_command(const Value& params) {
     return outcome;
   }
   if (!local_ || !local_->manual_clock()) {
-    outcome.error = "advance_game needs the in-process game with a manual clock (--demo or --world FILE.obj, with "
-                    "--manual-clock)";
+    outcome.error =
+        "advance_game needs the in-process game with a manual clock (--demo or --world FILE.obj, with "
+        "--manual-clock)";
     return outcome;
   }
   double time = 0;

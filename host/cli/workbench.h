@@ -25,17 +25,17 @@ class StoreLock;
 class TempFolder;
 
 struct WorkbenchOptions {
-  std::string store_dir;          // "" with `demo`: a temporary copy of the demo store
-  bool demo = false;              // run the simulated game in this process
-  bool manual_clock = false;      // with `demo`: the game's time stands still until advance_game
-  std::string world_file;         // with `demo`: an OBJ mesh as the in-process game's world, not the island
-  bool use_game = false;          // connect to the game at `game`
+  std::string store_dir;      // "" with `demo`: a temporary copy of the demo store
+  bool demo = false;          // run the simulated game in this process
+  bool manual_clock = false;  // with `demo`: the game's time stands still until advance_game
+  std::string world_file;     // with `demo`: an OBJ mesh as the in-process game's world, not the island
+  bool use_game = false;      // connect to the game at `game`
   GameAddress game;
   double game_timeout_seconds = GameLink::kDefaultTimeoutSeconds;
-  std::string examples_dir;       // holds windfall/, the demo store
-  double lock_wait_seconds = 0;   // how long to wait for another process to let go of the store
-  std::string only_command;       // the one command this Workbench runs, when known (`call`); "" otherwise
-  bool reads_only = false;        // every command it runs only reads (see reads_only_command)
+  std::string examples_dir;         // holds windfall/, the demo store
+  double lock_wait_seconds = 0;     // how long to wait for another process to let go of the store
+  std::string only_command;         // the one command this Workbench runs, when known (`call`); "" otherwise
+  bool reads_only = false;          // every command it runs only reads (see reads_only_command)
   bool read_beside_holder = false;  // with reads_only: a store another process holds is read beside it
 };
 
@@ -124,8 +124,8 @@ class Workbench {
   std::string read_only_reason_;            // why, for the refusal of a command that would write
   std::unique_ptr<HostSession> session_;
   std::unique_ptr<GameLink> link_;
-  std::unique_ptr<LocalLiveGame> local_;  // the in-process game and its world, for --demo
-  std::set<std::string> handed_over_;  // packages the game has had since it (re)connected
+  std::unique_ptr<LocalLiveGame> local_;        // the in-process game and its world, for --demo
+  std::set<std::string> handed_over_;           // packages the game has had since it (re)connected
   std::map<std::string, std::string> refused_;  // package -> the game's words, while it refuses it
   std::map<std::string, std::string> told_;     // package -> the refusal last told through on_note
 };

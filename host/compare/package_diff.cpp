@@ -20,8 +20,10 @@ class Differ {
     id_ = id;
     for (const auto& [name, value] : before.members) {
       if (name == "path" || name == "position" || name == "id") continue;
-      if (!after.has(name)) member("member removed", name, "\"" + name + "\" removed");
-      else if (!(after.get(name) == value)) member("member changed", name, "\"" + name + "\" changed");
+      if (!after.has(name))
+        member("member removed", name, "\"" + name + "\" removed");
+      else if (!(after.get(name) == value))
+        member("member changed", name, "\"" + name + "\" changed");
     }
     for (const auto& [name, value] : after.members) {
       if (name != "path" && name != "position" && name != "id" && !before.has(name))
@@ -81,9 +83,7 @@ class Differ {
     const Value& after = actor_after.get("path");
     if (before == after) return;
     if (!before.is_object() || !after.is_object()) {
-      if (!after.is_object()) {
-        add(Value::object(), "route removed", "route removed");
-      }
+      if (!after.is_object()) { add(Value::object(), "route removed", "route removed"); }
       if (!before.is_object() && after.is_object()) {
         Value entry = Value::object();
         entry["to"] = after;
@@ -95,8 +95,10 @@ class Differ {
     for (const char* name : kSettings) setting(name, before, after);
     for (const auto& [name, value] : before.members) {
       if (name == "points" || is_setting(name)) continue;
-      if (!after.has(name)) member("member removed", name, "route \"" + name + "\" removed");
-      else if (!(after.get(name) == value)) member("member changed", name, "route \"" + name + "\" changed");
+      if (!after.has(name))
+        member("member removed", name, "route \"" + name + "\" removed");
+      else if (!(after.get(name) == value))
+        member("member changed", name, "route \"" + name + "\" changed");
     }
     for (const auto& [name, value] : after.members) {
       if (name != "points" && !is_setting(name) && !before.has(name))
@@ -197,8 +199,10 @@ std::vector<Value> diff_packages(const Value& before, const Value& after) {
   }
   for (const auto& [name, value] : before.members) {
     if (name == "actors") continue;
-    if (!after.has(name)) differ.package_member(name, "member removed", "removed");
-    else if (!(after.get(name) == value)) differ.package_member(name, "member changed", "changed");
+    if (!after.has(name))
+      differ.package_member(name, "member removed", "removed");
+    else if (!(after.get(name) == value))
+      differ.package_member(name, "member changed", "changed");
   }
   for (const auto& [name, value] : after.members) {
     if (name != "actors" && !before.has(name)) differ.package_member(name, "member added", "added");

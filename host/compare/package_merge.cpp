@@ -41,7 +41,8 @@ std::string points_text(const std::vector<Value>& points, std::size_t begin, std
 
 Value points_value(const std::vector<Value>& points, std::size_t begin, std::size_t end) {
   Value array = Value::array();
-  array.items.assign(points.begin() + static_cast<std::ptrdiff_t>(begin), points.begin() + static_cast<std::ptrdiff_t>(end));
+  array.items.assign(points.begin() + static_cast<std::ptrdiff_t>(begin),
+                     points.begin() + static_cast<std::ptrdiff_t>(end));
   return array;
 }
 
@@ -55,8 +56,9 @@ class ActorMerger {
     if (same(ours, theirs) || same(base, theirs)) return ours;
     if (same(base, ours)) return theirs;
     if (ours == nullptr || theirs == nullptr) {
-      conflict(ours == nullptr ? "ours removed the actor, theirs changed it" : "ours changed the actor, theirs removed it",
-               base, ours, theirs);
+      conflict(
+          ours == nullptr ? "ours removed the actor, theirs changed it" : "ours changed the actor, theirs removed it",
+          base, ours, theirs);
       return ours;
     }
     merged = members(base == nullptr ? Value::object() : *base, *ours, *theirs, false);
@@ -105,9 +107,9 @@ class ActorMerger {
       bool conflicting = false;
       const Value* chosen = pick(b, o, t, conflicting);
       if (conflicting) {
-        conflict(member_label(name, route) + ": both sides changed it: ours " + side_text(o) + ", theirs " +
-                     side_text(t),
-                 b, o, t);
+        conflict(
+            member_label(name, route) + ": both sides changed it: ours " + side_text(o) + ", theirs " + side_text(t), b,
+            o, t);
       }
       if (chosen != nullptr) merged[name] = *chosen;
     }
@@ -171,7 +173,8 @@ class ActorMerger {
                                         ": both sides added points"
                                   : "points " + std::to_string(base.begin + 1) + " to " + std::to_string(base.end) +
                                         ": both sides changed them";
-    const Value b = points_value(base.points, base.begin, base.end), o = points_value(ours.points, ours.begin, ours.end),
+    const Value b = points_value(base.points, base.begin, base.end),
+                o = points_value(ours.points, ours.begin, ours.end),
                 t = points_value(theirs.points, theirs.begin, theirs.end);
     conflict(where + ": ours " + points_text(ours.points, ours.begin, ours.end) + ", theirs " +
                  points_text(theirs.points, theirs.begin, theirs.end),
@@ -228,8 +231,8 @@ Value merge_members(const Value& base, const Value& ours, const Value& theirs, V
     bool conflicting = false;
     const Value* chosen = pick(b, o, t, conflicting);
     if (conflicting) {
-      const std::string text = "package \"" + name + "\": both sides changed it: ours " + side_text(o) + ", theirs " +
-                               side_text(t);
+      const std::string text =
+          "package \"" + name + "\": both sides changed it: ours " + side_text(o) + ", theirs " + side_text(t);
       lines.push_back(text);
       Value record = Value::object();
       record["name"] = Value::of(name);
@@ -265,9 +268,12 @@ MergeOutcome merge_packages(const Value& base, Value ours, Value theirs) {
     ActorMerger merger(key.id, outcome.conflicts);
     Value built;
     const Value* chosen = merger.merge(b, o, t, built);
-    if (!merger.records().items.empty()) conflicted_actors.items.push_back(conflicted_actor(key, b, o, t, merger.records()));
-    if (chosen == o && o != nullptr) actors.items.push_back(std::move(*o));
-    else if (chosen != nullptr) actors.items.push_back(chosen == &built ? std::move(built) : *chosen);
+    if (!merger.records().items.empty())
+      conflicted_actors.items.push_back(conflicted_actor(key, b, o, t, merger.records()));
+    if (chosen == o && o != nullptr)
+      actors.items.push_back(std::move(*o));
+    else if (chosen != nullptr)
+      actors.items.push_back(chosen == &built ? std::move(built) : *chosen);
   };
   for (std::size_t k : additions[ours_index.size()]) take(theirs_index.key(k), nullptr, nullptr, &theirs_actors[k]);
   for (std::size_t k = 0; k < ours_index.size(); ++k) {

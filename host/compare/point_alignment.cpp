@@ -30,9 +30,8 @@ std::vector<std::size_t> align(const std::vector<Value>& before, const std::vect
   const auto at = [m](std::size_t i, std::size_t j) { return i * (m + 1) + j; };
   for (std::size_t i = n; i-- > 0;) {
     for (std::size_t j = m; j-- > 0;) {
-      longest[at(i, j)] = before[head + i] == after[head + j]
-                              ? longest[at(i + 1, j + 1)] + 1
-                              : std::max(longest[at(i + 1, j)], longest[at(i, j + 1)]);
+      longest[at(i, j)] = before[head + i] == after[head + j] ? longest[at(i + 1, j + 1)] + 1
+                                                              : std::max(longest[at(i + 1, j)], longest[at(i, j + 1)]);
     }
   }
   for (std::size_t i = 0, j = 0; i < n && j < m;) {

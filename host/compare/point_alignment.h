@@ -18,7 +18,8 @@ namespace host::compare {
 inline constexpr std::size_t kGone = static_cast<std::size_t>(-1);
 inline constexpr std::size_t kMaxAlignCells = std::size_t{1} << 22;  // table cells (4 bytes each): 16 MiB
 
-std::vector<std::size_t> align(const std::vector<mods::json::Value>& before, const std::vector<mods::json::Value>& after);
+std::vector<std::size_t> align(const std::vector<mods::json::Value>& before,
+                               const std::vector<mods::json::Value>& after);
 
 }  // namespace host::compare
 

@@ -28,8 +28,8 @@ std::string value_text(const Value& value) {
 }
 
 std::string id_label(const std::string& id) {
-  bool plain = !id.empty() && id.front() != ' ' && id.back() != ' ' && id.find(": ") == std::string::npos &&
-               id.front() != '"';
+  bool plain =
+      !id.empty() && id.front() != ' ' && id.back() != ' ' && id.find(": ") == std::string::npos && id.front() != '"';
   for (const char c : id) plain = plain && static_cast<unsigned char>(c) >= 0x20 && c != 0x7f;
   return plain ? id : value_text(Value::of(id));
 }

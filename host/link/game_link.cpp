@@ -5,8 +5,8 @@
 #include <cmath>
 #include <utility>
 
-#include "json_text/json_text.h"
 #include "host/link/heights_answer_reader.h"
+#include "json_text/json_text.h"
 #include "protocol/flat_numbers.h"
 #include "protocol/point_codec.h"
 
@@ -68,7 +68,6 @@ bool parse_game_address(const std::string& text, GameAddress& address, std::stri
 
 GameLink::GameLink(GameAddress address, double timeout_seconds)
     : address_(std::move(address)), timeout_seconds_(timeout_seconds) {}
-
 
 GameLink::~GameLink() = default;
 
@@ -197,9 +196,7 @@ std::string GameLink::round_trip(const std::string& op, const std::string& field
   std::string text;
   switch (connection_->read_line(text, timeout_ms, problem)) {
     case LineConnection::Read::Line: break;
-    case LineConnection::Read::TimedOut:
-      back_off();
-      fail(late);
+    case LineConnection::Read::TimedOut: back_off(); fail(late);
     case LineConnection::Read::Closed: fail("the game closed the connection");
     case LineConnection::Read::Failed: fail("the game link failed: " + problem);
   }
@@ -293,7 +290,8 @@ bool GameLink::ground_heights(const std::vector<WorldPoint>& probes, std::vector
 Value GameLink::live_route(editor::Session::Package& package, const std::string& id) {
   Value answer;
   std::string error;
-  if (!exchange("live_route", "\"package\":" + json_string(package.name) + ",\"actor\":" + json_string(id), answer, error)) {
+  if (!exchange("live_route", "\"package\":" + json_string(package.name) + ",\"actor\":" + json_string(id), answer,
+                error)) {
     throw GameLinkError("the game refused \"live_route\": " + error);
   }
   if (!answer.has("route")) fail("the game sent a malformed answer: no \"route\"");
@@ -326,16 +324,15 @@ bool GameLink::position_op(const std::string& op, WorldPoint& point, std::string
       error = "the game refused \"" + op + "\": " + error;
       return false;
     }
-    if (!protocol::read_point_as_sent(answer, point)) fail("the game sent a malformed answer: no numbers \"x\", \"y\" and \"z\"");
+    if (!protocol::read_point_as_sent(answer, point))
+      fail("the game sent a malformed answer: no numbers \"x\", \"y\" and \"z\"");
     return true;
   });
 }
 
 bool GameLink::link_position(WorldPoint& point, std::string& error) { return position_op("link", point, error); }
 
-bool GameLink::camera_position(WorldPoint& point, std::string& error) {
-  return position_op("camera", point, error);
-}
+bool GameLink::camera_position(WorldPoint& point, std::string& error) { return position_op("camera", point, error); }
 
 bool GameLink::load_package(const editor::Session::Package& package, std::string& error) {
   std::string document;

@@ -38,12 +38,12 @@ bool parse_game_address(const std::string& text, GameAddress& address, std::stri
 class GameLink : public editor::LiveGame {
  public:
   static constexpr double kDefaultTimeoutSeconds = 2.0;
-  static constexpr int kRetryIntervalMs = 500;      // ms; at most one connection attempt this often
-  static constexpr int kConnectTimeoutMs = 200;     // ms; a local game accepts at once or not at all
+  static constexpr int kRetryIntervalMs = 500;   // ms; at most one connection attempt this often
+  static constexpr int kConnectTimeoutMs = 200;  // ms; a local game accepts at once or not at all
   // After the game let a request time out (a hung game still accepts connections, so each attempt would
   // cost a whole timeout), the link waits this long before it tries again, doubling up to the longest.
-  static constexpr int kFirstBackOffMs = 2000;      // ms
-  static constexpr int kLongestBackOffMs = 30000;   // ms
+  static constexpr int kFirstBackOffMs = 2000;     // ms
+  static constexpr int kLongestBackOffMs = 30000;  // ms
 
   // The packages to hand the game after each (re)connect; the pointers stay valid during the call.
   using PackageList = std::function<std::vector<const editor::Session::Package*>()>;
@@ -69,7 +69,7 @@ class GameLink : public editor::LiveGame {
   void disconnect();
 
   bool connected() const { return connection_ != nullptr; }
-  const std::string& world() const { return world_; }           // from "hello"; "" while disconnected
+  const std::string& world() const { return world_; }  // from "hello"; "" while disconnected
   // The world's bounds from "hello": null when the game did not send them (or while disconnected),
   // else {"low":{x,y,z},"high":{x,y,z}}.
   const mods::json::Value& bounds() const { return bounds_; }
@@ -106,8 +106,7 @@ class GameLink : public editor::LiveGame {
   // for its answer. True with the answer object in `answer` when the game answered "ok": true; false
   // with the game's "error" text when it answered "ok": false. Throws GameLinkError (after dropping the
   // connection) when the link fails, and when not connected.
-  bool exchange(const std::string& op, const std::string& fields, mods::json::Value& answer,
-                std::string& error);
+  bool exchange(const std::string& op, const std::string& fields, mods::json::Value& answer, std::string& error);
 
  private:
   // Sends request `op` and answers the answer line. Throws GameLinkError (after dropping the connection)

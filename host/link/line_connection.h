@@ -15,8 +15,8 @@ class LineConnection {
  public:
   // Connects to `host_name` (a numeric IPv4 address or a name) on `port`, giving up after `timeout_ms`.
   // On null, `error` says why (refused, timed out, unknown host).
-  static std::unique_ptr<LineConnection> connect(const std::string& host_name, std::uint16_t port,
-                                                 int timeout_ms, std::string& error);
+  static std::unique_ptr<LineConnection> connect(const std::string& host_name, std::uint16_t port, int timeout_ms,
+                                                 std::string& error);
 
   ~LineConnection();
   LineConnection(const LineConnection&) = delete;

@@ -9,8 +9,8 @@ namespace host {
 std::unique_ptr<LocalLiveGame> LocalLiveGame::open(const std::string& world_file, bool manual_clock,
                                                    std::string& error) {
   const game::Clock clock = manual_clock ? game::Clock::Manual : game::Clock::Real;
-  std::unique_ptr<game::GameWorld> world = world_file.empty() ? game::GameWorld::island(clock, error)
-                                                              : game::GameWorld::from_obj(world_file, clock, error);
+  std::unique_ptr<game::GameWorld> world =
+      world_file.empty() ? game::GameWorld::island(clock, error) : game::GameWorld::from_obj(world_file, clock, error);
   if (!world) return nullptr;
   auto live = std::make_unique<LocalLiveGame>(*world);
   live->owned_ = std::move(world);
@@ -29,9 +29,7 @@ story_notebook::WorldPoint LocalLiveGame::high() const { return world_.high(); }
 
 double LocalLiveGame::time() const { return world_.time(); }
 
-mods::json::Value LocalLiveGame::live_actors(const std::string& package) const {
-  return world_.live_actors(package);
-}
+mods::json::Value LocalLiveGame::live_actors(const std::string& package) const { return world_.live_actors(package); }
 
 bool LocalLiveGame::manual_clock() const { return world_.clock() == game::Clock::Manual; }
 
@@ -43,8 +41,8 @@ bool LocalLiveGame::ground_height(const story_notebook::WorldPoint& probe, float
   return world_.ground_height(probe, height, note);
 }
 
-bool LocalLiveGame::ground_heights(const std::vector<story_notebook::WorldPoint>& probes,
-                                   std::vector<float>& heights, std::vector<bool>& found, std::string& error) {
+bool LocalLiveGame::ground_heights(const std::vector<story_notebook::WorldPoint>& probes, std::vector<float>& heights,
+                                   std::vector<bool>& found, std::string& error) {
   (void)error;
   std::vector<float> xyz;
   xyz.reserve(probes.size() * 3);

@@ -21,8 +21,7 @@ class LocalLiveGame : public editor::LiveGame {
  public:
   // Builds and owns the world: the island when `world_file` is empty, else that OBJ file. With
   // `manual_clock` its time stands still until `advance`. On null, `error` says why.
-  static std::unique_ptr<LocalLiveGame> open(const std::string& world_file, bool manual_clock,
-                                             std::string& error);
+  static std::unique_ptr<LocalLiveGame> open(const std::string& world_file, bool manual_clock, std::string& error);
   // Serves `world`, which the caller owns.
   explicit LocalLiveGame(game::GameWorld& world);
   ~LocalLiveGame() override;

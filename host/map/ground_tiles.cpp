@@ -13,12 +13,12 @@ namespace {
 using mods::json::Value;
 using story_notebook::WorldPoint;
 
-constexpr float kAboveWorld = 1.0f;            // world units above the world's top that probes start
-constexpr float kNoBoundsLow = 0.0f;           // world y coloured lowest when the game gave no bounds
-constexpr float kNoBoundsHigh = 1000.0f;       // world y coloured highest then
-constexpr float kNoBoundsProbeY = 100000.0f;   // world y probes start at then
-constexpr float kShadeStrength = 0.6f;         // how much hill shading darkens or lightens (0..1)
-constexpr float kReliefExaggeration = 4.0f;    // steepens slopes for the shading, so low hills show
+constexpr float kAboveWorld = 1.0f;                  // world units above the world's top that probes start
+constexpr float kNoBoundsLow = 0.0f;                 // world y coloured lowest when the game gave no bounds
+constexpr float kNoBoundsHigh = 1000.0f;             // world y coloured highest then
+constexpr float kNoBoundsProbeY = 100000.0f;         // world y probes start at then
+constexpr float kShadeStrength = 0.6f;               // how much hill shading darkens or lightens (0..1)
+constexpr float kReliefExaggeration = 4.0f;          // steepens slopes for the shading, so low hills show
 constexpr unsigned char kWater[3] = {64, 120, 180};  // no ground: sea or a hole
 
 struct Rgb {
@@ -125,8 +125,7 @@ bool GroundTiles::kept_tile(const std::string& world, const TileKey& key, std::s
   return true;
 }
 
-bool GroundTiles::tile(SharedWorkbench& bench, const TileKey& key, std::string& png, int& status,
-                       std::string& error) {
+bool GroundTiles::tile(SharedWorkbench& bench, const TileKey& key, std::string& png, int& status, std::string& error) {
   if (key.zoom < kLowestZoom || key.zoom > kHighestZoom) {
     status = 404;
     error = "no tiles at zoom " + std::to_string(key.zoom) + " (zooms " + std::to_string(kLowestZoom) + " to " +

@@ -34,8 +34,8 @@ constexpr int kHighestZoom = 2;
 // The heights below one tile's pixels plus a one-pixel border (for shading), and what is not ground.
 struct TileHeights {
   static constexpr int kSide = kTileSize + 2;
-  std::vector<float> heights;       // kSide * kSide, row by row, the tile's pixel (i, j) at [(j+1)*kSide + i+1]
-  std::vector<bool> found;          // false where there is no ground (sea, holes)
+  std::vector<float> heights;  // kSide * kSide, row by row, the tile's pixel (i, j) at [(j+1)*kSide + i+1]
+  std::vector<bool> found;     // false where there is no ground (sea, holes)
 };
 
 // The tile's PNG from its heights, coloured within [low, high] (world y) and shaded by the slope between

@@ -12,29 +12,28 @@
 #include <utility>
 
 #include "host/cli/json_rpc.h"
-#include "json_text/json_text.h"
 #include "host/map/ground_tiles.h"
 #include "host/map/map_security.h"
 #include "host/map/page_files.h"
+#include "json_text/json_text.h"
 
 namespace host::map {
 namespace {
 
 using mods::json::Value;
 
-constexpr int kWorkers = 16;              // threads answering requests (event streams hold one each)
-constexpr int kMaxStreams = 8;            // open event streams; beyond, 503, so requests keep workers
-constexpr int kReadTimeoutS = 5;          // s a client may stay silent inside a request
-constexpr int kWriteTimeoutS = 5;         // s a client may refuse to take what is sent
-constexpr int kKeepAliveS = 5;            // s an idle kept-alive connection stays open
-constexpr auto kHeartbeat = std::chrono::seconds(15);          // a comment line on a quiet stream
+constexpr int kWorkers = 16;                           // threads answering requests (event streams hold one each)
+constexpr int kMaxStreams = 8;                         // open event streams; beyond, 503, so requests keep workers
+constexpr int kReadTimeoutS = 5;                       // s a client may stay silent inside a request
+constexpr int kWriteTimeoutS = 5;                      // s a client may refuse to take what is sent
+constexpr int kKeepAliveS = 5;                         // s an idle kept-alive connection stays open
+constexpr auto kHeartbeat = std::chrono::seconds(15);  // a comment line on a quiet stream
 constexpr auto kGameWatchEvery = std::chrono::milliseconds(1000);  // how often the game's state is read
-constexpr auto kWatchStep = std::chrono::milliseconds(50);     // how soon the watcher notices a stop
-constexpr auto kLiveEvery = std::chrono::milliseconds(100);       // live events: 10 a second at most
-constexpr auto kMaintainEvery = std::chrono::milliseconds(200);   // the store's upkeep while serving
+constexpr auto kWatchStep = std::chrono::milliseconds(50);         // how soon the watcher notices a stop
+constexpr auto kLiveEvery = std::chrono::milliseconds(100);        // live events: 10 a second at most
+constexpr auto kMaintainEvery = std::chrono::milliseconds(200);    // the store's upkeep while serving
 
-constexpr const char* kPagePolicy =
-    "default-src 'self'; img-src 'self' data: blob:; style-src 'self' 'unsafe-inline'";
+constexpr const char* kPagePolicy = "default-src 'self'; img-src 'self' data: blob:; style-src 'self' 'unsafe-inline'";
 
 std::string compact(const Value& value) {
   std::string text, error;
@@ -103,14 +102,14 @@ std::string game_event_data(const Value& status) {
 }  // namespace
 
 MapServer::MapServer(SharedWorkbench& bench, MapServerOptions options)
-    : bench_(bench), options_(std::move(options)), http_(std::make_unique<httplib::Server>()),
+    : bench_(bench),
+      options_(std::move(options)),
+      http_(std::make_unique<httplib::Server>()),
       tiles_(std::make_unique<GroundTiles>()) {}
 
 MapServer::~MapServer() { stop(); }
 
-std::string MapServer::url() const {
-  return "http://127.0.0.1:" + std::to_string(port_) + "/#token=" + options_.token;
-}
+std::string MapServer::url() const { return "http://127.0.0.1:" + std::to_string(port_) + "/#token=" + options_.token; }
 
 bool MapServer::start(std::string& error) {
   if (options_.token.empty()) {
@@ -137,8 +136,7 @@ bool MapServer::start(std::string& error) {
   if (port_ <= 0) {
     port_in_use_ = options_.port != 0 && address_in_use(options_.bind, options_.port);
     error = "cannot listen on " + options_.bind + ":" + std::to_string(options_.port) +
-            (port_in_use_ ? ": the port is in use (another pathwright map?)"
-                          : " (is the address not this machine's?)");
+            (port_in_use_ ? ": the port is in use (another pathwright map?)" : " (is the address not this machine's?)");
     return false;
   }
   own_hosts_ = own_hosts(options_.bind, port_);
@@ -165,25 +163,23 @@ void MapServer::route() {
   http_->Post("/session", [](const httplib::Request&, httplib::Response& response) {
     response.status = 204;  // allowed() checked the bearer token and set the cookie
   });
-  http_->Post("/rpc", [this](const httplib::Request& request, httplib::Response& response) {
-    serve_rpc(request, response);
-  });
-  http_->Get("/events", [this](const httplib::Request& request, httplib::Response& response) {
-    serve_events(request, response);
-  });
+  http_->Post("/rpc",
+              [this](const httplib::Request& request, httplib::Response& response) { serve_rpc(request, response); });
+  http_->Get("/events",
+             [this](const httplib::Request& request, httplib::Response& response) { serve_events(request, response); });
   http_->Get(R"(/ground/(-?\d+)/(-?\d+)/(-?\d+)\.png)",
              [this](const httplib::Request& request, httplib::Response& response) { serve_tile(request, response); });
-  http_->Get(R"(/.*)", [this](const httplib::Request& request, httplib::Response& response) {
-    serve_file(request, response);
-  });
+  http_->Get(R"(/.*)",
+             [this](const httplib::Request& request, httplib::Response& response) { serve_file(request, response); });
 }
 
 bool MapServer::allowed(const httplib::Request& request, httplib::Response& response) const {
   response.set_header("X-Content-Type-Options", "nosniff");
   response.set_header("Cache-Control", "no-store");
   if (!host_allowed(request.get_header_value("Host"), own_hosts_)) {
-    refuse(response, 403, "this server answers only to the Host 127.0.0.1:" + std::to_string(port_) +
-                              " or localhost:" + std::to_string(port_));
+    refuse(response, 403,
+           "this server answers only to the Host 127.0.0.1:" + std::to_string(port_) +
+               " or localhost:" + std::to_string(port_));
     return false;
   }
   if (request.method == "POST" &&
@@ -194,8 +190,9 @@ bool MapServer::allowed(const httplib::Request& request, httplib::Response& resp
   if (!needs_token(request)) return true;
   const std::string token = token_of(request.get_header_value("Authorization"), request.get_header_value("Cookie"));
   if (!same_token(token, options_.token)) {
-    refuse(response, 401, token.empty() ? "the map's token is missing: open the address pathwright map printed"
-                                        : "the map's token is wrong: open the address pathwright map printed");
+    refuse(response, 401,
+           token.empty() ? "the map's token is missing: open the address pathwright map printed"
+                         : "the map's token is wrong: open the address pathwright map printed");
     return false;
   }
   if (request.path == "/session") {
@@ -204,8 +201,8 @@ bool MapServer::allowed(const httplib::Request& request, httplib::Response& resp
       refuse(response, 401, "POST /session needs Authorization: Bearer TOKEN");
       return false;
     }
-    response.set_header("Set-Cookie", std::string(kTokenCookie) + "=" + options_.token +
-                                          "; HttpOnly; SameSite=Strict; Path=/");
+    response.set_header("Set-Cookie",
+                        std::string(kTokenCookie) + "=" + options_.token + "; HttpOnly; SameSite=Strict; Path=/");
   }
   return true;
 }
@@ -281,9 +278,7 @@ std::shared_ptr<MapServer::EventStream> MapServer::stream_for(const httplib::Req
   if (resuming) {
     try {
       listener->last = std::stoull(resume);
-    } catch (const std::exception&) {
-      resuming = false;
-    }
+    } catch (const std::exception&) { resuming = false; }
   }
   // An id from the future was given by an earlier run of the server: the page must fetch everything.
   listener->reload = resuming && listener->last > hub_.last_id();
@@ -318,7 +313,8 @@ bool MapServer::next_events(EventStream& listener, std::string& text) {
 void MapServer::serve_tile(const httplib::Request& request, httplib::Response& response) {
   TileKey key;
   try {
-    key = {.zoom = std::stoi(request.matches[1]), .x = std::stol(request.matches[2]), .y = std::stol(request.matches[3])};
+    key = {
+        .zoom = std::stoi(request.matches[1]), .x = std::stol(request.matches[2]), .y = std::stol(request.matches[3])};
   } catch (const std::exception&) {
     refuse(response, 404, "no such tile: " + request.path);
     return;

@@ -1,7 +1,8 @@
 // `pathwright map`'s HTTP server: the page's static files, and behind the token JSON-RPC (POST /rpc), the
 // event stream (GET /events) and the ground tiles (GET /ground/Z/X/Y.png), all on the one shared
 // Workbench. Owns the HTTP server, its worker threads, the event hub and a watcher thread that notes the
-// game coming and going, sends live events while pages watch, and lets the store do its upkeep. start/stop from one thread; the rest runs on the server's own threads.
+// game coming and going, sends live events while pages watch, and lets the store do its upkeep. start/stop from one
+// thread; the rest runs on the server's own threads.
 #ifndef PATHWRIGHT_HOST_MAP_MAP_SERVER_H_
 #define PATHWRIGHT_HOST_MAP_MAP_SERVER_H_
 
@@ -88,9 +89,9 @@ class MapServer {
   std::atomic<int> streams_{0};  // open event streams
 
   std::mutex state_mutex_;
-  std::string game_data_;                    // the last "game" event's data
-  std::map<std::string, long> revisions_;    // package -> applied changes since start
-  std::map<std::string, int> watched_;       // package -> event streams that asked for it
+  std::string game_data_;                  // the last "game" event's data
+  std::map<std::string, long> revisions_;  // package -> applied changes since start
+  std::map<std::string, int> watched_;     // package -> event streams that asked for it
 };
 
 }  // namespace host::map

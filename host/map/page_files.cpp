@@ -42,6 +42,7 @@ bool decode_segment(std::string_view segment, std::string& out) {
 }
 
 std::string content_type(const std::filesystem::path& file) {
+  // clang-format off
   static const std::map<std::string, std::string> kTypes = {
       {".html", "text/html; charset=utf-8"}, {".js", "text/javascript; charset=utf-8"},
       {".css", "text/css; charset=utf-8"},   {".json", "application/json"},
@@ -49,6 +50,7 @@ std::string content_type(const std::filesystem::path& file) {
       {".png", "image/png"},                 {".ico", "image/x-icon"},
       {".woff2", "font/woff2"},              {".txt", "text/plain; charset=utf-8"},
   };
+  // clang-format on
   auto type = kTypes.find(file.extension().string());
   return type != kTypes.end() ? type->second : "application/octet-stream";
 }

@@ -23,14 +23,10 @@ bool is_model(const Value& actor) {
 // Bokoblin or Moblin on patrol, or one of the mod's own models; "none" when it is refused a route.
 const char* walker_of(const Value& actor) {
   switch (editor::walker_class(actor)) {
-    case editor::WalkerClass::None:
-      return "none";
-    case editor::WalkerClass::Resident:
-      return "resident";
-    case editor::WalkerClass::Patroller:
-      return "patroller";
-    case editor::WalkerClass::Model:
-      return "model";
+    case editor::WalkerClass::None: return "none";
+    case editor::WalkerClass::Resident: return "resident";
+    case editor::WalkerClass::Patroller: return "patroller";
+    case editor::WalkerClass::Model: return "model";
   }
   return "none";
 }

@@ -102,8 +102,8 @@ Value HostSession::history_of(StoredPackage& stored) {
 
 Value HostSession::host_command(const std::string& method, const Value& params, std::string& error, bool& ok,
                                 bool& handled) {
-  static const char* const kCommands[] = {"packages", "actors",  "placed_actors", "document",
-                                          "undo",     "redo",    "history",       "reload"};
+  static const char* const kCommands[] = {"packages", "actors", "placed_actors", "document",
+                                          "undo",     "redo",   "history",       "reload"};
   handled = false;
   for (const char* known : kCommands) handled = handled || method == known;
   ok = false;
@@ -192,9 +192,9 @@ bool HostSession::keep_discarded(StoredPackage& stored, Value& labels, std::stri
   const std::string& name = stored.name();
   for (const std::string& label : stored.unfolded_labels()) labels.items.push_back(Value::of(label));
   Value line = Value::object();
-  line["time"] = Value::of(iso_time(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                        std::chrono::system_clock::now().time_since_epoch())
-                                        .count()));
+  line["time"] = Value::of(iso_time(
+      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
+          .count()));
   line["labels"] = labels;
   line["document"] = stored.package().document;
   // Changes a journal kept aside at open were made on a file no longer there: no document holds them, so
@@ -219,8 +219,10 @@ Value HostSession::conflicts() {
   for (auto& [name, stored] : packages_) {
     if (!stored->in_conflict()) continue;
     Value entry = with_package(name);
-    entry["problem"] = Value::of("changed outside the editor while answered changes waited to be saved; "
-                                 "reload discards them (kept in .pathwright/" + name + kDiscardedSuffix + ")");
+    entry["problem"] = Value::of(
+        "changed outside the editor while answered changes waited to be saved; "
+        "reload discards them (kept in .pathwright/" +
+        name + kDiscardedSuffix + ")");
     entry["waiting"] = Value::array();
     for (const std::string& label : stored->unfolded_labels()) entry["waiting"].items.push_back(Value::of(label));
     list.items.push_back(std::move(entry));

@@ -5,8 +5,8 @@
 #include <cctype>
 #include <utility>
 
-#include "host/store/package_name.h"
 #include "host/session/place_request.h"
+#include "host/store/package_name.h"
 
 namespace host {
 
@@ -138,8 +138,8 @@ void HostSession::changed(StoredPackage& stored, const std::string& kind, const 
   if (on_applied) on_applied(package, kind, label);
 }
 
-bool HostSession::change(Package& package, const std::string& label, const Edit& edit,
-                         mods::json::Value& result, std::string& error) {
+bool HostSession::change(Package& package, const std::string& label, const Edit& edit, mods::json::Value& result,
+                         std::string& error) {
   // The edit writes its own results; a change that is not kept must not leave them claiming it was.
   const mods::json::Value before = result;
   StoredPackage* stored = owner_of(package);

@@ -52,8 +52,8 @@ class HostSession : public editor::Session {
 
   // The host's own commands: "packages", "actors", "document", "undo", "redo", "history", "reload".
   // `handled` false (and nothing done) for any other name. On failure `ok` false and `error` says why.
-  mods::json::Value host_command(const std::string& method, const mods::json::Value& params,
-                                 std::string& error, bool& ok, bool& handled);
+  mods::json::Value host_command(const std::string& method, const mods::json::Value& params, std::string& error,
+                                 bool& ok, bool& handled);
 
   // Called after every applied change, undo, redo and reload, with the package as it now stands (the
   // front end uses it to send "load" to the game). May be empty.

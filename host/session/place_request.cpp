@@ -5,8 +5,7 @@
 
 namespace host {
 
-bool resolve_place(const mods::json::Value& params, editor::LiveGame* game, editor::Place& place,
-                   std::string& error) {
+bool resolve_place(const mods::json::Value& params, editor::LiveGame* game, editor::Place& place, std::string& error) {
   story_notebook::WorldPoint point;
   if (params.is_object() && params.has("position")) {
     if (!protocol::read_point_in_float_range(params.get("position"), point)) {

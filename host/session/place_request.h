@@ -21,8 +21,7 @@ constexpr std::uint8_t kPlaceFromCamera = 3;
 // Resolves `params`'s "position" (first; a point as protocol::read_point_in_float_range reads it) or "at"
 // into `place` (point, source, resolved_from), asking `game` (null when no game runs) for link or the
 // camera. On false, `error` says why and `place` is unchanged.
-bool resolve_place(const mods::json::Value& params, editor::LiveGame* game, editor::Place& place,
-                   std::string& error);
+bool resolve_place(const mods::json::Value& params, editor::LiveGame* game, editor::Place& place, std::string& error);
 
 }  // namespace host
 

@@ -17,8 +17,14 @@ void diff_objects(const Value& before, const Value& after, Path& at, ActorPatch&
   for (const auto& [key, value] : before.members) {
     auto other = after.members.find(key);
     if (other == after.members.end()) {
-      patch.push_back({.kind = PatchEdit::Kind::Member, .at = at, .key = key, .index = 0, .had_before = true,
-                       .has_after = false, .before = value, .after = Value()});
+      patch.push_back({.kind = PatchEdit::Kind::Member,
+                       .at = at,
+                       .key = key,
+                       .index = 0,
+                       .had_before = true,
+                       .has_after = false,
+                       .before = value,
+                       .after = Value()});
     } else if (!(value == other->second)) {
       at.emplace_back(key);
       diff_into(value, other->second, at, patch);
@@ -27,8 +33,14 @@ void diff_objects(const Value& before, const Value& after, Path& at, ActorPatch&
   }
   for (const auto& [key, value] : after.members) {
     if (before.members.count(key) == 0)
-      patch.push_back({.kind = PatchEdit::Kind::Member, .at = at, .key = key, .index = 0, .had_before = false,
-                       .has_after = true, .before = Value(), .after = value});
+      patch.push_back({.kind = PatchEdit::Kind::Member,
+                       .at = at,
+                       .key = key,
+                       .index = 0,
+                       .had_before = false,
+                       .has_after = true,
+                       .before = Value(),
+                       .after = value});
   }
 }
 
@@ -46,8 +58,14 @@ void diff_arrays(const Value& before, const Value& after, Path& at, ActorPatch& 
     at.pop_back();
     return;
   }
-  PatchEdit edit{.kind = PatchEdit::Kind::Splice, .at = at, .key = "", .index = head, .had_before = true,
-                 .has_after = true, .before = Value::array(), .after = Value::array()};
+  PatchEdit edit{.kind = PatchEdit::Kind::Splice,
+                 .at = at,
+                 .key = "",
+                 .index = head,
+                 .had_before = true,
+                 .has_after = true,
+                 .before = Value::array(),
+                 .after = Value::array()};
   edit.before.items.assign(a.begin() + static_cast<long>(head), a.begin() + static_cast<long>(head + removed));
   edit.after.items.assign(b.begin() + static_cast<long>(head), b.begin() + static_cast<long>(head + added));
   patch.push_back(std::move(edit));
@@ -56,8 +74,14 @@ void diff_arrays(const Value& before, const Value& after, Path& at, ActorPatch& 
 void diff_into(const Value& before, const Value& after, Path& at, ActorPatch& patch) {
   if (before.kind == after.kind && before.is_object()) return diff_objects(before, after, at, patch);
   if (before.kind == after.kind && before.is_array()) return diff_arrays(before, after, at, patch);
-  patch.push_back({.kind = PatchEdit::Kind::Whole, .at = at, .key = "", .index = 0, .had_before = true,
-                   .has_after = true, .before = before, .after = after});
+  patch.push_back({.kind = PatchEdit::Kind::Whole,
+                   .at = at,
+                   .key = "",
+                   .index = 0,
+                   .had_before = true,
+                   .has_after = true,
+                   .before = before,
+                   .after = after});
 }
 
 // The container `at` names inside `value`, or null when the path leads nowhere.
@@ -82,8 +106,7 @@ Value* reach(Value& value, const Path& at) {
 bool fits(const Value& target, const PatchEdit& edit, bool forward) {
   const Value& from = forward ? edit.before : edit.after;
   switch (edit.kind) {
-    case PatchEdit::Kind::Whole:
-      return target == from;
+    case PatchEdit::Kind::Whole: return target == from;
     case PatchEdit::Kind::Member: {
       if (!target.is_object()) return false;
       auto found = target.members.find(edit.key);
@@ -101,9 +124,7 @@ void put(Value& target, const PatchEdit& edit, bool forward) {
   const Value& from = forward ? edit.before : edit.after;
   const Value& to = forward ? edit.after : edit.before;
   switch (edit.kind) {
-    case PatchEdit::Kind::Whole:
-      target = to;
-      break;
+    case PatchEdit::Kind::Whole: target = to; break;
     case PatchEdit::Kind::Member:
       if (forward ? edit.has_after : edit.had_before) {
         target.members[edit.key] = to;

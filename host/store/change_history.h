@@ -17,7 +17,7 @@ namespace host {
 // One applied change: actor `actor_index` of the document's "actors" changed by `patch`.
 struct ChangeRecord {
   std::string label;
-  std::int64_t time_ms = 0;       // when it was applied, milliseconds since 1970-01-01 UTC
+  std::int64_t time_ms = 0;  // when it was applied, milliseconds since 1970-01-01 UTC
   std::size_t actor_index = 0;
   ActorPatch patch;
   std::uint64_t stored_bytes = 0;  // size of its journal record, to judge when the journal wants compacting
@@ -48,8 +48,8 @@ class ChangeHistory {
   void forget_oldest();
   void clear();
   const std::deque<ChangeRecord>& changes() const { return changes_; }
-  std::size_t applied() const { return applied_; }   // changes_[0, applied) are in the document
-  std::uint64_t stored_bytes() const;                 // journal bytes a compacted copy would take
+  std::size_t applied() const { return applied_; }  // changes_[0, applied) are in the document
+  std::uint64_t stored_bytes() const;               // journal bytes a compacted copy would take
 
  private:
   std::deque<ChangeRecord> changes_;

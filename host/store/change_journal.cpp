@@ -12,9 +12,9 @@
 #include <optional>
 #include <variant>
 
-#include "json_text/json_text.h"
 #include "host/store/content_hash.h"
 #include "host/store/package_store.h"
+#include "json_text/json_text.h"
 
 namespace host {
 namespace {
@@ -175,11 +175,9 @@ bool decode_payload(std::string_view payload, int format, JournalRecord& record)
     case JournalRecord::Kind::Checkpoint:
       return in.u64(record.saved.hash) && in.u64(record.saved.size) && in.u64(record.replaced.hash) &&
              in.u64(record.replaced.size) && (format < 2 || read_stamp(in, record.replaced_file)) && in.done();
-    case JournalRecord::Kind::File:
-      return format >= 2 && read_stamp(in, record.saved_file) && in.done();
+    case JournalRecord::Kind::File: return format >= 2 && read_stamp(in, record.saved_file) && in.done();
     case JournalRecord::Kind::Undo:
-    case JournalRecord::Kind::Redo:
-      return in.done();
+    case JournalRecord::Kind::Redo: return in.done();
   }
   return false;
 }
@@ -209,12 +207,9 @@ bool encode_record(JournalRecord& record, std::string& bytes, std::string& error
       put_u64(payload, record.replaced.size);
       put_stamp(payload, record.replaced_file);
       break;
-    case JournalRecord::Kind::File:
-      put_stamp(payload, record.saved_file);
-      break;
+    case JournalRecord::Kind::File: put_stamp(payload, record.saved_file); break;
     case JournalRecord::Kind::Undo:
-    case JournalRecord::Kind::Redo:
-      break;
+    case JournalRecord::Kind::Redo: break;
   }
   bytes.clear();
   put_u64(bytes, payload.size(), 4);
@@ -369,8 +364,7 @@ bool JournalFile::append(std::string_view records, std::string& reason) {
 bool JournalFile::replace(std::string_view contents, std::string& reason) {
   StagedFile staged;
   if (!store_.flush_renames(reason) || !store_.ensure_journal_folder(reason) ||
-      !store_.stage(path_, contents, 0644, staged, reason) ||
-      !store_.commit(staged, reason)) {
+      !store_.stage(path_, contents, 0644, staged, reason) || !store_.commit(staged, reason)) {
     return false;
   }
   file_.reset();

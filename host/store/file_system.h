@@ -100,8 +100,8 @@ class PosixFileSystem : public FileSystem {
   int identify(const std::string& path, FileIdentity& identity) override;
   int list_folder(const std::string& path, std::vector<std::string>& names) override;
   int make_folder(const std::string& path) override;
-  int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
-                      unsigned mode, std::string& temporary, std::unique_ptr<StartedFile>& file) override;
+  int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes, unsigned mode,
+                      std::string& temporary, std::unique_ptr<StartedFile>& file) override;
   int rename(const std::string& from, const std::string& to) override;
   int hold(const std::string& path, std::unique_ptr<HeldFile>& held) override;
   int sync_folder(const std::string& path) override;

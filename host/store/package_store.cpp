@@ -107,8 +107,8 @@ bool PackageStore::read_package(const std::string& name, std::string& bytes, Fil
   return true;
 }
 
-bool PackageStore::stage(const std::string& target, std::string_view bytes, unsigned permissions,
-                         StagedFile& staged, std::string& error) {
+bool PackageStore::stage(const std::string& target, std::string_view bytes, unsigned permissions, StagedFile& staged,
+                         std::string& error) {
   return start_stage(target, bytes, permissions, staged, error) && finish_stage(staged, error);
 }
 

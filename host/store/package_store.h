@@ -116,7 +116,7 @@ class PackageStore {
   bool journal_folder_ready_ = false;
   bool writes_forbidden_ = false;
   std::vector<std::string> unflushed_folders_;  // folders of renames commit_unflushed made since
-  std::thread releaser_;  // touches only the file it releases
+  std::thread releaser_;                        // touches only the file it releases
 };
 
 }  // namespace host

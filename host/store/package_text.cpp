@@ -47,8 +47,8 @@ std::string_view PackageText::actor_text(std::size_t index) const {
 
 bool PackageText::reuses_print_for(const mods::json::Value& document) const {
   const mods::json::Value& actors = document.get("actors");
-  const bool same_actors = valid_ && document.is_object() && actors.is_array() && !actors_.empty() &&
-                           actors.items.size() == actors_.size();
+  const bool same_actors =
+      valid_ && document.is_object() && actors.is_array() && !actors_.empty() && actors.items.size() == actors_.size();
   const auto beyond = [this](std::size_t index) { return index >= actors_.size(); };
   return same_actors && std::none_of(changed_.begin(), changed_.end(), beyond);
 }
@@ -64,9 +64,9 @@ bool PackageText::print(const mods::json::Value& document, std::uint64_t size_hi
   next.clear();
   next.reserve(text_.size() + kGrowthRoomBytes);
   std::vector<json_text::TextRange> ranges(actors_.size());
-  std::size_t copied = 0;        // text_ up to here is in `next`
-  std::size_t next_actor = 0;    // ranges before it are set
-  std::ptrdiff_t shift = 0;      // how far the text after the last changed actor moved
+  std::size_t copied = 0;      // text_ up to here is in `next`
+  std::size_t next_actor = 0;  // ranges before it are set
+  std::ptrdiff_t shift = 0;    // how far the text after the last changed actor moved
   auto moved = [&shift](const json_text::TextRange& r) {
     return json_text::TextRange{static_cast<std::size_t>(static_cast<std::ptrdiff_t>(r.begin) + shift),
                                 static_cast<std::size_t>(static_cast<std::ptrdiff_t>(r.end) + shift)};

@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "json_text/json_text.h"
 #include "json/value.h"
+#include "json_text/json_text.h"
 
 namespace host {
 
@@ -44,10 +44,10 @@ class PackageText {
                    const json_text::ElementStandIn& stand_in);
 
   std::string text_;
-  std::string spare_;                  // the text before the last print, its memory reused by the next
+  std::string spare_;                         // the text before the last print, its memory reused by the next
   std::vector<json_text::TextRange> actors_;  // where each actor stands in text_
-  std::vector<std::size_t> changed_;   // actors changed since text_ was printed, in any order, repeats allowed
-  bool valid_ = false;                 // text_ and actors_ describe a print of the document
+  std::vector<std::size_t> changed_;          // actors changed since text_ was printed, in any order, repeats allowed
+  bool valid_ = false;                        // text_ and actors_ describe a print of the document
 };
 
 }  // namespace host

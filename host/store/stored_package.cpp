@@ -6,8 +6,8 @@
 #include <cassert>
 #include <cerrno>
 
-#include "json_text/json_text.h"
 #include "host/store/content_hash.h"
+#include "json_text/json_text.h"
 
 namespace host {
 namespace {
@@ -27,8 +27,8 @@ StoredPackage::StoredPackage(PackageStore& store, std::string name)
   package_.name = std::move(name);
 }
 
-std::unique_ptr<StoredPackage> StoredPackage::open(PackageStore& store, const std::string& name,
-                                                   std::string& error, Reading reading) {
+std::unique_ptr<StoredPackage> StoredPackage::open(PackageStore& store, const std::string& name, std::string& error,
+                                                   Reading reading) {
   std::string bytes;
   FileIdentity identity;
   const std::int64_t read_at = wall_clock_ns();
@@ -99,8 +99,9 @@ bool StoredPackage::read_journal(const std::string& file_bytes, std::string& err
   if (code != 0) {
     // Opening without it could lose changes it holds beyond the file; refusing says where and what to do.
     const std::string path = store_.journal_path(package_.name);
-    error = "package \"" + package_.name + "\" cannot be opened: its journal \"" + path + "\" cannot be read: " +
-            read_error_text(code) + "; the package file holds every change saved so far, so moving the journal aside opens " +
+    error = "package \"" + package_.name + "\" cannot be opened: its journal \"" + path +
+            "\" cannot be read: " + read_error_text(code) +
+            "; the package file holds every change saved so far, so moving the journal aside opens " +
             "the package as that file holds it (without the history, and without changes the journal holds beyond it)";
     return false;
   }
@@ -160,8 +161,7 @@ bool StoredPackage::replay(const JournalContents& contents, long start) {
         break;
       }
       case JournalRecord::Kind::Checkpoint:
-      case JournalRecord::Kind::File:
-        break;
+      case JournalRecord::Kind::File: break;
     }
     unfolded = unfolded || (apply && r.kind != JournalRecord::Kind::Checkpoint && r.kind != JournalRecord::Kind::File);
   }
@@ -304,8 +304,8 @@ long StoredPackage::find_actor(const mods::json::Value& actors, const std::strin
 
 // A change in four steps: note what undoes the edit, run it, check it kept to the named actor, journal it.
 // Any refusal puts the document back from the note, so that nothing is left half done.
-bool StoredPackage::change(const std::string& label, const editor::Session::Edit& edit,
-                           const std::string& actor_id, std::string& error) {
+bool StoredPackage::change(const std::string& label, const editor::Session::Edit& edit, const std::string& actor_id,
+                           std::string& error) {
   if (!ready_to_record(error)) return false;
   Rollback rollback = note_before_edit(actor_id);
   ChangeRecord change;

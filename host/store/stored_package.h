@@ -40,8 +40,8 @@ class StoredPackage {
   // content is hashed, not trusted. Whole-second time stamps (2 s on FAT, 1 s on older file systems) get
   // the first; time stamps with a fraction of a second tick at least every 10 ms (exFAT; the kernel's
   // clock tick elsewhere), so they get the second, with a margin.
-  static constexpr std::int64_t kTimestampGranularityNs = 2'000'000'000;      // ns
-  static constexpr std::int64_t kFineTimestampGranularityNs = 50'000'000;     // ns
+  static constexpr std::int64_t kTimestampGranularityNs = 2'000'000'000;   // ns
+  static constexpr std::int64_t kFineTimestampGranularityNs = 50'000'000;  // ns
 
   // How much of the document `open` builds. Outline: each actor only as its "id" until it is read, for a
   // process that runs one route edit, undo or redo; it falls back to Whole when the journal has changes
@@ -94,9 +94,7 @@ class StoredPackage {
 
   // True when changes wait for a checkpoint and the oldest has waited kFoldAfter by `now`.
   bool fold_due(Clock::time_point now) const;
-  bool has_unfolded() const {
-    return oldest_unfolded_.has_value() || journal_.state() == JournalFile::State::Broken;
-  }
+  bool has_unfolded() const { return oldest_unfolded_.has_value() || journal_.state() == JournalFile::State::Broken; }
   // Rewrites the package file atomically with every change (a checkpoint). True at once when nothing waits.
   // On false, `error` says why; the changes stay in the journal and a later call tries again. The rename
   // is left for the store to flush (PackageStore::commit_unflushed): a power cut before that brings back
@@ -111,9 +109,9 @@ class StoredPackage {
     bool had_actors = false;
     bool actors_array = false;
     std::size_t actor_count = 0;
-    long index = -1;                 // the named actor, -1 when there is none
-    mods::json::Value before;        // that actor before the edit
-    mods::json::Value odd_actors;    // a non-array "actors", kept whole
+    long index = -1;               // the named actor, -1 when there is none
+    mods::json::Value before;      // that actor before the edit
+    mods::json::Value odd_actors;  // a non-array "actors", kept whole
   };
 
   StoredPackage(PackageStore& store, std::string name);
@@ -135,8 +133,8 @@ class StoredPackage {
   bool write_fresh_journal(const std::string& extra, std::string& error);
   bool journal_wants_compacting() const;
   // The steps of `fold` before the rename.
-  bool stage_and_journal(const std::string& path, bool journal_fits, bool check, FileVersion& saved,
-                         StagedFile& staged, std::string& error);
+  bool stage_and_journal(const std::string& path, bool journal_fits, bool check, FileVersion& saved, StagedFile& staged,
+                         std::string& error);
   bool journal_checkpoint(const FileVersion& saved, std::string& error);
   void mark_unfolded();
   std::string saving_failed(const std::string& reason) const;
@@ -145,9 +143,9 @@ class StoredPackage {
   PackageStore& store_;
   editor::Session::Package package_;
   ChangeHistory history_;
-  FileIdentity identity_;  // NAME.json as last read or written: any other version was written by others
+  FileIdentity identity_;         // NAME.json as last read or written: any other version was written by others
   std::int64_t known_at_ns_ = 0;  // wall clock (ns) just before `identity_`'s content was last read or written
-  FileVersion version_;    // the same version's content hash and size, as checkpoints name it
+  FileVersion version_;           // the same version's content hash and size, as checkpoints name it
   JournalFile journal_;
   PackageText printed_;  // the document's text as a checkpoint writes it, printed again only where it changed
   UnreadActors unread_;  // outlined actors, read from `printed_` when first needed

@@ -26,8 +26,7 @@ bool StoredPackage::fold(std::string& error) {
   // A file whose stat still matches is checked beside the temporary's writing (see stage_and_journal); any
   // other first, so that a file changed outside is not written for nothing at every try.
   FileIdentity now;
-  const bool check_first =
-      store_.files().identify(store_.package_path(package_.name), now) != 0 || !(now == identity_);
+  const bool check_first = store_.files().identify(store_.package_path(package_.name), now) != 0 || !(now == identity_);
   if (check_first && !unchanged_on_disk(error)) return false;
   std::string reason, path;
   // The actors an outline has not read are printed from their text, one at a time.

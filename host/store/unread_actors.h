@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "host/store/package_text.h"
-#include "json_text/json_text.h"
 #include "json/value.h"
+#include "json_text/json_text.h"
 
 namespace host {
 
@@ -47,8 +47,8 @@ class UnreadActors {
 
   std::vector<bool> unread_;
   std::size_t unread_count_ = 0;
-  std::string source_;                          // the file's text, while no print holds the unread actors
-  std::vector<json_text::TextRange> ranges_;    // where each actor stands in source_
+  std::string source_;                        // the file's text, while no print holds the unread actors
+  std::vector<json_text::TextRange> ranges_;  // where each actor stands in source_
 };
 
 }  // namespace host

@@ -10,16 +10,15 @@
 #define PATHWRIGHT_TESTS_DOCS_DOC_EXAMPLES_H_
 
 #include <nlohmann/json.hpp>
-
 #include <string>
 #include <vector>
 
 namespace doc_examples {
 
 struct Exchange {
-  int line = 0;          // the line of the "->" in the doc, from 1
-  std::string request;   // sent as written (continuations joined)
-  std::string answer;    // JSON text of the expected answer
+  int line = 0;         // the line of the "->" in the doc, from 1
+  std::string request;  // sent as written (continuations joined)
+  std::string answer;   // JSON text of the expected answer
 };
 
 // Every exchange of the Markdown `text`, in order. On false, `error` names the line of the first "->"

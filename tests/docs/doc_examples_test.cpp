@@ -4,11 +4,10 @@
 #include "tests/docs/doc_examples.h"
 
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <functional>
 #include <thread>
@@ -26,8 +25,8 @@ const std::string kDocs = PATHWRIGHT_DOCS_DIR;
 class LinkClient {
  public:
   explicit LinkClient(std::uint16_t port) {
-    sockaddr_in address{.sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(INADDR_LOOPBACK)},
-                        .sin_zero = {}};
+    sockaddr_in address{
+        .sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
     connected_ = ::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
   }
   ~LinkClient() { ::close(fd_); }
@@ -74,6 +73,7 @@ struct ReadCase {
 };
 
 TEST(DocExamples, ReaderJoinsContinuationsAndRefusesAHalfExchange) {
+  // clang-format off
   const ReadCase cases[] = {
       {.doc = "```\n-> {\"a\":\n    1}\n<- {}\n```\n", .ok = true, .exchanges = 1, .last_request = "{\"a\":1}",
        .error = ""},
@@ -85,15 +85,14 @@ TEST(DocExamples, ReaderJoinsContinuationsAndRefusesAHalfExchange) {
       {.doc = "```\n<- {}\n```\n", .ok = false, .exchanges = 0, .last_request = "",
        .error = "line 2: an answer (<-) without a request (->) before it"},
   };
+  // clang-format on
   for (const ReadCase& c : cases) {
     std::vector<Exchange> exchanges;
     std::string error;
     EXPECT_EQ(read_exchanges(c.doc, exchanges, error), c.ok) << c.doc;
     EXPECT_EQ(exchanges.size(), c.exchanges) << c.doc;
     EXPECT_EQ(error, c.error) << c.doc;
-    if (!exchanges.empty()) {
-      EXPECT_EQ(exchanges.back().request, c.last_request);
-    }
+    if (!exchanges.empty()) { EXPECT_EQ(exchanges.back().request, c.last_request); }
   }
 }
 
@@ -104,6 +103,7 @@ struct MatchCase {
 };
 
 TEST(DocExamples, PlaceholdersStandForAnyValueAndNothingElseIsLoose) {
+  // clang-format off
   const MatchCase cases[] = {
       {.expected = R"({"a":1,"b":[2]})", .actual = R"({"b":[2.0],"a":1})", .matches = true},
       {.expected = R"({"store":"<the store folder>"})", .actual = R"({"store":{"x":1}})", .matches = true},
@@ -112,6 +112,7 @@ TEST(DocExamples, PlaceholdersStandForAnyValueAndNothingElseIsLoose) {
       {.expected = R"([1,2])", .actual = R"([2,1])", .matches = false},
       {.expected = R"({"a":"<"})", .actual = R"({"a":"x"})", .matches = false},
   };
+  // clang-format on
   for (const MatchCase& c : cases) {
     std::string where;
     EXPECT_EQ(matches(nlohmann::json::parse(c.expected), nlohmann::json::parse(c.actual), where), c.matches)

@@ -32,6 +32,7 @@ TEST_F(Dispatcher, EachEditIsRecordedUnderItsLabel) {
   // A label is made from the request before the edit judges it: "point" truncated toward zero, saturated
   // to 32 bits, 0 when it is not a number, and an absent id as empty. The odd rows pin that rule, not
   // point numbers an edit would accept.
+  // clang-format off
   const Case table[] = {
       {.command = "add_route_point", .params = params("gate_1"), .label = "Add a route point to gate_1"},
       {.command = "move_route_point",
@@ -55,6 +56,7 @@ TEST_F(Dispatcher, EachEditIsRecordedUnderItsLabel) {
       {.command = "set_route", .params = params("walker"), .label = "Route settings of walker"},
       {.command = "remove_route", .params = obj({}), .label = "Remove the route of "},
   };
+  // clang-format on
   for (const Case& c : table) {
     session.calls.clear();
     session.run(c.command, c.params);
@@ -102,14 +104,8 @@ TEST_F(Dispatcher, PlacingAndTheSayWhereTextWinOverAMissingPackageAndActor) {
 TEST_F(Dispatcher, AMissingPackageStopsEveryCommandWithThePackagesText) {
   connect_game();
   const char* const commands[] = {
-      "add_route_point",
-      "move_route_point",
-      "remove_route_point",
-      "reorder_route_point",
-      "set_route",
-      "remove_route",
-      "check_route",
-      "route_status",
+      "add_route_point", "move_route_point", "remove_route_point", "reorder_route_point",
+      "set_route",       "remove_route",     "check_route",        "route_status",
   };
   for (const char* command : commands) {
     const auto answer =
@@ -130,12 +126,14 @@ TEST_F(Dispatcher, ActorsAreFoundByTheFirstExactTextId) {
   const struct {
     Value request;
     const char* error;
+    // clang-format off
   } cases[] = {
       {.request = params("5"), .error = "no placed actor \"5\" in windfall"},
       {.request = obj({}), .error = "no placed actor \"\" in windfall"},
       {.request = obj({{"id", num(7)}}), .error = "no placed actor \"\" in windfall"},
       {.request = params("Walker"), .error = "no placed actor \"Walker\" in windfall"},
   };
+  // clang-format on
   for (const auto& [request, error] : cases) EXPECT_EQ(session.run("remove_route", request).error, error);
   EXPECT_ANSWERED(session.run("add_route_point", params("gate_1")));
   EXPECT_TRUE(actor("gate_1").get("path").is_object());

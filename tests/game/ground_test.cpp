@@ -18,10 +18,10 @@ namespace {
 WorldMesh known_mesh() {
   WorldMesh mesh;
   mesh.add_floor(0, 100, 0, 100, 0);
-  mesh.add_floor(100, 200, 0, 100, 50);         // exactly 50 above the first floor
-  mesh.add_floor(200, 300, 0, 100, 100.001f);   // just above 50 above the second
-  mesh.add_floor(400, 500, 0, 100, 0);          // the floor under the bridge
-  mesh.add_floor(400, 500, 40, 60, 200);        // the bridge deck
+  mesh.add_floor(100, 200, 0, 100, 50);                                       // exactly 50 above the first floor
+  mesh.add_floor(200, 300, 0, 100, 100.001f);                                 // just above 50 above the second
+  mesh.add_floor(400, 500, 0, 100, 0);                                        // the floor under the bridge
+  mesh.add_floor(400, 500, 40, 60, 200);                                      // the bridge deck
   mesh.add_quad({600, 0, 0}, {700, 100, 0}, {700, 100, 100}, {600, 0, 100});  // ramp rising east
   return mesh;
 }
@@ -39,6 +39,7 @@ TEST(Ground, AnswersTheFirstSurfaceStraightBelowTheProbe) {
   std::string error;
   auto ground = Ground::build(known_mesh(), error);
   ASSERT_TRUE(ground) << error;
+  // clang-format off
   const ProbeCase cases[] = {
       {.what = "low floor", .x = 50, .y = 100, .z = 50, .found = true, .height = 0},
       {.what = "step of exactly 50", .x = 150, .y = 100, .z = 50, .found = true, .height = 50},
@@ -54,6 +55,7 @@ TEST(Ground, AnswersTheFirstSurfaceStraightBelowTheProbe) {
       {.what = "outside the world: z = -3e38", .x = 50, .y = 100, .z = -3e38f, .found = false, .height = 0},
       {.what = "far below the world", .x = 50, .y = -1e20f, .z = 50, .found = false, .height = 0},
   };
+  // clang-format on
   for (const ProbeCase& c : cases) {
     float height = -1;
     EXPECT_EQ(ground->below(c.x, c.y, c.z, height), c.found) << c.what;
@@ -67,7 +69,7 @@ TEST(Ground, BatchMethodsAgreeWithSingleProbes) {
   ASSERT_TRUE(ground) << error;
   std::mt19937 random(7);
   std::uniform_real_distribution<float> across(-6000, 6000);  // some probes miss the terrain
-  const std::size_t count = 5003;  // enough to be put in Morton order; not a multiple of 16
+  const std::size_t count = 5003;                             // enough to be put in Morton order; not a multiple of 16
   std::vector<float> probes;
   for (std::size_t k = 0; k < count; ++k) probes.insert(probes.end(), {across(random), 200.0f, across(random)});
   // Probes that are not points find nothing, in every method.

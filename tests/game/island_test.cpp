@@ -17,6 +17,7 @@ TEST_F(Island, NamedPlacesStandWhereTheLayoutSays) {
     bool found;
     float height;
   };
+  // clang-format off
   const Place places[] = {
       {.what = "town square", .point = island::kTownSquare, .found = true, .height = 100},
       {.what = "link's spawn", .point = island::kLinkSpawn, .found = true, .height = 100},
@@ -29,6 +30,7 @@ TEST_F(Island, NamedPlacesStandWhereTheLayoutSays) {
       {.what = "open sea east", .point = island::kOpenSeaEast, .found = false, .height = 0},
       {.what = "between pier and plateau edge", .point = {500, 100, -1600}, .found = false, .height = 0},
   };
+  // clang-format on
   for (const Place& p : places) {
     float height = -1;
     std::string note;

@@ -1,15 +1,15 @@
 // OBJ worlds read strictly: every number and face corner checked with its line, and only regular files
 // below the size limit, opened without waiting.
+#include "game/obj_file.h"
+
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
-#include <gtest/gtest.h>
-
-#include "game/obj_file.h"
 #include "game/world_mesh.h"
 
 namespace game {
@@ -24,6 +24,7 @@ struct ObjCase {
 
 // Regression: "v 1 nan 2" and "v 1 abc 2" were read as y = 0 by the OBJ library.
 TEST(ObjText, NumbersAndCornersAreReadStrictlyWithTheirLine) {
+  // clang-format off
   const ObjCase cases[] = {
       {.text = "f 1 2 3 4\n", .error = ""},
       {.text = "f 1/1 2/2 3/3\n", .error = ""},
@@ -50,6 +51,7 @@ TEST(ObjText, NumbersAndCornersAreReadStrictlyWithTheirLine) {
       {.text = "f 1 2 3/\n", .error = "line 5: \"3/\" is not a face corner (V, V/T, V//N or V/T/N, each a non-zero whole number)"},
       {.text = "f 1 2 99999999999\n", .error = "line 5: \"99999999999\" is not a face corner (V, V/T, V//N or V/T/N, each a non-zero whole number)"},
   };
+  // clang-format on
   for (const ObjCase& c : cases) {
     std::string error;
     EXPECT_EQ(check_obj_text(std::string(kQuad) + c.text, error), *c.error == '\0') << c.text;
@@ -74,6 +76,7 @@ TEST(ObjFile, OnlyRegularFilesBelowTheLimitAreRead) {
   const struct {
     std::string path;
     const char* error;
+    // clang-format off
   } cases[] = {
       {.path = dir + "fifo.obj", .error = "it is a pipe or socket, not a regular file"},
       {.path = "/dev/zero", .error = "it is a device, not a regular file"},
@@ -81,6 +84,7 @@ TEST(ObjFile, OnlyRegularFilesBelowTheLimitAreRead) {
       {.path = dir + "big.obj", .error = "it is larger than 256 MiB"},
       {.path = dir + "missing.obj", .error = "no such file, or it cannot be opened"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     WorldMesh mesh;
     std::string error;

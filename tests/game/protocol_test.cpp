@@ -26,6 +26,7 @@ TEST_F(LinkProtocolTest, AnswersEveryOpWithItsFields) {
     const char* request;
     const char* answer;  // the whole answer, compared as JSON
   };
+  // clang-format off
   const Exchange exchanges[] = {
       {.request = R"({"id":1,"op":"hello"})",
        .answer = R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},)"
@@ -63,6 +64,7 @@ TEST_F(LinkProtocolTest, AnswersEveryOpWithItsFields) {
        .answer = R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},)"
                  R"("id":1.5,"ok":true,"protocol":1,"world":"island"})"},
   };
+  // clang-format on
   for (const Exchange& e : exchanges) EXPECT_EQ(ask(e.request), parsed(e.answer)) << e.request;
 }
 
@@ -70,9 +72,10 @@ TEST_F(LinkProtocolTest, RefusesBadRequestsAndGarbageWithAnErrorAnswer) {
   // The answer is exactly {"id", "ok": false, "error"}; no error text here: "the line is not json: ...".
   struct Refusal {
     const char* request;
-    const char* id;                // the answer's "id", as JSON text
+    const char* id;               // the answer's "id", as JSON text
     const char* error = nullptr;  // null: the line is not JSON
   };
+  // clang-format off
   const Refusal refusals[] = {
       {.request = R"({"id":1,"op":"fly"})", .id = "1", .error = R"(unknown op "fly")"},
       {.request = R"([1,2])", .id = "null", .error = "a request must be a json object"},
@@ -125,6 +128,7 @@ TEST_F(LinkProtocolTest, RefusesBadRequestsAndGarbageWithAnErrorAnswer) {
       {.request = "{\"id\":21,\"op\":\"\xed\xa0\x80\"}", .id = "null"},
       {.request = "{\"id\":22,\"op\":\"hello\",\"probes\":[\"\xf4", .id = "null"},
   };
+  // clang-format on
   const std::string not_json = "the line is not json: ";
   for (const Refusal& r : refusals) {
     const Value answer = ask(r.request);
@@ -143,8 +147,10 @@ TEST_F(LinkProtocolTest, SurvivesRandomBytesAndMangledRequests) {
     std::string line = seeds[round % 2];
     for (int k = 0, edits = 1 + static_cast<int>(random() % 4); k < edits; ++k) {
       const std::size_t at = random() % line.size();  // then a byte changed, or up to 5 cut out
-      if (random() % 2) line[at] = static_cast<char>(random() % 256);
-      else line.erase(at, 1 + random() % 5);
+      if (random() % 2)
+        line[at] = static_cast<char>(random() % 256);
+      else
+        line.erase(at, 1 + random() % 5);
       if (line.empty()) line.push_back('{');
     }
     EXPECT_TRUE(ask(line).get("ok").is_bool()) << line;  // an object with "ok", whatever came in

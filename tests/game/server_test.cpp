@@ -1,18 +1,16 @@
-#include "game/link_server.h"
-
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
 #include <utility>
 
+#include "game/link_server.h"
 #include "tests/game/game_test_helpers.h"
 
 namespace game {
@@ -22,8 +20,8 @@ namespace {
 // only "<closed>".
 struct Client {
   explicit Client(std::uint16_t port) {
-    sockaddr_in address{.sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(INADDR_LOOPBACK)},
-                        .sin_zero = {}};
+    sockaddr_in address{
+        .sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
     ::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address);
   }
   ~Client() { ::close(fd_); }
@@ -69,7 +67,10 @@ TEST_F(LinkServerTest, ServesPipelinedAndSplitLinesInOrderOnSeveralConnections) 
 
 TEST_F(LinkServerTest, AnswersAnOverlongLineWithAnErrorAndCarriesOn) {
   Client client(server_.port());
-  client.send(R"({"id":1,"op":"hello","padding":")" + std::string(5000, 'x') + "\"}\n" R"({"id":2,"op":"hello"})" "\n");
+  client.send(R"({"id":1,"op":"hello","padding":")" + std::string(5000, 'x') +
+              "\"}\n"
+              R"({"id":2,"op":"hello"})"
+              "\n");
   EXPECT_EQ(client.line(), R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})");
   EXPECT_EQ(client.line(),
             R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},)"
@@ -113,7 +114,8 @@ TEST(PathwrightGame, ServesTheLinkFromItsOwnProcessAndStopsCleanly) {
   ASSERT_TRUE(game.port != 0 && game.banner.find("(world island)") != std::string::npos) << game.banner;
   {
     Client client(game.port);
-    client.send(R"({"id":1,"op":"advance","seconds":2})" "\n");
+    client.send(R"({"id":1,"op":"advance","seconds":2})"
+                "\n");
     EXPECT_EQ(client.line(), R"({"id":1,"ok":true,"time":2})") << "the game runs on the manual clock";
   }
   EXPECT_EQ(game.stop(), 0) << "a wait status: exited, with status 0";

@@ -1,12 +1,12 @@
 // The shared conformance files: every y_ file is accepted (except the two with duplicate member names,
 // which this parser refuses by design), every n_ file refused with a position, and every i_ file answered
 // without a silent change to what it says.
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "json_text/json_text.h"
 

@@ -1,5 +1,9 @@
 // parse_json and print_json: what parsing builds, the exact double of every number, where and why text is
 // refused; number and string forms, the two layouts, refusals that name where, and round trips.
+#include "json_text/json_text.h"
+
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstring>
 #include <iterator>
@@ -7,10 +11,6 @@
 #include <string>
 #include <tuple>
 #include <vector>
-
-#include <gtest/gtest.h>
-
-#include "json_text/json_text.h"
 
 namespace {
 
@@ -39,6 +39,7 @@ TEST(ParseJson, KeepsTheExactDoubleOfEveryNumber) {
   const struct {
     const char* text;
     double expected;
+    // clang-format off
   } cases[] = {
       {.text = "0.1", .expected = 0.1},
       {.text = "1e-7", .expected = 1e-7},
@@ -60,6 +61,7 @@ TEST(ParseJson, KeepsTheExactDoubleOfEveryNumber) {
       {.text = "-0", .expected = -0.0},
       {.text = "123456789012345678901234567890", .expected = 1.2345678901234568e29},
   };
+  // clang-format on
   for (const auto& c : cases) {
     const Value v = parsed(c.text);
     EXPECT_TRUE(v.is_number() && std::memcmp(&v.number, &c.expected, sizeof(double)) == 0)
@@ -72,6 +74,7 @@ TEST(ParseJson, DecodesEscapesIntoUtf8) {
   const struct {
     const char* text;
     std::string expected;
+    // clang-format off
   } cases[] = {
       {.text = R"("\"\\\/\b\f\n\r\t")", .expected = "\"\\/\b\f\n\r\t"},
       {.text = R"("\u0041\u00e9\u20AC")", .expected = "A\xC3\xA9\xE2\x82\xAC"},
@@ -79,6 +82,7 @@ TEST(ParseJson, DecodesEscapesIntoUtf8) {
       {.text = R"("a\u0000b")", .expected = std::string("a\0b", 3)},
       {.text = "\"caf\xC3\xA9 \xF0\x9F\x98\x80\"", .expected = "caf\xC3\xA9 \xF0\x9F\x98\x80"},
   };
+  // clang-format on
   for (const auto& c : cases) EXPECT_EQ(parsed(c.text).str, c.expected) << c.text;
 }
 
@@ -88,6 +92,7 @@ TEST(ParseJson, RefusesBadTextNamingLineColumnAndReason) {
     std::string text;
     std::size_t line, column;
     const char* reason;
+    // clang-format off
   } cases[] = {
       {.text = "", .line = 1, .column = 1, .reason = "empty text"},
       {.text = "  \n ", .line = 2, .column = 2, .reason = "empty text"},
@@ -139,6 +144,7 @@ TEST(ParseJson, RefusesBadTextNamingLineColumnAndReason) {
       // A byte-order mark is not accepted: package files are plain UTF-8.
       {.text = "\xEF\xBB\xBF{}", .line = 1, .column = 1, .reason = "unexpected byte 0xef, expected a JSON value"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     Value v;
     json_text::JsonTextError error;
@@ -163,6 +169,7 @@ TEST(PrintJson, WritesIntegralNumbersPlainAndOthersInTheirShortestForm) {
   const struct {
     double n;
     const char* text;
+    // clang-format off
   } cases[] = {
       {.n = 60, .text = "60"},
       {.n = -3, .text = "-3"},
@@ -179,6 +186,7 @@ TEST(PrintJson, WritesIntegralNumbersPlainAndOthersInTheirShortestForm) {
       {.n = 1.7976931348623157e308, .text = "1.7976931348623157e+308"},
       {.n = 5e-324, .text = "5e-324"},
   };
+  // clang-format on
   for (const auto& c : cases) EXPECT_EQ(printed(Value::of(c.n)), c.text) << c.n;
 }
 
@@ -186,12 +194,14 @@ TEST(PrintJson, EscapesOnlyWhatJsonRequires) {
   const struct {
     std::string s;
     const char* text;
+    // clang-format off
   } cases[] = {
       {.s = "q\"b\\s/", .text = R"("q\"b\\s/")"},
       {.s = "\n\t\r\b\f", .text = R"("\n\t\r\b\f")"},
       {.s = std::string("\0\x01\x1f\x7f", 4), .text = "\"\\u0000\\u0001\\u001f\x7f\""},
       {.s = "caf\xC3\xA9 \xF0\x9F\x98\x80", .text = "\"caf\xC3\xA9 \xF0\x9F\x98\x80\""},
   };
+  // clang-format on
   for (const auto& c : cases) EXPECT_EQ(printed(Value::of(c.s)), c.text);
 }
 
@@ -229,12 +239,14 @@ TEST(PrintJson, RefusesWhatJsonCannotCarryNamingWhere) {
   const struct {
     Value v;
     const char* error;
+    // clang-format off
   } cases[] = {
       {.v = nan_x, .error = "a number that is not finite at actors[1].position.x cannot be written"},
       {.v = odd_key, .error = "a number that is not finite at [\"a b\"].c[1] cannot be written"},
       {.v = Value::of(inf), .error = "a number that is not finite at the top level cannot be written"},
       {.v = bad_text, .error = "a string that is not valid utf-8 at names.x cannot be written"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     for (auto layout : {json_text::JsonLayout::Compact, json_text::JsonLayout::Indented}) {
       std::string out, error;
@@ -285,6 +297,7 @@ TEST(PrintJsonIndexed, FindsEachElementOfTheNamedArrayAsPrintedTwoLevelsDeep) {
     std::size_t elements;
     std::size_t objects;
   };
+  // clang-format off
   const Case cases[] = {
       {.document = R"({"name": "m", "actors": [{"id": "a", "path": {"points": [{"x": 1}]}}, {}]})",
        .elements = 2,
@@ -295,6 +308,7 @@ TEST(PrintJsonIndexed, FindsEachElementOfTheNamedArrayAsPrintedTwoLevelsDeep) {
       {.document = R"({"actors": {"id": "a"}})", .elements = 0, .objects = 0},
       {.document = R"([{"actors": [{}]}])", .elements = 0, .objects = 0},
   };
+  // clang-format on
   for (const Case& c : cases) {
     const Value document = parsed(c.document);
     std::string out, error;
@@ -338,7 +352,8 @@ TEST(ParseJsonOutline, KeepsEachActorsIdAndRefusesWhatParseJsonRefuses) {
   };
   std::string many_names = R"({"actors": [{"id": "a", "p": {)";
   for (int i = 0; i < 40; ++i) many_names += "\"n" + std::to_string(i) + "\": " + std::to_string(i) + ", ";
-  const std::string deep = std::string(R"({"actors": [{"id": "a", "p": )") + std::string(600, '[') + std::string(600, ']') + "}]}";
+  const std::string deep =
+      std::string(R"({"actors": [{"id": "a", "p": )") + std::string(600, '[') + std::string(600, ']') + "}]}";
   const std::string texts_built[] = {many_names + R"("n0": 1}}]})", many_names + R"("m": 1}}]})", deep};
   std::vector<std::string> all(std::begin(texts), std::end(texts));
   all.insert(all.end(), std::begin(texts_built), std::end(texts_built));
@@ -347,7 +362,8 @@ TEST(ParseJsonOutline, KeepsEachActorsIdAndRefusesWhatParseJsonRefuses) {
     json_text::JsonTextError whole_error, outline_error;
     std::vector<json_text::TextRange> whole_ranges, outline_ranges;
     const bool parsed = json_text::parse_json_indexed(text, whole, whole_error, "actors", whole_ranges);
-    ASSERT_EQ(json_text::parse_json_outline(text, outline, outline_error, "actors", "id", outline_ranges), parsed) << text;
+    ASSERT_EQ(json_text::parse_json_outline(text, outline, outline_error, "actors", "id", outline_ranges), parsed)
+        << text;
     if (!parsed) {
       EXPECT_EQ(outline_error.message(), whole_error.message()) << text;
       continue;

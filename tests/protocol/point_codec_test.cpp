@@ -29,6 +29,7 @@ TEST(PointCodec, EachReaderKeepsItsOwnRangeRule) {
     bool narrowing, in_float_range;
     AsSent as_sent;
   };
+  // clang-format off
   const Case cases[] = {
       {.point = R"({"x":1,"y":-2.5,"z":1e-40})", .narrowing = true, .in_float_range = true, .as_sent = AsSent::Reads},
       {.point = R"({"x":3.4028234e38,"y":0,"z":0})", .narrowing = true, .in_float_range = true,
@@ -42,6 +43,7 @@ TEST(PointCodec, EachReaderKeepsItsOwnRangeRule) {
       {.point = R"({"x":0,"z":0})", .narrowing = false, .in_float_range = false, .as_sent = AsSent::Refuses},
       {.point = R"([0,0,0])", .narrowing = false, .in_float_range = false, .as_sent = AsSent::Refuses},
   };
+  // clang-format on
   for (const Case& c : cases) {
     const Value value = parsed(c.point);
     WorldPoint point;

@@ -51,6 +51,7 @@ TEST(Walkers, RefusalAndPaceFollowTheActorsClassAndType) {
   // models without a type get the default type's 63. A number is understood only when it is the default
   // type's own number (9); any other number, or a number spelled as text, has no pace (0). A patroller is
   // told by an exact "actor" and a null or absent "kind": an empty or false "kind" makes it no walker at all.
+  // clang-format off
   const Case cases[] = {
       {.what = "seated villager", .actor = resident_of(str("ym1")), .refusal = kSeated, .pace = 0},
       {.what = "pier woman", .actor = resident_of(str("ub3")), .refusal = "", .pace = 36},
@@ -98,6 +99,7 @@ TEST(Walkers, RefusalAndPaceFollowTheActorsClassAndType) {
       {.what = "no actor and no kind", .actor = obj({}), .refusal = kOthers, .pace = 63},
       {.what = "null actor value", .actor = Value(), .refusal = kOthers, .pace = 63},
   };
+  // clang-format on
   for (const Case& c : cases) {
     EXPECT_EQ(editor::route_refusal(c.actor), c.refusal) << c.what;
     EXPECT_EQ(editor::resident_pace(c.actor), c.pace) << c.what;

@@ -22,8 +22,7 @@ editor::Session::Package* MemorySession::package(const Value& params, std::strin
   return nullptr;
 }
 
-bool MemorySession::change(Package& package, const std::string& label, const Edit& edit, Value&,
-                           std::string& error) {
+bool MemorySession::change(Package& package, const std::string& label, const Edit& edit, Value&, std::string& error) {
   calls.push_back("change " + label);
   Value copy;
   if (edits == Edits::OnCopy) copy = package.document;
@@ -55,8 +54,8 @@ bool ScriptedGame::ground_height(const story_notebook::WorldPoint& probe, float&
   return false;
 }
 
-bool ScriptedGame::ground_heights(const std::vector<story_notebook::WorldPoint>& probes,
-                                  std::vector<float>& heights, std::vector<bool>& found, std::string& error) {
+bool ScriptedGame::ground_heights(const std::vector<story_notebook::WorldPoint>& probes, std::vector<float>& heights,
+                                  std::vector<bool>& found, std::string& error) {
   batch_probes.push_back(probes);
   if (!batch_error.empty()) return error = batch_error, false;
   for (const story_notebook::WorldPoint& probe : probes) {

@@ -23,10 +23,10 @@ class MemorySession : public editor::Session {
   enum class Edits { InPlace, OnCopy };
 
   Edits edits = Edits::OnCopy;
-  std::map<std::string, Package> packages;  // "package" in the request picks one; default "windfall"
-  std::vector<std::string> calls;           // "package", "where", "change LABEL", in call order
+  std::map<std::string, Package> packages;                   // "package" in the request picks one; default "windfall"
+  std::vector<std::string> calls;                            // "package", "where", "change LABEL", in call order
   story_notebook::WorldPoint where_point{1.0f, 2.0f, 3.0f};  // what `where` answers...
-  std::string where_error;     // ...unless this is set, and then it fails with it
+  std::string where_error;                                   // ...unless this is set, and then it fails with it
   std::string change_refusal;  // when set, `change` refuses with it after the edit succeeded
 
   Package& add(const std::string& name, mods::json::Value document);

@@ -29,10 +29,10 @@ class WindfallTest : public ::testing::Test {
 };
 
 // Fails the test with the command's error text when it did not succeed.
-#define EXPECT_ANSWERED(answer)                                                                         \
-  do {                                                                                                  \
-    const auto& answered_ = (answer);                                                                   \
-    EXPECT_TRUE(answered_.ok && answered_.handled) << "failed: " << answered_.error;                   \
+#define EXPECT_ANSWERED(answer)                                                     \
+  do {                                                                              \
+    const auto& answered_ = (answer);                                               \
+    EXPECT_TRUE(answered_.ok&& answered_.handled) << "failed: " << answered_.error; \
   } while (false)
 
 }  // namespace support

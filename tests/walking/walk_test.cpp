@@ -1,10 +1,9 @@
-#include "walking/package_walk.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "json_text/json_text.h"
+#include "walking/package_walk.h"
 
 namespace walking {
 namespace {
@@ -24,7 +23,8 @@ PackageWalk only(const std::string& actor) { return plan_package(parsed(R"({"act
 // A model walking 50 a second over three points: east 100, then north 100.
 std::string model(const std::string& path_extra) {
   return R"({"id":"m","kind":"mod","path":{"speed":50,"points":[{"x":0,"y":100,"z":0},{"x":100,"y":100,"z":0},)"
-         R"({"x":100,"y":100,"z":100}])" + path_extra + "}}";
+         R"({"x":100,"y":100,"z":100}])" +
+         path_extra + "}}";
 }
 
 // A Moblin placed at (0, 0) patrolling (100, 0) and (100, 100) at 40 a second.
@@ -51,6 +51,7 @@ TEST(Walk, EveryModeWalksTheRouteChecksWalk) {
   };
   const float diagonal = 100 - 25 / std::sqrt(2.0f);  // 25 along the way back from (100, 100) to (0, 0)
   const double round_trip = (200 + 100 * std::sqrt(2.0)) / 50;
+  // clang-format off
   const WalkCase cases[] = {
       {.what = "once arrives and stops",
        .actor = model(R"(,"mode":"once")"),
@@ -146,6 +147,7 @@ TEST(Walk, EveryModeWalksTheRouteChecksWalk) {
            {.seconds = 100, .x = 5, .z = 5, .state = "arrived", .target = 1, .heading = 0},
        }},
   };
+  // clang-format on
   const auto near = [](float a, float b) { return std::abs(a - b) < 1e-3f; };
   for (const WalkCase& c : cases) {
     const PackageWalk planned = only(c.actor);
@@ -154,8 +156,8 @@ TEST(Walk, EveryModeWalksTheRouteChecksWalk) {
       const WalkerPose p = planned.walkers[0].walk.pose(e.seconds);
       EXPECT_TRUE(near(p.position.x, e.x) && near(p.position.z, e.z) && near(p.heading, e.heading) &&
                   p.position.y == 100.0f && p.target == e.target && motion_name(p.state) == std::string(e.state))
-          << c.what << " at " << e.seconds << " s: (" << p.position.x << ", " << p.position.y << ", "
-          << p.position.z << ") " << motion_name(p.state) << " to " << p.target << " heading " << p.heading;
+          << c.what << " at " << e.seconds << " s: (" << p.position.x << ", " << p.position.y << ", " << p.position.z
+          << ") " << motion_name(p.state) << " to " << p.target << " heading " << p.heading;
     }
   }
 }
@@ -191,6 +193,7 @@ TEST(Walk, ATrackEndsOnArrivalOrAtTheHorizon) {
     double horizon;
     std::vector<TrackKey> keys;
   };
+  // clang-format off
   const TrackCase cases[] = {
       {.what = "once: keys at the walk's places, the last on arrival",
        .actor = model(R"(,"mode":"once","pauses":1)"),
@@ -207,6 +210,7 @@ TEST(Walk, ATrackEndsOnArrivalOrAtTheHorizon) {
                 {.seconds = 4, .x = 100, .y = 100, .z = 100, .point = 2, .motion = Motion::Walking},
                 {.seconds = 5, .x = 100, .y = 100, .z = 50, .point = 2, .motion = Motion::Walking}}},
   };
+  // clang-format on
   for (const TrackCase& c : cases) {
     std::vector<WalkerTrack> tracks;
     std::string error;
@@ -219,8 +223,8 @@ TEST(Walk, ATrackEndsOnArrivalOrAtTheHorizon) {
       const TrackKey& want = c.keys[k];
       EXPECT_TRUE(std::abs(got.seconds - want.seconds) < 1e-9 && got.x == want.x && got.y == want.y &&
                   got.z == want.z && got.point == want.point && got.motion == want.motion)
-          << c.what << ", key " << k << ": " << got.seconds << " s (" << got.x << ", " << got.y << ", " << got.z
-          << ") " << got.point << " " << motion_name(got.motion);
+          << c.what << ", key " << k << ": " << got.seconds << " s (" << got.x << ", " << got.y << ", " << got.z << ") "
+          << got.point << " " << motion_name(got.motion);
     }
   }
 }

@@ -44,6 +44,7 @@ TEST_F(RouteCheck, SegmentsAreSampledEvery25UnitsHorizontallyWithBothEnds) {
     Value to;
     std::size_t samples;
   };
+  // clang-format off
   const Case cases[] = {
       {.to = point(60, 0, 0), .samples = 4},
       {.to = point(50, 0, 0), .samples = 3},
@@ -52,6 +53,7 @@ TEST_F(RouteCheck, SegmentsAreSampledEvery25UnitsHorizontallyWithBothEnds) {
       {.to = point(30, 0, 40), .samples = 3},
       {.to = point(0, 0, 50.01), .samples = 4},
   };
+  // clang-format on
   for (const Case& c : cases) {
     game.batch_probes.clear();
     const std::string id = route(3, {point(0, 0, 0), c.to});  // a model: starts on its first point
@@ -81,6 +83,7 @@ TEST_F(RouteCheck, StepsAndOffsetsAtTheirLimitsPassAndJustBeyondFail) {
     const char* problem;
     double at_x;
   };
+  // clang-format off
   const Case cases[] = {
       {.grounds = {0, 50, 100}, .problem = "", .at_x = 0},
       {.grounds = {0, 50.5f, 50.5f}, .problem = "a step up too high (a wall)", .at_x = 25},
@@ -90,6 +93,7 @@ TEST_F(RouteCheck, StepsAndOffsetsAtTheirLimitsPassAndJustBeyondFail) {
       {.grounds = {100, 160, 160}, .problem = "a step up too high (a wall)", .at_x = 25},
       {.grounds = {100, 140, 150.5f}, .problem = "the ground is far from the route's height", .at_x = 50},
   };
+  // clang-format on
   route(3, {point(0, 0, 0), point(50, 0, 0)});
   for (const Case& c : cases) {
     grounds(c.grounds);
@@ -126,6 +130,7 @@ TEST_F(RouteCheck, SegmentsAreNumberedAsTheRouteRecordNumbersItsPoints) {
     const char* mode;
     std::vector<std::pair<int, int>> segments;  // from, to
   };
+  // clang-format off
   const std::vector<Case> cases = {
       {.actor = 3, .points = {point(0, 0, 0)}, .mode = "once", .segments = {}},
       {.actor = 0, .points = {point(10, 0, 0)}, .mode = "once", .segments = {{0, 1}}},
@@ -140,6 +145,7 @@ TEST_F(RouteCheck, SegmentsAreNumberedAsTheRouteRecordNumbersItsPoints) {
        .mode = "back_and_forth",
        .segments = {{0, 1}, {1, 2}}},
   };
+  // clang-format on
   for (const Case& c : cases) {
     game.batch_probes.clear();
     const Value list = segments(route(c.actor, c.points, c.mode));

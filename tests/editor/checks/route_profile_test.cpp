@@ -38,7 +38,8 @@ TEST_F(RouteProfile, SamplesAreCheckRoutesProbesWithDistancesAlongTheWalk) {
     Value ground;
     double segment;
   };
-  const Row rows[] = {  // segment 1: 50 units, two intervals; segment 2: 25 units, one interval
+  const Row rows[] = {
+      // segment 1: 50 units, two intervals; segment 2: 25 units, one interval
       {.distance = 0, .height = 10, .ground = num(0), .segment = 1},
       {.distance = 25, .height = 10, .ground = num(15), .segment = 1},
       {.distance = 50, .height = 10, .ground = num(30), .segment = 1},

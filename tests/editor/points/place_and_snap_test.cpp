@@ -30,6 +30,7 @@ TEST_F(Placing, ThePointIsSnappedFiftyAboveUnlessNoGameRunsOrSnapIsTheBooleanFal
     Value stored;
   };
   // Only the boolean false turns snapping off: a "snap" of another kind, even "no" or 0, is not read as one.
+  // clang-format off
   const Case cases[] = {
       {.game = false, .snap = Value(), .probes = 0, .stored = unsnapped},
       {.game = true, .snap = Value(), .probes = 1, .stored = snapped},
@@ -38,6 +39,7 @@ TEST_F(Placing, ThePointIsSnappedFiftyAboveUnlessNoGameRunsOrSnapIsTheBooleanFal
       {.game = true, .snap = num(0), .probes = 1, .stored = snapped},
       {.game = true, .snap = Value::of(true), .probes = 1, .stored = snapped},
   };
+  // clang-format on
   for (const Case& c : cases) {
     session.live_game = c.game ? &game : nullptr;
     game.single_probes.clear();
@@ -67,8 +69,8 @@ TEST_F(Placing, NoGroundKeepsThePointAndExplainsWhyInTheResult) {
 
 TEST_F(Placing, MoveUsesAReadablePositionUnsnappedAndOtherwiseAsksWhere) {
   connect_game();
-  EXPECT_ANSWERED(session.run("move_route_point", params("walker", {{"point", num(1)}, {"position", point(5, 6, 7)},
-                                                                   {"at", str("link")}})));
+  EXPECT_ANSWERED(session.run(
+      "move_route_point", params("walker", {{"point", num(1)}, {"position", point(5, 6, 7)}, {"at", str("link")}})));
   EXPECT_TRUE(game.single_probes.empty());
   EXPECT_EQ(first_point("walker"), point(5, 6, 7));
   EXPECT_ANSWERED(session.run("move_route_point", params("walker", {{"point", num(1)}, {"at", str("link")}})));

@@ -25,6 +25,7 @@ TEST_F(PointEdits, ANewRouteStartsTheWayItsWalkerWalks) {
     Value path;
     double point;
   };
+  // clang-format off
   const Case cases[] = {
       {.id = "gate_1",
        .after = Value(),
@@ -47,6 +48,7 @@ TEST_F(PointEdits, ANewRouteStartsTheWayItsWalkerWalks) {
                     {"speed", num(60)}}),
        .point = 1},
   };
+  // clang-format on
   for (const Case& c : cases) {
     session.run("remove_route", params(c.id));
     const auto answer = session.run("add_route_point", params(c.id, {{"after", c.after}}));
@@ -72,6 +74,7 @@ TEST_F(PointEdits, AfterPlacesTheNewPointOrIsRefusedWithTheRange) {
   const struct {
     Value after;
     double number;
+    // clang-format off
   } accepted[] = {
       {.after = num(0), .number = 1},
       {.after = num(2), .number = 3},
@@ -79,6 +82,7 @@ TEST_F(PointEdits, AfterPlacesTheNewPointOrIsRefusedWithTheRange) {
       {.after = str("1"), .number = 4},
       {.after = Value(), .number = 4},
   };
+  // clang-format on
   const Value before = actor("walker");
   for (const auto& [after, number] : accepted) {
     actor_at(1) = before;
@@ -100,6 +104,7 @@ TEST_F(PointEdits, PointNumbersAreCheckedAgainstTheRouteBeforeTheEdit) {
     const char* id;
     Value point;  // null: no "point" member
     const char* error;
+    // clang-format off
   } cases[] = {
       {.command = "move_route_point", .id = "walker", .point = num(4), .error = kOf3},
       {.command = "move_route_point", .id = "walker", .point = num(0), .error = kOf3},
@@ -110,6 +115,7 @@ TEST_F(PointEdits, PointNumbersAreCheckedAgainstTheRouteBeforeTheEdit) {
       {.command = "remove_route_point", .id = "walker", .point = Value(), .error = kOf3},
       {.command = "move_route_point", .id = "gate_1", .point = num(1), .error = kOf0},
   };
+  // clang-format on
   for (const auto& c : cases) {
     Value request = params(c.id, {{"position", point(0, 0, 0)}});
     if (!c.point.is_null()) request["point"] = c.point;
@@ -134,12 +140,14 @@ TEST_F(PointEdits, ReorderMovesOnePointToItsNewNumber) {
   const struct {
     double point, to;
     const char* order;  // the points A, B, C, D afterwards
+    // clang-format off
   } cases[] = {
       {.point = 1, .to = 3, .order = "BCAD"},
       {.point = 4, .to = 1, .order = "DABC"},
       {.point = 2, .to = 2, .order = "ABCD"},
       {.point = 3, .to = 4, .order = "ABDC"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     actor_at(1)["path"]["points"] = arr({point(1, 0, 0), point(2, 0, 0), point(3, 0, 0), point(4, 0, 0)});
     EXPECT_ANSWERED(session.run("reorder_route_point", params("walker", {{"point", num(c.point)}, {"to", num(c.to)}})));

@@ -36,6 +36,7 @@ TEST_F(RouteSettings, EachWalkerSetsWhatItsWalkAllows) {
   // makes of them, and readers here take a mode that is not a string as "once". So a mode of 7 and
   // pauses of 0 are kept on purpose; only the boolean false removes "pauses", and only null a resident's
   // "speed". An animation name that is not a non-empty text removes the animation.
+  // clang-format off
   const std::vector<Case> cases = {
       {.id = "gate_1",
        .settings = {{"speed", num(30)}},
@@ -75,6 +76,7 @@ TEST_F(RouteSettings, EachWalkerSetsWhatItsWalkAllows) {
        .error = "",
        .expected = {{"mode", str("once")}, {"speed", num(60)}}},
   };
+  // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.id) + " " + (c.settings.empty() ? "" : c.settings[0].first));
     const Value before = actor(c.id).get("path");

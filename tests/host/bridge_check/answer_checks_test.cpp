@@ -23,6 +23,7 @@ TEST(BridgeCheckAnswers, GreetingsAreTakenOrNamedWrong) {
     const char* answer;
     const char* expected;  // "" when taken
   };
+  // clang-format off
   const Row rows[] = {
       {.answer = R"({"protocol":1,"world":"toy"})", .expected = ""},
       {.answer = R"({"protocol":1,"world":"toy","bounds":{"low":{"x":-1,"y":0,"z":-1},"high":{"x":1,"y":0,"z":1}}})", .expected = ""},
@@ -34,6 +35,7 @@ TEST(BridgeCheckAnswers, GreetingsAreTakenOrNamedWrong) {
       {.answer = R"({"protocol":1,"world":"toy","bounds":{"low":{"x":-1,"y":0,"z":-1}}})", .expected = "\"bounds\" with points \"low\" and \"high\""},
       {.answer = R"({"protocol":1,"world":"toy","bounds":{"low":{"x":2,"y":0,"z":-1},"high":{"x":1,"y":0,"z":1}}})", .expected = "\"bounds\" whose \"low\" is nowhere above \"high\""},
   };
+  // clang-format on
   for (const Row& row : rows) {
     Greeting greeting;
     std::string error;
@@ -48,6 +50,7 @@ TEST(BridgeCheckAnswers, HeightsNeedOneEntryPerProbeAndZeroWhereNotFound) {
     std::size_t count;
     bool taken;
   };
+  // clang-format off
   const Row rows[] = {
       {.answer = R"({"heights":[],"found":[]})", .count = 0, .taken = true},
       {.answer = R"({"heights":[100,0],"found":[1,0]})", .count = 2, .taken = true},
@@ -60,24 +63,25 @@ TEST(BridgeCheckAnswers, HeightsNeedOneEntryPerProbeAndZeroWhereNotFound) {
       {.answer = R"({"heights":["100",0],"found":[1,0]})", .count = 2, .taken = false},
       {.answer = R"({"found":[1,0]})", .count = 2, .taken = false},
   };
+  // clang-format on
   for (const Row& row : rows) {
     std::vector<float> heights;
     std::vector<bool> found;
     std::string error;
     EXPECT_EQ(read_heights(parsed(row.answer), row.count, heights, found, error), row.taken) << row.answer;
-    if (row.taken) {
-      EXPECT_EQ(heights.size(), row.count);
-    }
+    if (row.taken) { EXPECT_EQ(heights.size(), row.count); }
   }
 }
 
 TEST(BridgeCheckAnswers, LiveRoutesKeepTheSentXAndZAndNameEachMemberWrong) {
   const SentRoute sent{.actor = "w", .points = {{0, 0, 0}, {300, 0, 0}}};
-  const std::string good_tail = R"("mode":"once","speed":48,"position":{"x":10,"y":0,"z":0},"heading":90,"target":2,"state":"walking"})";
+  const std::string good_tail =
+      R"("mode":"once","speed":48,"position":{"x":10,"y":0,"z":0},"heading":90,"target":2,"state":"walking"})";
   struct Row {
     std::string route;
     bool taken;
   };
+  // clang-format off
   const Row rows[] = {
       {.route = R"({"points":[{"x":0,"y":5,"z":0},{"x":300,"y":0,"z":0}],)" + good_tail, .taken = true},
       {.route = R"({"points":[{"x":0,"y":0,"z":0}],)" + good_tail, .taken = false},
@@ -90,6 +94,7 @@ TEST(BridgeCheckAnswers, LiveRoutesKeepTheSentXAndZAndNameEachMemberWrong) {
       {.route = R"({"points":[{"x":0,"y":0,"z":0},{"x":300,"y":0,"z":0}],"mode":"once","speed":48,"heading":90,"target":2,"state":"sleeping"})", .taken = false},
       {.route = "null", .taken = false},
   };
+  // clang-format on
   for (const Row& row : rows) {
     std::vector<WorldPoint> points;
     WorldPoint position;
@@ -104,6 +109,7 @@ TEST(BridgeCheckAnswers, LiveActorsListOnlyWalkersWithPointsNumberedFromOne) {
     const char* answer;
     bool taken;
   };
+  // clang-format off
   const Row rows[] = {
       {.answer = R"({"time":1.5,"actors":[{"id":"w","position":{"x":1,"y":0,"z":0},"point":2}]})", .taken = true},
       {.answer = R"({"time":1.5,"actors":[{"id":"w","position":{"x":1,"y":0,"z":0},"point":0}]})", .taken = false},
@@ -112,6 +118,7 @@ TEST(BridgeCheckAnswers, LiveActorsListOnlyWalkersWithPointsNumberedFromOne) {
       {.answer = R"({"time":1.5,"actors":[]})", .taken = false},
       {.answer = R"({"actors":[{"id":"w","position":{"x":1,"y":0,"z":0},"point":1}]})", .taken = false},
   };
+  // clang-format on
   for (const Row& row : rows) {
     WorldPoint position;
     double time = 0;
@@ -126,6 +133,7 @@ TEST(BridgeCheckAnswers, DistanceFromRouteIsHorizontalAndIncludesTheWayBack) {
     WorldPoint position;
     double distance;
   };
+  // clang-format off
   const Row rows[] = {
       {.position = {150, 0, 0}, .distance = 0},
       {.position = {150, 80, 0}, .distance = 0},     // height is the ground rule's business
@@ -134,6 +142,7 @@ TEST(BridgeCheckAnswers, DistanceFromRouteIsHorizontalAndIncludesTheWayBack) {
       {.position = {150, 0, 150}, .distance = 0},    // the leg from the last point back to the first
       {.position = {-30, 0, -40}, .distance = 50},   // beyond the first point
   };
+  // clang-format on
   for (const Row& row : rows) {
     EXPECT_NEAR(distance_from_route(row.position, corner), row.distance, 1e-4)
         << row.position.x << ", " << row.position.z;

@@ -158,6 +158,7 @@ TEST_F(DetourTest, RefusesWhatItCannotSearch) {
     const char* name;
     Value params;
     std::string error;
+    // clang-format off
   } cases[] = {
       {.name = "no such actor", .params = obj({{"id", str("x")}, {"from", num(1)}}), .error = "no placed actor \"x\""},
       {.name = "no such segment",
@@ -176,9 +177,12 @@ TEST_F(DetourTest, RefusesWhatItCannotSearch) {
        .params = obj({{"id", str("barrel")}, {"from", num(0)}}),
        .error = "barrel may not walk: only residents, Bokoblins, Moblins and the mod's own models walk routes"},
   };
+  // clang-format on
   Value& placed = session_.packages["windfall"].document["actors"];
   placed.items.push_back(obj({{"id", str("still")}, {"actor", str("cart")}, {"kind", str("mod")}}));
-  placed.items.push_back(obj({{"id", str("barrel")}, {"actor", str("barrel")}, {"kind", str("object")},
+  placed.items.push_back(obj({{"id", str("barrel")},
+                              {"actor", str("barrel")},
+                              {"kind", str("object")},
                               {"path", obj({{"points", arr({})}})}}));
   for (const auto& c : cases) {
     std::string error;

@@ -27,13 +27,16 @@ class EditQueries : public ::testing::Test {
   void SetUp() override {
     const Value route =
         obj({{"mode", str("once")}, {"speed", num(60)}, {"points", arr({point(0, 0, 0), point(1, 0, 1)})}});
-    session_.add("windfall", obj({{"actors", arr({
-        placed("villager", {{"actor", str("resident")}}),
-        placed("guard", {{"actor", str("bokoblin")}}),
-        placed("cart", {{"actor", str("cart")}, {"kind", str("mod")}, {"path", route}}),
-        placed("bench_man", {{"actor", str("resident")}, {"parameters", obj({{"resident", str("ym1")}})}}),
-        placed("barrel", {{"actor", str("barrel")}}),
-    })}}));
+    session_.add(
+        "windfall",
+        obj({{"actors",
+              arr({
+                  placed("villager", {{"actor", str("resident")}}),
+                  placed("guard", {{"actor", str("bokoblin")}}),
+                  placed("cart", {{"actor", str("cart")}, {"kind", str("mod")}, {"path", route}}),
+                  placed("bench_man", {{"actor", str("resident")}, {"parameters", obj({{"resident", str("ym1")}})}}),
+                  placed("barrel", {{"actor", str("barrel")}}),
+              })}}));
   }
 
   Value fields(const std::string& id) {
@@ -52,6 +55,7 @@ TEST_F(EditQueries, EachFieldIsRefusedExactlyAsSetRouteRefusesIt) {
     const char* id;
     const char* settable;  // the fields allowed, in the order mode speed pauses walk idle
   };
+  // clang-format off
   const Case cases[] = {
       {.id = "villager", .settable = "mode speed pauses"},
       {.id = "guard", .settable = "mode"},
@@ -59,6 +63,7 @@ TEST_F(EditQueries, EachFieldIsRefusedExactlyAsSetRouteRefusesIt) {
       {.id = "bench_man", .settable = ""},
       {.id = "barrel", .settable = ""},
   };
+  // clang-format on
   const std::pair<const char*, Value> trials[] = {
       {"mode", str("loop")}, {"speed", num(60)}, {"pauses", num(1)}, {"walk", str("walk")}, {"idle", str("idle")},
   };
@@ -85,11 +90,13 @@ TEST_F(EditQueries, EachFieldIsRefusedExactlyAsSetRouteRefusesIt) {
 }
 
 TEST_F(EditQueries, UnknownActorsAndPackagesAreRefused) {
+  // clang-format off
   const std::pair<Value, const char*> cases[] = {
       {obj({{"id", str("nobody")}}), "no placed actor \"nobody\" in windfall"},
       {obj({}), "no placed actor \"\" in windfall"},
       {obj({{"package", str("elsewhere")}, {"id", str("cart")}}), "no package \"elsewhere\" in the store"},
   };
+  // clang-format on
   for (const auto& [params, text] : cases) {
     std::string error;
     bool ok = true;
@@ -111,11 +118,13 @@ TEST_F(EditQueries, GroundPointSnapsLikeAddingAPointOrSaysWhyNot) {
     double y_after;
     const char* note;
   };
+  // clang-format off
   const Case cases[] = {
       {.with_game = true, .x = 5, .y_after = 120, .note = ""},
       {.with_game = true, .x = -5, .y_after = 900, .note = "not on the ground: "},
       {.with_game = false, .x = 5, .y_after = 900, .note = "the game is not running: the point keeps its height"},
   };
+  // clang-format on
   for (const Case& c : cases) {
     session_.live_game = c.with_game ? &game : nullptr;
     std::string error;

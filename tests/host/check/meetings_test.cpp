@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-
 #include <random>
 #include <string>
 #include <vector>
@@ -44,8 +43,8 @@ std::vector<std::string> lines_of(const std::vector<Meeting>& meetings) {
   std::vector<std::string> lines;
   for (const Meeting& meeting : meetings) {
     const mods::json::Value finding = meeting_finding(meeting);
-    lines.push_back(finding.get("id").str + " " + std::to_string(static_cast<int>(finding.get("point").number)) +
-                    ": " + finding.get("text").str + " (times " +
+    lines.push_back(finding.get("id").str + " " + std::to_string(static_cast<int>(finding.get("point").number)) + ": " +
+                    finding.get("text").str + " (times " +
                     std::to_string(static_cast<int>(finding.get("times").number)) + ")");
   }
   return lines;
@@ -60,6 +59,7 @@ struct Case {
 };
 
 TEST(FindMeetings, EachCaseFindsExactlyItsMeetings) {
+  // clang-format off
   const std::vector<Case> cases = {
       {.name = "head-on: two models walking at each other along one line",
        .walkers = {{.id = "A", .actor = 0, .keys = {key(0, 0, 100, 0, 2), key(10, 400, 100, 0, 2, Motion::Arrived)}},
@@ -129,12 +129,14 @@ TEST(FindMeetings, EachCaseFindsExactlyItsMeetings) {
        .horizon = 600,
        .expected = {}},
   };
+  // clang-format on
   for (const Case& row : cases) {
     EXPECT_EQ(lines_of(find_meetings(row.walkers, row.standing, row.horizon)), row.expected) << row.name;
   }
 }
 
 TEST(FindMeetings, FindingsCarryTheRoundedMomentAndPlace) {
+  // clang-format off
   const std::vector<WalkerTrack> walkers = {
       {.id = "A", .actor = 0, .keys = {key(0, 0, 100, 0, 2), key(10, 400, 100, 0, 2, Motion::Arrived)}},
       {.id = "B", .actor = 1, .keys = {key(0, 400, 100, 0, 2), key(10, 0, 100, 0, 2, Motion::Arrived)}}};
@@ -160,6 +162,7 @@ void random_crowd(std::mt19937& random, std::vector<WalkerTrack>& walkers, std::
     }
     walkers.push_back(std::move(track));
   }
+  // clang-format on
   for (std::size_t k = 40; k < 50; ++k) {
     standing.push_back({.id = std::to_string(k), .actor = k, .x = place(random), .y = 0, .z = place(random)});
   }

@@ -166,6 +166,7 @@ TEST_F(MeetingCheckTest, TheHorizonIsTheSecondsAsked) {
     Value seconds;
     std::size_t findings;
     const char* error;
+    // clang-format off
   } rows[] = {
       {.seconds = num(4.3), .findings = 0, .error = ""},
       {.seconds = num(4.4), .findings = 1, .error = ""},
@@ -175,15 +176,14 @@ TEST_F(MeetingCheckTest, TheHorizonIsTheSecondsAsked) {
       {.seconds = num(3601), .findings = 0, .error = "check_package: \"seconds\" is a number from 1 to 3600"},
       {.seconds = str("600"), .findings = 0, .error = "check_package: \"seconds\" is a number from 1 to 3600"},
   };
+  // clang-format on
   for (const auto& row : rows) {
     std::string error;
     bool ok = false;
     const Value answer = check_within(obj({{"seconds", row.seconds}}), error, ok);
     EXPECT_EQ(error, row.error) << row.seconds.number;
     EXPECT_EQ(ok, error.empty());
-    if (ok) {
-      EXPECT_EQ(answer.get("findings").items.size(), row.findings) << row.seconds.number;
-    }
+    if (ok) { EXPECT_EQ(answer.get("findings").items.size(), row.findings) << row.seconds.number; }
   }
 }
 

@@ -65,6 +65,7 @@ TEST(PackageFindings, EachPackageGivesExactlyItsFindings) {
   const std::string route = path(R"("mode": "once",)");
   const std::string not_a_point = R"({"x": 1, "y": "high", "z": 0})";
   const std::string barrel = R"({"actor": "barrel", "kind": "object", "id": "b", "path": )" + route + "}";
+  // clang-format off
   const std::vector<Case> cases = {
       {.name = "clean resident and model",
        .actors = {resident("r", route), model(path(R"("mode": "loop", "speed": 60,)"))},
@@ -117,15 +118,15 @@ TEST(PackageFindings, EachPackageGivesExactlyItsFindings) {
        .expected = {"error (package) -: actor 1 is not an object (it is a number): the game passes over it",
                     "error (package) -: actor 2 is not an object (it is a string): the game passes over it"}},
   };
-  for (const Case& c : cases) {
-    EXPECT_EQ(lines_of(package_findings(document_of(c.actors))), c.expected) << c.name;
-  }
+  // clang-format on
+  for (const Case& c : cases) { EXPECT_EQ(lines_of(package_findings(document_of(c.actors))), c.expected) << c.name; }
 }
 
 TEST(PackageFindings, ActorsThatAreNotAnArrayAreAnErrorOfThePackage) {
   const struct {
     const char* text;
     std::vector<std::string> expected;
+    // clang-format off
   } cases[] = {
       {.text = R"({"actors": 5})",
        .expected = {"error (package) -: the \"actors\" is not an array (it is a number): the game refuses the "
@@ -135,6 +136,7 @@ TEST(PackageFindings, ActorsThatAreNotAnArrayAreAnErrorOfThePackage) {
                     "package"}},
       {.text = R"({"name": "no actors"})", .expected = {}},
   };
+  // clang-format on
   for (const auto& c : cases) {
     Value document;
     json_text::JsonTextError error;

@@ -115,7 +115,8 @@ TEST_F(PackageTimelineTest, KeysFollowTheWalkAndTheGroundIsAskedInBatches) {
   bool ok = false;
   const Value answer = timeline(R"({"package":"walks","seconds":7.5})", error, ok);
   ASSERT_TRUE(ok) << error;
-  EXPECT_EQ(game.batch_probes.size(), 3u) << "the walks' points, the ground along their legs, the places at the horizon";
+  EXPECT_EQ(game.batch_probes.size(), 3u)
+      << "the walks' points, the ground along their legs, the places at the horizon";
   const Value expected = parsed(R"({"seconds":7.5,"walkers":[{"id":"m","keys":[
       [0,0,10,0,2,"walking"],[0.5,25,10,0,2,"walking"],[1,50,60,0,2,"walking"],[1.5,75,10,0,2,"walking"],
       [2,100,10,0,3,"pausing"],[3,100,10,0,3,"walking"],[5,100,10,100,1,"pausing"],[6,100,10,100,1,"walking"],

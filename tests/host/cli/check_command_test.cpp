@@ -5,17 +5,17 @@
 #include <cstdlib>
 #include <string>
 
-#include "json_text/json_text.h"
 #include "json/value.h"
+#include "json_text/json_text.h"
 #include "tests/host/cli/check_fixture.h"
 
 namespace {
 
-using mods::json::Value;
 using host::testing::check;
 using host::testing::file_text;
 using host::testing::Outcome;
 using host::testing::Scratch;
+using mods::json::Value;
 
 const std::string kExamples = std::string("--examples '") + PATHWRIGHT_EXAMPLES_DIR + "'";
 
@@ -32,22 +32,24 @@ TEST(CheckCommand, DemoStoreOnTheIslandReportsTheDropsLikeACompiler) {
   Scratch scratch;
   const Outcome run = check(scratch, "--demo " + kExamples);
   EXPECT_EQ(run.status, 1) << run.err;
-  EXPECT_EQ(run.out,
-            "windfall.json:47:11: warning: baker_ub3: point 2: walks through \"market_stall\" at (275, 100, -100) after "
-            "81.4 s\n"
-            "windfall.json:57:11: warning: baker_ub3: point 4: meets \"square_moblin\" at (-181.7, 100, 33) after 370.3 s\n"
-            "windfall.json:47:11: warning: baker_ub3: point 2: meets \"flower_cart\" at (310, 100, 25.7) after 11.8 s\n"
-            "windfall.json:85:11: warning: bar_worker_uw1: point 2: meets \"bar_regular_uo2\" at (-373.4, 100, -608.7) "
-            "after 8.9 s\n"
-            "windfall.json:256:11: warning: young_man_um2: point 3: walks through \"bench_old_man_uo1\" at (1325, 100, "
-            "-800) after 36.8 s\n"
-            "windfall.json:261:11: warning: young_man_um2: point 4: meets \"kite_runner\" at (1000, 100, -775) after 46.2 s\n"
-            "windfall.json:650:11: warning: square_moblin: point 2: meets \"flower_cart\" at (300.6, 100, 34.2) after 68.3 s\n"
-            "windfall.json:268:19: error: young_man_um2: segment 0 to 1: a drop at (1525, 45.8, 800)\n"
-            "windfall.json:251:11: error: young_man_um2: segment 2 to 3: a step up too high (a wall) at (1500, 50, -800)\n"
-            "windfall.json:256:11: error: young_man_um2: segment 3 to 4: the ground is far from the route's height at "
-            "(1075, 287.5, -800)\n"
-            "windfall.json: 32 actors, 17 routes: 16 ok, 1 with problems; 0 errors, 7 warnings\n");
+  EXPECT_EQ(
+      run.out,
+      "windfall.json:47:11: warning: baker_ub3: point 2: walks through \"market_stall\" at (275, 100, -100) after "
+      "81.4 s\n"
+      "windfall.json:57:11: warning: baker_ub3: point 4: meets \"square_moblin\" at (-181.7, 100, 33) after 370.3 s\n"
+      "windfall.json:47:11: warning: baker_ub3: point 2: meets \"flower_cart\" at (310, 100, 25.7) after 11.8 s\n"
+      "windfall.json:85:11: warning: bar_worker_uw1: point 2: meets \"bar_regular_uo2\" at (-373.4, 100, -608.7) "
+      "after 8.9 s\n"
+      "windfall.json:256:11: warning: young_man_um2: point 3: walks through \"bench_old_man_uo1\" at (1325, 100, "
+      "-800) after 36.8 s\n"
+      "windfall.json:261:11: warning: young_man_um2: point 4: meets \"kite_runner\" at (1000, 100, -775) after 46.2 s\n"
+      "windfall.json:650:11: warning: square_moblin: point 2: meets \"flower_cart\" at (300.6, 100, 34.2) after 68.3 "
+      "s\n"
+      "windfall.json:268:19: error: young_man_um2: segment 0 to 1: a drop at (1525, 45.8, 800)\n"
+      "windfall.json:251:11: error: young_man_um2: segment 2 to 3: a step up too high (a wall) at (1500, 50, -800)\n"
+      "windfall.json:256:11: error: young_man_um2: segment 3 to 4: the ground is far from the route's height at "
+      "(1075, 287.5, -800)\n"
+      "windfall.json: 32 actors, 17 routes: 16 ok, 1 with problems; 0 errors, 7 warnings\n");
 }
 
 TEST(CheckCommand, MeetingsAreWarningsWithinTheSecondsAsked) {
@@ -143,6 +145,7 @@ TEST(CheckCommand, ExitsTwoWhenTheCheckCannotRun) {
     const char* name;
     std::string args;
     std::string err;
+    // clang-format off
   } cases[] = {
       {.name = "no ground source", .args = store, .err = ""},
       {.name = "package not in the store",
@@ -153,15 +156,15 @@ TEST(CheckCommand, ExitsTwoWhenTheCheckCannotRun) {
        .err = "pathwright check: the store holds no package\n"},
       {.name = "two ground sources", .args = store + " --demo --world '" + floor + "'", .err = ""},
   };
+  // clang-format on
   for (const auto& c : cases) {
     const Outcome run = check(scratch, c.args);
     EXPECT_EQ(run.status, 2) << c.name << ": " << run.err;
-    if (!c.err.empty()) {
-      EXPECT_EQ(run.err, c.err) << c.name;
-    }
+    if (!c.err.empty()) { EXPECT_EQ(run.err, c.err) << c.name; }
   }
-  EXPECT_NE(check(scratch, store).out.find("not checked (no ground to check against: give --game HOST:PORT, --demo or "
-                                           "--world FILE.obj)"),
+  EXPECT_NE(check(scratch, store)
+                .out.find("not checked (no ground to check against: give --game HOST:PORT, --demo or "
+                          "--world FILE.obj)"),
             std::string::npos);
 }
 

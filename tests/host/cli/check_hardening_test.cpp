@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "json_text/json_text.h"
 #include "json/value.h"
+#include "json_text/json_text.h"
 #include "tests/host/cli/check_fixture.h"
 
 namespace {
@@ -31,8 +31,9 @@ TEST(CheckHardening, APackageTheGameRefusesFailsTheCheckOnce) {
             "broken.json: error: the \"actors\" is not an array (it is a number): the game refuses the package\n"
             "broken.json: error: the game refuses the package: the \"actors\" of \"broken\" is not an array\n"
             "broken.json: 0 actors, 0 routes: 0 ok, 0 with problems; 2 errors, 0 warnings\n");
-  EXPECT_EQ(run.err, "pathwright check: the game did not take package \"broken\": the \"actors\" of \"broken\" is "
-                     "not an array\n");
+  EXPECT_EQ(run.err,
+            "pathwright check: the game did not take package \"broken\": the \"actors\" of \"broken\" is "
+            "not an array\n");
 }
 
 // Regression: an id holding a newline printed a line that passed for another package's summary.
@@ -41,6 +42,7 @@ TEST(CheckHardening, IdsThatCouldForgeALinePrintAsJsonStrings) {
   const struct {
     const char* id;  // as written in the package's JSON
     const char* printed;
+    // clang-format off
   } cases[] = {
       {.id = "plain_id", .printed = "plain_id"},
       {.id = R"(evil\nfake.json: 0 actors)", .printed = R"("evil\nfake.json: 0 actors")"},
@@ -48,6 +50,7 @@ TEST(CheckHardening, IdsThatCouldForgeALinePrintAsJsonStrings) {
       {.id = R"(say \"hi\")", .printed = R"("say \"hi\"")"},
       {.id = "", .printed = R"("")"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     scratch.write("store/p.json", std::string(R"({"actors": [{"actor": "barrel", "kind": "object", "id": ")") + c.id +
                                       R"(", "path": {"points": []}}]})");
@@ -82,8 +85,9 @@ TEST(CheckHardening, PackageFilesWithOtherNamesAreListedWithTheReason) {
   scratch.write("store/my mod.json", R"({"actors": []})");
   scratch.write("store/d\xc3\xb6rfchen.json", R"({"actors": []})");
   const std::string world = " --world '" + floor + "'";
-  const std::string rule = "not a package name: 1 to 100 ASCII letters (a-z, A-Z), digits, _, - and ., not "
-                           "starting with .";
+  const std::string rule =
+      "not a package name: 1 to 100 ASCII letters (a-z, A-Z), digits, _, - and ., not "
+      "starting with .";
   const std::string warnings = "pathwright check: skipped \"d\xc3\xb6rfchen.json\": " + rule +
                                "\npathwright check: skipped \"my mod.json\": " + rule + "\n";
   Outcome run = check(scratch, "--store '" + scratch.path("store") + "'" + world);
@@ -111,6 +115,7 @@ TEST(CheckHardening, APackageNamedByItsFileIsCheckedUnderItsName) {
     const char* name;
     int status;
     const char* err;
+    // clang-format off
   } cases[] = {
       {.name = "good", .status = 0, .err = ""},
       {.name = "good.json", .status = 0, .err = ""},
@@ -119,6 +124,7 @@ TEST(CheckHardening, APackageNamedByItsFileIsCheckedUnderItsName) {
        .err = "pathwright check: bad.json: no package \"bad.json\" in the store (a package is named without "
               "\".json\")\n"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     const Outcome run = check(scratch, store + " " + c.name);
     EXPECT_EQ(run.status, c.status) << c.name;
@@ -150,9 +156,9 @@ constexpr int kNoMount = 99;  // the script's exit status when the mount was ref
 // Runs `shell` (a shell command line, in a script file of `scratch`) with `store` bind-mounted read-only
 // over itself in a mount namespace of its own; false when this machine allows no such mount.
 bool run_on_read_only_mount(const Scratch& scratch, const std::string& store, const std::string& shell, int& status) {
-  const std::string script = scratch.write(
-      "read_only.sh", "mount --bind -o ro '" + store + "' '" + store + "' 2>/dev/null || exit " +
-                         std::to_string(kNoMount) + "\n" + shell + "\n");
+  const std::string script =
+      scratch.write("read_only.sh", "mount --bind -o ro '" + store + "' '" + store + "' 2>/dev/null || exit " +
+                                        std::to_string(kNoMount) + "\n" + shell + "\n");
   const int raw = std::system(("unshare -m sh '" + script + "' 2>/dev/null").c_str());
   status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
   constexpr int kNoUnshare = 127;  // the shell's status when unshare is not there
@@ -172,6 +178,7 @@ TEST(CheckHardening, CommandsThatOnlyReadWorkOnAStoreThatCannotBeWrittenAndCreat
     std::string args;
     int status;
     std::string err;  // "" when only the status matters
+    // clang-format off
   } cases[] = {
       {.args = "call actors", .status = 0, .err = ""},
       {.args = "call document", .status = 0, .err = ""},
@@ -186,6 +193,7 @@ TEST(CheckHardening, CommandsThatOnlyReadWorkOnAStoreThatCannotBeWrittenAndCreat
        .err = "pathwright: the store \"" + store + "\" cannot be written (read-only file system): copy it to edit "
               "it, e.g. cp -r '" + store + "' ~/mods/copy\n"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     // On a store that can be written, a command that reads leaves nothing behind either.
     if (c.status != 1 || c.args.rfind("check", 0) == 0) {
@@ -199,9 +207,7 @@ TEST(CheckHardening, CommandsThatOnlyReadWorkOnAStoreThatCannotBeWrittenAndCreat
       GTEST_SKIP() << "no read-only bind mount on this machine";
     }
     EXPECT_EQ(status, c.status) << c.args << ": " << host::testing::file_text(err);
-    if (!c.err.empty()) {
-      EXPECT_EQ(host::testing::file_text(err), c.err) << c.args;
-    }
+    if (!c.err.empty()) { EXPECT_EQ(host::testing::file_text(err), c.err) << c.args; }
   }
 }
 
@@ -230,6 +236,7 @@ TEST(CheckHardening, UnknownParametersAreToldBesideTheAnswer) {
     const char* method;
     const char* params;
     std::vector<std::string> warnings;
+    // clang-format off
   } cases[] = {
       {.method = "set_route",
        .params = R"({"id": "baker_ub3", "speeed": 5})",
@@ -240,6 +247,7 @@ TEST(CheckHardening, UnknownParametersAreToldBesideTheAnswer) {
       {.method = "placed_actors", .params = R"({"limit": 1, "package": "windfall"})", .warnings = {}},
       {.method = "status", .params = R"({"verbose": true})", .warnings = {"unknown parameter \"verbose\""}},
   };
+  // clang-format on
   for (const auto& c : cases) {
     const std::string out = scratch.path("call.txt");
     const std::string command = std::string("'") + PATHWRIGHT_BINARY + "' call --store '" + demo->path() + "' " +

@@ -28,18 +28,8 @@ constexpr int kPauseMaxMillis = 120;          // ms between some changes, so fol
 
 // Actors of the demo store that have a route, so both kinds of change apply to them.
 const char* const kWalkers[] = {
-    "gate_guard",
-    "baker_ub3",
-    "bar_worker_uw1",
-    "well_dressed_uo3",
-    "young_woman_uw2",
-    "bar_sailor_sa1",
-    "dock_sailor_sa3",
-    "beach_bokoblin",
-    "cliff_moblin",
-    "ferry_cart",
-    "kite_runner",
-    "lantern_porter",
+    "gate_guard",      "baker_ub3",      "bar_worker_uw1", "well_dressed_uo3", "young_woman_uw2", "bar_sailor_sa1",
+    "dock_sailor_sa3", "beach_bokoblin", "cliff_moblin",   "ferry_cart",       "kite_runner",     "lantern_porter",
 };
 
 struct Change {

@@ -11,8 +11,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "json_text/json_text.h"
 #include "json/value.h"
+#include "json_text/json_text.h"
 
 namespace {
 
@@ -92,7 +92,8 @@ std::string route(const std::string& id, const std::string& xs) {
   std::string points;
   for (const char c : xs) points += std::string(points.empty() ? "" : ",") + R"({"x":)" + c + R"(,"y":0,"z":0})";
   return R"({"id":")" + id + R"(","actor":"resident","parameters":{"resident":"ub3"},"position":{"x":0,"y":0,"z":0},
-           "path":{"mode":"once","points":[)" + points + "]}}";
+           "path":{"mode":"once","points":[)" +
+         points + "]}}";
 }
 
 std::string two(const std::string& first, const std::string& second) {
@@ -113,6 +114,7 @@ TEST(GitMerge, TheDriverMergesEditsOfDifferentActorsMembersAndPoints) {
   const struct {
     const char* name;
     std::string base, ours, theirs, result;
+    // clang-format off
   } cases[] = {
       {.name = "different actors",
        .base = two(route("a", "123"), route("b", "123")),
@@ -137,6 +139,7 @@ TEST(GitMerge, TheDriverMergesEditsOfDifferentActorsMembersAndPoints) {
        .theirs = two(route("a", "193"), route("b", "1")),
        .result = two(route("a", "193"), route("b", "1"))},
   };
+  // clang-format on
   for (const auto& c : cases) {
     Repository repo;
     const Outcome merge = merged(repo, c.base, c.ours, c.theirs);
@@ -202,8 +205,8 @@ TEST(GitDiff, ShowsTheRouteLinesOfCommits) {
   EXPECT_EQ(log.out,
             "gone\n\ndiff --pathwright a/yard.json b/yard.json\na: actor removed\nb: actor removed\n"
             "new\n\ndiff --pathwright a/more.json b/more.json\nc: actor added\n"
-            "moved\n\ndiff --pathwright a/yard.json b/yard.json\n" + moved +
-            "base\n\ndiff --pathwright a/yard.json b/yard.json\na: actor added\nb: actor added\n");
+            "moved\n\ndiff --pathwright a/yard.json b/yard.json\n" +
+                moved + "base\n\ndiff --pathwright a/yard.json b/yard.json\na: actor added\nb: actor added\n");
 }
 
 TEST(GitDiff, AJsonFileThatIsNoPackageIsShownAsText) {
@@ -235,6 +238,7 @@ TEST(DiffAndMerge, DamagedInputIsTroubleAndWritesNothing) {
   const std::string pw = "'" + kPathwright + "' ";
   const struct {
     std::string command, says;
+    // clang-format off
   } cases[] = {
       {.command = pw + "diff good.json cut.json",
        .says = "pathwright diff: cut.json: line 3, column 1: unexpected end of text, expected ',' or '}'\n"},
@@ -248,6 +252,7 @@ TEST(DiffAndMerge, DamagedInputIsTroubleAndWritesNothing) {
       {.command = pw + "merge good.json good.json list.json -o out.json",
        .says = "pathwright merge: list.json: not a package: the text is JSON but not an object; nothing written\n"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     const Outcome outcome = repo.run(c.command);
     EXPECT_EQ(outcome.status, 2) << c.command;

@@ -18,6 +18,7 @@ TEST(Hardening, HugeCoordinatesNeitherCrashTheServerNorTheNextStart) {
     const char* method;
     const char* params;
   };
+  // clang-format off
   const Request requests[] = {
       {.method = "add_route_point", .params = R"({"id":"gate_guard","position":{"x":1e20,"y":100,"z":0}})"},
       {.method = "add_route_point",
@@ -27,6 +28,7 @@ TEST(Hardening, HugeCoordinatesNeitherCrashTheServerNorTheNextStart) {
       {.method = "check_route", .params = R"({"id":"gate_guard"})"},
       {.method = "route_status", .params = R"({"id":"gate_guard"})"},
   };
+  // clang-format on
   auto store = demo_store();
   {
     Child server(PATHWRIGHT_BINARY, {"serve", "--demo", "--store", store->path()}, store->path() + "/serve.log");
@@ -49,6 +51,7 @@ TEST(Hardening, RequestLinesOverTheLimitAreAnsweredWithAnErrorAndServingGoesOn) 
     std::size_t line_bytes;
     const char* message;
   };
+  // clang-format off
   const LimitCase cases[] = {
       {.flags = {},
        .line_bytes = (std::size_t{16} << 20) + 1,
@@ -57,6 +60,7 @@ TEST(Hardening, RequestLinesOverTheLimitAreAnsweredWithAnErrorAndServingGoesOn) 
        .line_bytes = 101,
        .message = "invalid request: the line is longer than 100 bytes (serve --max-request)"},
   };
+  // clang-format on
   auto store = demo_store();
   for (const LimitCase& c : cases) {
     std::vector<std::string> args = {"serve", "--store", store->path()};
@@ -99,6 +103,7 @@ TEST(Hardening, IdsAreEchoedAsTheTextTheyArrivedWith) {
     const char* line;
     const char* ids;  // the numeric ids of the answers, as written
   };
+  // clang-format off
   const IdCase cases[] = {
       {.line = R"({"jsonrpc":"2.0","id":9007199254740993,"method":"fly"})", .ids = "9007199254740993"},
       {.line = R"({"jsonrpc":"2.0","id":1.50,"method":"fly","params":{"id":7}})", .ids = "1.50"},
@@ -108,6 +113,7 @@ TEST(Hardening, IdsAreEchoedAsTheTextTheyArrivedWith) {
                R"({"jsonrpc":"2.0","id":12345678901234567890,"method":"fly"}])",
        .ids = "1E2 12345678901234567890"},  // a string id stays where the printer puts it
   };
+  // clang-format on
   auto store = demo_store();
   Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
   for (const IdCase& c : cases) {
@@ -158,6 +164,7 @@ TEST(Hardening, SmallMistakesAreNamedInPlainWords) {
     std::vector<std::string> args;
     const char* says;
   };
+  // clang-format off
   const Mistake mistakes[] = {
       {.args = {"fly"},
        .says = "pathwright: unknown command \"fly\" (the commands are serve, call, map, check, diff, merge, resolve, bridge-check and tour)"},
@@ -167,6 +174,7 @@ TEST(Hardening, SmallMistakesAreNamedInPlainWords) {
        .says = "\"package\" \".hidden\" is refused: a package name is 1 to 100 letters, digits, _, - and ., "
                "not starting with ."},
   };
+  // clang-format on
   for (const Mistake& m : mistakes) {
     Child run(PATHWRIGHT_BINARY, m.args);  // standard error into the output
     std::string line;

@@ -1,13 +1,12 @@
 // The edges between processes, end to end with the real programs: a second map on a taken port, a `call`
 // forwarded to a holder that stopped answering, and numeric flags out of range.
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <chrono>
-#include <thread>
 #include <string>
+#include <thread>
 #include <vector>
-
-#include <signal.h>
 
 #include "tests/host/cli/pathwright_process.h"
 
@@ -68,7 +67,8 @@ TEST(Network, CallToAHolderThatDoesNotAnswerEndsAtTheBoundAndSaysTheChangeMayFol
   EXPECT_LT(took, kForwardBound + kForwardSlack) << "the wait was not bounded";
   EXPECT_NE(output.find("pathwright: the process "), std::string::npos) << output;
   EXPECT_NE(output.find("did not answer within 1 s (--lock-wait); the command was sent, so it may still make "
-                        "the change when it answers: see `pathwright call --store " + store->path() + " history`"),
+                        "the change when it answers: see `pathwright call --store " +
+                        store->path() + " history`"),
             std::string::npos)
       << output;
   // The holder answers what it was sent once it goes on: the message was honest. The socket's request and
@@ -91,6 +91,7 @@ struct FlagCase {
 
 // Regression: `--lock-wait -1` printed a range with a 309-digit upper end.
 TEST(Network, NumericFlagsSayTheirRangeInPlainNumbers) {
+  // clang-format off
   const FlagCase cases[] = {
       {.args = {"call", "--lock-wait", "-1", "status"}, .error = "--lock-wait: the lock wait is 0 to 86400 seconds, not -1"},
       {.args = {"call", "--lock-wait", "1e400", "status"},
@@ -102,6 +103,7 @@ TEST(Network, NumericFlagsSayTheirRangeInPlainNumbers) {
       {.args = {"map", "--port", "70000"}, .error = "--port: the port is 0 to 65535 (0 picks a free one), not 70000"},
       {.args = {"map", "--port", "-1"}, .error = "--port: the port is 0 to 65535 (0 picks a free one), not -1"},
   };
+  // clang-format on
   for (const FlagCase& c : cases) {
     std::string output;
     EXPECT_EQ(run(c.args, output), 2) << c.args[0] << " " << c.args[1] << ": " << output;

@@ -22,8 +22,8 @@
 #include <vector>
 
 #include "host/cli/temp_folder.h"
-#include "json_text/json_text.h"
 #include "json/value.h"
+#include "json_text/json_text.h"
 
 namespace host::testing {
 

@@ -26,6 +26,7 @@ TEST(JsonRpcServe, AnswersBadMessagesAsJsonRpcSaysAndGoesOnServing) {
   const struct {
     const char* line;
     const char* answers;  // "" when nothing is answered
+    // clang-format off
   } cases[] = {
       {.line = "this is not json", .answers = "-32700:null"},
       {.line = R"({"jsonrpc":"2.0","id":1,"method":"fly"})", .answers = "-32601:1"},
@@ -43,6 +44,7 @@ TEST(JsonRpcServe, AnswersBadMessagesAsJsonRpcSaysAndGoesOnServing) {
       {.line = R"([{"jsonrpc":"2.0","method":"status"},{"jsonrpc":"2.0","method":"undo"}])", .answers = ""},
       {.line = R"({"jsonrpc":"2.0","id":8,"method":"check_route","params":{"id":"gate_guard"}})", .answers = "1:8"},
   };
+  // clang-format on
   auto store = demo_store();
   Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
   for (const auto& [request, expected] : cases) {
@@ -63,6 +65,7 @@ TEST(JsonRpcServe, RunsEveryRouteAndHostCommandAndSavesAtTheEnd) {
     const char* method;
     const char* params;
     const char* answer;  // the result, or the error
+    // clang-format off
   } cases[] = {
       {.method = "add_route_point",
        .params = R"({"id":"gate_guard","position":{"x":-150.04,"y":100,"z":1100}})",
@@ -87,6 +90,7 @@ TEST(JsonRpcServe, RunsEveryRouteAndHostCommandAndSavesAtTheEnd) {
        .params = R"({"package":"windfall"})",
        .answer = R"({"actors":32,"changes":6,"package":"windfall"})"},
   };
+  // clang-format on
   auto store = demo_store();
   Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()}, store->path() + "/serve.log");
   for (const auto& [method, params, expected] : cases) {
@@ -122,6 +126,7 @@ TEST(CallCommand, ExitStatusSaysHowItWentAndTheChangeIsSaved) {
     int status;
     const char* err;
   };
+  // clang-format off
   const Case cases[] = {
       {.args = {"call", "status"}, .status = 0, .err = ""},
       {.args = {"call", "add_route_point", R"({"id":"baker_ub3","position":{"x":10,"y":100,"z":10}})"},
@@ -146,6 +151,7 @@ TEST(CallCommand, ExitStatusSaysHowItWentAndTheChangeIsSaved) {
       {.args = {"call"}, .status = 2, .err = "..."},
       {.args = {"launch"}, .status = 2, .err = "..."},
   };
+  // clang-format on
   for (const Case& c : cases) {
     std::vector<std::string> args = c.args;
     if (args.size() > 1) args.insert(args.begin() + 1, {"--store", store->path()});
@@ -182,8 +188,7 @@ TEST(JsonRpcServe, FollowsTheGameThroughAbsenceStartDeathRestartAndHang) {
   const std::string address = "127.0.0.1:" + args[1];
   game.reset();
   auto store = demo_store();
-  Child server(PATHWRIGHT_BINARY,
-               {"serve", "--store", store->path(), "--game", address, "--game-timeout", "0.5"},
+  Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path(), "--game", address, "--game-timeout", "0.5"},
                store->path() + "/serve.log");
   const Value status = server.call("status").get("result");
   EXPECT_EQ(status.get("game").get("address"), Value::of(address));

@@ -2,6 +2,7 @@
 // another's change, a second `serve` never edits beside the first, a `call` that waits too long names the
 // process that holds the store, and opening a store clears what saves cut short by a crash left behind.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -9,8 +10,6 @@
 #include <memory>
 #include <set>
 #include <thread>
-
-#include <unistd.h>
 
 #include "host/store/store_lock.h"
 #include "tests/host/cli/pathwright_process.h"
@@ -137,8 +136,8 @@ TEST(Sharing, SameSizeHandEditWithTheSameTimeIsFound) {
   ASSERT_NE(store, nullptr);
   const std::string file = store->path() + "/windfall.json";
   Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()});
-  ASSERT_TRUE(server.call("add_route_point", parse(R"({"id":"gate_guard","position":{"x":3,"y":100,"z":4}})"))
-                  .has("result"));
+  ASSERT_TRUE(
+      server.call("add_route_point", parse(R"({"id":"gate_guard","position":{"x":3,"y":100,"z":4}})")).has("result"));
   const std::string saved = file_text(file);
   for (int tries = 0; file_text(file) == saved && tries < 100; ++tries) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));  // until the change is folded into the file
@@ -164,8 +163,8 @@ TEST(Sharing, ReloadReportsAndKeepsTheChangesItDiscards) {
   ASSERT_NE(store, nullptr);
   const std::string file = store->path() + "/windfall.json";
   Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()});
-  ASSERT_TRUE(server.call("add_route_point", parse(R"({"id":"gate_guard","position":{"x":9,"y":100,"z":9}})"))
-                  .has("result"));
+  ASSERT_TRUE(
+      server.call("add_route_point", parse(R"({"id":"gate_guard","position":{"x":9,"y":100,"z":9}})")).has("result"));
   std::string hand = file_text(file);  // the modder's own edit, before the change is folded (within 400 ms)
   hand.replace(hand.find("gate_guard"), 10, "gate_keeper");
   std::ofstream(file + ".hand") << hand;
@@ -197,6 +196,7 @@ TEST(Sharing, OpeningRemovesOnlyTemporariesOfInterruptedSaves) {
     std::string file;
     bool removed;
   };
+  // clang-format off
   const Case cases[] = {
       {.file = "windfall.json.tmp-Ab3xY9", .removed = true},
       {.file = ".pathwright/windfall.journal.tmp-q1W2e3", .removed = true},
@@ -204,6 +204,7 @@ TEST(Sharing, OpeningRemovesOnlyTemporariesOfInterruptedSaves) {
       {.file = "windfall.json.tmp-short", .removed = false},
       {.file = ".json.tmp-Ab3xY9", .removed = false},
   };
+  // clang-format on
   for (const Case& c : cases) std::ofstream(root + c.file) << "{";
   std::string output;
   ASSERT_EQ(run({"call", "--store", store->path(), "status"}, output), 0) << output;

@@ -26,8 +26,7 @@ TEST(WorldFlag, ServeAndCallStandTheGameOnTheGivenMesh) {
     const Value game = serve.call("status").get("result").get("game");
     EXPECT_EQ(game.get("world"), Value::of("flat_square"));
     EXPECT_EQ(game.get("connected"), Value::of(true));
-    const Value added =
-        serve.call("add_route_point", parse(R"({"id":"baker_ub3","position":{"x":10,"y":60,"z":10}})"));
+    const Value added = serve.call("add_route_point", parse(R"({"id":"baker_ub3","position":{"x":10,"y":60,"z":10}})"));
     ASSERT_TRUE(added.has("result")) << compact(added);
     const Value point = added.get("result").get("point");
     const Value document = serve.call("document").get("result").get("document");
@@ -38,7 +37,9 @@ TEST(WorldFlag, ServeAndCallStandTheGameOnTheGivenMesh) {
   }
 
   // call: the store is the current folder when --store is not given.
-  const std::string command = "cd '" + store->path() + "' && '" PATHWRIGHT_BINARY "' call --world flat_square.obj "
+  const std::string command = "cd '" + store->path() +
+                              "' && '" PATHWRIGHT_BINARY
+                              "' call --world flat_square.obj "
                               "check_route '{\"id\":\"baker_ub3\"}' >/dev/null 2>&1";
   const int status = std::system(command.c_str());
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) <= 1) << "ran against the mesh, whatever it found";

@@ -30,7 +30,8 @@ std::string lines(const std::string& before, const std::string& after) {
 // A resident "g" with a route of the given points and settings.
 std::string walker(const std::string& points, const std::string& settings = R"("mode": "once")") {
   return R"({"actors": [{"id": "g", "actor": "resident", "position": {"x": 0, "y": 0, "z": 0},
-             "path": {)" + settings + R"(, "points": [)" + points + "]}}]}";
+             "path": {)" +
+         settings + R"(, "points": [)" + points + "]}}]}";
 }
 
 const std::string kP1 = R"({"x": 1, "y": 0, "z": 0})", kP2 = R"({"x": 2, "y": 0, "z": 0})",
@@ -40,6 +41,7 @@ TEST(PackageDiff, ReadsChangesByActorAndRoute) {
   const struct {
     const char* name;
     std::string before, after, lines;
+    // clang-format off
   } cases[] = {
       {.name = "layout, member order and number spelling",
        .before = walker(kP1 + "," + kP2),
@@ -88,6 +90,7 @@ TEST(PackageDiff, ReadsChangesByActorAndRoute) {
        .after = R"({"actors": [], "name": "y"})",
        .lines = "package \"name\" changed\n"},
   };
+  // clang-format on
   for (const auto& c : cases) EXPECT_EQ(lines(c.before, c.after), c.lines) << c.name;
 }
 
@@ -105,6 +108,7 @@ TEST(PackageDiff, OnlyObjectsWithAnArrayOfActorObjectsArePackages) {
   const struct {
     const char* text;
     const char* error;  // "" for a package
+    // clang-format off
   } cases[] = {
       {.text = R"({"actors": [{"id": "a"}]})", .error = ""},
       {.text = R"({"name": "no actors yet"})", .error = ""},
@@ -112,6 +116,7 @@ TEST(PackageDiff, OnlyObjectsWithAnArrayOfActorObjectsArePackages) {
       {.text = R"({"actors": {}})", .error = "not a package: \"actors\" is not an array"},
       {.text = R"({"actors": [{}, 3]})", .error = "not a package: actors[1] is not an object"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     std::string error;
     EXPECT_EQ(host::compare::is_package(parsed(c.text), error), std::string(c.error).empty()) << c.text;

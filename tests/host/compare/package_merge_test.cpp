@@ -42,6 +42,7 @@ TEST(PackageMerge, MergesWhatEachSideChangedAndConflictsWhereBothDid) {
     std::string base, ours, theirs;
     std::string merged;     // compact
     std::string conflicts;  // the lines, each ending in a newline
+    // clang-format off
   } cases[] = {
       {.name = "different actors",
        .base = R"({"actors":[{"id":"a","n":1},{"id":"b","n":1}]})",
@@ -104,8 +105,10 @@ TEST(PackageMerge, MergesWhatEachSideChangedAndConflictsWhereBothDid) {
        .merged = R"({"actors":[],"name":"y","v":2})",
        .conflicts = "package \"name\": both sides changed it: ours \"y\", theirs \"z\"\n"},
   };
+  // clang-format on
   for (const auto& c : cases) {
-    const host::compare::MergeOutcome outcome = host::compare::merge_packages(parsed(c.base), parsed(c.ours), parsed(c.theirs));
+    const host::compare::MergeOutcome outcome =
+        host::compare::merge_packages(parsed(c.base), parsed(c.ours), parsed(c.theirs));
     std::string conflicts;
     for (const std::string& line : outcome.conflicts) conflicts += line + "\n";
     EXPECT_EQ(compact(outcome.merged), compact(parsed(c.merged))) << c.name;

@@ -80,7 +80,8 @@ class FakeGame {
   // True when `fd` has something to read; false once stopped with nothing left.
   bool wait_for(int fd) {
     pollfd ready{fd, POLLIN, 0};
-    while (::poll(&ready, 1, kPollMs) == 0) if (stop_) return false;
+    while (::poll(&ready, 1, kPollMs) == 0)
+      if (stop_) return false;
     return true;
   }
 
@@ -109,6 +110,7 @@ TEST(GameAddress, ReadsHostAndPortAndRefusesTheRest) {
   const struct {
     const char* text;
     const char* problem;  // "" when it is read
+    // clang-format off
   } cases[] = {
       {.text = "127.0.0.1:47800", .problem = ""},
       {.text = "localhost:1", .problem = ""},
@@ -118,6 +120,7 @@ TEST(GameAddress, ReadsHostAndPortAndRefusesTheRest) {
       {.text = "127.0.0.1:65536", .problem = no_port},
       {.text = "127.0.0.1:47x", .problem = no_port},
   };
+  // clang-format on
   for (const auto& [text, problem] : cases) {
     GameAddress address;
     std::string error;
@@ -247,6 +250,7 @@ TEST(GameLink, ALinkFailureEndsTheCommandWithAClearErrorAndDropsTheConnectionWhi
     bool connected;
   };
   const std::string malformed = "the game sent a malformed answer: ";
+  // clang-format off
   const Case cases[] = {
       {.op = Height, .reply = nullptr, .error = "the game closed the connection", .connected = false},
       {.op = Height, .reply = "", .error = "the game did not answer within 0.3 s", .connected = false},
@@ -285,6 +289,7 @@ TEST(GameLink, ALinkFailureEndsTheCommandWithAClearErrorAndDropsTheConnectionWhi
       {.op = LinkPosition, .reply = nullptr, .error = "the game closed the connection", .connected = false},
       {.op = LiveRoute, .reply = nullptr, .error = "the game closed the connection", .connected = false},
   };
+  // clang-format on
   editor::Session::Package package{"windfall_walks", Value::object()};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.reply ? c.reply : "(hangs up)");
@@ -299,10 +304,14 @@ TEST(GameLink, ALinkFailureEndsTheCommandWithAClearErrorAndDropsTheConnectionWhi
     WorldPoint at;
     bool ok = false, threw = false;
     try {
-      if (c.op == Height) link->ground_height({0, 200, 0}, height, error);
-      else if (c.op == Heights) ok = link->ground_heights({{0, 200, 0}, {0, 200, 25}}, heights, found, error);
-      else if (c.op == LinkPosition) ok = link->link_position(at, error);
-      else link->live_route(package, "gate_1");
+      if (c.op == Height)
+        link->ground_height({0, 200, 0}, height, error);
+      else if (c.op == Heights)
+        ok = link->ground_heights({{0, 200, 0}, {0, 200, 25}}, heights, found, error);
+      else if (c.op == LinkPosition)
+        ok = link->link_position(at, error);
+      else
+        link->live_route(package, "gate_1");
     } catch (const GameLinkError& e) {
       threw = true;
       error = e.what();

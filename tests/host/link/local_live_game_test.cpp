@@ -46,7 +46,12 @@ TEST_F(Island, ShowsEveryProblemOfARouteCheckOnTheRoutesItsGuideGives) {
   host::LocalLiveGame live(*world_);
   support::MemorySession session;
   session.live_game = &live;
-  struct Case { const char* what; std::vector<WorldPoint> route; std::vector<std::string> problems; };
+  struct Case {
+    const char* what;
+    std::vector<WorldPoint> route;
+    std::vector<std::string> problems;
+  };
+  // clang-format off
   const Case cases[] = {
       {.what = "off the pier end", .route = {{0, 100, -2400}, island::kOpenSeaSouth}, .problems = {"no ground"}},
       {.what = "east over the cliff", .route = {{1000, 100, 0}, {2000, 0, 0}}, .problems = {"a drop"}},
@@ -65,6 +70,7 @@ TEST_F(Island, ShowsEveryProblemOfARouteCheckOnTheRoutesItsGuideGives) {
       {.what = "round the town", .route = {island::kTownSquare, {400, 100, 0}, {400, 100, 400}}, .problems = {"", ""}},
       {.what = "along the pier", .route = {{0, 100, -1400}, {0, 100, -2550}}, .problems = {""}},
   };
+  // clang-format on
   // Checking a route reads the package only, so one actor serves every case.
   Value& actor = session.add("windfall", parsed(R"({"actors":[{"id":"m","kind":"mod"}]})")).document["actors"].items[0];
   for (const Case& c : cases) {

@@ -1,9 +1,10 @@
 // Ground tiles through HTTP: a tile of the island decodes as a 256 x 256 PNG with water over the sea and
 // land over the plateau, only the map's zooms have tiles, and without a game the answer is 404.
+#include "host/map/ground_tiles.h"
+
 #include <png.h>
 
 #include "host/cli/temp_folder.h"
-#include "host/map/ground_tiles.h"
 #include "tests/host/map/map_fixture.h"
 
 namespace host::map::testing {
@@ -37,11 +38,13 @@ struct Sample {
 
 TEST_F(MapFixture, IslandTileShowsSeaAsWaterAndThePlateauAsLand) {
   constexpr int kZoom = -4;  // 16 world units a pixel: tile (0, 0) covers x and z from 0 to 4096
+  // clang-format off
   const Sample samples[] = {
       {.what = "town plateau", .x = 1000, .z = 1000, .water = false},
       {.what = "open sea east", .x = 3500, .z = 1000, .water = true},
       {.what = "open sea south-east", .x = 3500, .z = 3500, .water = true},
   };
+  // clang-format on
   auto answer = client()->Get("/ground/-4/0/0.png", bearer());
   ASSERT_TRUE(answer);
   ASSERT_EQ(answer->status, 200) << answer->body;

@@ -14,8 +14,8 @@
 
 #include "host/cli/shared_workbench.h"
 #include "host/cli/workbench.h"
-#include "json_text/json_text.h"
 #include "host/map/map_server.h"
+#include "json_text/json_text.h"
 
 namespace host::map::testing {
 

@@ -14,9 +14,8 @@
 namespace host::map::testing {
 namespace {
 
-constexpr const char* kAddPoint =
-    R"({"jsonrpc":"2.0","id":7,"method":"add_route_point",)"
-    R"("params":{"id":"baker_ub3","position":{"x":10,"y":100,"z":10}}})";
+constexpr const char* kAddPoint = R"({"jsonrpc":"2.0","id":7,"method":"add_route_point",)"
+                                  R"("params":{"id":"baker_ub3","position":{"x":10,"y":100,"z":10}}})";
 
 TEST_F(MapFixture, RpcAnswersAsServeDoes) {
   const char* const requests[] = {
@@ -129,8 +128,8 @@ TEST_F(MapFixture, EveryListenerSeesChangesFromEveryFrontEnd) {
 TEST_F(MapFixture, ReconnectingListenerGetsWhatItMissed) {
   const std::uint64_t seen = server_->events().last_id();
   EXPECT_TRUE(rpc(kAddPoint).has("result"));
-  Listener back(server_->port(), {{"Authorization", std::string("Bearer ") + kToken},
-                                  {"Last-Event-ID", std::to_string(seen)}});
+  Listener back(server_->port(),
+                {{"Authorization", std::string("Bearer ") + kToken}, {"Last-Event-ID", std::to_string(seen)}});
   const std::string text = back.wait_for("\"revision\":1");
   EXPECT_NE(text.find("id: " + std::to_string(seen + 1) + "\nevent: change"), std::string::npos) << text;
 }

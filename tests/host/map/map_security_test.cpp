@@ -1,6 +1,8 @@
 // The map's gatekeeping through a real HTTP client: what is refused without the token or from a foreign
 // Host or Origin, the body limit, the page loading without a token, the cookie, and a connection that
 // stalls without holding the server.
+#include "host/map/map_security.h"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -10,7 +12,6 @@
 #include <chrono>
 #include <fstream>
 
-#include "host/map/map_security.h"
 #include "tests/host/map/map_fixture.h"
 
 namespace host::map::testing {
@@ -31,6 +32,7 @@ TEST_F(MapFixture, EachEndpointAdmitsOnlyWhatItShould) {
   const std::string cookie = std::string(kTokenCookie) + "=" + kToken;
   const std::string own = "127.0.0.1:" + std::to_string(server_->port());
   const std::string local = "localhost:" + std::to_string(server_->port());
+  // clang-format off
   const Case cases[] = {
       {.name = "rpc without token", .method = "POST", .path = "/rpc", .headers = {}, .status = 401},
       {.name = "rpc wrong token",
@@ -102,6 +104,7 @@ TEST_F(MapFixture, EachEndpointAdmitsOnlyWhatItShould) {
       {.name = "events without token", .method = "GET", .path = "/events", .headers = {}, .status = 401},
       {.name = "tile without token", .method = "GET", .path = "/ground/0/0/0.png", .headers = {}, .status = 401},
   };
+  // clang-format on
   std::ofstream(web_ + "/index.html") << "<!doctype html><title>map</title>";
   std::ofstream(web_ + "/app.js") << "export {};";
   std::ofstream(web_ + "/.secret") << "no";
@@ -179,8 +182,8 @@ bool closed_within(int fd, int ms) {
 }
 
 TEST_F(MapFixture, StalledConnectionsNeitherHoldTheServerNorStayOpen) {
-  constexpr int kStalled = 6;                  // connections that stop half way through a request
-  constexpr int kAnswerWithinMs = 2000;        // ms for an ordinary request beside them
+  constexpr int kStalled = 6;            // connections that stop half way through a request
+  constexpr int kAnswerWithinMs = 2000;  // ms for an ordinary request beside them
   // ms until the server drops a stalled one: the HTTP library gives up after about two read timeouts of 5 s
   // (10 s measured), so the bound leaves room for a loaded machine rather than sitting on that edge.
   constexpr int kClosedWithinMs = 15000;

@@ -1,10 +1,11 @@
 // The page's files: which request targets name a file inside the page's folder, and, through a real HTTP
 // client sending each target byte for byte, that nothing outside the folder is ever served.
+#include "host/map/page_files.h"
+
 #include <unistd.h>
 
 #include <fstream>
 
-#include "host/map/page_files.h"
 #include "tests/host/map/map_fixture.h"
 
 namespace host::map::testing {
@@ -16,6 +17,7 @@ struct Lookup {
 };
 
 TEST(PageFile, NamesOnlyPlainSegmentsBelowTheFolder) {
+  // clang-format off
   const Lookup cases[] = {
       {.target = "/", .file = "index.html"},
       {.target = "/?v=2", .file = "index.html"},
@@ -46,6 +48,7 @@ TEST(PageFile, NamesOnlyPlainSegmentsBelowTheFolder) {
       {.target = "/main.js%4", .file = ""},
       {.target = "/main.js%zz", .file = ""},
   };
+  // clang-format on
   for (const Lookup& c : cases) EXPECT_EQ(page_file(c.target), c.file) << c.target;
 }
 
@@ -59,18 +62,9 @@ TEST_F(MapFixture, NothingOutsideThePageFolderIsServedWhateverTheTarget) {
   std::ofstream(outside) << "{\"secret\": true}";
   ASSERT_EQ(::symlink(outside.c_str(), (web_ + "/linked.json").c_str()), 0);
   const std::string targets[] = {
-      "//etc/passwd",
-      "///etc/passwd",
-      "/%2fproc%2fself%2fenviron",
-      "/%2Fetc%2Fpasswd",
-      "//proc/self/cmdline",
-      "/" + outside,
-      "/%2f" + outside.substr(1),
-      "/main.js%00.png",
-      "/../index.html",
-      "/%2e%2e/index.html",
-      "/..%2f..%2fetc%2fpasswd",
-      "/linked.json",
+      "//etc/passwd",        "///etc/passwd",      "/%2fproc%2fself%2fenviron", "/%2Fetc%2Fpasswd",
+      "//proc/self/cmdline", "/" + outside,        "/%2f" + outside.substr(1),  "/main.js%00.png",
+      "/../index.html",      "/%2e%2e/index.html", "/..%2f..%2fetc%2fpasswd",   "/linked.json",
   };
   for (const std::string& target : targets) {
     auto http = client();

@@ -55,6 +55,7 @@ TEST(PlacedActors, ARegionHoldsTheActorsStandingInsideItBoundsIncluded) {
   const struct {
     const char* region;
     const char* indices;
+    // clang-format off
   } cases[] = {
       {.region = R"({"low": {"x": 0, "z": 0}, "high": {"x": 0, "z": 0}})", .indices = "0"},
       {.region = R"({"low": {"x": 100, "z": 100}, "high": {"x": 200, "z": 100}})", .indices = "11 12"},
@@ -62,6 +63,7 @@ TEST(PlacedActors, ARegionHoldsTheActorsStandingInsideItBoundsIncluded) {
       {.region = R"({"low": {"x": -50, "z": -50}, "high": {"x": -1, "z": -1}})", .indices = ""},
       {.region = R"({"low": {"x": 850, "z": 850}, "high": {"x": 1e300, "z": 1e300}})", .indices = "99"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     const Page page = list(document, std::string(R"({"region": )") + c.region + "}");
     ASSERT_TRUE(page.ok) << c.region << ": " << page.error;
@@ -79,6 +81,7 @@ TEST(PlacedActors, PagesFollowNextUntilEveryWantedActorIsListedOnce) {
     const char* params;
     int limit;
     const char* pages;
+    // clang-format off
   } cases[] = {
       {.params = "", .limit = 30, .pages = "30 30 30 11"},
       {.params = "", .limit = 101, .pages = "101"},
@@ -90,6 +93,7 @@ TEST(PlacedActors, PagesFollowNextUntilEveryWantedActorIsListedOnce) {
       {.params = R"("id": "a42", )", .limit = 1, .pages = "1"},
       {.params = R"("id": "nobody", )", .limit = 5, .pages = "0"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     std::string sizes, all;
     Value next = Value::of(0.0);
@@ -137,6 +141,7 @@ TEST(PlacedActors, BadParamsAreRefusedNamingTheParameter) {
   const struct {
     const char* params;
     const char* error;
+    // clang-format off
   } cases[] = {
       {.params = R"({"region": 5})", .error = region_shape},
       {.params = R"({"region": {"low": {"x": 0, "z": 0}}})", .error = region_shape},
@@ -157,6 +162,7 @@ TEST(PlacedActors, BadParamsAreRefusedNamingTheParameter) {
       {.params = R"({"id": 5})", .error = "placed_actors: \"id\" is an actor's id, a string"},
       {.params = R"({"routes": "no"})", .error = "placed_actors: \"routes\" is true or false"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     const Page page = list(document, c.params);
     EXPECT_EQ(page.ok, !*c.error) << c.params;

@@ -39,7 +39,9 @@ TEST_F(HostCommands, ListPackagesWithCountsAndActorsWithWalkerClassesAndLeaveOth
 struct FixedGame : editor::LiveGame {
   bool ground_height(const story_notebook::WorldPoint&, float&, std::string&) override { return false; }
   bool ground_heights(const std::vector<story_notebook::WorldPoint>&, std::vector<float>&, std::vector<bool>&,
-                      std::string&) override { return false; }
+                      std::string&) override {
+    return false;
+  }
   Value live_route(editor::Session::Package&, const std::string&) override { return Value(); }
   bool link_position(story_notebook::WorldPoint& p, std::string&) override {
     p = {1, 2, 3};

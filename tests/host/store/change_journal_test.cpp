@@ -1,12 +1,13 @@
 // The journal after crashes: torn or damaged records are ignored, changes a crash kept out of the package
 // file are folded in on open, and nothing is claimed that was not answered.
+#include "host/store/change_journal.h"
+
 #include <cerrno>
 #include <string>
 #include <vector>
 
-#include "tests/host/store/store_fixture.h"
-#include "host/store/change_journal.h"
 #include "host/store/content_hash.h"
+#include "tests/host/store/store_fixture.h"
 
 namespace store_test {
 
@@ -131,6 +132,7 @@ TEST_F(ChangeJournal, APowerCutUndoingUnflushedSavesLosesNoAnsweredChange) {
     std::string walker_mode;
     std::size_t changes;
   };
+  // clang-format off
   const Case cases[] = {
       {.steps = {"loop", "save"}, .walker_mode = "loop", .changes = 1},
       {.steps = {"loop", "save", "back_and_forth", "save"}, .walker_mode = "back_and_forth", .changes = 2},
@@ -142,6 +144,7 @@ TEST_F(ChangeJournal, APowerCutUndoingUnflushedSavesLosesNoAnsweredChange) {
       {.steps = {"loop", "broken journal", "save"}, .walker_mode = "loop", .changes = 1},
       {.steps = {"loop", "broken journal", "save, folder unflushable", "save"}, .walker_mode = "loop", .changes = 1},
   };
+  // clang-format on
   for (const Case& c : cases) {
     start_over();
     std::string steps;

@@ -18,6 +18,7 @@ TEST_F(ChangeService, RefusedEditsLeaveTheDocumentsAndTheFilesExactlyAsBefore) {
     const char* route;
     const char* params;
     const char* error;
+    // clang-format off
   } cases[] = {
       {.route = "set_route",
        .params = R"({"id": "gate_1", "mode": "loop"})",
@@ -38,6 +39,7 @@ TEST_F(ChangeService, RefusedEditsLeaveTheDocumentsAndTheFilesExactlyAsBefore) {
        .params = R"({"id": "x", "package": "empty"})",
        .error = "no placed actor \"x\" in empty"},
   };
+  // clang-format on
   for (const auto& c : cases) EXPECT_EQ(run(c.route, c.params).error, c.error) << c.params;
   EXPECT_EQ(document(), parse(kWindfallText));
   EXPECT_EQ(document("empty"), parse("{\"name\": \"Empty\"}"));
@@ -130,11 +132,13 @@ TEST_F(ChangeService, ReadsThePackageAgainOnlyWhileItsTimeStampCouldHideAWrite) 
     bool whole_second;
     int reads;
   };
+  // clang-format off
   const Case cases[] = {
       {.stamp = "a fraction of a second, 1 s before the read", .seconds_ago = 1, .whole_second = false, .reads = 0},
       {.stamp = "a whole second, 1 to 2 s before the read", .seconds_ago = 1, .whole_second = true, .reads = 1},
       {.stamp = "a fraction of a second, after the read", .seconds_ago = -1, .whole_second = false, .reads = 1},
   };
+  // clang-format on
   for (const Case& c : cases) {
     start_over();
     timespec stamp{};
@@ -159,6 +163,7 @@ TEST_F(ChangeService, EveryCheckpointWritesExactlyThePrintOfTheWholeDocument) {
     const char* method;
     const char* params;
   };
+  // clang-format off
   const Step steps[] = {
       {.method = "set_route", .params = R"({"id": "walker", "mode": "loop"})"},
       {.method = "add_route_point", .params = R"({"id": "statue", "position": {"x": 3, "y": 0, "z": 0.25}})"},
@@ -169,6 +174,7 @@ TEST_F(ChangeService, EveryCheckpointWritesExactlyThePrintOfTheWholeDocument) {
       {.method = "redo", .params = "{}"},
       {.method = "remove_route_point", .params = R"({"id": "statue", "point": 1})"},
   };
+  // clang-format on
   for (const Step& step : steps) {
     ASSERT_TRUE(run(step.method, step.params).ok) << step.method << " " << step.params;
     ASSERT_EQ(flush_error(), "");

@@ -23,8 +23,8 @@ struct GitCheckout : StoreTest {
   }
   // `git ARGS` in the store folder, quietly: its exit status.
   int git(const std::string& args) {
-    const std::string command = "git -C '" + folder + "' -c user.name=modder -c user.email=modder@example.org " +
-                                args + " >/dev/null 2>&1";
+    const std::string command =
+        "git -C '" + folder + "' -c user.name=modder -c user.email=modder@example.org " + args + " >/dev/null 2>&1";
     return std::system(command.c_str());
   }
   void commit(const std::string& message) { ASSERT_EQ(git("commit -q -a -m '" + message + "'"), 0) << message; }

@@ -41,6 +41,7 @@ struct Step {
 };
 
 TEST_F(LongRouteHistory, UndoAndRedoAfterARestartGiveBackTheFilesBytesAndCostWhatChanged) {
+  // clang-format off
   const Step steps[] = {
       {.method = "add_route_point", .params = R"({"id": "walker", "position": {"x": 5, "y": 1, "z": 5}, "snap": false})",
        .most_journal_bytes = kOnePointRecordBytes},
@@ -58,6 +59,7 @@ TEST_F(LongRouteHistory, UndoAndRedoAfterARestartGiveBackTheFilesBytesAndCostWha
       {.method = "detour", .params = "", .most_journal_bytes = 2 * kOnePointRecordBytes},
       {.method = "remove_route", .params = R"({"id": "walker"})", .most_journal_bytes = 200 * kOnePointRecordBytes},
   };
+  // clang-format on
   const std::string start = read_text(package_path());
   for (const Step& step : steps) {
     ASSERT_EQ(flush_error(), "");
@@ -66,9 +68,9 @@ TEST_F(LongRouteHistory, UndoAndRedoAfterARestartGiveBackTheFilesBytesAndCostWha
     if (step.method == "detour") {
       std::vector<host::GroupedCommand> commands;
       for (const char* after : {"10", "11"}) {
-        commands.push_back({"add_route_point", parse(std::string(R"({"package": "windfall", "id": "walker", )") +
-                                                     R"("snap": false, "position": {"x": 3, "y": 0, "z": 9}, "after": )" +
-                                                     after + "}")});
+        commands.push_back({"add_route_point",
+                            parse(std::string(R"({"package": "windfall", "id": "walker", )") +
+                                  R"("snap": false, "position": {"x": 3, "y": 0, "z": 9}, "after": )" + after + "}")});
       }
       std::vector<Value> results;
       std::string error;

@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "tests/host/store/store_fixture.h"
 #include "host/store/change_journal.h"
 #include "host/store/content_hash.h"
+#include "tests/host/store/store_fixture.h"
 
 namespace store_test {
 namespace {
@@ -41,6 +41,7 @@ struct HashCase {
 };
 
 TEST(OnDiskFormat, ContentHashOfKnownTextsIsStable) {
+  // clang-format off
   const HashCase cases[] = {
       {.text = "", .hash = 0x0ff2e69699c4857eULL},
       {.text = "{}", .hash = 0x47f147c38127bf2dULL},
@@ -48,6 +49,7 @@ TEST(OnDiskFormat, ContentHashOfKnownTextsIsStable) {
       {.text = "eight by", .hash = 0xebc58fe7b2ff9a48ULL},
       {.text = "{\"actors\":[{\"id\":\"gate_guard\",\"actor\":\"resident\"}]}", .hash = 0x26951f416f269b1cULL},
   };
+  // clang-format on
   for (const HashCase& c : cases) {
     EXPECT_EQ(host::content_hash(c.text), c.hash)
         << hex(c.text) << ": 0x" << std::hex << host::content_hash(c.text) << "ULL";
@@ -83,6 +85,7 @@ JournalRecord known_file() {
 }
 
 // Header, a change, its undo and redo, a checkpoint and the file it renamed in, as a store writes them.
+// clang-format off
 const std::string kGoldenJournal = from_hex(
     // the header, "PWJRNL3\n"
     "50574a524e4c330a"
@@ -152,6 +155,7 @@ const std::string kGoldenJournalFormat1 = from_hex(
     "21000000" "b9669ad3cf8663a4"  // payload length, checksum
     "4befcdab896745230100100000000000001032547698badcfea00f0000000000"
     "00");
+// clang-format on
 
 TEST(OnDiskFormat, JournalBytesOfKnownChangesAreStable) {
   std::string bytes(host::kJournalHeader), error;

@@ -34,6 +34,7 @@ struct Step {
 };
 
 TEST(OutlinedPackage, AnswersAndSavesEveryOneActorCommandExactlyAsAWholePackage) {
+  // clang-format off
   const Step steps[] = {
       {.method = "add_route_point", .params = R"({"id": "chest", "position": {"x": 1, "y": 2, "z": 3}})"},
       {.method = "add_route_point", .params = R"({"id": "statue", "position": {"x": 4, "y": 0, "z": 0.5}})"},
@@ -50,6 +51,7 @@ TEST(OutlinedPackage, AnswersAndSavesEveryOneActorCommandExactlyAsAWholePackage)
       {.method = "remove_route_point", .params = R"({"id": "walker", "point": 9})"},
       {.method = "set_route", .params = R"({"id": "ghost", "mode": "loop"})"},
   };
+  // clang-format on
   Twins twins;
   for (const Step& step : steps) {
     twins.whole.reopen();
@@ -89,10 +91,12 @@ TEST(OutlinedPackage, PrintsAHandWrittenFileWholeFromTheTextOfItsUnreadActors) {
   Store whole, outlined;
   outlined.outlined = true;
   outlined.reopen();
+  // clang-format off
   const Step steps[] = {
       {.method = "add_route_point", .params = R"({"id": "walker", "position": {"x": 1, "y": 2, "z": 3}})"},
       {.method = "set_route", .params = R"({"id": "statue", "mode": "once"})"},
   };
+  // clang-format on
   for (const Step& step : steps) {
     ASSERT_TRUE(whole.run(step.method, step.params).ok) << step.method;
     ASSERT_TRUE(outlined.run(step.method, step.params).ok) << step.method;
@@ -113,7 +117,8 @@ TEST(OutlinedPackage, ReplaysChangesAJournalHoldsBeyondTheFile) {
   const Value saved = parse(read_text(twins.outlined.package_path()));
   EXPECT_FALSE(saved.get("actors").items[3].has("path"));
   EXPECT_EQ(saved.get("actors").items[1].get("path").get("points").items.size(), 3u);
-  EXPECT_EQ(saved.get("actors").items[2], parse(R"({"id": "boko", "actor": "bokoblin", "position": {"x": 5, "y": 0, "z": 5}})"));
+  EXPECT_EQ(saved.get("actors").items[2],
+            parse(R"({"id": "boko", "actor": "bokoblin", "position": {"x": 5, "y": 0, "z": 5}})"));
 }
 
 }  // namespace

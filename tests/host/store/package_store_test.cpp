@@ -10,6 +10,7 @@ TEST(PackageName, AcceptsOnlyNamesThatStayInsideTheStoreAndReadsThemFromPackageF
   const struct {
     std::string name;
     bool valid;
+    // clang-format off
   } cases[] = {
       {.name = "windfall", .valid = true},
       {.name = "Windfall_2-b.v1", .valid = true},
@@ -24,6 +25,7 @@ TEST(PackageName, AcceptsOnlyNamesThatStayInsideTheStoreAndReadsThemFromPackageF
       {.name = "caf\xC3\xA9", .valid = false},
       {.name = "semi;colon", .valid = false},
   };
+  // clang-format on
   for (const auto& c : cases) EXPECT_EQ(host::is_package_name(c.name), c.valid) << '"' << c.name << '"';
   EXPECT_EQ(host::package_name_of_file("windfall.json"), "windfall");
   for (const char* file : {"windfall.json.tmp-a1b2c3", ".json", ".hidden.json", "notes.txt"})
@@ -45,6 +47,7 @@ TEST_F(PackageStore, RefusesEachUnservableRequestWithItsOwnText) {
   const struct {
     const char* request;
     std::string error;
+    // clang-format off
   } cases[] = {
       {.request = R"({"package": "nope"})", .error = "no package \"nope\" in the store"},
       {.request = "{}", .error = "say which package: \"package\" is one of bad, list, windfall"},
@@ -57,6 +60,7 @@ TEST_F(PackageStore, RefusesEachUnservableRequestWithItsOwnText) {
       {.request = R"({"package": "list"})",
        .error = "package \"list\" is not a mod package: its document is not a JSON object"},
   };
+  // clang-format on
   for (const auto& c : cases) EXPECT_EQ(error_for(c.request), c.error);
   std::string bad = error_for(R"({"package": "bad"})");
   EXPECT_EQ(bad.rfind("package \"bad\" is not valid JSON: line 1, column 15: ", 0), 0u) << bad;

@@ -2,8 +2,8 @@
 // folder holding the small windfall package, through a file system that fails chosen operations on demand
 // (root ignores permissions, so read-only folders prove nothing), and that logs package renames until their
 // folder is flushed, so that a test can cut the power (bringing back the replaced file as the very file it
-// was, device, inode and change time, which the stand-in reports for the content put back). Single-threaded (a checkpoint waits for its
-// temporary on a second thread, but through the started file alone), test use only.
+// was, device, inode and change time, which the stand-in reports for the content put back). Single-threaded (a
+// checkpoint waits for its temporary on a second thread, but through the started file alone), test use only.
 #ifndef PATHWRIGHT_TESTS_HOST_STORE_STORE_FIXTURE_H_
 #define PATHWRIGHT_TESTS_HOST_STORE_STORE_FIXTURE_H_
 
@@ -13,17 +13,17 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "json_text/json_text.h"
+#include "host/session/host_session.h"
 #include "host/store/file_system.h"
 #include "host/store/package_store.h"
-#include "host/session/host_session.h"
 #include "json/value.h"
+#include "json_text/json_text.h"
 
 namespace store_test {
 
@@ -111,8 +111,8 @@ struct FaultyStartedFile : host::StartedFile {
 struct FaultyFileSystem : host::PosixFileSystem {
   FaultyFileSystem(const Faults& faults, std::vector<UnflushedRename>& unflushed, PutBacks& put_back)
       : faults_(faults), unflushed_(unflushed), put_back_(put_back) {}
-  int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes,
-                      unsigned mode, std::string& temporary, std::unique_ptr<host::StartedFile>& file) override {
+  int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes, unsigned mode,
+                      std::string& temporary, std::unique_ptr<host::StartedFile>& file) override {
     if (faults_.write_temporary) return faults_.write_temporary;
     std::unique_ptr<host::StartedFile> inner;
     const int code = PosixFileSystem::start_temporary(folder, prefix, bytes, mode, temporary, inner);
@@ -140,8 +140,11 @@ struct FaultyFileSystem : host::PosixFileSystem {
   }
   int rename(const std::string& from, const std::string& to) override {
     if (faults_.rename) return faults_.rename;
-    UnflushedRename undo{
-        .folder = to.substr(0, to.rfind('/')), .target = to, .existed = std::filesystem::exists(to), .before = "", .identity_before = {}};
+    UnflushedRename undo{.folder = to.substr(0, to.rfind('/')),
+                         .target = to,
+                         .existed = std::filesystem::exists(to),
+                         .before = "",
+                         .identity_before = {}};
     undo.before = read_text(to);
     if (undo.existed) identify(to, undo.identity_before);
     const int code = PosixFileSystem::rename(from, to);
@@ -150,8 +153,8 @@ struct FaultyFileSystem : host::PosixFileSystem {
   }
   int sync_folder(const std::string& path) override {
     const bool journals = path.ends_with(std::string("/") + host::kJournalFolderName);
-    const int code = faults_.sync_package_folder && !journals ? faults_.sync_package_folder
-                                                                : PosixFileSystem::sync_folder(path);
+    const int code =
+        faults_.sync_package_folder && !journals ? faults_.sync_package_folder : PosixFileSystem::sync_folder(path);
     if (code == 0) std::erase_if(unflushed_, [&](const UnflushedRename& r) { return r.folder == path; });
     return code;
   }
@@ -272,7 +275,7 @@ struct StoreTest : ::testing::Test {
 
   std::string folder = (std::filesystem::temp_directory_path() / "pathwright-store-XXXXXX").string();
   bool outlined = false;  // reopen loads packages outlined, as a one-shot route edit does
-  Faults faults;  // outlives the session
+  Faults faults;          // outlives the session
   std::vector<UnflushedRename> unflushed;
   PutBacks put_back;  // outlives the session too
   std::unique_ptr<host::HostSession> session;

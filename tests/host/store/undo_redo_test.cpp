@@ -46,12 +46,14 @@ TEST_F(UndoRedo, RandomEditsThenUndoingThemAllGivesBackTheStart) {
     const std::string id = std::string(R"({"id": ")") + ids[random() % 4] + "\"";
     const std::string x = std::to_string(random() % 100);
     const std::string z = std::to_string(random() % 100);
+    // clang-format off
     const std::pair<const char*, std::string> edits[] = {
         {"add_route_point", id + R"(, "position": {"x": )" + x + R"(, "y": 0, "z": )" + z + "}}"},
         {"set_route", id + R"(, "mode": ")" + modes[random() % 3] + "\"}"},
         {"remove_route_point", id + R"(, "point": )" + std::to_string(1 + random() % 3) + "}"},
         {"remove_route", id + "}"},
     };
+    // clang-format on
     const auto& [route, request] = edits[random() % 4];
     applied += run(route, request).ok ? 1 : 0;
     if (step % 20 == 19) {
