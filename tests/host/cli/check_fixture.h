@@ -43,6 +43,7 @@ class Scratch {
     return (path_ / name).string();
   }
   std::string path(const std::string& name) const { return (path_ / name).string(); }
+  std::string folder() const { return path_.string(); }
 
  private:
   fs::path path_;

@@ -1,104 +1,13 @@
 // `pathwright diff`, `merge` and `resolve` with real git in temporary repositories: the merge driver on
 // two branches, the external diff on commits, and damaged input. The store's behaviour under a running
-// map while git switches branches is not tested here.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-
-#include <cstdlib>
+// map while git rewrites its store is in git_map_test.cpp.
 #include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 
-#include "json/value.h"
-#include "json_text/json_text.h"
+#include "git_repository.h"
 
+namespace host::testing {
 namespace {
-
-namespace fs = std::filesystem;
-using mods::json::Value;
-
-const std::string kPathwright = PATHWRIGHT_BINARY;
-
-struct Outcome {
-  int status = -1;
-  std::string out;  // standard output, then standard error
-};
-
-std::string file_text(const std::string& path) {
-  std::stringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-Value parsed(const std::string& text) {
-  Value value;
-  json_text::JsonTextError error;
-  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message() << ": " << text;
-  return value;
-}
-
-std::string printed(const Value& value) {
-  std::string text, error;
-  json_text::print_json(value, json_text::JsonLayout::Indented, text, error);
-  return text;
-}
-
-// A git repository in a temporary folder with Pathwright as the diff and merge driver of *.json.
-class Repository {
- public:
-  Repository() {
-    std::string pattern = (fs::temp_directory_path() / "pathwright-git-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
-    folder_ = pattern;
-    run("git init -q -b trunk && git config user.email dev@example.org && git config user.name Dev");
-    run("git config diff.pathwright.command '" + kPathwright + " diff --git'");
-    run("git config merge.pathwright.driver '" + kPathwright + " merge %O %A %B -o %A --name %P'");
-    write(".gitattributes", "*.json diff=pathwright merge=pathwright\n");
-    write(".gitignore", ".pathwright/\n");
-  }
-  ~Repository() {
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-  }
-  Repository(const Repository&) = delete;
-  Repository& operator=(const Repository&) = delete;
-  std::string path(const std::string& name) const { return folder_ + "/" + name; }
-  void write(const std::string& name, const std::string& text) const { std::ofstream(path(name)) << text; }
-  // Runs `command` in the repository through the shell.
-  Outcome run(const std::string& command) const {
-    const std::string out = folder_ + ".out";
-    const std::string line = "cd '" + folder_ + "' && (" + command + ") >'" + out + "' 2>&1";
-    const int raw = std::system(line.c_str());
-    Outcome outcome{.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, .out = file_text(out)};
-    fs::remove(out);
-    return outcome;
-  }
-  void commit(const std::string& name, const std::string& text, const std::string& message) const {
-    write(name, text);
-    const Outcome done = run("git add -A && git commit -q -m '" + message + "'");
-    EXPECT_EQ(done.status, 0) << done.out;
-  }
-
- private:
-  std::string folder_;
-};
-
-// Package text in the store's layout.
-std::string package(const std::string& compact) { return printed(parsed(compact)); }
-
-std::string route(const std::string& id, const std::string& xs) {
-  std::string points;
-  for (const char c : xs) points += std::string(points.empty() ? "" : ",") + R"({"x":)" + c + R"(,"y":0,"z":0})";
-  return R"({"id":")" + id + R"(","actor":"resident","parameters":{"resident":"ub3"},"position":{"x":0,"y":0,"z":0},
-           "path":{"mode":"once","points":[)" +
-         points + "]}}";
-}
-
-std::string two(const std::string& first, const std::string& second) {
-  return package(R"({"actors":[)" + first + "," + second + "]}");
-}
 
 // Commits `base`, then `theirs` on a branch and `ours` on trunk, and merges the branch into trunk.
 Outcome merged(const Repository& repo, const std::string& base, const std::string& ours, const std::string& theirs) {
@@ -164,7 +73,7 @@ TEST(GitMerge, ThePointMovedDifferentlyOnBothSidesIsAConflictKeptBesideThePackag
             std::string::npos)
       << merge.out;
   EXPECT_EQ(file_text(repo.path("yard.json")), ours);  // a valid package holding ours
-  const Value kept = parsed(file_text(repo.path("yard.json.conflicts")));
+  const Value kept = parse(file_text(repo.path("yard.json.conflicts")));
   const Value& conflict = kept.get("actors").items.at(0).get("conflicts").items.at(0);
   EXPECT_EQ(conflict.get("ours").get("x").number, 5);
   EXPECT_EQ(conflict.get("theirs").get("x").number, 7);
@@ -190,10 +99,7 @@ TEST(GitDiff, ShowsTheRouteLinesOfCommits) {
   EXPECT_EQ(repo.run("git add -A && git commit -q -m moved").status, 0);
 
   // Layout alone is no change.
-  Value document = parsed(file_text(repo.path("yard.json")));
-  std::string compact, error;
-  json_text::print_json(document, json_text::JsonLayout::Compact, compact, error);
-  repo.write("yard.json", compact);
+  repo.write("yard.json", compact(parse(file_text(repo.path("yard.json")))));
   EXPECT_EQ(repo.run("git diff").out, "");
   EXPECT_EQ(repo.run("git checkout -q yard.json").status, 0);
 
@@ -263,3 +169,4 @@ TEST(DiffAndMerge, DamagedInputIsTroubleAndWritesNothing) {
 }
 
 }  // namespace
+}  // namespace host::testing
