@@ -5,6 +5,7 @@
 #include <random>
 
 #include "tests/game/game_test_helpers.h"
+#include "tests/support/seeded_random.h"
 
 namespace game {
 namespace {
@@ -140,7 +141,7 @@ TEST_F(LinkProtocolTest, RefusesBadRequestsAndGarbageWithAnErrorAnswer) {
 }
 
 TEST_F(LinkProtocolTest, SurvivesRandomBytesAndMangledRequests) {
-  std::mt19937 random(11);
+  std::mt19937 random = test_support::seeded_random();
   const std::string seeds[] = {R"({"id":1,"op":"ground_heights","probes":[0,200,0,1,2,3]})",
                                R"({"id":2,"op":"load","package":"p","document":{"actors":[{"id":"a"}]}})"};
   for (int round = 0; round < 2000; ++round) {

@@ -10,11 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/seeded_random.h"
+
 namespace protocol {
 namespace {
 
 TEST(FlatNumbers, ReadEveryDecimalAsTheNearestDoubleNarrowedToFloat) {
-  std::mt19937 random(5);
+  std::mt19937 random = test_support::seeded_random();
   std::string text;  // every number written after a comma; the first comma becomes the bracket
   std::vector<float> written;
   for (int k = 0; k < 20000; ++k) {

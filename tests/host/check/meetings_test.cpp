@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/seeded_random.h"
+
 namespace host {
 namespace {
 
@@ -169,9 +171,7 @@ void random_crowd(std::mt19937& random, std::vector<WalkerTrack>& walkers, std::
 }
 
 TEST(FindMeetings, ACrowdMeetsAsItsPairsAloneAndWhereverItStands) {
-  const unsigned seed = std::random_device{}();
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
-  std::mt19937 random(seed);
+  std::mt19937 random = test_support::seeded_random();
   std::vector<WalkerTrack> walkers;
   std::vector<StandingActor> standing;
   random_crowd(random, walkers, standing);

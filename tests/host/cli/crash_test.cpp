@@ -1,19 +1,19 @@
 // `pathwright serve` killed with SIGKILL at random moments while it takes a stream of changes: every
 // answered change must survive, nothing unanswered may appear (the one in flight may go either way), the
 // package file must always parse, and undo must still work afterwards. Seeded; the seed is printed, and
-// PATHWRIGHT_CRASH_SEED replays a run; PATHWRIGHT_CRASH_ROUNDS raises the number of kills for a long run
+// PATHWRIGHT_SEED replays a run; PATHWRIGHT_CRASH_ROUNDS raises the number of kills for a long run
 // outside CI. After every kill, the next open must leave no temporary of a cut-short save in the store.
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <iostream>
 #include <optional>
 #include <random>
 #include <thread>
 
 #include "tests/host/cli/pathwright_process.h"
+#include "tests/support/seeded_random.h"
 
 namespace host::testing {
 namespace {
@@ -61,11 +61,7 @@ void apply(Value& document, const Change& change) {
 }
 
 TEST(ServeCrash, AnsweredChangesSurviveSigkillAndUndoStillWorks) {
-  const char* given = std::getenv("PATHWRIGHT_CRASH_SEED");
-  const unsigned seed = given ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : std::random_device{}();
-  std::cout << "crash test seed " << seed << " (PATHWRIGHT_CRASH_SEED replays it)" << std::endl;
-  RecordProperty("seed", std::to_string(seed));
-  std::mt19937 random(seed);
+  std::mt19937 random = test_support::seeded_random();
   auto roll = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
 
   auto store = demo_store();

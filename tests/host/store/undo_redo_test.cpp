@@ -2,6 +2,7 @@
 #include <random>
 
 #include "tests/host/store/store_fixture.h"
+#include "tests/support/seeded_random.h"
 
 namespace store_test {
 
@@ -36,9 +37,7 @@ TEST_F(UndoRedo, UndoAndRedoSurviveARestartAndANewChangeDropsTheRedoTail) {
 }
 
 TEST_F(UndoRedo, RandomEditsThenUndoingThemAllGivesBackTheStart) {
-  const unsigned seed = std::random_device{}();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
+  std::mt19937 random = test_support::seeded_random();
   const char* const ids[] = {"gate_1", "walker", "boko", "statue"};
   const char* const modes[] = {"once", "loop", "back_and_forth"};
   int applied = 0;
