@@ -216,8 +216,8 @@ TEST(JsonRpcServe, FollowsTheGameThroughAbsenceStartDeathRestartAndHang) {
   game->signal(SIGSTOP);  // hung: the command ends after the timeout, the server goes on
   EXPECT_EQ(compact(server.call("check_route", baker).get("error")),
             R"({"code":2,"message":"the game did not answer within 0.5 s"})");
-  // The fault: after one timeout every later request waited the whole timeout again. Now the link backs
-  // off: status, and an edit that does not need the game, answer at once while the game stays hung.
+  // After one timeout the link backs off: status, and an edit that does not need the game, answer at once
+  // while the game stays hung, instead of each waiting the whole timeout again.
   const auto start = std::chrono::steady_clock::now();
   const Value state = server.call("status").get("result").get("game");
   EXPECT_EQ(state.get("connected"), Value::of(false));

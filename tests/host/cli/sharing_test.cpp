@@ -36,7 +36,7 @@ std::vector<Value> points_of(const Value& document, const std::string& id) {
   return {};
 }
 
-// The fault: two `call`s at the same moment both answered, and the package kept only one change.
+// Two `call`s at the same moment take turns on the store: the package keeps every change either answered.
 TEST(Sharing, ConcurrentCallsLoseNoAnsweredChange) {
   auto store = demo_store();
   ASSERT_NE(store, nullptr);
@@ -68,7 +68,7 @@ TEST(Sharing, ConcurrentCallsLoseNoAnsweredChange) {
   EXPECT_EQ(added, kConcurrentCalls) << "answered changes missing from the history: " << output;
 }
 
-// The fault: a second `serve` on the same store edited beside the first, and each lost the other's changes.
+// A store has one editor: a second `serve` on it refuses at start and names the process that holds it.
 TEST(Sharing, SecondServeRefusesAStoreInUseAndNamesItsHolder) {
   auto store = demo_store();
   ASSERT_NE(store, nullptr);
@@ -101,8 +101,8 @@ TEST(Sharing, CallWaitsForTheBoundThenNamesTheHolder) {
   EXPECT_EQ(run({"call", "--store", store->path(), "--lock-wait", "5", "status"}, output), 0) << output;
 }
 
-// The fault: `call` beside a running `serve` could not edit the store at all, or (before the lock) edited
-// it behind the editor's back. Now it runs through the editor, in the editor's history.
+// `call` beside a running `serve` runs through the editor, over the store's socket, as one more change in
+// the editor's history (never behind its back).
 TEST(Sharing, CallBesideARunningServeGoesThroughIt) {
   auto store = demo_store();
   ASSERT_NE(store, nullptr);
@@ -129,8 +129,8 @@ TEST(Sharing, CallBesideARunningServeGoesThroughIt) {
   EXPECT_FALSE(std::filesystem::exists(store->path() + "/.pathwright/socket")) << "the socket outlived serve";
 }
 
-// The fault: a hand edit in place that kept the size and landed in the same time stamp as the editor's
-// last save went unnoticed, and the next save overwrote it.
+// A hand edit in place that keeps the size and the editor's last time stamp is still an outside change:
+// the next edit is refused and the hand edit stays.
 TEST(Sharing, SameSizeHandEditWithTheSameTimeIsFound) {
   auto store = demo_store();
   ASSERT_NE(store, nullptr);
@@ -157,7 +157,7 @@ TEST(Sharing, SameSizeHandEditWithTheSameTimeIsFound) {
   EXPECT_EQ(file_text(file), edited) << "the hand edit was overwritten";
 }
 
-// The fault: a hand edit that came while answered changes waited to be saved made reload drop them silently.
+// A hand edit that comes while answered changes wait to be saved: reload reports them and keeps them.
 TEST(Sharing, ReloadReportsAndKeepsTheChangesItDiscards) {
   auto store = demo_store();
   ASSERT_NE(store, nullptr);
@@ -186,7 +186,7 @@ TEST(Sharing, ReloadReportsAndKeepsTheChangesItDiscards) {
   EXPECT_EQ(file_text(file), hand) << "the hand edit was overwritten";
 }
 
-// The fault: temporaries of saves that a kill cut short stayed in the store for ever.
+// Opening removes the temporaries of saves a kill cut short, and nothing else.
 TEST(Sharing, OpeningRemovesOnlyTemporariesOfInterruptedSaves) {
   auto store = demo_store();
   ASSERT_NE(store, nullptr);

@@ -99,7 +99,7 @@ TEST_F(ChangeJournal, JournalOfTheFirstFormatStillOpensAndIsWrittenAfreshInTheCu
   EXPECT_TRUE(history().items[0].get("undone").boolean);
 }
 
-// The fault: a journal too large to read said only "package cannot be read: file too large".
+// A journal that cannot be read is named, with what to do, and the package is left as it is.
 TEST_F(ChangeJournal, JournalThatCannotBeReadNamesItsFileAndWhatToDoAndLeavesThePackage) {
   std::filesystem::create_directories(journal_path());  // a folder where the journal should be
   std::string error;

@@ -113,7 +113,7 @@ TEST_F(ChangeService, FailedJournalWriteRefusesTheChangeAndLeavesNoTraceEvenIfIt
   }
 }
 
-// The fault: a save that failed still answered "point", as if the point had been added.
+// A change whose save fails answers nothing that claims it was made (no "point").
 TEST_F(ChangeService, FailedSaveLeavesNoResultClaimingTheChange) {
   ASSERT_TRUE(set_walker_mode("loop").ok);  // the journal exists: the next change appends to it
   faults = {.append = EIO};
@@ -123,8 +123,8 @@ TEST_F(ChangeService, FailedSaveLeavesNoResultClaimingTheChange) {
   EXPECT_FALSE(answer.result.has("point")) << "a refused change claims a point number";
 }
 
-// The fault: every change within 2 s of a save read and hashed the whole package file again (tens of ms
-// for a large package), although a time stamp with a fraction of a second could not have hidden a write.
+// A change soon after a save reads and hashes the package file again only while its time stamp could hide a
+// write: 2 s for whole-second stamps, 50 ms for stamps with a fraction of a second.
 TEST_F(ChangeService, ReadsThePackageAgainOnlyWhileItsTimeStampCouldHideAWrite) {
   struct Case {
     const char* stamp;
@@ -185,8 +185,7 @@ TEST_F(ChangeService, EveryCheckpointWritesExactlyThePrintOfTheWholeDocument) {
   }
 }
 
-// The fault: after an open that folded in changes replayed from the journal, the next checkpoint started
-// from the file's text before them and wrote the package without them.
+// Changes replayed from the journal at open stay in every later checkpoint of the package.
 TEST_F(ChangeService, ACheckpointAfterChangesReplayedAtOpenKeepsThem) {
   ASSERT_TRUE(set_walker_mode("loop").ok);
   reopen();  // the change waited in the journal: replayed and folded in when the package loads
