@@ -6,6 +6,7 @@
 
 #include "game/game_world.h"
 #include "host/link/local_live_game.h"
+#include "tests/support/builders.h"
 #include "tests/support/memory_session.h"
 
 namespace {

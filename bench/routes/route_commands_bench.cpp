@@ -7,6 +7,7 @@
 #include <string>
 
 #include "editor/live_game.h"
+#include "tests/support/builders.h"
 #include "tests/support/memory_session.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <set>
 
 #include "residents/resident_types.h"
-#include "tests/support/memory_session.h"
+#include "tests/support/builders.h"
 
 namespace {
 

@@ -6,13 +6,13 @@
 
 #include <functional>
 #include <map>
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "editor/live_game.h"
 #include "editor/session.h"
 #include "json/value.h"
+#include "tests/support/builders.h"
 
 namespace support {
 
@@ -63,18 +63,6 @@ class ScriptedGame : public editor::LiveGame {
   mods::json::Value live_route(editor::Session::Package& package, const std::string& id) override;
 };
 
-// Terse values for tests: obj({{"x", num(1)}}), arr({...}), str("a"), point(x, y, z).
-mods::json::Value num(double n);
-mods::json::Value str(const std::string& s);
-mods::json::Value arr(std::vector<mods::json::Value> items);
-mods::json::Value obj(std::vector<std::pair<std::string, mods::json::Value>> members);
-mods::json::Value point(double x, double y, double z);
-
 }  // namespace support
-
-namespace mods::json {
-// Shows values in test failures as compact JSON-like text instead of bytes.
-void PrintTo(const Value& value, std::ostream* out);
-}  // namespace mods::json
 
 #endif  // PATHWRIGHT_TESTS_SUPPORT_MEMORY_SESSION_H_
