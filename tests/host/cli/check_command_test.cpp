@@ -135,32 +135,34 @@ TEST(CheckCommand, LinesAndJsonNameTheLineAndColumnOfThePointOrTheActor) {
   EXPECT_EQ(finding.get("column").number, 6);
 }
 
+// Exit 2 when the check cannot run; a package named by its file is checked under its name.
 TEST(CheckCommand, ExitsTwoWhenTheCheckCannotRun) {
   Scratch scratch;
   const std::string floor = scratch.write("floor.obj", kFloor);
   scratch.write("store/yard.json", kYard);
+  scratch.write("store/good.json", R"({"actors": []})");
   scratch.write("empty/readme.txt", "no packages here");
-  const std::string store = "--store '" + scratch.path("store") + "'";
+  const std::string store = "--store '" + scratch.path("store") + "'", world = " --world '" + floor + "'";
   const struct {
     const char* name;
     std::string args;
-    std::string err;
+    int status;
+    std::string err;  // "" when only the status matters
     // clang-format off
   } cases[] = {
-      {.name = "no ground source", .args = store, .err = ""},
-      {.name = "package not in the store",
-       .args = store + " nosuch --world '" + floor + "'",
-       .err = "pathwright check: nosuch: no package \"nosuch\" in the store\n"},
-      {.name = "store without packages",
-       .args = "--store '" + scratch.path("empty") + "' --world '" + floor + "'",
-       .err = "pathwright check: the store holds no package\n"},
-      {.name = "two ground sources", .args = store + " --demo --world '" + floor + "'", .err = ""},
+      {.name = "no ground source",         .args = store,                                         .status = 2, .err = ""},
+      {.name = "package not in the store", .args = store + " nosuch" + world,                     .status = 2, .err = "pathwright check: nosuch: no package \"nosuch\" in the store\n"},
+      {.name = "store without packages",   .args = "--store '" + scratch.path("empty") + "'" + world, .status = 2, .err = "pathwright check: the store holds no package\n"},
+      {.name = "two ground sources",       .args = store + " --demo" + world,                     .status = 2, .err = ""},
+      {.name = "a package by its name",    .args = store + " good" + world,                       .status = 0, .err = ""},
+      {.name = "a package by its file",    .args = store + " good.json" + world,                  .status = 0, .err = ""},
+      {.name = "no package by that file",  .args = store + " bad.json" + world,                   .status = 2, .err = "pathwright check: bad.json: no package \"bad.json\" in the store (a package is named without \".json\")\n"},
   };
   // clang-format on
   for (const auto& c : cases) {
     const Outcome run = check(scratch, c.args);
-    EXPECT_EQ(run.status, 2) << c.name << ": " << run.err;
-    if (!c.err.empty()) { EXPECT_EQ(run.err, c.err) << c.name; }
+    EXPECT_EQ(run.status, c.status) << c.name << ": " << run.err;
+    if (!c.err.empty() || c.status == 0) { EXPECT_EQ(run.err, c.err) << c.name; }
   }
   EXPECT_NE(check(scratch, store)
                 .out.find("not checked (no ground to check against: give --game HOST:PORT, --demo or "

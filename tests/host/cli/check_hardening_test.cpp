@@ -107,31 +107,6 @@ TEST(CheckHardening, PackageFilesWithOtherNamesAreListedWithTheReason) {
   EXPECT_EQ(skipped.items[1].get("reason").str, rule);
 }
 
-TEST(CheckHardening, APackageNamedByItsFileIsCheckedUnderItsName) {
-  Scratch scratch;
-  scratch.write("store/good.json", R"({"actors": []})");
-  const std::string store = "--store '" + scratch.path("store") + "' --demo " + kExamples;
-  const struct {
-    const char* name;
-    int status;
-    const char* err;
-    // clang-format off
-  } cases[] = {
-      {.name = "good", .status = 0, .err = ""},
-      {.name = "good.json", .status = 0, .err = ""},
-      {.name = "bad.json",
-       .status = 2,
-       .err = "pathwright check: bad.json: no package \"bad.json\" in the store (a package is named without "
-              "\".json\")\n"},
-  };
-  // clang-format on
-  for (const auto& c : cases) {
-    const Outcome run = check(scratch, store + " " + c.name);
-    EXPECT_EQ(run.status, c.status) << c.name;
-    EXPECT_EQ(run.err, c.err) << c.name;
-  }
-}
-
 // Regression: --format json left unreadable packages out (only stderr told) and printed nothing when the
 // check could not run.
 TEST(CheckHardening, JsonFormatListsUnreadablePackagesAndSaysWhyItCannotRun) {
@@ -238,9 +213,7 @@ TEST(CheckHardening, UnknownParametersAreToldBesideTheAnswer) {
     std::vector<std::string> warnings;
     // clang-format off
   } cases[] = {
-      {.method = "set_route",
-       .params = R"({"id": "baker_ub3", "speeed": 5})",
-       .warnings = {"unknown parameter \"speeed\""}},
+      {.method = "set_route", .params = R"({"id": "baker_ub3", "speeed": 5})", .warnings = {"unknown parameter \"speeed\""}},
       {.method = "add_route_point",
        .params = R"({"id": "baker_ub3", "position": {"x": 0, "y": 0, "z": 0}, "snapp": false, "afterr": 0})",
        .warnings = {"unknown parameter \"afterr\"", "unknown parameter \"snapp\""}},
