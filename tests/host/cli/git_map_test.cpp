@@ -122,6 +122,7 @@ TEST(GitUnderRunningMap, TheFileGitWritesIsAnOutsideChangeAndNothingAnsweredIsLo
     EXPECT_EQ(compact(reload.get("discarded")), compact(waiting));
     const Value kept = parse(file_text(repo.path(".pathwright/yard.discarded")));
     EXPECT_EQ(compact(kept.get("labels")), compact(waiting));
+    EXPECT_EQ(kept.get("document").get("actors").items.at(0).get("path").get("mode").str, "loop");
 
     // The map now holds the file as git left it: what the page draws.
     const Value document = map.rpc("document", R"({"package": "yard"})").get("document");

@@ -157,35 +157,6 @@ TEST(Sharing, SameSizeHandEditWithTheSameTimeIsFound) {
   EXPECT_EQ(file_text(file), edited) << "the hand edit was overwritten";
 }
 
-// A hand edit that comes while answered changes wait to be saved: reload reports them and keeps them.
-TEST(Sharing, ReloadReportsAndKeepsTheChangesItDiscards) {
-  auto store = demo_store();
-  ASSERT_NE(store, nullptr);
-  const std::string file = store->path() + "/windfall.json";
-  Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()});
-  ASSERT_TRUE(
-      server.call("add_route_point", parse(R"({"id":"gate_guard","position":{"x":9,"y":100,"z":9}})")).has("result"));
-  std::string hand = file_text(file);  // the modder's own edit, before the change is folded (within 400 ms)
-  hand.replace(hand.find("gate_guard"), 10, "gate_keeper");
-  std::ofstream(file + ".hand") << hand;
-  std::filesystem::rename(file + ".hand", file);
-  std::this_thread::sleep_for(std::chrono::milliseconds(800));  // the fold is due and refused
-  const Value status = server.call("status").get("result");
-  ASSERT_EQ(status.get("conflicts").items.size(), 1u) << compact(status);
-  EXPECT_EQ(status.get("conflicts").items[0].get("waiting").items.size(), 1u) << compact(status);
-  const Value reload = server.call("reload").get("result");
-  ASSERT_EQ(reload.get("discarded").items.size(), 1u) << compact(reload);
-  EXPECT_EQ(reload.get("discarded").items[0].str, "Add a route point to gate_guard");
-  const Value kept = parse(file_text(store->path() + "/.pathwright/windfall.discarded"));
-  EXPECT_TRUE(kept.get("labels") == reload.get("discarded"));
-  bool found = false;
-  for (const Value& point : points_of(kept.get("document"), "gate_guard")) found = found || point.get("z").number == 9;
-  EXPECT_TRUE(found) << "the discarded change is not in the kept document";
-  EXPECT_TRUE(server.call("status").get("result").get("conflicts").items.empty());
-  EXPECT_EQ(server.finish(), 0);
-  EXPECT_EQ(file_text(file), hand) << "the hand edit was overwritten";
-}
-
 // Opening removes the temporaries of saves a kill cut short, and nothing else.
 TEST(Sharing, OpeningRemovesOnlyTemporariesOfInterruptedSaves) {
   auto store = demo_store();
