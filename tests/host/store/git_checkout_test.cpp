@@ -95,24 +95,8 @@ TEST_F(GitCheckout, ResetHardTakesTheCommitAndUndoNoLongerOffersTheDiscardedChan
   EXPECT_EQ(document(), file());
 }
 
-// A running editor: the file git puts back meets its waiting change as any outside change does.
-TEST_F(GitCheckout, RunningEditorReportsAWaitingChangeThatGitSetBack) {
-  ASSERT_TRUE(run("add_route_point", add_to_walker).ok);
-  ASSERT_EQ(flush_error(), "");
-  ASSERT_TRUE(run("remove_route", remove_statue_route).ok);  // waiting for its checkpoint
-  ASSERT_EQ(git("stash -q"), 0);
-  const Value conflicts = session->conflicts();
-  ASSERT_EQ(conflicts.items.size(), 1u);
-  EXPECT_EQ(conflicts.items[0].get("waiting").items.at(0).str, "Remove the route of statue");
-  const Answer reloaded = run("reload");
-  ASSERT_TRUE(reloaded.ok);
-  EXPECT_EQ(reloaded.result.get("discarded").items.at(0).str, "Remove the route of statue");
-  EXPECT_EQ(document(), parse(base));
-  EXPECT_EQ(history().items.size(), 0u);
-}
-
-// The same after a crash: the change waited in the journal only, and the next open must not replay it
-// onto the file git put back, nor drop it unsaid.
+// A change a crash left in the journal only: the next open must not replay it onto the file git put back,
+// nor drop it unsaid. (A running editor meets such a file as any outside change: git_map_test.cpp.)
 TEST_F(GitCheckout, ChangeACrashLeftInTheJournalIsKeptAsideFromTheFileGitPutBack) {
   call("add_route_point", add_to_walker);
   ASSERT_TRUE(run("remove_route", remove_statue_route).ok);
