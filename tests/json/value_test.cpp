@@ -36,12 +36,4 @@ TEST(JsonValue, WritingAccessMakesAnObjectAndKeepsWhatWasThere) {
   EXPECT_EQ(text.get("a").number, 5.0) << "get looks at members whatever the kind";
 }
 
-TEST(JsonValue, MembersIterateInByteOrder) {
-  Value value;
-  for (const char* key : {"ab", "a", "B"}) value[key] = Value();
-  std::string order;
-  for (const auto& [key, member] : value.members) order += key + " ";
-  EXPECT_EQ(order, "B a ab ");
-}
-
 }  // namespace
