@@ -75,8 +75,7 @@ struct ReadCase {
 TEST(DocExamples, ReaderJoinsContinuationsAndRefusesAHalfExchange) {
   // clang-format off
   const ReadCase cases[] = {
-      {.doc = "```\n-> {\"a\":\n    1}\n<- {}\n```\n", .ok = true, .exchanges = 1, .last_request = "{\"a\":1}",
-       .error = ""},
+      {.doc = "```\n-> {\"a\":\n    1}\n<- {}\n```\n", .ok = true, .exchanges = 1, .last_request = "{\"a\":1}", .error = ""},
       {.doc = "-> outside a block\n<- is prose\n", .ok = true, .exchanges = 0, .last_request = "", .error = ""},
       {.doc = "```\n-> {}\n\n    \n```\n", .ok = false, .exchanges = 0, .last_request = "",
        .error = "line 2: a request (->) without its answer (<-)"},

@@ -32,13 +32,10 @@ TEST(PointCodec, EachReaderKeepsItsOwnRangeRule) {
   // clang-format off
   const Case cases[] = {
       {.point = R"({"x":1,"y":-2.5,"z":1e-40})", .narrowing = true, .in_float_range = true, .as_sent = AsSent::Reads},
-      {.point = R"({"x":3.4028234e38,"y":0,"z":0})", .narrowing = true, .in_float_range = true,
-       .as_sent = AsSent::Reads},
+      {.point = R"({"x":3.4028234e38,"y":0,"z":0})", .narrowing = true, .in_float_range = true, .as_sent = AsSent::Reads},
       // Above the largest float but below the halfway point to the next power of two: it narrows.
-      {.point = R"({"x":3.4028235e38,"y":0,"z":0})", .narrowing = true, .in_float_range = false,
-       .as_sent = AsSent::Reads},
-      {.point = R"({"x":0,"y":0,"z":-3.5e38})", .narrowing = false, .in_float_range = false,
-       .as_sent = AsSent::NotAsked},
+      {.point = R"({"x":3.4028235e38,"y":0,"z":0})", .narrowing = true, .in_float_range = false, .as_sent = AsSent::Reads},
+      {.point = R"({"x":0,"y":0,"z":-3.5e38})", .narrowing = false, .in_float_range = false, .as_sent = AsSent::NotAsked},
       {.point = R"({"x":0,"y":"1","z":0})", .narrowing = false, .in_float_range = false, .as_sent = AsSent::Refuses},
       {.point = R"({"x":0,"z":0})", .narrowing = false, .in_float_range = false, .as_sent = AsSent::Refuses},
       {.point = R"([0,0,0])", .narrowing = false, .in_float_range = false, .as_sent = AsSent::Refuses},

@@ -135,15 +135,9 @@ TEST_F(RouteCheck, SegmentsAreNumberedAsTheRouteRecordNumbersItsPoints) {
       {.actor = 3, .points = {point(0, 0, 0)}, .mode = "once", .segments = {}},
       {.actor = 0, .points = {point(10, 0, 0)}, .mode = "once", .segments = {{0, 1}}},
       {.actor = 3, .points = {point(0, 0, 0)}, .mode = "loop", .segments = {}},
-      {.actor = 3,
-       .points = {point(0, 0, 0), point(10, 0, 0), point(10, 0, 10)},
-       .mode = "loop",
-       .segments = {{1, 2}, {2, 3}, {3, 1}}},
+      {.actor = 3, .points = {point(0, 0, 0), point(10, 0, 0), point(10, 0, 10)}, .mode = "loop", .segments = {{1, 2}, {2, 3}, {3, 1}}},
       {.actor = 0, .points = {point(10, 0, 0), point(10, 0, 10)}, .mode = "loop", .segments = {{0, 1}, {1, 2}, {2, 0}}},
-      {.actor = 0,
-       .points = {point(10, 0, 0), point(10, 0, 10)},
-       .mode = "back_and_forth",
-       .segments = {{0, 1}, {1, 2}}},
+      {.actor = 0, .points = {point(10, 0, 0), point(10, 0, 10)}, .mode = "back_and_forth", .segments = {{0, 1}, {1, 2}}},
   };
   // clang-format on
   for (const Case& c : cases) {

@@ -27,14 +27,8 @@ TEST_F(PointEdits, ANewRouteStartsTheWayItsWalkerWalks) {
   };
   // clang-format off
   const Case cases[] = {
-      {.id = "gate_1",
-       .after = Value(),
-       .path = obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("once")}}),
-       .point = 1},
-      {.id = "boko",
-       .after = Value(),
-       .path = obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("back_and_forth")}}),
-       .point = 1},
+      {.id = "gate_1", .after = Value(), .path = obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("once")}}), .point = 1},
+      {.id = "boko", .after = Value(), .path = obj({{"points", arr({point(40, 0, 0)})}, {"mode", str("back_and_forth")}}), .point = 1},
       {.id = "statue",
        .after = Value(),
        .path = obj({{"points", arr({point(1.3, -1.3, 0), point(40, 0, 0)})},
