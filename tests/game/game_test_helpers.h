@@ -11,16 +11,12 @@
 
 #include "game/game_world.h"
 #include "json_text/json_text.h"
+#include "tests/support/json_helpers.h"
 
 namespace game {
 
 // The value of `text`; a parse failure fails the calling test.
-inline mods::json::Value parsed(const std::string& text) {
-  mods::json::Value value;
-  json_text::JsonTextError error;
-  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message() << " in " << text;
-  return value;
-}
+using support::parsed;
 
 // The island with its clock standing still; null (and the calling test failed) when it cannot be built.
 inline std::unique_ptr<GameWorld> manual_island() {

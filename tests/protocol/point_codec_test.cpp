@@ -5,6 +5,7 @@
 #include <string>
 
 #include "json_text/json_text.h"
+#include "tests/support/json_helpers.h"
 
 namespace protocol {
 namespace {
@@ -12,12 +13,7 @@ namespace {
 using mods::json::Value;
 using story_notebook::WorldPoint;
 
-Value parsed(const std::string& text) {
-  Value value;
-  json_text::JsonTextError error;
-  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message() << " in " << text;
-  return value;
-}
+using support::parsed;
 
 // Each reader keeps its own range rule; a reader that took another's rule would flip a column here.
 // `as_sent` is not asked of coordinates beyond any float, which it is never given (the game narrows

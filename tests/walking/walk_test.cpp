@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "json_text/json_text.h"
+#include "tests/support/json_helpers.h"
 #include "walking/package_walk.h"
 
 namespace walking {
@@ -10,12 +11,7 @@ namespace {
 
 using mods::json::Value;
 
-Value parsed(const std::string& text) {
-  Value value;
-  json_text::JsonTextError error;
-  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message() << " in " << text;
-  return value;
-}
+using support::parsed;
 
 // The one walker of a document holding only `actor`, planned without ground.
 PackageWalk only(const std::string& actor) { return plan_package(parsed(R"({"actors":[)" + actor + "]}")); }

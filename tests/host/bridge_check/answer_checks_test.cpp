@@ -5,18 +5,14 @@
 #include <gtest/gtest.h>
 
 #include "json_text/json_text.h"
+#include "tests/support/json_helpers.h"
 
 namespace host::bridge_check {
 namespace {
 
 using mods::json::Value;
 
-Value parsed(const std::string& text) {
-  Value value;
-  json_text::JsonTextError error;
-  EXPECT_TRUE(json_text::parse_json(text, value, error)) << text << ": " << error.message();
-  return value;
-}
+using support::parsed;
 
 TEST(BridgeCheckAnswers, GreetingsAreTakenOrNamedWrong) {
   struct Row {

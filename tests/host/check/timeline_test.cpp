@@ -10,6 +10,7 @@
 
 #include "host/link/local_live_game.h"
 #include "json_text/json_text.h"
+#include "tests/support/json_helpers.h"
 #include "tests/support/windfall_fixture.h"
 
 namespace host {
@@ -17,12 +18,7 @@ namespace {
 
 using mods::json::Value;
 
-Value parsed(const std::string& text) {
-  Value value;
-  json_text::JsonTextError error;
-  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message();
-  return value;
-}
+using support::parsed;
 
 Value demo_document() {
   std::ifstream file(std::string(PATHWRIGHT_EXAMPLES_DIR) + "/windfall/windfall.json");

@@ -17,12 +17,6 @@ namespace host::testing {
 
 const std::string kPathwright = PATHWRIGHT_BINARY;
 
-inline std::string printed(const Value& value) {
-  std::string text, error;
-  json_text::print_json(value, json_text::JsonLayout::Indented, text, error);
-  return text;
-}
-
 class Repository {
  public:
   Repository() {
@@ -56,7 +50,7 @@ class Repository {
 };
 
 // Package text in the store's layout.
-inline std::string package(const std::string& compact) { return printed(parse(compact)); }
+inline std::string package(const std::string& compact) { return support::indented(parse(compact)); }
 
 // Actor `id`, a resident whose route runs through x = each digit of `xs` in turn.
 inline std::string route(const std::string& id, const std::string& xs) {

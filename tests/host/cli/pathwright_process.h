@@ -24,6 +24,7 @@
 #include "host/cli/temp_folder.h"
 #include "json/value.h"
 #include "json_text/json_text.h"
+#include "tests/support/json_helpers.h"
 
 namespace host::testing {
 
@@ -31,18 +32,9 @@ using mods::json::Value;
 
 constexpr int kAnswerWaitMs = 20000;  // ms; generous, for the sanitizer build on a busy machine
 
-inline Value parse(const std::string& text) {
-  Value value;
-  json_text::JsonTextError error;
-  if (!json_text::parse_json(text, value, error)) ADD_FAILURE() << "not JSON: " << error.message() << ": " << text;
-  return value;
-}
+inline Value parse(const std::string& text) { return support::parsed(text); }
 
-inline std::string compact(const Value& value) {
-  std::string text, error;
-  json_text::print_json(value, json_text::JsonLayout::Compact, text, error);
-  return text;
-}
+using support::compact;
 
 inline std::string file_text(const std::string& path) {
   std::stringstream text;

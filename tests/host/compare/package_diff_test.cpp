@@ -8,17 +8,13 @@
 #include <vector>
 
 #include "json_text/json_text.h"
+#include "tests/support/json_helpers.h"
 
 namespace {
 
 using mods::json::Value;
 
-Value parsed(const std::string& text) {
-  Value value;
-  json_text::JsonTextError error;
-  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message() << ": " << text;
-  return value;
-}
+using support::parsed;
 
 std::string lines(const std::string& before, const std::string& after) {
   std::string text;

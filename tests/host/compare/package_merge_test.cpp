@@ -7,23 +7,15 @@
 #include <string>
 
 #include "json_text/json_text.h"
+#include "tests/support/json_helpers.h"
 
 namespace {
 
 using mods::json::Value;
 
-Value parsed(const std::string& text) {
-  Value value;
-  json_text::JsonTextError error;
-  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message() << ": " << text;
-  return value;
-}
+using support::parsed;
 
-std::string compact(const Value& value) {
-  std::string text, error;
-  json_text::print_json(value, json_text::JsonLayout::Compact, text, error);
-  return text;
-}
+using support::compact;
 
 // Actor "g" with a route of one point per character: x is the digit, or 10 for 'a', 11 for 'b' (the
 // points only one side has).

@@ -20,6 +20,7 @@
 
 #include "json_text/json_text.h"
 #include "protocol/flat_numbers.h"
+#include "tests/support/json_helpers.h"
 
 namespace host {
 namespace {
@@ -92,12 +93,7 @@ class FakeGame {
   std::thread thread_;
 };
 
-Value parse(const std::string& text) {
-  Value value;
-  json_text::JsonTextError error;
-  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message();
-  return value;
-}
+Value parse(const std::string& text) { return support::parsed(text); }
 
 std::unique_ptr<GameLink> link_to(std::uint16_t port, editor::Session::Package* package = nullptr) {
   auto link = std::make_unique<GameLink>(GameAddress{"127.0.0.1", port}, kShortTimeoutSeconds);

@@ -16,6 +16,7 @@
 #include "host/cli/workbench.h"
 #include "host/map/map_server.h"
 #include "json_text/json_text.h"
+#include "tests/support/json_helpers.h"
 
 namespace host::map::testing {
 
@@ -23,12 +24,7 @@ using mods::json::Value;
 
 constexpr const char* kToken = "0123456789abcdef0123456789abcdef";
 
-inline Value parse(const std::string& text) {
-  Value value;
-  json_text::JsonTextError error;
-  if (!json_text::parse_json(text, value, error)) ADD_FAILURE() << "not JSON: " << error.message() << ": " << text;
-  return value;
-}
+inline Value parse(const std::string& text) { return support::parsed(text); }
 
 class MapFixture : public ::testing::Test {
  protected:

@@ -24,6 +24,7 @@
 #include "host/store/package_store.h"
 #include "json/value.h"
 #include "json_text/json_text.h"
+#include "tests/support/json_helpers.h"
 
 namespace store_test {
 
@@ -38,12 +39,7 @@ inline void write_text(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
 
-inline Value parse(const std::string& text) {
-  Value value;
-  json_text::JsonTextError error;
-  EXPECT_TRUE(json_text::parse_json(text, value, error)) << error.message();
-  return value;
-}
+inline Value parse(const std::string& text) { return support::parsed(text); }
 
 // Seven actors of every walker class and refusal; "walker" (actor 1) and "statue" (actor 3) have routes.
 inline constexpr const char* kWindfallText = R"({"name": "Windfall", "actors": [
