@@ -14,6 +14,7 @@ const OPEN_TIMEOUT_MS = 20000;
 const PLAY_MS = 600; // long enough for several frames at ×1
 const UNITS_TOLERANCE = 0.11; // both sides are rounded to one decimal
 const SCRUB_TIMES = [7.3, 21.6];
+const SLIDER_STEP_S = 0.1;
 
 const server = await startMap(binary, ['--demo', '--manual-clock']);
 const { browser, profile } = await launchChromium();
@@ -42,18 +43,37 @@ async function labelsDoNotOverlap(page: Page): Promise<void> {
   await shot(page, 'timeline-labels.png');
 }
 
+// Space plays (the walkers move on the map) and pauses; paused, the walkers' markers carry their places
+// at the time the slider holds again.
 async function spacePlaysAndPauses(page: Page): Promise<void> {
   const bar = page.getByRole('toolbar', { name: 'Timeline' });
   await page.getByRole('radio', { name: 'Timeline' }).check();
   await page.waitForFunction(() => document.getElementById('timeline-bar')?.dataset.walkers !== undefined);
+  const stamped = await page.locator('[data-actor-id][data-x]').count();
+  assert.ok(stamped >= 2, `${stamped} walkers' markers carry their places`);
   await page.locator('#map').click({ position: { x: 5, y: 300 } }); // the focus off the radio, as a person would
   await page.keyboard.press(' ');
   await bar.getByRole('button', { name: 'Pause' }).waitFor();
   await page.waitForTimeout(PLAY_MS);
+  await shot(page, 'timeline-playing.png');
   await page.keyboard.press(' ');
   await bar.getByRole('button', { name: 'Play' }).waitFor();
   const time = Number(await page.locator('#timeline-bar').getAttribute('data-time'));
   assert.ok(time > 0 && time < 60, `played to ${time} s`);
+  assert.equal(await page.locator('[data-actor-id][data-x]').count(), stamped, 'paused, the walkers have their markers back');
+  // The slider shows the time to its step: the walker stands where walkers_at puts it within half a step.
+  const seconds = Number(await page.getByRole('slider', { name: 'Time' }).inputValue());
+  const around = await Promise.all([-SLIDER_STEP_S / 2, 0, SLIDER_STEP_S / 2].map(async (d) =>
+    (await rpc('walkers_at', { package: 'windfall', seconds: seconds + d })).actors[0]));
+  const id = around[0].id;
+  const marker = page.locator(`[data-actor-id="${id}"]`);
+  const x = Number(await marker.getAttribute('data-x')), z = Number(await marker.getAttribute('data-z'));
+  const within = (v: number, axis: 'x' | 'z') => {
+    const values = around.map((a) => a.position[axis]);
+    return v >= Math.min(...values) - UNITS_TOLERANCE && v <= Math.max(...values) + UNITS_TOLERANCE;
+  };
+  assert.ok(within(x, 'x') && within(z, 'z'), `${id} paused near ${seconds} s at (${x}, ${z}), walkers_at ` +
+    around.map((a) => `(${a.position.x}, ${a.position.z})`).join(' '));
 }
 
 // Scrubbed to a time, two walkers' markers carry the places walkers_at gives for that time.
