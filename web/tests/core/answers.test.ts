@@ -2,7 +2,7 @@
 // `status`, and what a reload set aside.
 import { test } from 'node:test';
 import assert from 'node:assert/strict';
-import { changedOutside, readConflict, readWarnings, reloadNote } from '../../src/answers.js';
+import { changedOutside, readConflict, readWarnings, reloadNote } from '../../src/core/answers.js';
 
 test('warnings are read from any result, and only strings count', () => {
   const cases: { result: unknown; warnings: string[] }[] = [

@@ -2,7 +2,7 @@
 // direction and the settings line. Plain functions over core.ts types, no browser; the page draws them.
 // Single-threaded.
 
-import type { Placed, Segment, Vec3, Walker } from './core.js';
+import type { Placed, Segment, Vec3, Walker } from './model.js';
 
 export interface DrawnPoint { number: number; at: Vec3 }
 export interface DrawnSegment { from: number; to: number; a: Vec3; b: Vec3; ok: boolean | null }

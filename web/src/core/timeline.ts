@@ -3,8 +3,8 @@
 // on the map without overlapping. Plain functions, no browser, tested under node; timeline.ts draws.
 // Single-threaded.
 
-import type { Outcome, Vec3 } from './core.js';
-import { readVec3 } from './core.js';
+import type { Outcome, Vec3 } from './model.js';
+import { readVec3 } from './model.js';
 
 export type Motion = 'walking' | 'pausing' | 'arrived';
 const MOTIONS: readonly Motion[] = ['walking', 'pausing', 'arrived'];

@@ -6,14 +6,14 @@
 
 import L from 'leaflet';
 import { rpc } from './api.js';
-import { readWarnings } from './answers.js';
-import type { ActorInfo, Placed, Segment, Vec3 } from './core.js';
-import { worldToLatLng } from './core.js';
-import type { Fields, FieldName } from './editcore.js';
-import { alongWalk, nearestOnWalk, placedHeight, readFields, readHistory, selectionAfterRemoval, stepReorder } from './editcore.js';
+import { readWarnings } from '../core/answers.js';
+import type { ActorInfo, Placed, Segment, Vec3 } from '../core/model.js';
+import { worldToLatLng } from '../core/model.js';
+import type { Fields, FieldName } from '../core/edit.js';
+import { alongWalk, nearestOnWalk, placedHeight, readFields, readHistory, selectionAfterRemoval, stepReorder } from '../core/edit.js';
 import { HistoryPanel } from './history.js';
-import type { Action } from './keys.js';
-import { actionFor, SHORTCUTS } from './keys.js';
+import type { Action } from '../core/keys.js';
+import { actionFor, SHORTCUTS } from '../core/keys.js';
 import { PointList } from './pointlist.js';
 import type { ProfileChart } from './profile.js';
 import { RouteLayer } from './routelayer.js';

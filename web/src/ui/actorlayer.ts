@@ -6,10 +6,10 @@
 // markers; single-threaded.
 
 import L from 'leaflet';
-import type { ActorInfo, Placed, Vec3, Walker } from './core.js';
-import { latLngToWorld, worldToLatLng } from './core.js';
-import { nearestDot } from './listing.js';
-import { labelsThatFit } from './timelinecore.js';
+import type { ActorInfo, Placed, Vec3, Walker } from '../core/model.js';
+import { latLngToWorld, worldToLatLng } from '../core/model.js';
+import { nearestDot } from '../core/listing.js';
+import { labelsThatFit } from '../core/timeline.js';
 import { DOT_RADIUS_PX, DotPicture } from './dotpixels.js';
 import { WalkerCanvas } from './walkercanvas.js';
 

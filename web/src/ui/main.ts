@@ -5,16 +5,16 @@
 import 'leaflet/dist/leaflet.css';
 import 'uplot/dist/uPlot.min.css';
 import { listen, openSession, rpc } from './api.js';
-import type { ActorInfo, Placed, Segment } from './core.js';
-import { readCheck, readProfile } from './core.js';
+import type { ActorInfo, Placed, Segment } from '../core/model.js';
+import { readCheck, readProfile } from '../core/model.js';
 import { Editing } from './editing.js';
-import { searchActors } from './listing.js';
+import { searchActors } from '../core/listing.js';
 import { fetchActors, fetchRoute } from './loading.js';
 import { MapView, escapeHtml } from './mapview.js';
 import { OutsideBanner } from './outside.js';
 import { MeetingsPanel } from './meetings.js';
 import { ProfileChart } from './profile.js';
-import { describeSettings, drawRoute, problemDistances } from './route.js';
+import { describeSettings, drawRoute, problemDistances } from '../core/route.js';
 import { TimelineBar } from './timeline.js';
 
 const LIST_MAX = 200; // buttons in the actor list at most; the search narrows a bigger package

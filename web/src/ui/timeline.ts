@@ -5,10 +5,10 @@
 // bar's elements and the fetched timeline; single-threaded.
 
 import { rpc } from './api.js';
-import { actionFor } from './keys.js';
+import { actionFor } from '../core/keys.js';
 import type { MapView } from './mapview.js';
-import type { Timeline } from './timelinecore.js';
-import { advance, placeAt, readTimeline, timeText } from './timelinecore.js';
+import type { Timeline } from '../core/timeline.js';
+import { advance, placeAt, readTimeline, timeText } from '../core/timeline.js';
 
 // What the page around the bar provides.
 export interface TimelineHost {

@@ -2,10 +2,10 @@
 // and the walkers moving between live events. Owns the Leaflet map and its layers; single-threaded.
 
 import L from 'leaflet';
-import type { ActorInfo, Placed, Vec3 } from './core.js';
-import { latLngToWorld, worldToLatLng } from './core.js';
+import type { ActorInfo, Placed, Vec3 } from '../core/model.js';
+import { latLngToWorld, worldToLatLng } from '../core/model.js';
 import { ActorLayer } from './actorlayer.js';
-import { between, gridStep } from './route.js';
+import { between, gridStep } from '../core/route.js';
 
 const MIN_ZOOM = -5; // tiles exist for zooms -5 to 2
 const MAX_ZOOM = 2;

@@ -3,7 +3,7 @@
 // tenth of a second to fill, and 1,000 copied pictures of a dot a frame's worth; these writes take a few
 // milliseconds. Owns its picture, kept while the canvas's size stays; single-threaded.
 
-import type { Walker } from './core.js';
+import type { Walker } from '../core/model.js';
 
 export const DOT_RADIUS_PX = 4; // CSS pixels, white rim included
 const DOT_RIM_PX = 1;

@@ -6,9 +6,9 @@
 // single-threaded.
 
 import L from 'leaflet';
-import type { Walker } from './core.js';
-import type { LabelBox } from './timelinecore.js';
-import { labelsThatFit } from './timelinecore.js';
+import type { Walker } from '../core/model.js';
+import type { LabelBox } from '../core/timeline.js';
+import { labelsThatFit } from '../core/timeline.js';
 import { DotPicture } from './dotpixels.js';
 
 const MARKER_RADIUS_PX = 7; // as page.css draws a walker's DOM marker: 10 pixels across and a white border of 2
