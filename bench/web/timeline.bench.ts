@@ -11,7 +11,7 @@ import { cpSync, mkdtempSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { dirname, join } from 'node:path';
 import type { CDPSession, Page } from 'playwright-core';
-import { generateStore, launchChromium, openMap, startMap, stopMap } from '../support/harness.js';
+import { generateStore, launchChromium, openMap, startMap, stopMap } from '../../web/tests/support/harness.js';
 
 const [binary, countText, beforePage] = process.argv.slice(2);
 if (!binary) throw new Error('usage: timeline.bench.ts PATHWRIGHT_BINARY [WALKERS] [BEFORE_PAGE]');

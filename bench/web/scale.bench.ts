@@ -10,7 +10,7 @@ import { tmpdir } from 'node:os';
 import { dirname, join } from 'node:path';
 import type { Page } from 'playwright-core';
 import { calibrate, generateStore, isolatedActors, launchChromium, openMap, startMap, stopMap,
-  type Generated, type Server } from '../support/harness.js';
+  type Generated, type Server } from '../../web/tests/support/harness.js';
 
 const [binary, countText] = process.argv.slice(2);
 if (!binary) throw new Error('usage: scale.bench.ts PATHWRIGHT_BINARY [ACTORS]');
