@@ -7,11 +7,8 @@
 // BEFORE_PAGE (a folder holding another build of the page, such as the last commit's) ratios of this page
 // to that one, each measured in the same run. A benchmark, not a test: it prints and never fails on a figure.
 // Usage: timeline.bench.ts PATHWRIGHT_BINARY [WALKERS] [BEFORE_PAGE]
-import { cpSync, mkdtempSync, rmSync } from 'node:fs';
-import { tmpdir } from 'node:os';
-import { dirname, join } from 'node:path';
-import type { CDPSession, Page } from 'playwright-core';
-import { generateStore, launchChromium, openMap, startMap, stopMap } from '../../web/tests/support/harness.js';
+import type { CDPSession, Page } from '../../web/tests/support/harness.js';
+import { frames, median, onStore, printTable, quantile, stores } from './pagebench.js';
 
 const [binary, countText, beforePage] = process.argv.slice(2);
 if (!binary) throw new Error('usage: timeline.bench.ts PATHWRIGHT_BINARY [WALKERS] [BEFORE_PAGE]');
@@ -25,20 +22,6 @@ const ROUNDS = 2; // each page on each package, taking turns
 
 interface Figures { fetchMs: number; dots: number; markers: number; whole: number[]; near: number[]; wholeBusy: number; nearBusy: number }
 
-const median = (xs: number[]) => quantile(xs, 0.5);
-function quantile(xs: number[], q: number): number {
-  const s = [...xs].sort((a, b) => a - b);
-  return s.length ? s[Math.min(s.length - 1, Math.floor(q * s.length))] : NaN;
-}
-
-// In-page script as text: tsx would wrap named functions in a helper that the page does not have.
-const RECORD_FRAMES = `(() => {
-  window.benchFrames = []; window.benchOn = true;
-  let last = 0;
-  function tick(now) { window.benchFrames.push(now - last); last = now; if (window.benchOn) requestAnimationFrame(tick); }
-  requestAnimationFrame((now) => { last = now; requestAnimationFrame(tick); });
-})()`;
-
 // The renderer's main thread busy (ms) so far, by the browser's own count.
 async function busyMs(cdp: CDPSession): Promise<number> {
   const { metrics } = await cdp.send('Performance.getMetrics');
@@ -48,13 +31,13 @@ async function busyMs(cdp: CDPSession): Promise<number> {
 // Frame deltas while the timeline plays for PLAY_MS, from the start, and the main thread's busy time per frame.
 async function play(page: Page, cdp: CDPSession): Promise<{ frames: number[]; busy: number }> {
   await page.getByRole('slider', { name: 'Time' }).fill('0');
-  await page.evaluate(RECORD_FRAMES);
   const before = await busyMs(cdp);
-  await page.getByRole('button', { name: 'Play' }).click();
-  await page.waitForTimeout(PLAY_MS);
-  await page.getByRole('button', { name: 'Pause' }).click();
-  const frames = await (page.evaluate('window.benchOn = false, window.benchFrames') as Promise<number[]>);
-  return { frames, busy: ((await busyMs(cdp)) - before) / frames.length };
+  const played = await frames(page, async () => {
+    await page.getByRole('button', { name: 'Play' }).click();
+    await page.waitForTimeout(PLAY_MS);
+    await page.getByRole('button', { name: 'Pause' }).click();
+  });
+  return { frames: played, busy: ((await busyMs(cdp)) - before) / played.length };
 }
 
 async function measure(page: Page): Promise<Figures> {
@@ -75,29 +58,15 @@ async function measure(page: Page): Promise<Figures> {
   return { fetchMs, dots, markers, whole: whole.frames, near: near.frames, wholeBusy: whole.busy, nearBusy: near.busy };
 }
 
-async function run(storeDir: string, page = ''): Promise<Figures> {
-  const server = await startMap(binary, ['--store', storeDir, ...(page ? ['--web', page] : [])]);
-  const { browser, profile } = await launchChromium();
-  try {
-    const page = await browser.newPage();
-    await openMap(page, server, OPEN_TIMEOUT_MS);
-    return await measure(page);
-  } finally {
-    await browser.close();
-    await stopMap(server);
-    rmSync(profile, { recursive: true, force: true });
-  }
-}
+const packages = stores(binary, WALKERS, SPREAD);
 
-const demo = mkdtempSync(join(tmpdir(), 'pathwright-demo-'));
-cpSync(join(dirname(binary), '..', 'share', 'pathwright', 'examples', 'windfall'), demo, { recursive: true });
-const crowd = generateStore('crowd', WALKERS, SPREAD);
 // Every round measures each page on each package, so the machine's load falls on all alike.
 async function measureAll(pages: string[]): Promise<Figures[][]> {
   const all = pages.map(() => [[], []] as Figures[][]);
   for (let round = 0; round < ROUNDS; ++round)
     for (let p = 0; p < pages.length; ++p)
-      for (const [k, dir] of [demo, crowd.dir].entries()) all[p][k].push(await run(dir, pages[p]));
+      for (const [k, dir] of [packages.demo, packages.crowd].entries())
+        all[p][k].push(await onStore(binary, dir, pages[p] ? ['--web', pages[p]] : [], OPEN_TIMEOUT_MS, measure));
   return all.map((byPackage) => byPackage.map(merge));
 }
 
@@ -117,25 +86,23 @@ const rows = (f: Figures): [string, number][] => [
   ['playing, zoomed in: 95th percentile frame (ms)', quantile(f.near, 0.95)],
   ['playing, zoomed in: main thread busy per frame (ms)', f.nearBusy],
 ];
-const cell = (n: number, width = 10) => n.toFixed(n < 10 ? 2 : 1).padStart(width);
-
 try {
   const [[base, many], before] = await measureAll(beforePage ? ['', beforePage] : ['']);
   console.log(`the map page playing the timeline at ×4: the demo package beside ${WALKERS} generated actors, headless ` +
     `chromium, ${ROUNDS} rounds of ${PLAY_MS / 1000} s per figure`);
-  console.log(`${'figure'.padEnd(54)}${'demo'.padStart(10)}${String(WALKERS).padStart(10)}${'ratio'.padStart(8)}`);
   const [a, b] = [rows(base), rows(many)];
-  a.forEach(([name, x], r) => console.log(`${name.padEnd(54)}${cell(x)}${cell(b[r][1])}${(b[r][1] / x).toFixed(2).padStart(8)}`));
+  printTable(['demo', String(WALKERS)], a.map(([name, x], r) => [name, x, b[r][1]]));
   if (before) {
     const [c, d] = [rows(before[0]), rows(before[1])];
-    console.log(`\nthis page over the page in ${beforePage}, same run (below 1: faster)`);
-    console.log(`${'figure'.padEnd(54)}${'demo'.padStart(10)}${String(WALKERS).padStart(10)}`);
-    a.forEach(([name, x], r) => console.log(`${name.padEnd(54)}${cell(x / c[r][1])}${cell(b[r][1] / d[r][1])}`));
+    console.log(`\nthe page in ${beforePage} (before) and this page (after), each on the same packages in the same run`);
+    printTable(['before', 'after'], [
+      ...c.map(([name, x], r): [string, number, number] => [`demo, ${name}`, x, a[r][1]]),
+      ...d.map(([name, x], r): [string, number, number] => [`${WALKERS}, ${name}`, x, b[r][1]]),
+    ]);
   }
   console.log(`dots on the canvas in the first view: ${base.dots} / ${many.dots}; ` +
     `DOM markers with timeline places zoomed in, paused: ${base.markers} / ${many.markers}`);
   console.log(`frames measured: first view ${base.whole.length} / ${many.whole.length}, zoomed in ${base.near.length} / ${many.near.length}`);
 } finally {
-  rmSync(demo, { recursive: true, force: true });
-  rmSync(crowd.dir, { recursive: true, force: true });
+  packages.remove();
 }

@@ -11,6 +11,8 @@ import { createInterface } from 'node:readline';
 import assert from 'node:assert/strict';
 import { chromium, type BrowserContext, type Page } from 'playwright-core';
 
+export type { CDPSession, Page } from 'playwright-core'; // for the page's benchmarks in bench/web, outside this package
+
 const CHROMIUM = '/usr/bin/chromium';
 const CHROMIUM_ARGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
   '--disable-background-networking', '--disable-component-update', '--disable-sync'];
