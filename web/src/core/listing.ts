@@ -1,5 +1,5 @@
 // The package's actors as the server lists them (placed_actors, a page at a time) and what the page
-// makes of them: the list's search, and which dot lies under the mouse. Plain functions over core.ts
+// makes of them: the list's search, and which dot lies under the mouse. Plain functions over model.ts
 // types, no browser, so they are tested under node. Single-threaded.
 
 import type { ActorInfo, Outcome, Placed, Walker } from './model.js';

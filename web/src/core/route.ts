@@ -1,5 +1,5 @@
 // What to draw for a route: numbered points, segments (closed for "loop"), arrows for the walking
-// direction and the settings line. Plain functions over core.ts types, no browser; the page draws them.
+// direction and the settings line. Plain functions over model.ts types, no browser; the page (ui/) draws them.
 // Single-threaded.
 
 import type { Placed, Segment, Vec3, Walker } from './model.js';
