@@ -9,7 +9,7 @@ const here = dirname(fileURLToPath(import.meta.url));
 const out = process.argv[2] ?? join(here, 'dist');
 mkdirSync(out, { recursive: true });
 await build({
-  entryPoints: [join(here, 'src/main.ts')],
+  entryPoints: [join(here, 'src/ui/main.ts')],
   bundle: true, minify: true, sourcemap: true, format: 'iife', target: 'es2022',
   outfile: join(out, 'main.js'), loader: { '.png': 'file' }, logLevel: 'warning',
 });

@@ -4,14 +4,14 @@
 // redo one step; a refused edit shows the server's text and changes nothing; a second page sees the
 // changes of the first. Every result is read back through /rpc. Screenshots for docs/map.md go to OUTPUT_DIR.
 // Usage: edit.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR
-import { mkdirSync, readFileSync, rmSync } from 'node:fs';
+import { readFileSync } from 'node:fs';
 import { join } from 'node:path';
 import assert from 'node:assert/strict';
 import { type Page } from 'playwright-core';
-import { centre, launchChromium, rpc as call, rpcReply, startMap, stopMap } from '../support/harness.js';
+import { browserSuite, centre, rpc as call, rpcReply, type Visit } from '../support/harness.js';
 
-const [binary, outDir] = process.argv.slice(2);
-if (!binary || !outDir) throw new Error('usage: edit.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
+const outDir = process.argv[3];
+if (!outDir) throw new Error('usage: edit.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
 const READY_TIMEOUT_MS = 20000;
 // A change made elsewhere shows within a second (the times are printed); the bound leaves room for a
 // machine busy with other builds, so that the test catches changes that never arrive, not slow ones.
@@ -21,13 +21,9 @@ const PLACE_TOLERANCE = 12; // world units between where the mouse let go and th
 const HEIGHT_TOLERANCE = 0.1; // stored points carry one decimal
 const LIST_QUIET_MS = 300; // the point list unchanged this long: the page is done with the last answer
 
-mkdirSync(outDir, { recursive: true });
-const server = await startMap(binary, ['--demo', '--manual-clock']);
-const { browser, profile } = await launchChromium();
-const { origin, token } = server;
-
-const rpc = (method: string, params: Record<string, unknown>) => call(server, method, params);
-const reply = (method: string, params: Record<string, unknown>) => rpcReply(server, method, params);
+let visit: Visit; // the suite's server and page, from its first step on
+const rpc = (method: string, params: Record<string, unknown>) => call(visit.server, method, params);
+const reply = (method: string, params: Record<string, unknown>) => rpcReply(visit.server, method, params);
 const route = async (id: string) =>
   (await rpc('document', { package: 'windfall' })).document.actors.find((a: any) => a.id === id).path;
 const points = async (id: string) => (await route(id))?.points ?? [];
@@ -85,9 +81,8 @@ async function until<T>(read: () => Promise<T>, holds: (v: T) => boolean, what: 
 const near = (p: { x: number; z: number }, q: { x: number; z: number }) =>
   Math.hypot(p.x - q.x, p.z - q.z) <= PLACE_TOLERANCE;
 
-async function open(): Promise<Page> {
-  const page = await browser.newPage();
-  await page.goto(`${origin}/#token=${token}`);
+async function open(page: Page): Promise<Page> {
+  await page.goto(`${visit.server.origin}/#token=${visit.server.token}`);
   // Ready, and the game's event has come (its ground tiles show): snapping looks down from the world's top.
   await page.waitForFunction(() => document.body.dataset.ready === 'true' && document.querySelector('img.leaflet-tile'),
     null, { timeout: READY_TIMEOUT_MS });
@@ -112,7 +107,7 @@ async function addByClicking(page: Page): Promise<void> {
   assert.ok(near(added, where), `the point went to ${JSON.stringify(added)}, the click was at ${JSON.stringify(where)}`);
   assert.ok(Math.abs(added.y - (await ground(added.x, added.z))) <= HEIGHT_TOLERANCE, `the point is not on the ground: ${JSON.stringify(added)} vs ${await ground(added.x, added.z)}`);
   await page.locator('[data-point="3"]').waitFor();
-  await page.screenshot({ path: join(outDir, 'edit-add.png') });
+  await visit.shot('edit-add.png');
   await page.keyboard.press('a'); // adding mode off again
   assert.equal(await page.getByRole('button', { name: 'Add points' }).getAttribute('aria-pressed'), 'false');
 }
@@ -180,7 +175,7 @@ async function profileAndMapFollowEachOther(page: Page): Promise<void> {
   await page.mouse.move((3 * a.x + b.x) / 4, (3 * a.y + b.y) / 4);
   await until(cursorX, (x) => x !== before, 'the chart cursor did not follow the mouse on the route', 2000);
   await page.locator('#profile').scrollIntoViewIfNeeded();
-  await page.screenshot({ path: join(outDir, 'edit-profile.png') });
+  await visit.shot('edit-profile.png');
 }
 
 async function undoAllThenRedo(page: Page, demo: Buffer, file: string): Promise<void> {
@@ -189,7 +184,7 @@ async function undoAllThenRedo(page: Page, demo: Buffer, file: string): Promise<
   assert.equal(await page.getByRole('button', { name: 'Undo' }).getAttribute('title'), `Undo: ${labels[6]}`);
   await page.getByRole('button', { name: 'History' }).click();
   await page.locator('#history-list li.applied').nth(6).waitFor();
-  await page.screenshot({ path: join(outDir, 'edit-history.png') });
+  await visit.shot('edit-history.png');
   for (let undone = 1; undone <= labels.length; ++undone) {
     await page.locator('#map').click({ position: { x: 5, y: 5 } }); // the keys go to the page, not a field
     await page.keyboard.press('Control+z');
@@ -229,13 +224,13 @@ async function refusalsChangeNothing(page: Page): Promise<void> {
   await page.locator('#settings .refusal').getByText(refusal, { exact: true }).waitFor();
   assert.equal(await speed.inputValue(), stored, 'the field does not show the stored speed again');
   await page.locator('#settings').scrollIntoViewIfNeeded();
-  await page.screenshot({ path: join(outDir, 'edit-refusal.png') });
+  await visit.shot('edit-refusal.png');
   assert.equal(JSON.stringify(await rpc('document', { package: 'windfall' })), document, 'a refused edit changed the package');
   assert.equal(JSON.stringify(await rpc('history', { package: 'windfall' })), history, 'a refused edit was recorded');
 }
 
 async function secondPageSeesTheFirst(first: Page): Promise<number[]> {
-  const second = await open();
+  const second = await open(await visit.newPage());
   await selectGateGuard(second);
   await selectGateGuard(first);
   await first.locator('#settings select[name="mode"]').selectOption('loop');
@@ -259,45 +254,41 @@ async function helpListsTheKeys(page: Page): Promise<void> {
   const help = page.getByRole('region', { name: 'Keyboard shortcuts' });
   await help.waitFor();
   for (const key of ['A', 'Delete', 'Ctrl+Z', 'Ctrl+Shift+Z, Ctrl+Y', 'Alt+↑']) await help.getByText(key, { exact: true }).waitFor();
-  await page.screenshot({ path: join(outDir, 'edit-help.png') });
+  await visit.shot('edit-help.png');
   await page.keyboard.press('Escape');
   await help.waitFor({ state: 'hidden' });
 }
 
-let failed = false;
-try {
-  const store = (await rpc('status', {})).store as string;
-  const file = join(store, 'windfall.json');
-  const demo = readFileSync(file);
-  const page = await open();
-  const errors: string[] = [];
-  page.on('pageerror', (e) => errors.push(e.message));
-  page.on('console', (m) => void (m.type() === 'error' && errors.push(`${m.text()} ${m.location().url}`)));
-  await selectGateGuard(page);
-  for (const control of ['Add points', 'Remove point', 'Remove route', 'Undo', 'Redo', 'Check route'])
-    await page.getByRole('button', { name: control, exact: true }).waitFor();
-  await page.getByRole('switch', { name: 'Snap to ground' }).waitFor();
-  await profileAndMapFollowEachOther(page);
-  await addByClicking(page);
-  await movePoint(page);
-  await insertByDraggingTheMiddle(page);
-  await removeWithDelete(page);
-  await reorderInTheList(page);
-  await changeTheMode(page);
-  await page.locator('#point-list').scrollIntoViewIfNeeded();
-  await page.screenshot({ path: join(outDir, 'edit-route.png') });
-  await undoAllThenRedo(page, demo, file);
-  await helpListsTheKeys(page);
-  await refusalsChangeNothing(page);
-  const [there, back] = await secondPageSeesTheFirst(page);
-  console.log(`a change on one page appeared on the other after ${there.toFixed(0)} ms, and back after ${back.toFixed(0)} ms`);
-  assert.deepEqual(errors, [], 'the page threw');
-} catch (e) {
-  failed = true;
-  console.error(e);
-} finally {
-  await browser.close();
-  rmSync(profile, { recursive: true, force: true });
-  await stopMap(server);
-}
-process.exit(failed ? 1 : 0);
+let demo = Buffer.alloc(0);
+let file = '';
+
+browserSuite('editing routes', { args: ['--demo', '--manual-clock'], outDir }, [
+  ['gate_guard selected, the editing controls are there', async (v) => {
+    visit = v;
+    file = join((await rpc('status', {})).store as string, 'windfall.json');
+    demo = readFileSync(file);
+    await open(v.page);
+    await selectGateGuard(v.page);
+    for (const control of ['Add points', 'Remove point', 'Remove route', 'Undo', 'Redo', 'Check route'])
+      await v.page.getByRole('button', { name: control, exact: true }).waitFor();
+    await v.page.getByRole('switch', { name: 'Snap to ground' }).waitFor();
+  }],
+  ['the profile and the map follow each other', ({ page }) => profileAndMapFollowEachOther(page)],
+  ['a click in adding mode adds a point', ({ page }) => addByClicking(page)],
+  ['a point is dragged', ({ page }) => movePoint(page)],
+  ['dragging a segment\'s middle inserts a point', ({ page }) => insertByDraggingTheMiddle(page)],
+  ['Delete removes the selected point', ({ page }) => removeWithDelete(page)],
+  ['points are reordered in the list', ({ page }) => reorderInTheList(page)],
+  ['the mode is changed', async ({ page }) => {
+    await changeTheMode(page);
+    await page.locator('#point-list').scrollIntoViewIfNeeded();
+    await visit.shot('edit-route.png');
+  }],
+  ['undo it all, the file is the demo\'s again; redo one', ({ page }) => undoAllThenRedo(page, demo, file)],
+  ['help lists the keys', ({ page }) => helpListsTheKeys(page)],
+  ['refused edits show the server\'s text and change nothing', ({ page }) => refusalsChangeNothing(page)],
+  ['a second page sees the changes of the first', async ({ page }) => {
+    const [there, back] = await secondPageSeesTheFirst(page);
+    console.log(`a change on one page appeared on the other after ${there.toFixed(0)} ms, and back after ${back.toFixed(0)} ms`);
+  }],
+]);

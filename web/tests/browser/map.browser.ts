@@ -2,29 +2,23 @@
 // the ground and every actor appear, young_man_um2's check shows its problems where the check says, the
 // profile is drawn, a change from elsewhere appears, and walkers move when the game's clock advances.
 // Usage: map.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR (the screenshot and the first-picture time go there).
-import { mkdirSync, rmSync, writeFileSync } from 'node:fs';
+import { writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import assert from 'node:assert/strict';
-import { type Page } from 'playwright-core';
-import { centre, launchChromium, rpc as call, startMap, stopMap } from '../support/harness.js';
+import { browserSuite, centre, type Visit } from '../support/harness.js';
 
-const [binary, outDir] = process.argv.slice(2);
-if (!binary || !outDir) throw new Error('usage: map.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
+const outDir = process.argv[3];
+if (!outDir) throw new Error('usage: map.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
 const DEMO_ACTORS = 32;
 const PICTURE_TIMEOUT_MS = 20000;
 const CHANGE_TIMEOUT_MS = 1000; // a change from anywhere shows within a second
 const PIXEL_TOLERANCE = 3;
 const CURSOR_TOLERANCE = 10; // world units: a pixel or two at the zoom of a selected route
 
-const server = await startMap(binary, ['--demo', '--manual-clock']);
-const { browser, profile } = await launchChromium();
-const { origin, token } = server;
 
-const rpc = (method: string, params: Record<string, unknown>) => call(server, method, params);
-
-async function firstPicture(page: Page): Promise<number> {
+async function firstPicture({ page, server }: Visit): Promise<number> {
   const start = performance.now();
-  await page.goto(`${origin}/#token=${token}`);
+  await page.goto(`${server.origin}/#token=${server.token}`);
   await page.waitForFunction((n) => {
     const tiles = [...document.querySelectorAll<HTMLImageElement>('img.leaflet-tile')];
     const loaded = tiles.length > 0 && tiles.every((t) => t.complete && t.naturalWidth === 256);
@@ -33,7 +27,7 @@ async function firstPicture(page: Page): Promise<number> {
   return performance.now() - start;
 }
 
-async function everyActorHasAMarker(page: Page): Promise<void> {
+async function everyActorHasAMarker({ page, rpc, shot }: Visit): Promise<void> {
   const expected = (await rpc('actors', { package: 'windfall' })).actors.map((a: { id: string }) => a.id).sort();
   const shown = await page.$$eval('.leaflet-marker-icon[data-actor-id]', (els) => els.map((e) => e.getAttribute('data-actor-id')));
   assert.deepEqual(shown.sort(), expected);
@@ -50,7 +44,7 @@ async function everyActorHasAMarker(page: Page): Promise<void> {
 }
 
 // Each problem marker sits where the check's "at" lies on the screen, measured from the route's points.
-async function checkShowsProblems(page: Page): Promise<void> {
+async function checkShowsProblems({ page, rpc, shot }: Visit): Promise<void> {
   await page.getByRole('button', { name: 'Select young_man_um2' }).click();
   await page.locator('[data-point="4"]').waitFor();
   assert.equal(await page.locator('[data-point]').count(), 5);
@@ -73,7 +67,7 @@ async function checkShowsProblems(page: Page): Promise<void> {
   }
 }
 
-async function profileIsDrawn(page: Page): Promise<void> {
+async function profileIsDrawn({ page, rpc, shot }: Visit): Promise<void> {
   await page.locator('#profile[data-state="drawn"] canvas').waitFor();
   const inked = await page.$eval('#profile canvas', (c: HTMLCanvasElement) => {
     const data = c.getContext('2d')!.getImageData(0, 0, c.width, c.height).data;
@@ -85,7 +79,7 @@ async function profileIsDrawn(page: Page): Promise<void> {
 }
 
 // The list's search narrows it, and the box at the bottom shows the world position under the mouse.
-async function searchAndCursor(page: Page): Promise<void> {
+async function searchAndCursor({ page, rpc, shot }: Visit): Promise<void> {
   await page.getByLabel('Search actors').fill('sailor');
   assert.equal(await page.locator('#actor-list button').count(), 4);
   await page.getByLabel('Search actors').fill('');
@@ -98,7 +92,7 @@ async function searchAndCursor(page: Page): Promise<void> {
   assert.ok(Math.abs(Number(shown[2]) - sign.position.z) <= CURSOR_TOLERANCE, `cursor z ${shown[2]}`);
 }
 
-async function changeAppears(page: Page): Promise<number> {
+async function changeAppears({ page, rpc }: Visit): Promise<number> {
   const start = performance.now();
   await rpc('add_route_point', { package: 'windfall', id: 'young_man_um2', position: { x: 800, y: 400, z: -800 } });
   await page.locator('[data-point="5"]').waitFor({ timeout: CHANGE_TIMEOUT_MS });
@@ -106,7 +100,7 @@ async function changeAppears(page: Page): Promise<number> {
 }
 
 // Measured against a marker that never walks, so panning the map cannot pass for walking.
-async function walkerMoves(page: Page): Promise<void> {
+async function walkerMoves({ page, rpc, shot }: Visit): Promise<void> {
   const offset = async () => {
     const w = await centre(page, '[data-actor-id="baker_ub3"]'), s = await centre(page, '[data-actor-id="notice_sign"]');
     return { x: w.x - s.x, y: w.y - s.y };
@@ -122,31 +116,21 @@ async function walkerMoves(page: Page): Promise<void> {
   assert.ok(Math.hypot(after.x - before.x, after.y - before.y) >= 1, 'baker_ub3 did not move on the map');
 }
 
-let failed = false;
-try {
-  const page = await browser.newPage();
-  const errors: string[] = [];
-  page.on('pageerror', (e) => errors.push(e.message));
-  page.on('console', (m) => void (m.type() === 'error' && errors.push(`${m.text()} ${m.location().url}`)));
-  const pictureMs = await firstPicture(page);
-  console.log(`first full picture (tiles and ${DEMO_ACTORS} markers): ${pictureMs.toFixed(0)} ms`);
-  await everyActorHasAMarker(page);
-  await checkShowsProblems(page);
-  await profileIsDrawn(page);
-  await searchAndCursor(page);
-  mkdirSync(outDir, { recursive: true });
-  await page.screenshot({ path: join(outDir, 'map.png') });
-  console.log(`screenshot: ${join(outDir, 'map.png')}`);
-  console.log(`a change made through /rpc appeared after ${(await changeAppears(page)).toFixed(0)} ms`);
-  await walkerMoves(page);
-  assert.deepEqual(errors, [], 'the page threw');
-  writeFileSync(join(outDir, 'first-picture-ms.txt'), `${pictureMs.toFixed(0)}\n`);
-} catch (e) {
-  failed = true;
-  console.error(e);
-} finally {
-  await browser.close();
-  rmSync(profile, { recursive: true, force: true });
-  await stopMap(server);
-}
-process.exit(failed ? 1 : 0);
+browserSuite('the map', { args: ['--demo', '--manual-clock'], outDir }, [
+  ['the first picture shows the ground and every actor', async (v) => {
+    const pictureMs = await firstPicture(v);
+    console.log(`first full picture (tiles and ${DEMO_ACTORS} markers): ${pictureMs.toFixed(0)} ms`);
+    writeFileSync(join(outDir, 'first-picture-ms.txt'), `${pictureMs.toFixed(0)}\n`);
+  }],
+  ['every actor has a marker, x to the right and z downwards', everyActorHasAMarker],
+  ['the check shows its problems where it says', checkShowsProblems],
+  ['the profile is drawn', profileIsDrawn],
+  ['the search narrows the list and the cursor box shows the world position', async (v) => {
+    await searchAndCursor(v);
+    await v.shot('map.png');
+  }],
+  ['a change made through /rpc appears', async (v) => {
+    console.log(`a change made through /rpc appeared after ${(await changeAppears(v)).toFixed(0)} ms`);
+  }],
+  ['a walker moves when the game\'s clock advances', walkerMoves],
+]);

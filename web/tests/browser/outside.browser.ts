@@ -4,38 +4,26 @@
 // change waited to be saved makes Undo refuse, the banner says why and what waits, and its Reload button
 // reloads, says what was set aside and keeps the hand edit. Screenshots go to OUTPUT_DIR.
 // Usage: outside.browser.ts PATHWRIGHT_BINARY EXAMPLES_DIR OUTPUT_DIR
-import { cpSync, mkdirSync, mkdtempSync, readFileSync, renameSync, rmSync, writeFileSync } from 'node:fs';
+import { cpSync, mkdtempSync, readFileSync, renameSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import assert from 'node:assert/strict';
-import { type Page } from 'playwright-core';
-import { launchChromium, rpc as call, startMap, stopMap } from '../support/harness.js';
+import { after } from 'node:test';
+import { browserSuite, type Visit } from '../support/harness.js';
 
-const [binary, examples, outDir] = process.argv.slice(2);
-if (!binary || !examples || !outDir) throw new Error('usage: outside.browser.ts PATHWRIGHT_BINARY EXAMPLES_DIR OUTPUT_DIR');
+const [examples, outDir] = process.argv.slice(3);
+if (!examples || !outDir) throw new Error('usage: outside.browser.ts PATHWRIGHT_BINARY EXAMPLES_DIR OUTPUT_DIR');
 const READY_TIMEOUT_MS = 20000;
 const FOLD_DUE_MS = 1000; // the map folds a waiting change into the file after 400 ms; by then it found the hand edit
 const WARNING = 'unknown parameter "speeed"';
 
-mkdirSync(outDir, { recursive: true });
 const store = mkdtempSync(join(tmpdir(), 'pathwright-outside-'));
 cpSync(join(examples, 'windfall'), store, { recursive: true });
 const file = join(store, 'windfall.json');
-const server = await startMap(binary, ['--store', store, '--demo', '--manual-clock']);
-const { browser, profile } = await launchChromium();
-const rpc = (method: string, params: Record<string, unknown>) => call(server, method, params);
-
-async function open(): Promise<Page> {
-  const page = await browser.newPage();
-  await page.goto(`${server.origin}/#token=${server.token}`);
-  await page.waitForFunction(() => document.body.dataset.ready === 'true', null, { timeout: READY_TIMEOUT_MS });
-  await page.getByRole('button', { name: 'Select gate_guard' }).click();
-  await page.locator('[data-point="2"]').waitFor();
-  return page;
-}
+after(() => rmSync(store, { recursive: true, force: true }));
 
 // Any command's warnings show in the box where its refusal would, marked data-warning.
-async function warningsShow(page: Page): Promise<void> {
+async function warningsShow({ page, rpc, shot }: Visit): Promise<void> {
   await page.route('**/rpc', async (route) => {
     const response = await route.fetch();
     const reply = await response.json();
@@ -59,7 +47,7 @@ async function foldedInto(original: string): Promise<void> {
   assert.notEqual(readFileSync(file, 'utf8'), original, 'the page\'s add was never saved');
 }
 
-async function reloadAfterAHandEdit(page: Page): Promise<void> {
+async function reloadAfterAHandEdit({ page, rpc, shot }: Visit): Promise<void> {
   await rpc('add_route_point', { package: 'windfall', id: 'gate_guard', position: { x: 9, y: 100, z: 9 } });
   const hand = readFileSync(file, 'utf8').replace('"notice_sign"', '"notice_board"'); // before the change is folded
   writeFileSync(`${file}.hand`, hand);
@@ -71,7 +59,7 @@ async function reloadAfterAHandEdit(page: Page): Promise<void> {
   await banner.waitFor();
   assert.match(await page.locator('#outside-reason').textContent() ?? '', /changed outside the editor/);
   assert.match(await page.locator('#outside-waiting').textContent() ?? '', /Add a route point to gate_guard/);
-  await page.screenshot({ path: join(outDir, 'outside-banner.png') });
+  await shot('outside-banner.png');
 
   await banner.getByRole('button', { name: 'Reload' }).click();
   const note = page.locator('[data-reload-note]');
@@ -80,7 +68,7 @@ async function reloadAfterAHandEdit(page: Page): Promise<void> {
     /^Reloaded windfall from its file; set aside: Add a route point to gate_guard \(kept in .*windfall\.discarded\)$/);
   assert.equal(await page.locator('#outside').isHidden(), true, 'the banner stayed');
   assert.equal(await page.locator('[data-refusal]').count(), 0, 'the refusal that asked for the reload stayed');
-  await page.screenshot({ path: join(outDir, 'outside-reloaded.png') });
+  await shot('outside-reloaded.png');
   assert.deepEqual((await rpc('status', {})).conflicts, []);
   const ids = (await rpc('document', { package: 'windfall' })).document.actors.map((a: any) => a.id);
   assert.ok(ids.includes('notice_board'), 'the hand edit was not taken');
@@ -94,23 +82,17 @@ async function reloadAfterAHandEdit(page: Page): Promise<void> {
   assert.equal(await count(), before + 1, `an edit after the reload was not taken: ${await page.locator('#edit-tools').textContent()}`);
 }
 
-let failed = false;
-try {
-  const original = readFileSync(file, 'utf8');
-  const page = await open();
-  const errors: string[] = [];
-  page.on('pageerror', (e) => errors.push(e.message));
-  await warningsShow(page);
-  await foldedInto(original);
-  await reloadAfterAHandEdit(page);
-  assert.deepEqual(errors, [], 'the page threw');
-} catch (e) {
-  failed = true;
-  console.error(e);
-} finally {
-  await browser.close();
-  rmSync(profile, { recursive: true, force: true });
-  await stopMap(server);
-  rmSync(store, { recursive: true, force: true });
-}
-process.exit(failed ? 1 : 0);
+let original = '';
+
+// The page's console is not watched: the refusals this test provokes are logged there.
+browserSuite('warnings and the changed-outside banner', { args: ['--store', store, '--demo', '--manual-clock'], outDir,
+  openTimeoutMs: READY_TIMEOUT_MS, consoleErrors: false }, [
+  ['an answer\'s warnings show where a refusal would', async (v) => {
+    original = readFileSync(file, 'utf8');
+    await v.page.getByRole('button', { name: 'Select gate_guard' }).click();
+    await v.page.locator('[data-point="2"]').waitFor();
+    await warningsShow(v);
+  }],
+  ['the page\'s own add is saved into the file', () => foldedInto(original)],
+  ['after a hand edit the banner says why, and Reload keeps the hand edit', reloadAfterAHandEdit],
+]);

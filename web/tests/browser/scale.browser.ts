@@ -7,12 +7,11 @@ import { mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import assert from 'node:assert/strict';
+import { after } from 'node:test';
 import type { Page } from 'playwright-core';
-import { calibrate, generateStore, isolatedActors, launchChromium, openMap, rpc, startMap, stopMap,
-  type Generated, type Server, type ToScreen } from '../support/harness.js';
+import { binaryArgument, browserSuite, calibrate, generateStore, isolatedActors, openMap, rpc, startMap, stopMap,
+  type Generated, type ToScreen, type Visit } from '../support/harness.js';
 
-const [binary] = process.argv.slice(2);
-if (!binary) throw new Error('usage: scale.browser.ts PATHWRIGHT_BINARY');
 const ACTORS = 3000;
 const SPREAD = 8000; // world units: hundreds of actors in the first view, more than get DOM markers, yet apart
 const LIST_MAX = 200; // the page's cap on the list's buttons
@@ -26,8 +25,7 @@ const LIVE_TIMEOUT_MS = 5000;
 const COLOURS = { resident: [0x2f, 0x6f, 0xdf], patroller: [0xc9, 0x46, 0x2c], model: [0x8e, 0x44, 0xad] };
 
 const { dir, actors } = generateStore('crowd', ACTORS, SPREAD);
-const server = await startMap(binary, ['--store', dir]);
-const { browser, profile } = await launchChromium();
+after(() => rmSync(dir, { recursive: true, force: true }));
 
 // Route points drawn for an actor: residents and patrollers start from their own position (point 0).
 const routePoints = (a: Generated) => a.points + (a.walker === 'model' ? 0 : 1);
@@ -85,16 +83,16 @@ async function pixel(page: Page, at: { x: number; y: number }): Promise<number[]
 
 // One resident walking across the town among chests, in the in-process game on a held clock: its dot
 // leaves its place and shows where the game says it is.
-async function aDotFollowsItsWalker(): Promise<void> {
+async function aDotFollowsItsWalker(v: Visit): Promise<void> {
   const store = mkdtempSync(join(tmpdir(), 'pathwright-walk-'));
   const chests = Array.from({ length: CHESTS }, (_, i) => ({ id: `chest_${i}`, actor: 'treasure_chest',
     position: { x: -1800 + (i % 20) * 40, y: 100, z: -1800 + Math.floor(i / 20) * 40 } }));
   const walker = { id: 'walker', actor: 'resident', parameters: { resident: 'ub3' }, position: { x: 300, y: 100, z: 300 },
     path: { mode: 'once', points: [{ x: 300, y: 100, z: -200 }] } };
   writeFileSync(join(store, 'town.json'), JSON.stringify({ name: 'town', actors: [...chests, walker] }));
-  const server = await startMap(binary, ['--store', store, '--demo', '--manual-clock']);
+  const server = await startMap(binaryArgument(), ['--store', store, '--demo', '--manual-clock']);
   try {
-    const page = await browser.newPage();
+    const page = await v.newPage();
     await openMap(page, server, OPEN_TIMEOUT_MS);
     // Ground tiles come with the game's first event, which also frames the island: the view is final.
     await page.waitForFunction((n) => document.querySelector('img.leaflet-tile') !== null &&
@@ -125,28 +123,17 @@ async function aDotFollowsItsWalker(): Promise<void> {
   }
 }
 
-let failed = false;
-try {
-  const page = await browser.newPage();
-  const errors: string[] = [];
-  page.on('pageerror', (e) => errors.push(e.message));
-  page.on('console', (m) => void (m.type() === 'error' && errors.push(`${m.text()} ${m.location().url}`)));
-  await openMap(page, server, OPEN_TIMEOUT_MS);
-  const toScreen = await calibrate(page);
-  const alone = await isolatedActors(page, actors, toScreen, GAP_PX);
-  assert.ok(alone.length >= CHECKED_DOTS, `only ${alone.length} actors stand alone on screen`);
-  await dotsAreDrawnWhereActorsStand(page, toScreen, alone);
-  await clickingADotSelectsIt(page, toScreen, alone[0]);
-  await theListIsCappedAndSearchable(page);
-  assert.deepEqual(errors, [], 'the page threw');
-  await aDotFollowsItsWalker();
-} catch (e) {
-  failed = true;
-  console.error(e);
-} finally {
-  await browser.close();
-  await stopMap(server);
-  rmSync(profile, { recursive: true, force: true });
-  rmSync(dir, { recursive: true, force: true });
-}
-process.exit(failed ? 1 : 0);
+let toScreen: ToScreen;
+let alone: Generated[] = [];
+
+browserSuite('a package of 3,000 actors', { args: ['--store', dir], openTimeoutMs: OPEN_TIMEOUT_MS }, [
+  ['dots are drawn where the actors stand, in their walker\'s colour', async ({ page }) => {
+    toScreen = await calibrate(page);
+    alone = await isolatedActors(page, actors, toScreen, GAP_PX);
+    assert.ok(alone.length >= CHECKED_DOTS, `only ${alone.length} actors stand alone on screen`);
+    await dotsAreDrawnWhereActorsStand(page, toScreen, alone);
+  }],
+  ['clicking a dot selects its actor', ({ page }) => clickingADotSelectsIt(page, toScreen, alone[0])],
+  ['the list is capped and searchable', ({ page }) => theListIsCappedAndSearchable(page)],
+  ['a dot follows its walker as the game\'s clock moves on', aDotFollowsItsWalker],
+]);

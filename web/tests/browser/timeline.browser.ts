@@ -2,29 +2,20 @@
 // standing close together never overlap; on "Timeline" space plays and pauses; scrubbed to a time,
 // walkers' markers stand where walkers_at says; back on "Live" the markers drop the timeline's places.
 // Usage: timeline.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR (the screenshots go there).
-import { mkdirSync, rmSync } from 'node:fs';
-import { join } from 'node:path';
 import assert from 'node:assert/strict';
-import type { Page } from 'playwright-core';
-import { launchChromium, openMap, rpc as call, startMap, stopMap } from '../support/harness.js';
+import { browserSuite, type Visit } from '../support/harness.js';
 
-const [binary, outDir] = process.argv.slice(2);
-if (!binary || !outDir) throw new Error('usage: timeline.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
+const outDir = process.argv[3];
+if (!outDir) throw new Error('usage: timeline.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
 const OPEN_TIMEOUT_MS = 20000;
 const PLAY_MS = 600; // long enough for several frames at ×1
 const UNITS_TOLERANCE = 0.11; // both sides are rounded to one decimal
 const SCRUB_TIMES = [7.3, 21.6];
+const SLIDER_STEP_S = 0.1;
 
-const server = await startMap(binary, ['--demo', '--manual-clock']);
-const { browser, profile } = await launchChromium();
-const rpc = (method: string, params: Record<string, unknown>) => call(server, method, params);
-const shot = async (page: Page, name: string) => {
-  await page.screenshot({ path: join(outDir, name) });
-  console.log(`screenshot: ${join(outDir, name)}`);
-};
 
 // No two labels shown on the map overlap (a hidden one shows only on hover).
-async function labelsDoNotOverlap(page: Page): Promise<void> {
+async function labelsDoNotOverlap({ page, rpc, shot }: Visit): Promise<void> {
   const boxes = await page.$$eval('[data-actor-id] .actor-label', (labels) => labels
     .filter((l) => getComputedStyle(l).display !== 'none')
     .map((l) => ({ id: l.textContent, ...JSON.parse(JSON.stringify(l.getBoundingClientRect())) })));
@@ -39,25 +30,44 @@ async function labelsDoNotOverlap(page: Page): Promise<void> {
   assert.ok(await hidden.count() >= 1, 'both steps chatters show their labels');
   await hidden.last().hover(); // the later marker lies on top
   assert.equal(await hidden.last().locator('.actor-label').isVisible(), true, 'a hidden label does not show on hover');
-  await shot(page, 'timeline-labels.png');
+  await shot('timeline-labels.png');
 }
 
-async function spacePlaysAndPauses(page: Page): Promise<void> {
+// Space plays (the walkers move on the map) and pauses; paused, the walkers' markers carry their places
+// at the time the slider holds again.
+async function spacePlaysAndPauses({ page, rpc, shot }: Visit): Promise<void> {
   const bar = page.getByRole('toolbar', { name: 'Timeline' });
   await page.getByRole('radio', { name: 'Timeline' }).check();
   await page.waitForFunction(() => document.getElementById('timeline-bar')?.dataset.walkers !== undefined);
+  const stamped = await page.locator('[data-actor-id][data-x]').count();
+  assert.ok(stamped >= 2, `${stamped} walkers' markers carry their places`);
   await page.locator('#map').click({ position: { x: 5, y: 300 } }); // the focus off the radio, as a person would
   await page.keyboard.press(' ');
   await bar.getByRole('button', { name: 'Pause' }).waitFor();
   await page.waitForTimeout(PLAY_MS);
+  await shot('timeline-playing.png');
   await page.keyboard.press(' ');
   await bar.getByRole('button', { name: 'Play' }).waitFor();
   const time = Number(await page.locator('#timeline-bar').getAttribute('data-time'));
   assert.ok(time > 0 && time < 60, `played to ${time} s`);
+  assert.equal(await page.locator('[data-actor-id][data-x]').count(), stamped, 'paused, the walkers have their markers back');
+  // The slider shows the time to its step: the walker stands where walkers_at puts it within half a step.
+  const seconds = Number(await page.getByRole('slider', { name: 'Time' }).inputValue());
+  const around = await Promise.all([-SLIDER_STEP_S / 2, 0, SLIDER_STEP_S / 2].map(async (d) =>
+    (await rpc('walkers_at', { package: 'windfall', seconds: seconds + d })).actors[0]));
+  const id = around[0].id;
+  const marker = page.locator(`[data-actor-id="${id}"]`);
+  const x = Number(await marker.getAttribute('data-x')), z = Number(await marker.getAttribute('data-z'));
+  const within = (v: number, axis: 'x' | 'z') => {
+    const values = around.map((a) => a.position[axis]);
+    return v >= Math.min(...values) - UNITS_TOLERANCE && v <= Math.max(...values) + UNITS_TOLERANCE;
+  };
+  assert.ok(within(x, 'x') && within(z, 'z'), `${id} paused near ${seconds} s at (${x}, ${z}), walkers_at ` +
+    around.map((a) => `(${a.position.x}, ${a.position.z})`).join(' '));
 }
 
 // Scrubbed to a time, two walkers' markers carry the places walkers_at gives for that time.
-async function scrubbedWalkersStandWhereWalkersAtSays(page: Page): Promise<void> {
+async function scrubbedWalkersStandWhereWalkersAtSays({ page, rpc, shot }: Visit): Promise<void> {
   const shown = new Set(await page.$$eval('[data-actor-id][data-x]', (els) => els.map((e) => e.getAttribute('data-actor-id'))));
   const seen: Record<string, string[]> = {};
   for (const seconds of SCRUB_TIMES) {
@@ -78,33 +88,21 @@ async function scrubbedWalkersStandWhereWalkersAtSays(page: Page): Promise<void>
   assert.ok(Object.values(seen).some((places) => places[0] !== places[1]), 'no walker moved between the two times');
 }
 
-async function liveDropsTheTimeline(page: Page): Promise<void> {
+async function liveDropsTheTimeline({ page, rpc, shot }: Visit): Promise<void> {
   await page.getByRole('radio', { name: 'Live' }).check();
   assert.equal(await page.locator('[data-actor-id][data-x]').count(), 0, 'markers keep the timeline\'s places on "Live"');
   assert.equal(await page.getByRole('slider', { name: 'Time' }).isDisabled(), true);
 }
 
-let failed = false;
-try {
-  mkdirSync(outDir, { recursive: true });
-  const page = await browser.newPage();
-  const errors: string[] = [];
-  page.on('pageerror', (e) => errors.push(e.message));
-  page.on('console', (m) => void (m.type() === 'error' && errors.push(`${m.text()} ${m.location().url}`)));
-  await openMap(page, server, OPEN_TIMEOUT_MS);
-  await page.locator('[data-actor-id="steps_chatter_ub2"]').waitFor();
-  await labelsDoNotOverlap(page);
-  await spacePlaysAndPauses(page);
-  await scrubbedWalkersStandWhereWalkersAtSays(page);
-  await shot(page, 'timeline.png');
-  await liveDropsTheTimeline(page);
-  assert.deepEqual(errors, [], 'the page threw');
-} catch (e) {
-  failed = true;
-  console.error(e);
-} finally {
-  await browser.close();
-  rmSync(profile, { recursive: true, force: true });
-  await stopMap(server);
-}
-process.exit(failed ? 1 : 0);
+browserSuite('the timeline bar', { args: ['--demo', '--manual-clock'], outDir, openTimeoutMs: OPEN_TIMEOUT_MS }, [
+  ['labels of actors close together do not overlap', async (v) => {
+    await v.page.locator('[data-actor-id="steps_chatter_ub2"]').waitFor();
+    await labelsDoNotOverlap(v);
+  }],
+  ['space plays and pauses', spacePlaysAndPauses],
+  ['scrubbed, walkers stand where walkers_at says', async (v) => {
+    await scrubbedWalkersStandWhereWalkersAtSays(v);
+    await v.shot('timeline.png');
+  }],
+  ['"Live" drops the timeline', liveDropsTheTimeline],
+]);

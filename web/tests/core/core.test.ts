@@ -1,7 +1,7 @@
 // Reading the server's answers and the map's coordinates.
 import { test } from 'node:test';
 import assert from 'node:assert/strict';
-import { latLngToWorld, readActors, readCheck, readDocument, readProfile, worldToLatLng } from '../../src/core.js';
+import { latLngToWorld, readActors, readCheck, readDocument, readProfile, worldToLatLng } from '../../src/core/model.js';
 
 test('world x is the longitude and z minus the latitude, both ways', () => {
   const cases = [

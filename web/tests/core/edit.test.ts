@@ -2,13 +2,13 @@
 // route_fields, and the walk's distance <-> map position that links the profile with the map.
 import { test } from 'node:test';
 import assert from 'node:assert/strict';
-import type { Placed, Walker } from '../../src/core.js';
+import type { Placed, Walker } from '../../src/core/model.js';
 import {
   alongWalk, insertAfter, nearestOnWalk, nextUndoRedo, readFields, readHistory,
   selectionAfterRemoval, stepReorder,
-} from '../../src/editcore.js';
-import { actionFor, SHORTCUTS } from '../../src/keys.js';
-import { drawRoute } from '../../src/route.js';
+} from '../../src/core/edit.js';
+import { actionFor, SHORTCUTS } from '../../src/core/keys.js';
+import { drawRoute } from '../../src/core/route.js';
 
 const p = (x: number, z: number, y = 0) => ({ x, y, z });
 const square = (mode: string): Placed => ({

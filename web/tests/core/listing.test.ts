@@ -1,8 +1,8 @@
 // Reading placed_actors pages, the capped search of the actor list, and which dot a click hits.
 import { test } from 'node:test';
 import assert from 'node:assert/strict';
-import type { ActorInfo } from '../../src/core.js';
-import { nearestDot, readListingPage, searchActors } from '../../src/listing.js';
+import type { ActorInfo } from '../../src/core/model.js';
+import { nearestDot, readListingPage, searchActors } from '../../src/core/listing.js';
 
 test('a placed_actors page keeps walker, refusal, position and route; a bad answer says what is wrong', () => {
   const read = readListingPage({ total: 3, next: 7, actors: [

@@ -1,8 +1,8 @@
 // What the page draws for a route: numbering, closing, check colours, problems along the walk.
 import { test } from 'node:test';
 import assert from 'node:assert/strict';
-import type { Placed, Walker } from '../../src/core.js';
-import { arrowFor, between, describeSettings, drawRoute, gridStep, problemDistances } from '../../src/route.js';
+import type { Placed, Walker } from '../../src/core/model.js';
+import { arrowFor, between, describeSettings, drawRoute, gridStep, problemDistances } from '../../src/core/route.js';
 
 const p = (x: number, z: number, y = 0) => ({ x, y, z });
 const actor = (mode: string, extra: Partial<Placed['route']> = {}): Placed => ({

@@ -1,7 +1,7 @@
 // Reading the timeline and the meeting findings, places between keys, and labels that must not overlap.
 import { test } from 'node:test';
 import assert from 'node:assert/strict';
-import { advance, labelsThatFit, meetingLine, placeAt, readMeetings, readTimeline } from '../../src/timelinecore.js';
+import { advance, labelsThatFit, meetingLine, placeAt, readMeetings, readTimeline } from '../../src/core/timeline.js';
 
 // A walker that leaves (0, 100, 0) for (100, 100, 0) at 0 s, arrives at 10 s, pauses there until 12 s,
 // walks to (100, 140, 50) by 17 s and stays.

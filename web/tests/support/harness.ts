@@ -1,15 +1,18 @@
-// What the browser tests and the page benchmark share: a generated package of N placed actors in a
+// What the browser tests and the page's benchmarks share: a generated package of N placed actors in a
 // temporary store, `pathwright map` started on a store, calls to its /rpc, Debian's chromium, where an
 // element stands on screen, and the screen position of a world point worked out from the map's own cursor
-// box (what a person reads), so that a dot on the canvas can be found and clicked. Test use only;
-// single-threaded.
+// box (what a person reads), so that a dot on the canvas can be found and clicked; and browserSuite, the
+// browser tests' one setup: their steps as node:test cases on one page. Test use only; single-threaded.
 import { spawn, type ChildProcess } from 'node:child_process';
-import { mkdirSync, mkdtempSync, writeFileSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { createInterface } from 'node:readline';
 import assert from 'node:assert/strict';
+import { after, before, describe, it } from 'node:test';
 import { chromium, type BrowserContext, type Page } from 'playwright-core';
+
+export type { CDPSession, Page } from 'playwright-core'; // for the page's benchmarks in bench/web, outside this package
 
 const CHROMIUM = '/usr/bin/chromium';
 const CHROMIUM_ARGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
@@ -156,4 +159,65 @@ export async function isolatedActors(page: Page, actors: Generated[], toScreen: 
     if (alone) found.push(a);
   }
   return found;
+}
+
+// What a browser test's steps share: the server, one page on it, calls to its /rpc and screenshots.
+export interface Visit {
+  server: Server;
+  page: Page;
+  rpc(method: string, params: Record<string, unknown>): Promise<any>;
+  shot(name: string): Promise<void>; // a screenshot into the output folder, its path printed
+  newPage(): Promise<Page>; // another page in the same browser
+}
+
+export interface SuiteOptions {
+  args: string[]; // for `pathwright map`, after the port
+  outDir?: string; // screenshots go there
+  openTimeoutMs?: number; // the map opened and drawn (openMap) before the first step; without it the first step opens it
+  consoleErrors?: boolean; // an error on the page's console counts as the page throwing (default: true)
+}
+
+export type Step = [name: string, run: (v: Visit) => Promise<void>];
+
+// `pathwright map ARGS` and one page of Debian's chromium shared by `steps`, each a node:test case run in
+// order: a failing step is reported and the later ones still run, on the page as the failure left it. A
+// last case checks that the page threw nothing meanwhile. Run the file with node (the CTest tests do): its
+// exit status fails when any case failed.
+export function browserSuite(title: string, options: SuiteOptions, steps: Step[]): void {
+  describe(title, () => {
+    let visit: Visit;
+    let browser: BrowserContext;
+    let profile = '';
+    const errors: string[] = [];
+    before(async () => {
+      const server = await startMap(binaryArgument(), options.args);
+      ({ browser, profile } = await launchChromium());
+      if (options.outDir) mkdirSync(options.outDir, { recursive: true });
+      const page = await browser.newPage();
+      page.on('pageerror', (e) => errors.push(e.message));
+      if (options.consoleErrors ?? true)
+        page.on('console', (m) => void (m.type() === 'error' && errors.push(`${m.text()} ${m.location().url}`)));
+      visit = { server, page, rpc: (method, params) => rpc(server, method, params), newPage: () => browser.newPage(),
+        shot: async (name) => {
+          assert.ok(options.outDir, 'no output folder for screenshots');
+          await page.screenshot({ path: join(options.outDir, name) });
+          console.log(`screenshot: ${join(options.outDir, name)}`);
+        } };
+      if (options.openTimeoutMs !== undefined) await openMap(page, server, options.openTimeoutMs);
+    });
+    after(async () => {
+      await browser?.close();
+      if (visit) await stopMap(visit.server);
+      if (profile) rmSync(profile, { recursive: true, force: true });
+    });
+    for (const [name, run] of steps) it(name, () => run(visit));
+    it('the page threw nothing', () => assert.deepEqual(errors, []));
+  });
+}
+
+// The pathwright binary: every browser test's first argument.
+export function binaryArgument(): string {
+  const binary = process.argv[2];
+  if (!binary) throw new Error(`usage: ${process.argv[1]} PATHWRIGHT_BINARY [...]`);
+  return binary;
 }

@@ -5,14 +5,14 @@
 
 import L from 'leaflet';
 import { rpc } from './api.js';
-import type { Placed, Walker } from './core.js';
-import { worldToLatLng } from './core.js';
+import type { Placed, Walker } from '../core/model.js';
+import { worldToLatLng } from '../core/model.js';
 import { fetchRoute } from './loading.js';
-import type { DrawnPoint } from './route.js';
-import { drawRoute } from './route.js';
+import type { DrawnPoint } from '../core/route.js';
+import { drawRoute } from '../core/route.js';
 import type { TimelineBar } from './timeline.js';
-import type { Meeting } from './timelinecore.js';
-import { meetingLine, readMeetings } from './timelinecore.js';
+import type { Meeting } from '../core/timeline.js';
+import { meetingLine, readMeetings } from '../core/timeline.js';
 
 export interface MeetingsHost {
   pkg(): string;

@@ -1,9 +1,9 @@
 // The package's actors as the server lists them (placed_actors, a page at a time) and what the page
-// makes of them: the list's search, and which dot lies under the mouse. Plain functions over core.ts
+// makes of them: the list's search, and which dot lies under the mouse. Plain functions over model.ts
 // types, no browser, so they are tested under node. Single-threaded.
 
-import type { ActorInfo, Outcome, Placed, Walker } from './core.js';
-import { readRoute, readVec3 } from './core.js';
+import type { ActorInfo, Outcome, Placed, Walker } from './model.js';
+import { readRoute, readVec3 } from './model.js';
 
 const WALKERS: readonly Walker[] = ['resident', 'patroller', 'model', 'none'];
 

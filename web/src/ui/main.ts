@@ -5,16 +5,18 @@
 import 'leaflet/dist/leaflet.css';
 import 'uplot/dist/uPlot.min.css';
 import { listen, openSession, rpc } from './api.js';
-import type { ActorInfo, Placed, Segment } from './core.js';
-import { readCheck, readProfile } from './core.js';
+import { readPackages } from '../core/answers.js';
+import { readEvent } from '../core/events.js';
+import type { ActorInfo, Placed, Segment } from '../core/model.js';
+import { readCheck, readProfile } from '../core/model.js';
 import { Editing } from './editing.js';
-import { searchActors } from './listing.js';
+import { searchActors } from '../core/listing.js';
 import { fetchActors, fetchRoute } from './loading.js';
 import { MapView, escapeHtml } from './mapview.js';
 import { OutsideBanner } from './outside.js';
 import { MeetingsPanel } from './meetings.js';
 import { ProfileChart } from './profile.js';
-import { describeSettings, drawRoute, problemDistances } from './route.js';
+import { describeSettings, drawRoute, problemDistances } from '../core/route.js';
 import { TimelineBar } from './timeline.js';
 
 const LIST_MAX = 200; // buttons in the actor list at most; the search narrows a bigger package
@@ -28,16 +30,22 @@ let outside: OutsideBanner;
 let timeline: TimelineBar;
 let meetings: MeetingsPanel;
 let loading: Promise<void> | null = null;
-let loadAgain = false;
+let loadAgain: Promise<void> | null = null;
 
-// Changes in a burst fetch the package once after the fetch under way. No timer: a background tab's timers
-// are slowed to a second or more, and a change must show within a second on every open page.
-function reloadSoon(): void {
-  if (loading) return void (loadAgain = true);
-  loading = loadPackage().finally(() => {
-    loading = null;
-    if (loadAgain) (loadAgain = false), reloadSoon();
-  });
+// Every load of the package goes through here: one fetch at a time, and every request made while one is
+// under way shares one more fetch after it, so changes in a burst fetch the package once after the fetch
+// under way. The answer settles once a fetch begun after the request has drawn. No timer: a background
+// tab's timers are slowed to a second or more, and a change must show within a second on every open page.
+function reload(): Promise<void> {
+  if (!loading) return (loading = loadPackage().finally(() => (loading = null)));
+  loadAgain ??= loading.catch(() => {}).then(() => ((loadAgain = null), reload()));
+  return loadAgain;
+}
+
+// The selected actor's place and route, and its listing; nulls while none is selected.
+function selected(): { actor: Placed | null; info: ActorInfo | null } {
+  return { actor: state.placed.find((p) => p.id === state.selected) ?? null,
+    info: state.infos.find((i) => i.id === state.selected) ?? null };
 }
 
 function say(text: string): void {
@@ -48,7 +56,7 @@ function say(text: string): void {
 // The new listing replaces the old one only once the selected actor's route is in it, so no drawing in
 // between (another load, an edit's answer) ever meets the selected actor without its route.
 async function loadPackage(): Promise<void> {
-  const listed = await fetchActors(state.pkg);
+  const listed = await fetchActors(state.pkg); // through reload() only
   if (!listed.ok || !listed.value) return say(listed.error);
   const placed = listed.value.map((l) => l.placed);
   const fetched = state.selected;
@@ -59,7 +67,7 @@ async function loadPackage(): Promise<void> {
     else if (actor) actor.route = route.value ?? null;
   }
   // Selected meanwhile: that actor keeps the route its selection fetched.
-  const kept = state.placed.find((p) => p.id === state.selected);
+  const kept = selected().actor;
   const fresh = placed.find((p) => p.id === state.selected);
   if (state.selected !== fetched && kept && fresh) fresh.route = kept.route;
   state.infos = listed.value.map((l) => l.info);
@@ -120,7 +128,7 @@ async function select(id: string, focus = true): Promise<void> {
   if (state.selected !== id) state.checked = [];
   state.selected = id;
   if (!(await loadRoute(id)) || state.selected !== id) return;
-  const actor = state.placed.find((p) => p.id === id);
+  const { actor } = selected();
   if (actor && focus) view.focus(actor);
   drawList();
   drawSelection();
@@ -129,8 +137,7 @@ async function select(id: string, focus = true): Promise<void> {
 }
 
 function drawSelection(): void {
-  const actor = state.placed.find((p) => p.id === state.selected) ?? null;
-  const info = state.infos.find((i) => i.id === state.selected);
+  const { actor, info } = selected();
   $('details').hidden = !actor;
   view.showRoute(actor);
   editing.draw();
@@ -171,27 +178,27 @@ async function drawProfile(): Promise<void> {
   }
   $('profile-note').textContent = '';
   box.dataset.state = 'drawn';
-  const actor = state.placed.find((a) => a.id === state.selected)!;
-  const walker = state.infos.find((i) => i.id === state.selected)?.walker ?? 'none';
-  const problems = problemDistances(drawRoute(actor, walker, state.checked), state.checked);
+  const { actor, info } = selected();
+  if (!actor) return;
+  const problems = problemDistances(drawRoute(actor, info?.walker ?? 'none', state.checked), state.checked);
   chart.draw(read.value, problems.map((p) => p.distance));
 }
 
 function onEvent(name: string, data: unknown): void {
-  const d = (data ?? {}) as Record<string, any>;
-  if (name === 'game') {
-    view.showGround(d.connected === true, d.bounds);
-    editing.setGround(d.connected === true, d.bounds);
-    $('ground-note').hidden = d.connected === true;
-    $('ground-note').textContent = d.connected ? '' : `The ground is unknown: ${d.problem ?? 'no game is connected'}`;
-  } else if (name === 'change' && d.package === state.pkg) {
-    say(`${d.kind}: ${d.label}`);
-    if (d.kind === 'reload') outside.reloadedElsewhere();
-    reloadSoon();
-  } else if (name === 'live' && d.package === state.pkg && Array.isArray(d.actors) && !timeline.active) {
-    view.live(d.actors);
-  } else if (name === 'reload') {
-    void loadPackage();
+  const e = readEvent(name, data);
+  if (e?.name === 'game') {
+    view.showGround(e.connected, e.bounds ?? undefined);
+    editing.setGround(e.connected, e.bounds ?? undefined);
+    $('ground-note').hidden = e.connected;
+    $('ground-note').textContent = e.connected ? '' : `The ground is unknown: ${e.problem}`;
+  } else if (e?.name === 'change' && e.package === state.pkg) {
+    say(`${e.kind}: ${e.label}`);
+    if (e.kind === 'reload') outside.reloadedElsewhere();
+    void reload();
+  } else if (e?.name === 'live' && e.package === state.pkg && !timeline.active) {
+    view.live(e.actors);
+  } else if (e?.name === 'reload') {
+    void reload();
   }
 }
 
@@ -201,17 +208,13 @@ async function start(): Promise<void> {
   chart = new ProfileChart($('profile'));
   editing = new Editing(view.map, {
     pkg: () => state.pkg,
-    selected: () => ({
-      actor: state.placed.find((p) => p.id === state.selected) ?? null,
-      info: state.infos.find((i) => i.id === state.selected) ?? null,
-      checked: state.checked,
-    }),
-    reload: loadPackage,
+    selected: () => ({ ...selected(), checked: state.checked }),
+    reload,
     checkRoute,
     say,
     refused: (error) => void outside.refused(error),
   }, chart);
-  outside = new OutsideBanner(() => state.pkg, loadPackage);
+  outside = new OutsideBanner(() => state.pkg, reload);
   timeline = new TimelineBar($('map').parentElement!, view, {
     pkg: () => state.pkg,
     showLive: () => view.showActors(state.infos, state.placed),
@@ -231,12 +234,12 @@ async function start(): Promise<void> {
   const session = await openSession();
   if (!session.ok) return say(session.error);
   const packages = await rpc('packages');
-  const names = ((packages.result as any)?.packages ?? []).map((p: { name: string }) => p.name);
+  const names = packages.ok ? readPackages(packages.result) : [];
   if (!packages.ok || names.length === 0) return say(packages.error || 'the store has no package');
   state.pkg = names[0];
   $('package').textContent = state.pkg;
   listen(state.pkg, onEvent);
-  await loadPackage();
+  await reload();
   await outside.check();
   document.body.dataset.ready = 'true';
 }

@@ -1,5 +1,5 @@
 // The page's typed core: world <-> map coordinates, reading the server's answers, and what to draw for
-// a route. Plain functions without the browser, so they are tested under node; the page (main.ts) owns
+// a route. Plain functions without the browser, so they are tested under node; the page (ui/main.ts) owns
 // all drawing and state. Single-threaded like every page script.
 
 export interface Vec3 { x: number; y: number; z: number }

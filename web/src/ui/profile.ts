@@ -3,7 +3,7 @@
 // chart; single-threaded.
 
 import uPlot from 'uplot';
-import type { Profile } from './core.js';
+import type { Profile } from '../core/model.js';
 
 const CHART_HEIGHT_PX = 180;
 

@@ -1,21 +1,23 @@
 // Every placed actor on the map: a dot on one canvas, redrawn when the view settles, so 50,000 actors pan
 // and zoom smoothly; and while few are in view (or the package is small), DOM markers instead, carrying
 // the id's label, the hover text and data-actor-id, which people, assistive technology and the browser
-// tests find. Owns its pane, its canvas and the markers; single-threaded.
+// tests find. While the timeline plays, its walkers move on a canvas of their own (walkercanvas.ts) and
+// get their DOM markers back, with their places, when it stops. Owns its pane, its canvases and the
+// markers; single-threaded.
 
 import L from 'leaflet';
-import type { ActorInfo, Placed, Vec3, Walker } from './core.js';
-import { latLngToWorld, worldToLatLng } from './core.js';
-import { nearestDot } from './listing.js';
-import { labelsThatFit } from './timelinecore.js';
+import type { ActorInfo, Placed, Vec3, Walker } from '../core/model.js';
+import { latLngToWorld, worldToLatLng } from '../core/model.js';
+import { nearestDot } from '../core/listing.js';
+import { labelsThatFit } from '../core/timeline.js';
+import { DOT_RADIUS_PX, DotPicture } from './dotpixels.js';
+import { WalkerCanvas } from './walkercanvas.js';
 
 const DOM_MARKERS_MAX = 300; // actors in view drawn as DOM markers at most; beyond, the canvas alone
 const PANE_Z_INDEX = '390'; // above the ground tiles (200), below routes and grid (400) and markers (600)
 const PAD_RATIO = 0.3; // the canvas reaches this share of the view beyond each side, so a pan shows dots
-const DOT_RADIUS_PX = 4;
 const RING_PX = 18; // the ring around a selected dot on the canvas, a marker of its own: no redraw
 const HIT_RADIUS_PX = 8; // a click this close to a dot selects it
-const COLOURS: Record<Walker, string> = { resident: '#2f6fdf', patroller: '#c9462c', model: '#8e44ad', none: '#9aa0a6' };
 const WALKER_ORDER: readonly Walker[] = ['none', 'model', 'patroller', 'resident']; // drawn last is on top
 const LABEL_LEFT_PX = 9; // a label's box beside its marker's centre, as page.css places .actor-label
 const LABEL_TOP_PX = -10;
@@ -45,11 +47,14 @@ export class ActorLayer {
   private canvas: HTMLCanvasElement;
   private corner = L.latLng(0, 0); // the canvas's top-left, for the zoom animation
   private queued = false;
-  private image: ImageData | null = null; // the canvas's pixels, kept while its size stays
+  private picture: DotPicture;
   private stamped = new Set<string>(); // markers that carry their shown place as data-x and data-z
   private labelsAt = 0; // when labels were last sorted out (performance.now())
   private labelsQueued = false;
   private drawn = { scale: 0, x: 0, z: 0, width: 0, height: 0 }; // the canvas's last picture, in pixels
+  private walkers: WalkerCanvas;
+  private playing: string[] | null = null; // the timeline's walkers while it plays
+  private moving = new Uint8Array(0); // per actor: 1 while it is one of the playing timeline's walkers
   onSelect: (id: string) => void = () => {};
 
   constructor(private readonly map: L.Map) {
@@ -57,6 +62,8 @@ export class ActorLayer {
     pane.style.zIndex = PANE_Z_INDEX;
     this.canvas = L.DomUtil.create('canvas', 'actor-canvas', pane);
     this.canvas.style.pointerEvents = 'none';
+    this.picture = new DotPicture(this.canvas);
+    this.walkers = new WalkerCanvas(map, pane);
     if (map.options.zoomAnimation && L.Browser.any3d) {
       this.canvas.classList.add('leaflet-zoom-animated');
       map.on('zoomanim', (e) => this.animateZoom(e as L.ZoomAnimEvent));
@@ -86,6 +93,7 @@ export class ActorLayer {
       this.zs[i] = p ? p.z : NaN;
       if (!this.index.has(info.id)) this.index.set(info.id, i);
     });
+    this.markMoving();
     for (const [id, m] of this.markers) (m.remove(), this.markers.delete(id)); // their icons may have changed
     this.redraw();
   }
@@ -114,6 +122,74 @@ export class ActorLayer {
       this.queueRedraw(); // a walker far from the view costs no picture
     }
     if (id === this.selected) this.ring?.setLatLng(ll(p));
+  }
+
+  // The timeline's walkers at their places, each stamped. `playing`: a frame of the timeline playing, drawn
+  // on the walkers' canvas alone; otherwise (paused, scrubbed, stopped) every walker is placed as when the
+  // map is still, and its DOM marker, where it has one, carries the place.
+  placeWalkers(ids: readonly string[], xs: Float64Array, zs: Float64Array, playing: boolean): void {
+    for (const id of ids) this.stamped.add(id);
+    if (!playing) {
+      const stopped = this.playing !== null;
+      this.playing = null;
+      this.markMoving();
+      ids.forEach((id, k) => this.place(id, { x: xs[k], y: 0, z: zs[k] }, false, true));
+      if (stopped) (this.redraw(), this.walkers.clear());
+      return;
+    }
+    ids.forEach((id, k) => {
+      const i = this.index.get(id);
+      if (i !== undefined) (this.xs[i] = xs[k]), (this.zs[i] = zs[k]);
+    });
+    if (this.playing === null) {
+      this.playing = [...ids];
+      this.markMoving();
+      this.redraw(); // their DOM markers and dots leave for the walkers' canvas
+    } else {
+      this.drawWalkers();
+      this.placeRing();
+    }
+  }
+
+  // The timeline stopped playing without a last place (the map went back to live).
+  stopPlaying(): void {
+    if (this.playing === null) return;
+    this.playing = null;
+    this.markMoving();
+    this.walkers.clear();
+    this.redraw();
+  }
+
+  private markMoving(): void {
+    this.moving = new Uint8Array(this.infos.length);
+    for (const id of this.playing ?? []) {
+      const i = this.index.get(id);
+      if (i !== undefined) this.moving[i] = 1;
+    }
+  }
+
+  // The playing walkers in view, labelled (as their DOM markers would be) while the actors on the actors'
+  // canvas's picture are few enough for DOM markers; the selected actor's label first.
+  private drawWalkers(): void {
+    const d = this.drawn;
+    const f = this.walkers.follow();
+    const dots = [];
+    let inView = 0;
+    for (let i = 0; i < this.xs.length; ++i) {
+      const cx = this.xs[i] * d.scale - d.x, cy = this.zs[i] * d.scale - d.z;
+      if (cx >= 0 && cy >= 0 && cx <= d.width && cy <= d.height) ++inView;
+      if (!this.moving[i]) continue;
+      const x = this.xs[i] * f.scale - f.x, y = this.zs[i] * f.scale - f.z;
+      const r = 2 * DOT_RADIUS_PX; // a walker's dot is drawn as big as its marker
+      if (x >= -r && y >= -r && x <= f.width + r && y <= f.height + r)
+        dots.push({ x, y, walker: this.infos[i].walker, label: this.infos[i].id, i });
+    }
+    const labelled = this.infos.length <= DOM_MARKERS_MAX || inView <= DOM_MARKERS_MAX;
+    const order = labelled ? dots.map((_, k) => k) : [];
+    const first = dots.findIndex((dot) => this.infos[dot.i].id === this.selected);
+    if (labelled && first > 0) order.unshift(...order.splice(first, 1));
+    this.walkers.draw(dots, order, (dot) => ({ x: dot.x + LABEL_LEFT_PX, y: dot.y + LABEL_TOP_PX,
+      width: (dot.label ?? '').length * LABEL_CHAR_PX, height: LABEL_HEIGHT_PX }));
   }
 
   // No marker carries a stamped place any more (the map left the timeline).
@@ -220,9 +296,11 @@ export class ActorLayer {
     }
     const asMarkers = this.infos.length <= DOM_MARKERS_MAX ? this.infos.map((_, i) => i)
       : inside.length <= DOM_MARKERS_MAX ? inside : [];
-    this.showMarkers(asMarkers);
-    const onCanvas = inside.filter((i) => !this.markers.has(this.infos[i].id));
+    const still = (i: number) => this.moving[i] === 0; // a playing walker is on the walkers' canvas alone
+    this.showMarkers(asMarkers.filter(still));
+    const onCanvas = inside.filter((i) => still(i) && !this.markers.has(this.infos[i].id));
     this.paint(onCanvas, full, scale, origin);
+    if (this.playing) this.drawWalkers();
     this.placeRing();
     this.sortLabels();
   }
@@ -247,70 +325,13 @@ export class ActorLayer {
     }
   }
 
-  // Dots written straight into the canvas's pixels: a path of 50,000 circles takes the browser's software
-  // rasteriser a tenth of a second to fill; these writes take a few milliseconds.
+  // Dots by walker class, so that the walkers that matter most lie on top.
   private paint(indices: number[], full: L.Point, scale: number, origin: L.Point): void {
-    const ratio = window.devicePixelRatio || 1;
-    const width = Math.round(full.x * ratio), height = Math.round(full.y * ratio);
-    if (this.canvas.width !== width || this.canvas.height !== height) {
-      // Setting a canvas's size allocates it anew, even to the same size: only when the view's size changed.
-      this.canvas.width = width;
-      this.canvas.height = height;
-      this.canvas.style.width = `${full.x}px`;
-      this.canvas.style.height = `${full.y}px`;
-    }
     this.canvas.dataset.drawn = String(indices.length);
-    const ctx = this.canvas.getContext('2d');
-    if (!ctx || width === 0 || height === 0) return;
-    if (this.image?.width !== width || this.image?.height !== height) this.image = ctx.createImageData(width, height);
-    const image = this.image;
-    const pixels = new Uint32Array(image.data.buffer);
-    pixels.fill(0); // the picture is kept between frames (a timeline plays at 60 a second): cleared, not made anew
-    const radius = Math.round(DOT_RADIUS_PX * ratio);
-    const disc = discOffsets(radius);
-    const steps = Int32Array.from(disc, ([dx, dy]) => dy * width + dx);
-    const rims = Uint8Array.from(disc, ([, , rim]) => (rim ? 1 : 0));
-    for (const walker of WALKER_ORDER) {
-      const colour = COLOUR_WORDS[walker];
-      for (const i of indices) {
-        if (this.infos[i].walker !== walker) continue;
-        const cx = Math.round((this.xs[i] * scale - origin.x) * ratio), cy = Math.round((this.zs[i] * scale - origin.y) * ratio);
-        if (cx > radius && cy > radius && cx < width - radius - 1 && cy < height - radius - 1) {
-          const centre = cy * width + cx; // the whole dot is inside: no pixel needs a bounds check
-          for (let k = 0; k < steps.length; ++k) pixels[centre + steps[k]] = rims[k] ? WHITE_WORD : colour;
-          continue;
-        }
-        for (const [dx, dy, rim] of disc) {
-          const x = cx + dx, y = cy + dy;
-          if (x >= 0 && y >= 0 && x < width && y < height) pixels[y * width + x] = rim ? WHITE_WORD : colour;
-        }
-      }
-    }
-    ctx.putImageData(image, 0, 0);
+    if (!this.picture.begin(full.x, full.y)) return;
+    for (const walker of WALKER_ORDER)
+      for (const i of indices)
+        if (this.infos[i].walker === walker) this.picture.dot(this.xs[i] * scale - origin.x, this.zs[i] * scale - origin.y, walker);
+    this.picture.end();
   }
-}
-
-// A colour as one pixel of ImageData (bytes red, green, blue, alpha in memory order, little-endian word).
-function word(hex: string): number {
-  const n = parseInt(hex.slice(1), 16);
-  return ((0xff << 24) | ((n & 0xff) << 16) | (n & 0xff00) | ((n >> 16) & 0xff)) >>> 0;
-}
-const WHITE_WORD = word('#ffffff');
-const COLOUR_WORDS: Record<Walker, number> = {
-  resident: word(COLOURS.resident), patroller: word(COLOURS.patroller), model: word(COLOURS.model), none: word(COLOURS.none),
-};
-
-// The pixels of a dot of `radius` around its centre, each with whether it is on the white rim.
-const discs = new Map<number, [number, number, boolean][]>();
-function discOffsets(radius: number): [number, number, boolean][] {
-  let found = discs.get(radius);
-  if (found) return found;
-  found = [];
-  for (let dy = -radius - 1; dy <= radius + 1; ++dy)
-    for (let dx = -radius - 1; dx <= radius + 1; ++dx) {
-      const d = Math.hypot(dx, dy);
-      if (d <= radius + 0.5) found.push([dx, dy, d > radius - 0.5]);
-    }
-  discs.set(radius, found);
-  return found;
 }

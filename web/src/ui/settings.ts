@@ -2,9 +2,9 @@
 // the actor's walker may not set is disabled with the server's own reason beside it (from route_fields).
 // A change sends one set_route through `onChange`; the form always shows what the server stored.
 
-import type { Route } from './core.js';
-import type { FieldName, Fields } from './editcore.js';
-import { FIELD_NAMES } from './editcore.js';
+import type { Route } from '../core/model.js';
+import type { FieldName, Fields } from '../core/edit.js';
+import { FIELD_NAMES } from '../core/edit.js';
 
 type Input = HTMLInputElement | HTMLSelectElement;
 

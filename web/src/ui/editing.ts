@@ -6,14 +6,15 @@
 
 import L from 'leaflet';
 import { rpc } from './api.js';
-import { readWarnings } from './answers.js';
-import type { ActorInfo, Placed, Segment, Vec3 } from './core.js';
-import { worldToLatLng } from './core.js';
-import type { Fields, FieldName } from './editcore.js';
-import { alongWalk, nearestOnWalk, placedHeight, readFields, readHistory, selectionAfterRemoval, stepReorder } from './editcore.js';
+import type { EditAnswer } from '../core/answers.js';
+import { readEdit, readGroundPoint, readWarnings } from '../core/answers.js';
+import type { ActorInfo, Placed, Segment, Vec3 } from '../core/model.js';
+import { worldToLatLng } from '../core/model.js';
+import type { Fields, FieldName } from '../core/edit.js';
+import { alongWalk, nearestOnWalk, placedHeight, readFields, readHistory, selectionAfterRemoval, stepReorder } from '../core/edit.js';
 import { HistoryPanel } from './history.js';
-import type { Action } from './keys.js';
-import { actionFor, SHORTCUTS } from './keys.js';
+import type { Action } from '../core/keys.js';
+import { actionFor, SHORTCUTS } from '../core/keys.js';
 import { PointList } from './pointlist.js';
 import type { ProfileChart } from './profile.js';
 import { RouteLayer } from './routelayer.js';
@@ -30,7 +31,6 @@ export interface EditHost {
 }
 
 type Where = HTMLElement | { x: number; z: number };
-type Answer = Record<string, any>;
 
 const WORLD_TOP_DEFAULT = 1000; // the height snapping looks down from when the game told no bounds [world units]
 const $ = (id: string) => document.getElementById(id) as HTMLElement;
@@ -128,7 +128,7 @@ export class Editing {
   }
 
   // One command; whatever the answer, the package is fetched again so the map shows what the server holds.
-  private async edit(method: string, params: Record<string, unknown>, where: Where): Promise<Answer | null> {
+  private async edit(method: string, params: Record<string, unknown>, where: Where): Promise<EditAnswer | null> {
     this.clearRefusals();
     const answer = await rpc(method, { package: this.host.pkg(), ...params });
     await this.host.reload();
@@ -140,7 +140,7 @@ export class Editing {
     // Taken, but with warnings (a misspelt parameter that was ignored): shown where a refusal would be.
     const warnings = readWarnings(answer.result);
     if (warnings.length > 0) this.warn(warnings.join('; '), where);
-    return (answer.result ?? {}) as Answer;
+    return readEdit(answer.result);
   }
 
   private pointHeight(n: number | null): number {
@@ -154,9 +154,8 @@ export class Editing {
     if (!this.snap()) return { y: fallback, note: '' };
     const y = placedHeight(true, this.ground.known, this.ground.top, fallback);
     const answer = await rpc('ground_point', { package: this.host.pkg(), position: { x: at.x, y, z: at.z } });
-    const r = (answer.result ?? {}) as Answer;
-    if (answer.ok && !r.snap_note) return { y: r.position.y, note: '' };
-    return { y: fallback, note: answer.ok ? r.snap_note : answer.error };
+    const ground = answer.ok ? readGroundPoint(answer.result) : { y: null, note: answer.error };
+    return ground.y !== null ? { y: ground.y, note: '' } : { y: fallback, note: ground.note };
   }
 
   private async addAt(at: { x: number; z: number }, after: number | null): Promise<void> {
@@ -173,7 +172,7 @@ export class Editing {
     const id = this.host.selected().actor!.id;
     const { y, note } = await this.heightAt(at, this.pointHeight(n));
     const done = await this.edit('move_route_point', { id, point: n, position: { x: at.x, y, z: at.z } }, at);
-    if (done) this.placed({ ...done, point: n, snap_note: note || undefined });
+    if (done) this.placed({ ...done, point: n, snapNote: note });
   }
 
   private async placeAt(place: 'link' | 'camera', move: boolean, button: HTMLElement): Promise<void> {
@@ -192,10 +191,10 @@ export class Editing {
   }
 
   // After a point was added or moved: it is selected, with the snap note beside it when there is one.
-  private placed(answer: Answer | null): void {
-    if (!answer || typeof answer.point !== 'number') return;
+  private placed(answer: EditAnswer | null): void {
+    if (!answer || answer.point === null) return;
     this.point = answer.point;
-    this.note = answer.snap_note ? { point: answer.point, text: answer.snap_note } : null;
+    this.note = answer.snapNote ? { point: answer.point, text: answer.snapNote } : null;
     this.draw();
   }
 
@@ -207,9 +206,9 @@ export class Editing {
     const done = await this.edit('remove_route_point', { id: actor.id, point: removed }, button);
     if (!done) return;
     const left = this.host.selected().actor?.route?.points.length ?? 0;
-    this.point = done.route_removed ? null : selectionAfterRemoval(removed, left);
+    this.point = done.routeRemoved ? null : selectionAfterRemoval(removed, left);
     this.note = null;
-    if (done.route_removed) this.notice(`The route of ${actor.id} was removed: it had fewer points than it needs`, button);
+    if (done.routeRemoved) this.notice(`The route of ${actor.id} was removed: it had fewer points than it needs`, button);
     this.draw();
   }
 

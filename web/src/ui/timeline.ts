@@ -1,13 +1,14 @@
 // The timeline bar under the map: "Live" (what the game walks) or "Timeline" (the prediction of
 // package_timeline, no game needed), "Play"/"Pause", the speed and the "Time" slider. While on the timeline
-// every walker is drawn where its keys put it at the shown time, once a frame while playing; the meetings
-// panel (meetings.ts) sets the time. Owns the bar's elements and the fetched timeline; single-threaded.
+// every walker is drawn where its keys put it at the shown time, once a frame while playing (on a canvas;
+// paused, each walker's marker carries its place); the meetings panel (meetings.ts) sets the time. Owns the
+// bar's elements and the fetched timeline; single-threaded.
 
 import { rpc } from './api.js';
-import { actionFor } from './keys.js';
+import { actionFor } from '../core/keys.js';
 import type { MapView } from './mapview.js';
-import type { Timeline } from './timelinecore.js';
-import { advance, placeAt, readTimeline, timeText } from './timelinecore.js';
+import type { Timeline } from '../core/timeline.js';
+import { advance, placeAt, readTimeline, timeText } from '../core/timeline.js';
 
 // What the page around the bar provides.
 export interface TimelineHost {
@@ -33,6 +34,9 @@ export class TimelineBar {
   private slider = make('input', { type: 'range', min: '0', max: '600', step: String(TIME_STEP_S), value: '0' });
   private shown = make('output');
   private timeline: Timeline | null = null;
+  private ids: string[] = []; // the timeline's walkers, and where each stands at the shown time
+  private xs = new Float64Array(0);
+  private zs = new Float64Array(0);
   private fetching: Promise<boolean> | null = null;
   private time = 0;
   private playing = false;
@@ -79,7 +83,7 @@ export class TimelineBar {
   // again and drawn at the same time; live, nothing is kept.
   async packageChanged(): Promise<void> {
     this.timeline = null;
-    if (this.active && (await this.fetch())) this.draw();
+    if (this.active && (await this.fetch())) this.draw(this.playing);
   }
 
   private async goTimeline(): Promise<boolean> {
@@ -108,6 +112,9 @@ export class TimelineBar {
         return false;
       }
       this.timeline = read.value;
+      this.ids = read.value.walkers.map((w) => w.id);
+      this.xs = new Float64Array(this.ids.length);
+      this.zs = new Float64Array(this.ids.length);
       this.slider.max = String(read.value.seconds);
       this.bar.dataset.walkers = String(read.value.walkers.length);
       return true;
@@ -122,7 +129,7 @@ export class TimelineBar {
   }
 
   private async togglePlay(): Promise<void> {
-    if (this.playing) return void ((this.playing = false), this.enable());
+    if (this.playing) return void ((this.playing = false), this.enable(), this.draw());
     if (!(await this.goTimeline())) return;
     if (this.time >= this.timeline!.seconds) this.time = 0;
     this.playing = true;
@@ -131,22 +138,26 @@ export class TimelineBar {
     requestAnimationFrame((now) => this.frame(now));
   }
 
+  // While the package's timeline is fetched again after a change, the time stands still.
   private frame(now: number): void {
-    if (!this.playing || !this.active || !this.timeline) return;
-    this.time = advance(this.time, now - this.lastFrame, Number(this.speed.value), this.timeline.seconds);
+    if (!this.playing || !this.active) return;
+    const end = this.timeline?.seconds ?? Infinity;
+    if (this.timeline) this.time = advance(this.time, now - this.lastFrame, Number(this.speed.value), end);
     this.lastFrame = now;
-    this.draw();
-    if (this.time >= this.timeline.seconds) return void ((this.playing = false), this.enable());
+    if (this.time >= end) return void ((this.playing = false), this.enable(), this.draw());
+    this.draw(true);
     requestAnimationFrame((t) => this.frame(t));
   }
 
-  // Every walker where its keys put it at the shown time.
-  private draw(): void {
+  // Every walker where its keys put it at the shown time; `playing`: a frame on the way, not a place to keep.
+  private draw(playing = false): void {
     if (!this.timeline) return;
-    for (const w of this.timeline.walkers) {
+    this.timeline.walkers.forEach((w, k) => {
       const p = placeAt(w, this.time);
-      this.view.timelinePlace(w.id, p);
-    }
+      this.xs[k] = p.x;
+      this.zs[k] = p.z;
+    });
+    this.view.timelineWalkers(this.ids, this.xs, this.zs, playing);
     this.slider.value = String(this.time);
     this.shown.textContent = timeText(this.time, this.timeline.seconds);
     this.bar.dataset.time = this.time.toFixed(1);

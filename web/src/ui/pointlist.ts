@@ -2,9 +2,9 @@
 // selects it, dragging a row onto another reorders the route. Owns only the list's elements; reports what
 // the modder did through its callbacks. Single-threaded.
 
-import type { Vec3 } from './core.js';
-import type { Drawing } from './route.js';
-import { editablePoint } from './editcore.js';
+import type { Vec3 } from '../core/model.js';
+import type { Drawing } from '../core/route.js';
+import { editablePoint } from '../core/edit.js';
 
 const at = (p: Vec3) => `x ${p.x.toFixed(1)}, y ${p.y.toFixed(1)}, z ${p.z.toFixed(1)}`;
 

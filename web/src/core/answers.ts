@@ -36,3 +36,30 @@ export function reloadNote(pkg: string, result: unknown): string {
   const where = typeof r.kept_in === 'string' ? ` (kept in ${r.kept_in})` : '';
   return `Reloaded ${pkg} from its file; set aside: ${discarded.join('; ')}${where}`;
 }
+
+export interface EditAnswer { point: number | null; snapNote: string; routeRemoved: boolean }
+
+// What a route command's result says the page acts on ({"point"?, "snap_note"?, "route_removed"?, ...}):
+// the point added or moved, the note when snapping found no ground, whether the route went with its last
+// points. A result without them (set_route, undo) reads as none of them.
+export function readEdit(result: unknown): EditAnswer {
+  const r = (result ?? {}) as { point?: unknown; snap_note?: unknown; route_removed?: unknown };
+  return { point: typeof r.point === 'number' ? r.point : null, snapNote: typeof r.snap_note === 'string' ? r.snap_note : '',
+    routeRemoved: r.route_removed === true };
+}
+
+// The `ground_point` answer: {"position": {"x","y","z"}, "snap_note"?}; the height the ground gives, or the
+// note why there is none.
+export function readGroundPoint(result: unknown): { y: number | null; note: string } {
+  const r = (result ?? {}) as { position?: { y?: unknown }; snap_note?: unknown };
+  if (typeof r.snap_note === 'string' && r.snap_note !== '') return { y: null, note: r.snap_note };
+  const y = r.position?.y;
+  return typeof y === 'number' ? { y, note: '' } : { y: null, note: 'the ground_point answer has no "position"' };
+}
+
+// The `packages` answer: {"packages": [{"name", ...}]}: the names, in the store's order.
+export function readPackages(result: unknown): string[] {
+  const list = (result as { packages?: unknown } | null)?.packages;
+  if (!Array.isArray(list)) return [];
+  return list.map((p) => (p as { name?: unknown } | null)?.name).filter((n): n is string => typeof n === 'string');
+}

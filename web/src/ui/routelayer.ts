@@ -4,11 +4,11 @@
 // Leaflet layer; reports what the modder did through `handlers` and never changes a route itself.
 
 import L from 'leaflet';
-import type { Placed, Segment, Vec3, Walker } from './core.js';
-import { latLngToWorld, worldToLatLng } from './core.js';
-import { editablePoint, insertAfter } from './editcore.js';
-import type { Drawing } from './route.js';
-import { arrowFor, drawRoute } from './route.js';
+import type { Placed, Segment, Vec3, Walker } from '../core/model.js';
+import { latLngToWorld, worldToLatLng } from '../core/model.js';
+import { editablePoint, insertAfter } from '../core/edit.js';
+import type { Drawing } from '../core/route.js';
+import { arrowFor, drawRoute } from '../core/route.js';
 
 export interface RouteHandlers {
   selectPoint(n: number): void;

@@ -2,10 +2,10 @@
 // and the walkers moving between live events. Owns the Leaflet map and its layers; single-threaded.
 
 import L from 'leaflet';
-import type { ActorInfo, Placed, Vec3 } from './core.js';
-import { latLngToWorld, worldToLatLng } from './core.js';
+import type { ActorInfo, Placed, Vec3 } from '../core/model.js';
+import { latLngToWorld, worldToLatLng } from '../core/model.js';
 import { ActorLayer } from './actorlayer.js';
-import { between, gridStep } from './route.js';
+import { between, gridStep } from '../core/route.js';
 
 const MIN_ZOOM = -5; // tiles exist for zooms -5 to 2
 const MAX_ZOOM = 2;
@@ -119,15 +119,17 @@ export class MapView {
     if (this.gliding.size > 0) requestAnimationFrame(() => this.glide());
   }
 
-  // The timeline's place of a walker: no gliding towards live positions any more, and its marker carries
-  // the place as data-x and data-z.
-  timelinePlace(id: string, p: Vec3): void {
+  // The timeline's places of its walkers (x and z in the order of `ids`): no gliding towards live positions
+  // any more. `playing`: a frame while it plays, drawn on a canvas; otherwise each walker's marker carries
+  // its place as data-x and data-z.
+  timelineWalkers(ids: readonly string[], xs: Float64Array, zs: Float64Array, playing: boolean): void {
     this.gliding.clear();
-    this.actors.place(id, p, false, true);
+    this.actors.placeWalkers(ids, xs, zs, playing);
   }
 
   // Back to live: markers no longer carry the timeline's places (main.ts shows the actors again).
   leaveTimeline(): void {
+    this.actors.stopPlaying();
     this.actors.unstamp();
   }
 

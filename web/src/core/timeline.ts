@@ -1,10 +1,10 @@
 // The timeline's typed core: reading `package_timeline` and the meeting findings of `check_package`,
 // where a walker stands at a time between its keys, the meeting list's lines, and which actor labels fit
-// on the map without overlapping. Plain functions, no browser, tested under node; timeline.ts draws.
+// on the map without overlapping. Plain functions, no browser, tested under node; ui/timeline.ts draws.
 // Single-threaded.
 
-import type { Outcome, Vec3 } from './core.js';
-import { readVec3 } from './core.js';
+import type { Outcome, Vec3 } from './model.js';
+import { readVec3 } from './model.js';
 
 export type Motion = 'walking' | 'pausing' | 'arrived';
 const MOTIONS: readonly Motion[] = ['walking', 'pausing', 'arrived'];

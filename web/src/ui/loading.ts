@@ -3,9 +3,9 @@
 // selected. Holds no state; single-threaded.
 
 import { rpc } from './api.js';
-import type { Outcome, Route } from './core.js';
-import type { Listed } from './listing.js';
-import { readListingPage } from './listing.js';
+import type { Outcome, Route } from '../core/model.js';
+import type { Listed } from '../core/listing.js';
+import { readListingPage } from '../core/listing.js';
 
 const PAGE_ACTORS = 10000; // actors per request: the server's largest page
 

@@ -4,7 +4,7 @@
 // everything again. Owns the banner's elements; single-threaded.
 
 import { rpc } from './api.js';
-import { changedOutside, readConflict, reloadNote } from './answers.js';
+import { changedOutside, readConflict, reloadNote } from '../core/answers.js';
 
 const $ = (id: string) => document.getElementById(id) as HTMLElement;
 

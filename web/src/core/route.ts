@@ -1,8 +1,8 @@
 // What to draw for a route: numbered points, segments (closed for "loop"), arrows for the walking
-// direction and the settings line. Plain functions over core.ts types, no browser; the page draws them.
+// direction and the settings line. Plain functions over model.ts types, no browser; the page (ui/) draws them.
 // Single-threaded.
 
-import type { Placed, Segment, Vec3, Walker } from './core.js';
+import type { Placed, Segment, Vec3, Walker } from './model.js';
 
 export interface DrawnPoint { number: number; at: Vec3 }
 export interface DrawnSegment { from: number; to: number; a: Vec3; b: Vec3; ok: boolean | null }

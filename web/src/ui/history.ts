@@ -2,8 +2,8 @@
 // the panel lists every change with its time, the undone ones marked. Reads the server's `history`; the
 // undo and redo themselves go through `onUndo`/`onRedo`. Single-threaded.
 
-import type { HistoryEntry } from './editcore.js';
-import { nextUndoRedo } from './editcore.js';
+import type { HistoryEntry } from '../core/edit.js';
+import { nextUndoRedo } from '../core/edit.js';
 
 export class HistoryPanel {
   constructor(private undo: HTMLButtonElement, private redo: HTMLButtonElement, private list: HTMLElement) {}
