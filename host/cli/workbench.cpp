@@ -6,8 +6,8 @@
 #include <cmath>
 #include <vector>
 
-#include "host/check/check_commands.h"
 #include "host/check/package_check.h"
+#include "host/cli/command_table.h"
 #include "host/cli/known_params.h"
 #include "host/cli/temp_folder.h"
 #include "host/link/local_live_game.h"
@@ -24,23 +24,6 @@ using mods::json::Value;
 
 constexpr const char* kDemoStore = "windfall";  // the folder under the examples that --demo copies
 constexpr double kMostAdvanceSeconds = 86400;   // s of game time one advance_game moves on at most: a day
-
-// Whether `method` reads, of its package, only the actors its request's "id" names (and the actor an undo or
-// redo puts back): route edits, undo and redo. Such a command alone needs no other actor built.
-bool touches_one_actor(const std::string& method) {
-  static const char* const kOneActor[] = {"add_route_point",
-                                          "move_route_point",
-                                          "remove_route_point",
-                                          "reorder_route_point",
-                                          "set_route",
-                                          "remove_route",
-                                          "undo",
-                                          "redo"};
-  for (const char* name : kOneActor) {
-    if (method == name) return true;
-  }
-  return false;
-}
 
 }  // namespace
 
@@ -69,7 +52,8 @@ bool Workbench::open_store(std::string& error, bool& store_held) {
   session_ = HostSession::open(store_dir, error);
   if (!session_) return false;
   // A game is handed whole packages, so only a process with none and one command to run outlines them.
-  if (!options_.demo && !options_.use_game && touches_one_actor(options_.only_command)) session_->load_outlined();
+  const Command* only = find_command(options_.only_command);
+  if (!options_.demo && !options_.use_game && only != nullptr && only->one_actor) session_->load_outlined();
   if (!lock_store(error, store_held)) return false;
   if (read_only_) return true;
   int removed = 0;
@@ -152,9 +136,9 @@ void Workbench::follow_changes() {
 void Workbench::open_every_package_in_game() {
   // Open every package of the store now, so the game walks all of them from the start rather than
   // each from the first command that names it.
-  bool listed = false, known = false;
+  Value listing;
   std::string problem;
-  const Value listing = session_->host_command("packages", Value::object(), problem, listed, known);
+  session_->packages(listing, problem);
   for (const Value& entry : listing.get("packages").items) {
     if (entry.has("error")) note("package \"" + entry.get("name").str + "\": " + entry.get("error").str);
   }
@@ -254,31 +238,14 @@ Value Workbench::status() {
   return status;
 }
 
-namespace {
-
-// Whether `method` may ask the game anything: only such commands try to reach a game that is away, so
-// that a hung game never holds up the rest (listings, undo, edits that place no point).
-bool may_ask_game(const std::string& method, const Value& params) {
-  static const char* const kWithoutGame[] = {
-      "packages",  "actors",       "placed_actors", "document",           "undo",
-      "redo",      "history",      "reload",        "remove_route_point", "reorder_route_point",
-      "set_route", "remove_route", "route_fields"};
-  for (const char* name : kWithoutGame) {
-    if (method == name) return false;
-  }
-  const bool places = method == "add_route_point" || method == "move_route_point";
-  const bool unsnapped = params.get("snap").is_bool() && !params.get("snap").boolean && !params.has("at");
-  return !(places && unsnapped);
-}
-
-}  // namespace
-
 CallOutcome Workbench::run(const std::string& method, const Value& params) {
-  if (link_ && may_ask_game(method, params)) link_->ensure_connected();
+  // An unknown method goes as far as one that may ask the game and change the store, and is then refused.
+  const Command* command = find_command(method);
+  if (link_ && (command == nullptr || may_ask_game(*command, params))) link_->ensure_connected();
   refresh_live_game();
 
   CallOutcome outcome;
-  if (read_only_ && !reads_only_command(method)) {
+  if (read_only_ && (command == nullptr || command->store != StoreUse::Reads)) {
     // Only a store read without its lock gets here: the lock's owner or a copy may write.
     outcome.handled = true;
     outcome.error = "the store \"" + options_.store_dir + "\" is read here without writing" +
@@ -288,25 +255,12 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
   }
   const bool linked = link_ && link_->connected();
   try {
-    if (method != "status") sync_game(params);
+    if (command == nullptr || command->game != GameUse::Reports) sync_game(params);
     refresh_live_game();
-    if (method == "status") {
-      outcome.handled = outcome.ok = true;
-      outcome.result = status();
-    } else if (method == "advance_game") {
-      outcome = advance_command(params);
-    } else {
-      outcome.result = session_->dispatch_route(method, params, outcome.error, outcome.ok, outcome.handled);
-      if (outcome.ok && method == "set_route") add_settings_warnings(*session_, params, outcome.result);
-      if (!outcome.handled) {
-        outcome.error.clear();
-        outcome.result = check_command(*session_, method, params, outcome.error, outcome.ok, outcome.handled);
-        if (outcome.ok && method == "check_package") add_refusal(outcome.result);
-      }
-      if (!outcome.handled) {
-        outcome.error.clear();
-        outcome.result = session_->host_command(method, params, outcome.error, outcome.ok, outcome.handled);
-      }
+    if (command != nullptr) {
+      CommandCall call{*this, *session_, method, params};
+      outcome.handled = true;
+      outcome.ok = command->run(call, outcome.result, outcome.error);
     }
   } catch (const GameLinkError& e) {
     outcome.handled = true;
@@ -357,13 +311,8 @@ void Workbench::maintain() {
 bool Workbench::flush(std::string& error) { return read_only_ || session_->flush(error); }
 
 bool reads_only_command(const std::string& method) {
-  static const char* const kReading[] = {"packages",      "actors",        "placed_actors", "document",
-                                         "history",       "status",        "check_route",   "route_status",
-                                         "route_profile", "check_package", "suggest_detour"};
-  for (const char* name : kReading) {
-    if (method == name) return true;
-  }
-  return false;
+  const Command* command = find_command(method);
+  return command != nullptr && command->store == StoreUse::Reads;
 }
 
 bool Workbench::advance_game(double seconds, std::string& error) {
@@ -375,27 +324,22 @@ bool Workbench::advance_game(double seconds, std::string& error) {
   return local_->advance(seconds, time, error);
 }
 
-// advance_game {"seconds": S} -> {"time": T}: the manual clock of the in-process game moves on.
-CallOutcome Workbench::advance_command(const Value& params) {
-  CallOutcome outcome;
-  outcome.handled = true;
+bool Workbench::advance_command(const Value& params, Value& result, std::string& error) {
   double seconds = 0;
-  if (!read_number_param(params, {"advance_game", "seconds", 0, kMostAdvanceSeconds, false, true}, seconds,
-                         outcome.error)) {
-    return outcome;
+  if (!read_number_param(params, {"advance_game", "seconds", 0, kMostAdvanceSeconds, false, true}, seconds, error)) {
+    return false;
   }
   if (!local_ || !local_->manual_clock()) {
-    outcome.error =
+    error =
         "advance_game needs the in-process game with a manual clock (--demo or --world FILE.obj, with "
         "--manual-clock)";
-    return outcome;
+    return false;
   }
   double time = 0;
-  if (!local_->advance(seconds, time, outcome.error)) return outcome;
-  outcome.ok = true;
-  outcome.result = Value::object();
-  outcome.result["time"] = Value::of(time);
-  return outcome;
+  if (!local_->advance(seconds, time, error)) return false;
+  result = Value::object();
+  result["time"] = Value::of(time);
+  return true;
 }
 
 }  // namespace host
