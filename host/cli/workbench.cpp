@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cmath>
 #include <vector>
 
 #include "host/check/package_check.h"
@@ -34,7 +33,7 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
   if (!bench->open_store(error, store_held)) return nullptr;
   if (!bench->start_game(error)) return nullptr;
   bench->follow_changes();
-  if (bench->local_ || bench->link_) bench->open_every_package_in_game();
+  if (bench->game_) bench->open_every_package_in_game();
   return bench;
 }
 
@@ -93,13 +92,14 @@ bool Workbench::lock_store(std::string& error, bool& store_held) {
 
 bool Workbench::start_game(std::string& error) {
   if (options_.demo) {
-    local_ = LocalLiveGame::open(options_.world_file, options_.manual_clock, error);
-    if (!local_) return false;
+    game_ = LocalLiveGame::open(options_.world_file, options_.manual_clock, error);
+    if (!game_) return false;
   } else if (options_.use_game) {
-    link_ = std::make_unique<GameLink>(options_.game, options_.game_timeout_seconds);
-    link_->on_note = [this](const std::string& text) { note(text); };
-    link_->loaded_packages = [this] { return packages_for_new_connection(); };
-    link_->on_refused = [this](const std::string& package, const std::string& problem) { refused(package, problem); };
+    auto link = std::make_unique<GameLink>(options_.game, options_.game_timeout_seconds);
+    link->on_note = [this](const std::string& text) { note(text); };
+    link->loaded_packages = [this] { return packages_for_new_connection(); };
+    link->on_refused = [this](const std::string& package, const std::string& problem) { refused(package, problem); };
+    game_ = std::move(link);
   }
   return true;
 }
@@ -142,7 +142,7 @@ void Workbench::open_every_package_in_game() {
   for (const Value& entry : listing.get("packages").items) {
     if (entry.has("error")) note("package \"" + entry.get("name").str + "\": " + entry.get("error").str);
   }
-  if (link_) link_->ensure_connected();
+  game_->ensure_connected();
   refresh_live_game();
   sync_game(Value());
 }
@@ -153,11 +153,7 @@ void Workbench::note(const std::string& text) const {
   if (on_note) on_note(text);
 }
 
-editor::LiveGame* Workbench::game() const {
-  if (local_) return local_.get();
-  if (link_ && link_->connected()) return link_.get();
-  return nullptr;
-}
+editor::LiveGame* Workbench::game() const { return game_ && game_->connected() ? game_.get() : nullptr; }
 
 void Workbench::refresh_live_game() { session_->live_game = game(); }
 
@@ -211,27 +207,10 @@ Value Workbench::status() {
   status["conflicts"] = session_->conflicts();
   status["game_timeout"] = Value::of(options_.game_timeout_seconds);
   Value& game = status["game"];
-  game = Value::object();
-  if (local_) {
-    game["connected"] = Value::of(true);
-    game["address"] = Value::of("in-process");
-    game["world"] = Value::of(local_->world_name());
-    game["time"] = Value::of(local_->time());
-    for (const auto& [name, corner] : {std::pair{"low", local_->low()}, std::pair{"high", local_->high()}}) {
-      Value& point = game["bounds"][name];
-      point["x"] = Value::of(static_cast<double>(corner.x));
-      point["y"] = Value::of(static_cast<double>(corner.y));
-      point["z"] = Value::of(static_cast<double>(corner.z));
-    }
-  } else if (link_) {
-    game["connected"] = Value::of(link_->connected());
-    game["address"] = Value::of(link_->address().text());
-    if (link_->connected()) game["world"] = Value::of(link_->world());
-    if (link_->connected() && !link_->bounds().is_null()) game["bounds"] = link_->bounds();
-    if (!link_->connected() && !link_->last_problem().empty()) game["problem"] = Value::of(link_->last_problem());
-    // A game that timed out is left alone for a while; say when the link tries again.
-    if (link_->retry_in_seconds() > 0) game["retry_in"] = Value::of(std::ceil(link_->retry_in_seconds() * 10) / 10);
+  if (game_) {
+    game = game_->state();
   } else {
+    game = Value::object();
     game["connected"] = Value::of(false);
     game["problem"] = Value::of("no game address was given (--game HOST:PORT, --demo or --world FILE.obj)");
   }
@@ -241,7 +220,7 @@ Value Workbench::status() {
 CallOutcome Workbench::run(const std::string& method, const Value& params) {
   // An unknown method goes as far as one that may ask the game and change the store, and is then refused.
   const Command* command = find_command(method);
-  if (link_ && (command == nullptr || may_ask_game(*command, params))) link_->ensure_connected();
+  if (game_ && (command == nullptr || may_ask_game(*command, params))) game_->ensure_connected();
   refresh_live_game();
 
   CallOutcome outcome;
@@ -253,7 +232,7 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
                     " would change it; copy the store to edit it";
     return outcome;
   }
-  const bool linked = link_ && link_->connected();
+  const bool linked = game_ && game_->connected();
   try {
     if (command == nullptr || command->game != GameUse::Reports) sync_game(params);
     refresh_live_game();
@@ -271,7 +250,7 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
   }
   // A failure of the link inside a step that reports errors as text (such as ground_heights) has
   // dropped the connection: the command failed because of the game, whatever the step called it.
-  if (!outcome.ok && linked && !link_->connected()) outcome.code = rpc_code::kGameLinkFailed;
+  if (!outcome.ok && linked && !game_->connected()) outcome.code = rpc_code::kGameLinkFailed;
   // Beside the answer, never in it: a misspelt parameter is told, the command's own answer unchanged.
   if (outcome.ok) add_warnings(outcome.result, unknown_param_warnings(method, params));
   refresh_live_game();
@@ -284,7 +263,7 @@ void Workbench::add_refusal(Value& answer) const {
 }
 
 editor::LiveGame* Workbench::current_game() {
-  if (link_) link_->ensure_connected();
+  if (game_) game_->ensure_connected();
   refresh_live_game();
   sync_game(mods::json::Value());
   refresh_live_game();
@@ -296,12 +275,7 @@ bool Workbench::live_actors(const std::string& package, Value& live, std::string
     error = "the game is not running";
     return false;
   }
-  if (local_) {
-    live = local_->live_actors(package);
-    if (live.is_null()) error = "no package \"" + package + "\" is loaded in the game";
-    return !live.is_null();
-  }
-  return link_->live_actors(package, live, error);
+  return game_->live_actors(package, live, error);
 }
 
 void Workbench::maintain() {
@@ -316,12 +290,12 @@ bool reads_only_command(const std::string& method) {
 }
 
 bool Workbench::advance_game(double seconds, std::string& error) {
-  if (!local_) {
-    error = "only the in-process game (--demo) has a clock to move on";
+  if (!game_) {
+    error = kOnlyInProcessClock;
     return false;
   }
   double time = 0;
-  return local_->advance(seconds, time, error);
+  return game_->advance_clock(seconds, time, error);
 }
 
 bool Workbench::advance_command(const Value& params, Value& result, std::string& error) {
@@ -329,14 +303,14 @@ bool Workbench::advance_command(const Value& params, Value& result, std::string&
   if (!read_number_param(params, {"advance_game", "seconds", 0, kMostAdvanceSeconds, false, true}, seconds, error)) {
     return false;
   }
-  if (!local_ || !local_->manual_clock()) {
+  if (!game_ || !game_->manual_clock()) {
     error =
         "advance_game needs the in-process game with a manual clock (--demo or --world FILE.obj, with "
         "--manual-clock)";
     return false;
   }
   double time = 0;
-  if (!local_->advance(seconds, time, error)) return false;
+  if (!game_->advance_clock(seconds, time, error)) return false;
   result = Value::object();
   result["time"] = Value::of(time);
   return true;

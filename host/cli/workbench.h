@@ -20,7 +20,6 @@
 namespace host {
 
 class HostSession;
-class LocalLiveGame;
 class StoreLock;
 class TempFolder;
 
@@ -128,8 +127,7 @@ class Workbench {
   bool read_only_ = false;                  // no lock, nothing written: see open
   std::string read_only_reason_;            // why, for the refusal of a command that would write
   std::unique_ptr<HostSession> session_;
-  std::unique_ptr<GameLink> link_;
-  std::unique_ptr<LocalLiveGame> local_;        // the in-process game and its world, for --demo
+  std::unique_ptr<HostGame> game_;              // the link, or the in-process game of --demo; null: none
   std::set<std::string> handed_over_;           // packages the game has had since it (re)connected
   std::map<std::string, std::string> refused_;  // package -> the game's words, while it refuses it
   std::map<std::string, std::string> told_;     // package -> the refusal last told through on_note
