@@ -38,11 +38,7 @@ inline Value parse(const std::string& text) {
   return value;
 }
 
-inline std::string compact(const Value& value) {
-  std::string text, error;
-  json_text::print_json(value, json_text::JsonLayout::Compact, text, error);
-  return text;
-}
+using json_text::compact;
 
 inline std::string file_text(const std::string& path) {
   std::stringstream text;

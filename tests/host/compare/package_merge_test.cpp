@@ -19,11 +19,7 @@ Value parsed(const std::string& text) {
   return value;
 }
 
-std::string compact(const Value& value) {
-  std::string text, error;
-  json_text::print_json(value, json_text::JsonLayout::Compact, text, error);
-  return text;
-}
+using json_text::compact;
 
 // Actor "g" with a route of one point per character: x is the digit, or 10 for 'a', 11 for 'b' (the
 // points only one side has).
