@@ -13,7 +13,8 @@
 #include <chrono>
 #include <cstring>
 #include <string_view>
-#include <vector>
+
+#include "protocol/line_reader.h"
 
 namespace game {
 
@@ -150,12 +151,7 @@ std::string LinkServer::overlong_answer() const {
 
 void LinkServer::serve(int socket, Connection& connection) {
   Descriptor closer(socket);
-  // Bytes [0, held) of `buffer` are received and not yet answered; the rest is room for the next read.
-  // The vector only grows, so reads never pay for clearing fresh space.
-  std::vector<char> buffer(kReadChunkBytes);
-  std::size_t held = 0;
-  std::size_t scanned = 0;  // bytes of the held data known to hold no newline
-  bool skipping = false;    // inside the rest of an over-long line
+  protocol::LineReader reader(max_line_bytes_);
   while (!stopping_) {
     pollfd waits[2] = {{socket, POLLIN, 0}, {wake_read_, POLLIN, 0}};
     if (::poll(waits, 2, -1) < 0) {
@@ -163,44 +159,19 @@ void LinkServer::serve(int socket, Connection& connection) {
       break;
     }
     if (waits[1].revents != 0) break;
-    if (buffer.size() < held + kReadChunkBytes) buffer.resize(std::max(buffer.size() * 2, held + kReadChunkBytes));
-    const ssize_t got = ::recv(socket, buffer.data() + held, buffer.size() - held, 0);
+    const ssize_t got = ::recv(socket, reader.room(kReadChunkBytes), kReadChunkBytes, 0);
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) break;  // closed by the client, or broken
-    held += static_cast<std::size_t>(got);
+    reader.received(static_cast<std::size_t>(got));
 
-    const std::string_view data(buffer.data(), held);
-    std::size_t consumed = 0;
     bool broken = false;
-    for (;;) {
-      const std::size_t newline = data.find('\n', std::max(consumed, scanned));
-      if (newline == std::string_view::npos) break;
-      if (!skipping) {
-        const std::size_t length = newline - consumed;
-        std::string answer =
-            length > max_line_bytes_ ? overlong_answer() : protocol_.answer(data.substr(consumed, length));
-        answer.push_back('\n');
-        if (!send_all(socket, answer.data(), answer.size())) {
-          broken = true;
-          break;
-        }
-      }
-      skipping = false;
-      consumed = newline + 1;
+    std::string_view line;
+    for (protocol::LineReader::Next next; !broken && (next = reader.next(line)) != protocol::LineReader::Next::More;) {
+      std::string answer = next == protocol::LineReader::Next::TooLong ? overlong_answer() : protocol_.answer(line);
+      answer.push_back('\n');
+      broken = !send_all(socket, answer.data(), answer.size());
     }
     if (broken) break;
-    if (consumed > 0) std::memmove(buffer.data(), buffer.data() + consumed, held - consumed);
-    held -= consumed;
-    scanned = held;
-    if (held > max_line_bytes_) {
-      if (!skipping) {
-        const std::string answer = overlong_answer() + "\n";
-        if (!send_all(socket, answer.data(), answer.size())) break;
-      }
-      skipping = true;
-      held = 0;
-      scanned = 0;
-    }
   }
   connection.done = true;
 }

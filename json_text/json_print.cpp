@@ -209,6 +209,11 @@ bool print_json(const Value& value, JsonLayout layout, std::string& out, std::st
   return false;
 }
 
+std::string compact(const Value& value) {
+  std::string text, error;
+  return print_json(value, JsonLayout::Compact, text, error) ? text : "(unprintable: " + error + ")";
+}
+
 bool print_json_indexed(const Value& value, const std::string& member, std::string& out,
                         std::vector<TextRange>& elements, std::string& error, const ElementStandIn& stand_in) {
   elements.clear();

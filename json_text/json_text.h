@@ -47,6 +47,10 @@ enum class JsonLayout { Compact, Indented };
 // anywhere in `value`), `error` names where it was and `out` is unspecified.
 bool print_json(const mods::json::Value& value, JsonLayout layout, std::string& out, std::string& error);
 
+// The Compact text of `value`, for messages, events and test output; "(unprintable: WHY)" when
+// print_json refuses it.
+std::string compact(const mods::json::Value& value);
+
 // Where one value stands in a printed text: bytes [begin, end).
 struct TextRange {
   std::size_t begin = 0;

@@ -23,12 +23,6 @@ std::string excerpt(const std::string& line) {
   return line.substr(0, kExcerptBytes) + "... (" + std::to_string(line.size()) + " bytes)";
 }
 
-std::string compact(const mods::json::Value& value) {
-  std::string out, error;
-  json_text::print_json(value, json_text::JsonLayout::Compact, out, error);
-  return out;
-}
-
 std::unique_ptr<BridgeSession> BridgeSession::open(const GameAddress& address, double timeout_seconds,
                                                    std::string& error) {
   auto connection = LineConnection::connect(address.host, address.port, kConnectTimeoutMs, error);

@@ -11,6 +11,7 @@
 #include "host/link/game_link.h"
 #include "host/link/line_connection.h"
 #include "json/value.h"
+#include "json_text/json_text.h"
 
 namespace host::bridge_check {
 
@@ -61,8 +62,8 @@ class BridgeSession {
   double next_id_ = 1;
 };
 
-// The compact text of `value` (an answer, for a FAIL text).
-std::string compact(const mods::json::Value& value);
+// The compact text of an answer, for a FAIL text.
+using json_text::compact;
 
 }  // namespace host::bridge_check
 

@@ -1,29 +1,10 @@
 #include "host/check/check_commands.h"
 
-#include "host/check/detour.h"
-#include "host/check/edit_queries.h"
-#include "host/check/package_check.h"
 #include "host/check/route_findings.h"
-#include "host/check/timeline.h"
 
 namespace host {
 
 using mods::json::Value;
-
-Value check_command(editor::Session& session, const std::string& method, const Value& params, std::string& error,
-                    bool& ok, bool& handled) {
-  ok = false;
-  handled = true;
-  if (method == "check_package") return check_package(session, params, error, ok);
-  if (method == "suggest_detour") return suggest_detour(session, params, error, ok);
-  if (method == "apply_detour") return apply_detour(session, params, error, ok);
-  if (method == "route_fields") return route_fields(session, params, error, ok);
-  if (method == "ground_point") return ground_point(session, params, error, ok);
-  if (method == "walkers_at") return walkers_at(session, params, error, ok);
-  if (method == "package_timeline") return package_timeline(session, params, error, ok);
-  handled = false;
-  return Value();
-}
 
 void add_settings_warnings(editor::Session& session, const Value& params, Value& result) {
   std::string error;

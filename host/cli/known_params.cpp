@@ -1,57 +1,32 @@
 #include "host/cli/known_params.h"
 
 #include <algorithm>
-#include <initializer_list>
+#include <string_view>
+
+#include "host/cli/command_table.h"
 
 namespace host {
 namespace {
 
-struct Command {
-  const char* name;
-  std::initializer_list<const char*> params;  // besides "package", which every command accepts
-};
-
-// Every command Workbench::run answers: the route service's, the store's, the check's and its own.
-// clang-format off
-const Command kCommands[] = {
-    {"add_route_point", {"id", "position", "at", "snap", "after"}},
-    {"move_route_point", {"id", "point", "position", "at", "snap"}},
-    {"remove_route_point", {"id", "point"}},
-    {"reorder_route_point", {"id", "point", "to"}},
-    {"set_route", {"id", "speed", "mode", "pauses", "walk", "idle"}},
-    {"remove_route", {"id"}},
-    {"check_route", {"id"}},
-    {"route_status", {"id"}},
-    {"route_profile", {"id"}},
-    {"packages", {}},
-    {"status", {}},
-    {"actors", {}},
-    {"document", {}},
-    {"history", {}},
-    {"undo", {}},
-    {"redo", {}},
-    {"reload", {}},
-    {"placed_actors", {"region", "id", "start", "limit", "routes"}},
-    {"check_package", {}},
-    {"suggest_detour", {"id", "from"}},
-    {"apply_detour", {"id", "from"}},
-    {"route_fields", {"id"}},
-    {"ground_point", {"position"}},
-    {"advance_game", {"seconds"}},
-};
-// clang-format on
+// Whether `name` is one of the space-separated names of the row's "params".
+bool reads_param(const Command& command, const std::string& name) {
+  std::string_view rest = command.params;
+  while (!rest.empty()) {
+    const std::size_t end = std::min(rest.find(' '), rest.size());
+    if (rest.substr(0, end) == name) return true;
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  return false;
+}
 
 }  // namespace
 
 std::vector<std::string> unknown_param_warnings(const std::string& method, const mods::json::Value& params) {
   std::vector<std::string> warnings;
-  const auto command =
-      std::find_if(std::begin(kCommands), std::end(kCommands), [&](const Command& c) { return method == c.name; });
-  if (command == std::end(kCommands) || !params.is_object()) return warnings;
+  const Command* command = find_command(method);
+  if (command == nullptr || command->params == nullptr || !params.is_object()) return warnings;
   for (const auto& [key, value] : params.members) {
-    const bool known = key == "package" || std::any_of(command->params.begin(), command->params.end(),
-                                                       [&](const char* name) { return key == name; });
-    if (!known) warnings.push_back("unknown parameter \"" + key + "\"");
+    if (key != "package" && !reads_param(*command, key)) warnings.push_back("unknown parameter \"" + key + "\"");
   }
   return warnings;
 }

@@ -1,5 +1,5 @@
-// The parameters each command reads, in one table, so that a misspelt one ("speeed") is told back rather
-// than passed over in silence. Pure; any thread.
+// The parameters each command reads (the command table's "params"), so that a misspelt one ("speeed") is
+// told back rather than passed over in silence. Pure; any thread.
 #ifndef PATHWRIGHT_HOST_CLI_KNOWN_PARAMS_H_
 #define PATHWRIGHT_HOST_CLI_KNOWN_PARAMS_H_
 
@@ -11,7 +11,8 @@
 namespace host {
 
 // `unknown parameter "NAME"` for each member of `params` that `method` does not read, sorted by
-// name; empty for a method the table does not know (it is refused elsewhere) or params not an object.
+// name; empty for a method the table does not know (it is refused elsewhere), a row whose parameters are
+// not checked, or params not an object.
 std::vector<std::string> unknown_param_warnings(const std::string& method, const mods::json::Value& params);
 
 // Appends `warnings` to the answer's "warnings" array (made when missing); an answer that is not an object

@@ -22,6 +22,7 @@
 #endif
 #include "host/cli/bridge_check_command.h"
 #include "host/cli/check_command.h"
+#include "host/cli/command_table.h"
 #include "host/cli/diff_command.h"
 #include "host/cli/merge_command.h"
 #include "host/cli/shared_workbench.h"
@@ -303,6 +304,7 @@ CLI::App* add_call_command(CLI::App& app, Flags& flags, std::string& method, std
                          "(exit status 1, or 2 for an unknown method or bad usage)");
   add_store_flags(*call_command, flags);
   call_command->add_option("METHOD", method, "the command, e.g. add_route_point, undo, status")->required();
+  call_command->footer(host::command_help());
   call_command->add_option("--lock-wait", flags.lock_wait, "seconds to wait while another process holds the store")
       ->check(in_range("the lock wait", 0, kMaxLockWaitSeconds, "seconds"))
       ->type_name("SECONDS")

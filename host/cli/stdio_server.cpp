@@ -10,6 +10,7 @@
 #include "host/cli/json_rpc.h"
 #include "host/cli/shared_workbench.h"
 #include "host/cli/workbench.h"
+#include "protocol/line_reader.h"
 
 namespace host {
 namespace {
@@ -42,11 +43,11 @@ int serve_stdio(Workbench& bench, std::string& error, std::size_t max_request) {
 }
 
 int serve_stdio(SharedWorkbench& bench, std::string& error, std::size_t max_request) {
+  constexpr std::size_t kReadBytes = 65536;  // bytes asked of standard input at a time
   JsonRpcServer server(bench.runner());
-  std::string pending;
+  protocol::LineReader reader(max_request);
   bool open = true;
   bool output_open = true;
-  bool skipping = false;  // inside a line over the limit: dropped up to its newline, then answered
   while (open && output_open) {
     pollfd in{STDIN_FILENO, POLLIN, 0};
     int ready = ::poll(&in, 1, kIdlePollMs);
@@ -58,21 +59,17 @@ int serve_stdio(SharedWorkbench& bench, std::string& error, std::size_t max_requ
       bench.maintain();
       continue;
     }
-    char chunk[65536];
-    ssize_t n = ::read(STDIN_FILENO, chunk, sizeof chunk);
+    ssize_t n = ::read(STDIN_FILENO, reader.room(kReadBytes), kReadBytes);
     if (n < 0 && (errno == EINTR || errno == EAGAIN)) continue;
     if (n <= 0) {
       open = false;  // end of input: a last line without "\n" still counts
-      if (!pending.empty()) pending.push_back('\n');
+      reader.finish();
     } else {
-      pending.append(chunk, static_cast<std::size_t>(n));
+      reader.received(static_cast<std::size_t>(n));
     }
-    std::size_t start = 0;
-    for (auto end = pending.find('\n'); end != std::string::npos; end = pending.find('\n', start)) {
-      std::string_view line(pending.data() + start, end - start);
-      start = end + 1;
-      const bool too_long = skipping || line.size() > max_request;
-      skipping = false;
+    std::string_view line;
+    for (protocol::LineReader::Next next; (next = reader.next(line)) != protocol::LineReader::Next::More;) {
+      const bool too_long = next == protocol::LineReader::Next::TooLong;
       if (!too_long && blank(line)) continue;
       std::string answer = too_long ? too_long_answer(max_request) : server.answer_line(line);
       if (!answer.empty() && !write_out(answer + "\n")) {
@@ -81,13 +78,7 @@ int serve_stdio(SharedWorkbench& bench, std::string& error, std::size_t max_requ
       }
       bench.maintain();
     }
-    pending.erase(0, start);
-    if (pending.size() > max_request) {
-      pending.clear();
-      skipping = true;
-    }
   }
-  if (skipping && output_open) write_out(too_long_answer(max_request) + "\n");
   std::string flush_error;
   if (!bench.flush(flush_error)) {
     error = flush_error;

@@ -17,6 +17,7 @@
 
 #include "host/store/package_store.h"
 #include "host/store/store_lock.h"
+#include "protocol/line_reader.h"
 
 namespace host {
 namespace {
@@ -58,17 +59,19 @@ bool write_all(int fd, const std::string& text) {
 using Deadline = std::chrono::steady_clock::time_point;
 
 // Reads up to the next newline into `line` (without it), waiting at most `wait_ms` for each piece and
-// never past `deadline`. False at the end of input, on a timeout or an over-long line; `pending` keeps
+// never past `deadline`. False at the end of input, on a timeout or an over-long line; `reader` keeps
 // what follows the line.
-bool read_line(int fd, std::string& pending, std::string& line, int wait_ms, Deadline deadline = Deadline::max()) {
+bool read_line(int fd, protocol::LineReader& reader, std::string& line, int wait_ms,
+               Deadline deadline = Deadline::max()) {
+  constexpr std::size_t kReadBytes = 65536;  // bytes asked of the socket at a time
   for (;;) {
-    const std::size_t end = pending.find('\n');
-    if (end != std::string::npos) {
-      line.assign(pending, 0, end);
-      pending.erase(0, end + 1);
+    std::string_view next;
+    const protocol::LineReader::Next found = reader.next(next);
+    if (found == protocol::LineReader::Next::Line) {
+      line.assign(next);
       return true;
     }
-    if (pending.size() > kLongestLine) return false;
+    if (found == protocol::LineReader::Next::TooLong) return false;
     pollfd in{fd, POLLIN, 0};
     if (deadline != Deadline::max()) {
       const auto left =
@@ -78,11 +81,10 @@ bool read_line(int fd, std::string& pending, std::string& line, int wait_ms, Dea
     const int ready = ::poll(&in, 1, wait_ms);
     if (ready < 0 && errno == EINTR) continue;
     if (ready <= 0) return false;
-    char chunk[65536];
-    const ssize_t n = ::read(fd, chunk, sizeof chunk);
+    const ssize_t n = ::read(fd, reader.room(kReadBytes), kReadBytes);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) return false;
-    pending.append(chunk, static_cast<std::size_t>(n));
+    reader.received(static_cast<std::size_t>(n));
   }
 }
 
@@ -139,8 +141,9 @@ void StoreSocketListener::serve() {
 
 // One client at a time: each line it sends is answered in turn until it closes or goes quiet.
 void StoreSocketListener::answer_connection(int connection) {
-  std::string pending, line;
-  while (read_line(connection, pending, line, kClientIdleMs)) {
+  protocol::LineReader reader(kLongestLine);
+  std::string line;
+  while (read_line(connection, reader, line, kClientIdleMs)) {
     const std::string answer = server_->answer_line(line);
     if (!answer.empty() && !write_all(connection, answer + "\n")) return;
   }
@@ -167,9 +170,9 @@ Forwarded forward_call(const std::string& store_dir, const std::string& line, do
     if (fd >= 0) ::close(fd);
     if (refused != EAGAIN && refused != EINPROGRESS) return Forwarded::NoListener;
   }
-  std::string pending;
+  protocol::LineReader reader(kLongestLine);
   if (!connected || !write_all(fd, line + "\n") ||
-      !read_line(fd, pending, answer, static_cast<int>(wait.count()), deadline)) {
+      !read_line(fd, reader, answer, static_cast<int>(wait.count()), deadline)) {
     const std::string holder = StoreLock::holder(store_dir);
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%g", wait_seconds);

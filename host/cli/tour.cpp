@@ -31,11 +31,7 @@ struct Step {
   double advance_first = 0;  // seconds to let the game walk before the request
 };
 
-std::string compact(const Value& value) {
-  std::string text, error;
-  return json_text::print_json(value, json_text::JsonLayout::Compact, text, error) ? text
-                                                                                   : "(unprintable: " + error + ")";
-}
+using json_text::compact;
 
 // A check on a successful answer's result: `test` answers "" or what is wrong.
 Check result(std::function<std::string(const Value&)> test) {

@@ -3,11 +3,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cmath>
 #include <vector>
 
-#include "host/check/check_commands.h"
 #include "host/check/package_check.h"
+#include "host/cli/command_table.h"
 #include "host/cli/known_params.h"
 #include "host/cli/temp_folder.h"
 #include "host/link/local_live_game.h"
@@ -25,23 +24,6 @@ using mods::json::Value;
 constexpr const char* kDemoStore = "windfall";  // the folder under the examples that --demo copies
 constexpr double kMostAdvanceSeconds = 86400;   // s of game time one advance_game moves on at most: a day
 
-// Whether `method` reads, of its package, only the actors its request's "id" names (and the actor an undo or
-// redo puts back): route edits, undo and redo. Such a command alone needs no other actor built.
-bool touches_one_actor(const std::string& method) {
-  static const char* const kOneActor[] = {"add_route_point",
-                                          "move_route_point",
-                                          "remove_route_point",
-                                          "reorder_route_point",
-                                          "set_route",
-                                          "remove_route",
-                                          "undo",
-                                          "redo"};
-  for (const char* name : kOneActor) {
-    if (method == name) return true;
-  }
-  return false;
-}
-
 }  // namespace
 
 std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std::string& error, bool& store_held) {
@@ -51,7 +33,7 @@ std::unique_ptr<Workbench> Workbench::open(const WorkbenchOptions& options, std:
   if (!bench->open_store(error, store_held)) return nullptr;
   if (!bench->start_game(error)) return nullptr;
   bench->follow_changes();
-  if (bench->local_ || bench->link_) bench->open_every_package_in_game();
+  if (bench->game_) bench->open_every_package_in_game();
   return bench;
 }
 
@@ -69,7 +51,8 @@ bool Workbench::open_store(std::string& error, bool& store_held) {
   session_ = HostSession::open(store_dir, error);
   if (!session_) return false;
   // A game is handed whole packages, so only a process with none and one command to run outlines them.
-  if (!options_.demo && !options_.use_game && touches_one_actor(options_.only_command)) session_->load_outlined();
+  const Command* only = find_command(options_.only_command);
+  if (!options_.demo && !options_.use_game && only != nullptr && only->one_actor) session_->load_outlined();
   if (!lock_store(error, store_held)) return false;
   if (read_only_) return true;
   int removed = 0;
@@ -109,13 +92,14 @@ bool Workbench::lock_store(std::string& error, bool& store_held) {
 
 bool Workbench::start_game(std::string& error) {
   if (options_.demo) {
-    local_ = LocalLiveGame::open(options_.world_file, options_.manual_clock, error);
-    if (!local_) return false;
+    game_ = LocalLiveGame::open(options_.world_file, options_.manual_clock, error);
+    if (!game_) return false;
   } else if (options_.use_game) {
-    link_ = std::make_unique<GameLink>(options_.game, options_.game_timeout_seconds);
-    link_->on_note = [this](const std::string& text) { note(text); };
-    link_->loaded_packages = [this] { return packages_for_new_connection(); };
-    link_->on_refused = [this](const std::string& package, const std::string& problem) { refused(package, problem); };
+    auto link = std::make_unique<GameLink>(options_.game, options_.game_timeout_seconds);
+    link->on_note = [this](const std::string& text) { note(text); };
+    link->loaded_packages = [this] { return packages_for_new_connection(); };
+    link->on_refused = [this](const std::string& package, const std::string& problem) { refused(package, problem); };
+    game_ = std::move(link);
   }
   return true;
 }
@@ -152,13 +136,13 @@ void Workbench::follow_changes() {
 void Workbench::open_every_package_in_game() {
   // Open every package of the store now, so the game walks all of them from the start rather than
   // each from the first command that names it.
-  bool listed = false, known = false;
+  Value listing;
   std::string problem;
-  const Value listing = session_->host_command("packages", Value::object(), problem, listed, known);
+  session_->packages(listing, problem);
   for (const Value& entry : listing.get("packages").items) {
     if (entry.has("error")) note("package \"" + entry.get("name").str + "\": " + entry.get("error").str);
   }
-  if (link_) link_->ensure_connected();
+  game_->ensure_connected();
   refresh_live_game();
   sync_game(Value());
 }
@@ -169,11 +153,7 @@ void Workbench::note(const std::string& text) const {
   if (on_note) on_note(text);
 }
 
-editor::LiveGame* Workbench::game() const {
-  if (local_) return local_.get();
-  if (link_ && link_->connected()) return link_.get();
-  return nullptr;
-}
+editor::LiveGame* Workbench::game() const { return game_ && game_->connected() ? game_.get() : nullptr; }
 
 void Workbench::refresh_live_game() { session_->live_game = game(); }
 
@@ -227,58 +207,24 @@ Value Workbench::status() {
   status["conflicts"] = session_->conflicts();
   status["game_timeout"] = Value::of(options_.game_timeout_seconds);
   Value& game = status["game"];
-  game = Value::object();
-  if (local_) {
-    game["connected"] = Value::of(true);
-    game["address"] = Value::of("in-process");
-    game["world"] = Value::of(local_->world_name());
-    game["time"] = Value::of(local_->time());
-    for (const auto& [name, corner] : {std::pair{"low", local_->low()}, std::pair{"high", local_->high()}}) {
-      Value& point = game["bounds"][name];
-      point["x"] = Value::of(static_cast<double>(corner.x));
-      point["y"] = Value::of(static_cast<double>(corner.y));
-      point["z"] = Value::of(static_cast<double>(corner.z));
-    }
-  } else if (link_) {
-    game["connected"] = Value::of(link_->connected());
-    game["address"] = Value::of(link_->address().text());
-    if (link_->connected()) game["world"] = Value::of(link_->world());
-    if (link_->connected() && !link_->bounds().is_null()) game["bounds"] = link_->bounds();
-    if (!link_->connected() && !link_->last_problem().empty()) game["problem"] = Value::of(link_->last_problem());
-    // A game that timed out is left alone for a while; say when the link tries again.
-    if (link_->retry_in_seconds() > 0) game["retry_in"] = Value::of(std::ceil(link_->retry_in_seconds() * 10) / 10);
+  if (game_) {
+    game = game_->state();
   } else {
+    game = Value::object();
     game["connected"] = Value::of(false);
     game["problem"] = Value::of("no game address was given (--game HOST:PORT, --demo or --world FILE.obj)");
   }
   return status;
 }
 
-namespace {
-
-// Whether `method` may ask the game anything: only such commands try to reach a game that is away, so
-// that a hung game never holds up the rest (listings, undo, edits that place no point).
-bool may_ask_game(const std::string& method, const Value& params) {
-  static const char* const kWithoutGame[] = {
-      "packages",  "actors",       "placed_actors", "document",           "undo",
-      "redo",      "history",      "reload",        "remove_route_point", "reorder_route_point",
-      "set_route", "remove_route", "route_fields"};
-  for (const char* name : kWithoutGame) {
-    if (method == name) return false;
-  }
-  const bool places = method == "add_route_point" || method == "move_route_point";
-  const bool unsnapped = params.get("snap").is_bool() && !params.get("snap").boolean && !params.has("at");
-  return !(places && unsnapped);
-}
-
-}  // namespace
-
 CallOutcome Workbench::run(const std::string& method, const Value& params) {
-  if (link_ && may_ask_game(method, params)) link_->ensure_connected();
+  // An unknown method goes as far as one that may ask the game and change the store, and is then refused.
+  const Command* command = find_command(method);
+  if (game_ && (command == nullptr || may_ask_game(*command, params))) game_->ensure_connected();
   refresh_live_game();
 
   CallOutcome outcome;
-  if (read_only_ && !reads_only_command(method)) {
+  if (read_only_ && (command == nullptr || command->store != StoreUse::Reads)) {
     // Only a store read without its lock gets here: the lock's owner or a copy may write.
     outcome.handled = true;
     outcome.error = "the store \"" + options_.store_dir + "\" is read here without writing" +
@@ -286,27 +232,14 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
                     " would change it; copy the store to edit it";
     return outcome;
   }
-  const bool linked = link_ && link_->connected();
+  const bool linked = game_ && game_->connected();
   try {
-    if (method != "status") sync_game(params);
+    if (command == nullptr || command->game != GameUse::Reports) sync_game(params);
     refresh_live_game();
-    if (method == "status") {
-      outcome.handled = outcome.ok = true;
-      outcome.result = status();
-    } else if (method == "advance_game") {
-      outcome = advance_command(params);
-    } else {
-      outcome.result = session_->dispatch_route(method, params, outcome.error, outcome.ok, outcome.handled);
-      if (outcome.ok && method == "set_route") add_settings_warnings(*session_, params, outcome.result);
-      if (!outcome.handled) {
-        outcome.error.clear();
-        outcome.result = check_command(*session_, method, params, outcome.error, outcome.ok, outcome.handled);
-        if (outcome.ok && method == "check_package") add_refusal(outcome.result);
-      }
-      if (!outcome.handled) {
-        outcome.error.clear();
-        outcome.result = session_->host_command(method, params, outcome.error, outcome.ok, outcome.handled);
-      }
+    if (command != nullptr) {
+      CommandCall call{*this, *session_, method, params};
+      outcome.handled = true;
+      outcome.ok = command->run(call, outcome.result, outcome.error);
     }
   } catch (const GameLinkError& e) {
     outcome.handled = true;
@@ -317,7 +250,7 @@ CallOutcome Workbench::run(const std::string& method, const Value& params) {
   }
   // A failure of the link inside a step that reports errors as text (such as ground_heights) has
   // dropped the connection: the command failed because of the game, whatever the step called it.
-  if (!outcome.ok && linked && !link_->connected()) outcome.code = rpc_code::kGameLinkFailed;
+  if (!outcome.ok && linked && !game_->connected()) outcome.code = rpc_code::kGameLinkFailed;
   // Beside the answer, never in it: a misspelt parameter is told, the command's own answer unchanged.
   if (outcome.ok) add_warnings(outcome.result, unknown_param_warnings(method, params));
   refresh_live_game();
@@ -330,7 +263,7 @@ void Workbench::add_refusal(Value& answer) const {
 }
 
 editor::LiveGame* Workbench::current_game() {
-  if (link_) link_->ensure_connected();
+  if (game_) game_->ensure_connected();
   refresh_live_game();
   sync_game(mods::json::Value());
   refresh_live_game();
@@ -342,12 +275,7 @@ bool Workbench::live_actors(const std::string& package, Value& live, std::string
     error = "the game is not running";
     return false;
   }
-  if (local_) {
-    live = local_->live_actors(package);
-    if (live.is_null()) error = "no package \"" + package + "\" is loaded in the game";
-    return !live.is_null();
-  }
-  return link_->live_actors(package, live, error);
+  return game_->live_actors(package, live, error);
 }
 
 void Workbench::maintain() {
@@ -357,45 +285,35 @@ void Workbench::maintain() {
 bool Workbench::flush(std::string& error) { return read_only_ || session_->flush(error); }
 
 bool reads_only_command(const std::string& method) {
-  static const char* const kReading[] = {"packages",      "actors",        "placed_actors", "document",
-                                         "history",       "status",        "check_route",   "route_status",
-                                         "route_profile", "check_package", "suggest_detour"};
-  for (const char* name : kReading) {
-    if (method == name) return true;
-  }
-  return false;
+  const Command* command = find_command(method);
+  return command != nullptr && command->store == StoreUse::Reads;
 }
 
 bool Workbench::advance_game(double seconds, std::string& error) {
-  if (!local_) {
-    error = "only the in-process game (--demo) has a clock to move on";
+  if (!game_) {
+    error = kOnlyInProcessClock;
     return false;
   }
   double time = 0;
-  return local_->advance(seconds, time, error);
+  return game_->advance_clock(seconds, time, error);
 }
 
-// advance_game {"seconds": S} -> {"time": T}: the manual clock of the in-process game moves on.
-CallOutcome Workbench::advance_command(const Value& params) {
-  CallOutcome outcome;
-  outcome.handled = true;
+bool Workbench::advance_command(const Value& params, Value& result, std::string& error) {
   double seconds = 0;
-  if (!read_number_param(params, {"advance_game", "seconds", 0, kMostAdvanceSeconds, false, true}, seconds,
-                         outcome.error)) {
-    return outcome;
+  if (!read_number_param(params, {"advance_game", "seconds", 0, kMostAdvanceSeconds, false, true}, seconds, error)) {
+    return false;
   }
-  if (!local_ || !local_->manual_clock()) {
-    outcome.error =
+  if (!game_ || !game_->manual_clock()) {
+    error =
         "advance_game needs the in-process game with a manual clock (--demo or --world FILE.obj, with "
         "--manual-clock)";
-    return outcome;
+    return false;
   }
   double time = 0;
-  if (!local_->advance(seconds, time, outcome.error)) return outcome;
-  outcome.ok = true;
-  outcome.result = Value::object();
-  outcome.result["time"] = Value::of(time);
-  return outcome;
+  if (!game_->advance_clock(seconds, time, error)) return false;
+  result = Value::object();
+  result["time"] = Value::of(time);
+  return true;
 }
 
 }  // namespace host

@@ -20,7 +20,6 @@
 namespace host {
 
 class HostSession;
-class LocalLiveGame;
 class StoreLock;
 class TempFolder;
 
@@ -59,8 +58,9 @@ class Workbench {
   }
   ~Workbench();
 
-  // Runs one command: "status", a route command or a host command. Before it, reconnects to the game
-  // when due. Never throws for a failing game: that ends the command with code kGameLinkFailed.
+  // Runs one command of the command table (command_table.h). Before it, reconnects to the game when due
+  // and the command may ask it. Never throws for a failing game: that ends the command with code
+  // kGameLinkFailed.
   CallOutcome run(const std::string& method, const mods::json::Value& params);
 
   // Whether the store is read without its lock, writing nothing (see open).
@@ -82,6 +82,14 @@ class Workbench {
   editor::LiveGame* current_game();
   // status()'s "game" member: connected, world, bounds (when known) or problem.
   mods::json::Value game_state() { return status().get("game"); }
+  // The answer to "status": {"store", "packages", "conflicts", "game_timeout", "game": {"connected",
+  // "address", "world"?, "time"?, "bounds"?, "problem"?, "retry_in"?}}.
+  mods::json::Value status();
+  // advance_game {"seconds": S} -> {"time": T}: the manual clock of the in-process game moves on. On
+  // false `error` says why and the clock stands where it stood.
+  bool advance_command(const mods::json::Value& params, mods::json::Value& result, std::string& error);
+  // Adds the game's refusal of the package a check_package `answer` is about, when it refuses it.
+  void add_refusal(mods::json::Value& answer) const;
 
   // Where every walking actor of `package` is in the game now: on true `live` is {"time": T, "actors":
   // [{"id", "position", "point"}]}. On false (no game, package not in the game, link failure) `error`
@@ -106,16 +114,12 @@ class Workbench {
   void open_every_package_in_game();
   // What the game link hands a fresh connection: every loaded package, noting the ones it cannot.
   std::vector<const editor::Session::Package*> packages_for_new_connection();
-  mods::json::Value status();
-  CallOutcome advance_command(const mods::json::Value& params);
   void note(const std::string& text) const;
   void refresh_live_game();
   editor::LiveGame* game() const;
   bool hand_over(const editor::Session::Package& package);
   void refused(const std::string& package, const std::string& problem);
   void sync_game(const mods::json::Value& params);
-  // Adds the game's refusal of the package a check_package `answer` is about, when it refuses it.
-  void add_refusal(mods::json::Value& answer) const;
 
   WorkbenchOptions options_;
   std::unique_ptr<TempFolder> temp_store_;  // outlives the session that works in it
@@ -123,8 +127,7 @@ class Workbench {
   bool read_only_ = false;                  // no lock, nothing written: see open
   std::string read_only_reason_;            // why, for the refusal of a command that would write
   std::unique_ptr<HostSession> session_;
-  std::unique_ptr<GameLink> link_;
-  std::unique_ptr<LocalLiveGame> local_;        // the in-process game and its world, for --demo
+  std::unique_ptr<HostGame> game_;              // the link, or the in-process game of --demo; null: none
   std::set<std::string> handed_over_;           // packages the game has had since it (re)connected
   std::map<std::string, std::string> refused_;  // package -> the game's words, while it refuses it
   std::map<std::string, std::string> told_;     // package -> the refusal last told through on_note

@@ -48,6 +48,23 @@ bool link_failure_as_error(std::string& error, Request&& request) {
 
 std::string GameAddress::text() const { return host + ":" + std::to_string(port); }
 
+Value GameLink::state() const {
+  Value game = Value::object();
+  game["connected"] = Value::of(connected());
+  game["address"] = Value::of(address_.text());
+  if (connected()) game["world"] = Value::of(world_);
+  if (connected() && !bounds_.is_null()) game["bounds"] = bounds_;
+  if (!connected() && !last_problem_.empty()) game["problem"] = Value::of(last_problem_);
+  // A game that timed out is left alone for a while; say when the link tries again.
+  if (retry_in_seconds() > 0) game["retry_in"] = Value::of(std::ceil(retry_in_seconds() * 10) / 10);
+  return game;
+}
+
+bool GameLink::advance_clock(double, double&, std::string& error) {
+  error = kOnlyInProcessClock;
+  return false;
+}
+
 bool parse_game_address(const std::string& text, GameAddress& address, std::string& error) {
   auto colon = text.rfind(':');
   if (colon == std::string::npos || colon == 0) {

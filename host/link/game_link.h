@@ -16,8 +16,8 @@
 #include <string>
 #include <vector>
 
-#include "editor/live_game.h"
 #include "host/link/game_link_error.h"
+#include "host/link/host_game.h"
 #include "host/link/line_connection.h"
 #include "protocol/link_protocol.h"
 
@@ -35,7 +35,7 @@ struct GameAddress {
 // Reads "HOST:PORT" (port 1..65535). On false, `error` says what is wrong and `address` is unchanged.
 bool parse_game_address(const std::string& text, GameAddress& address, std::string& error);
 
-class GameLink : public editor::LiveGame {
+class GameLink : public HostGame {
  public:
   static constexpr double kDefaultTimeoutSeconds = 2.0;
   static constexpr int kRetryIntervalMs = 500;   // ms; at most one connection attempt this often
@@ -63,12 +63,15 @@ class GameLink : public editor::LiveGame {
   // the last attempt is at least kRetryIntervalMs old, connects, says "hello" and sends every package of
   // `loaded_packages` with "load". True when connected afterwards. Never throws: a failure leaves the
   // link disconnected with the reason in `last_problem`.
-  bool ensure_connected();
+  bool ensure_connected() override;
   // The same, without the rate limit.
   bool connect_now();
   void disconnect();
 
-  bool connected() const { return connection_ != nullptr; }
+  bool connected() const override { return connection_ != nullptr; }
+  // {"connected", "address", "world" and "bounds" while connected, "problem" after a failure, "retry_in"
+  // while backing off}.
+  mods::json::Value state() const override;
   const std::string& world() const { return world_; }  // from "hello"; "" while disconnected
   // The world's bounds from "hello": null when the game did not send them (or while disconnected),
   // else {"low":{x,y,z},"high":{x,y,z}}.
@@ -94,13 +97,16 @@ class GameLink : public editor::LiveGame {
   // Where every walking actor of `package` is now ("live_actors"): on true `live` is
   // {"time": T, "actors": [{"id", "position", "point"}]}. On false `error` says why (the game refused,
   // or the link failed and was dropped) and `live` is not to be read.
-  bool live_actors(const std::string& package, mods::json::Value& live, std::string& error);
+  bool live_actors(const std::string& package, mods::json::Value& live, std::string& error) override;
   bool load_package(const editor::Session::Package& package, std::string& error) override;
 
   // Moves Link (the camera follows). On false, `error` says why.
   bool teleport(const story_notebook::WorldPoint& point, std::string& error);
   // Advances a game with a manual clock by `seconds`; on true `time` is the game's time after it.
   bool advance(double seconds, double& time, std::string& error);
+  // The front ends move only the in-process game's clock: false here, and advance_clock refuses.
+  bool manual_clock() const override { return false; }
+  bool advance_clock(double seconds, double& time, std::string& error) override;
 
   // Sends request `op` whose further members are the JSON text `fields` ("" or `"k":v,...`) and waits
   // for its answer. True with the answer object in `answer` when the game answered "ok": true; false

@@ -13,8 +13,6 @@
 #include <chrono>
 #include <cstring>
 
-#include "protocol/link_protocol.h"
-
 namespace host {
 namespace {
 
@@ -131,23 +129,22 @@ bool LineConnection::peer_closed() {
 }
 
 LineConnection::Read LineConnection::read_line(std::string& line, int timeout_ms, std::string& error) {
+  constexpr std::size_t kReadBytes = 16384;  // bytes asked of the socket at a time
   auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
-  std::size_t scanned = 0;
   for (;;) {
-    if (auto end = pending_.find('\n', scanned); end != std::string::npos) {
-      line.assign(pending_, 0, end);
-      pending_.erase(0, end + 1);
+    std::string_view next;
+    const protocol::LineReader::Next found = reader_.next(next);
+    if (found == protocol::LineReader::Next::Line) {
+      line.assign(next);
       return Read::Line;
     }
-    scanned = pending_.size();
-    if (pending_.size() > protocol::kMaxLineBytes) {
+    if (found == protocol::LineReader::Next::TooLong) {
       error = "a line longer than " + std::to_string(protocol::kMaxLineBytes) + " bytes";
       return Read::Failed;
     }
-    char chunk[16384];
-    ssize_t n = ::recv(fd_, chunk, sizeof chunk, 0);
+    ssize_t n = ::recv(fd_, reader_.room(kReadBytes), kReadBytes, 0);
     if (n > 0) {
-      pending_.append(chunk, static_cast<std::size_t>(n));
+      reader_.received(static_cast<std::size_t>(n));
       continue;
     }
     if (n == 0) return Read::Closed;

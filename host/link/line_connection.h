@@ -9,6 +9,9 @@
 #include <memory>
 #include <string>
 
+#include "protocol/line_reader.h"
+#include "protocol/link_protocol.h"
+
 namespace host {
 
 class LineConnection {
@@ -40,7 +43,7 @@ class LineConnection {
  private:
   explicit LineConnection(int fd) : fd_(fd) {}
   int fd_;
-  std::string pending_;  // bytes received after the last whole line
+  protocol::LineReader reader_{protocol::kMaxLineBytes};  // bytes received after the last whole line
 };
 
 }  // namespace host

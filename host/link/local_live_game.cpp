@@ -1,6 +1,7 @@
 #include "host/link/local_live_game.h"
 
 #include <cstdint>
+#include <utility>
 
 #include "game/game_world.h"
 
@@ -30,6 +31,28 @@ story_notebook::WorldPoint LocalLiveGame::high() const { return world_.high(); }
 double LocalLiveGame::time() const { return world_.time(); }
 
 mods::json::Value LocalLiveGame::live_actors(const std::string& package) const { return world_.live_actors(package); }
+
+bool LocalLiveGame::live_actors(const std::string& package, mods::json::Value& live, std::string& error) {
+  live = world_.live_actors(package);
+  if (live.is_null()) error = "no package \"" + package + "\" is loaded in the game";
+  return !live.is_null();
+}
+
+mods::json::Value LocalLiveGame::state() const {
+  using mods::json::Value;
+  Value game = Value::object();
+  game["connected"] = Value::of(true);
+  game["address"] = Value::of("in-process");
+  game["world"] = Value::of(world_name());
+  game["time"] = Value::of(time());
+  for (const auto& [name, corner] : {std::pair{"low", low()}, std::pair{"high", high()}}) {
+    Value& point = game["bounds"][name];
+    point["x"] = Value::of(static_cast<double>(corner.x));
+    point["y"] = Value::of(static_cast<double>(corner.y));
+    point["z"] = Value::of(static_cast<double>(corner.z));
+  }
+  return game;
+}
 
 bool LocalLiveGame::manual_clock() const { return world_.clock() == game::Clock::Manual; }
 

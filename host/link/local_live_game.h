@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "editor/live_game.h"
+#include "host/link/host_game.h"
 
 namespace game {
 class GameWorld;
@@ -17,7 +17,7 @@ class GameWorld;
 
 namespace host {
 
-class LocalLiveGame : public editor::LiveGame {
+class LocalLiveGame : public HostGame {
  public:
   // Builds and owns the world: the island when `world_file` is empty, else that OBJ file. With
   // `manual_clock` its time stands still until `advance`. On null, `error` says why.
@@ -48,7 +48,17 @@ class LocalLiveGame : public editor::LiveGame {
   // {"time": T, "actors": [{"id", "position", "point"}]} for `package`; null when it was never loaded.
   mods::json::Value live_actors(const std::string& package) const;
   // True when the world's time moves only by `advance`.
-  bool manual_clock() const;
+  bool manual_clock() const override;
+
+  // HostGame: always connected; the state is {"connected": true, "address": "in-process", "world",
+  // "time", "bounds"}; live_actors fails for a package never loaded; advance_clock is `advance`.
+  bool ensure_connected() override { return true; }
+  bool connected() const override { return true; }
+  mods::json::Value state() const override;
+  bool live_actors(const std::string& package, mods::json::Value& live, std::string& error) override;
+  bool advance_clock(double seconds, double& time, std::string& error) override {
+    return advance(seconds, time, error);
+  }
   // Moves the world's time on by `seconds`; on true `time` is the time after it, on false `error` says
   // why (a negative or non-finite step, or a clock that runs by itself).
   bool advance(double seconds, double& time, std::string& error);

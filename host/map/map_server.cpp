@@ -35,11 +35,7 @@ constexpr auto kMaintainEvery = std::chrono::milliseconds(200);    // the store'
 
 constexpr const char* kPagePolicy = "default-src 'self'; img-src 'self' data: blob:; style-src 'self' 'unsafe-inline'";
 
-std::string compact(const Value& value) {
-  std::string text, error;
-  json_text::print_json(value, json_text::JsonLayout::Compact, text, error);
-  return text;
-}
+using json_text::compact;
 
 // Sends `body` as it is. The library would compress JSON, scripts and text with brotli at its highest
 // quality, which takes seconds for a megabyte (a big package's listing) and saves nothing on loopback; a

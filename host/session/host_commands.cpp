@@ -41,13 +41,10 @@ Value with_package(const std::string& name) {
 
 }  // namespace
 
-Value HostSession::list_packages(std::string& error, bool& ok) {
+bool HostSession::packages(Value& answer, std::string& error) {
   std::vector<std::string> names;
   std::vector<PackageStore::SkippedFile> skipped;
-  if (!store_->list(names, skipped, error)) {
-    ok = false;
-    return Value();
-  }
+  if (!store_->list(names, skipped, error)) return false;
   Value list = Value::array();
   for (const std::string& name : names) {
     Value entry = Value::object();
@@ -62,10 +59,10 @@ Value HostSession::list_packages(std::string& error, bool& ok) {
     }
     list.items.push_back(std::move(entry));
   }
-  Value result = Value::object();
-  result["packages"] = std::move(list);
-  if (skipped.empty()) return result;
-  Value& not_read = result["skipped"];
+  answer = Value::object();
+  answer["packages"] = std::move(list);
+  if (skipped.empty()) return true;
+  Value& not_read = answer["skipped"];
   not_read = Value::array();
   for (const PackageStore::SkippedFile& file : skipped) {
     Value entry = Value::object();
@@ -73,7 +70,7 @@ Value HostSession::list_packages(std::string& error, bool& ok) {
     entry["reason"] = Value::of(file.reason);
     not_read.items.push_back(std::move(entry));
   }
-  return result;
+  return true;
 }
 
 Value HostSession::list_actors(StoredPackage& stored) {
@@ -100,42 +97,48 @@ Value HostSession::history_of(StoredPackage& stored) {
   return result;
 }
 
-Value HostSession::host_command(const std::string& method, const Value& params, std::string& error, bool& ok,
-                                bool& handled) {
-  static const char* const kCommands[] = {"packages", "actors", "placed_actors", "document",
-                                          "undo",     "redo",   "history",       "reload"};
-  handled = false;
-  for (const char* known : kCommands) handled = handled || method == known;
-  ok = false;
-  if (!handled) return Value();
-  ok = true;
-  if (method == "packages") return list_packages(error, ok);
-  if (method == "reload") return reload(params, error, ok);
-
+bool HostSession::actors(const Value& params, Value& answer, std::string& error) {
   StoredPackage* stored = this->stored(params, error);
-  if (stored == nullptr) {
-    ok = false;
-    return Value();
-  }
-  const std::string& name = stored->name();
-  if (method == "actors") return list_actors(*stored);
-  if (method == "placed_actors") return placed_actors(name, stored->package().document, params, error, ok);
-  if (method == "history") return history_of(*stored);
-  if (method == "document") {
-    Value result = with_package(name);
-    result["document"] = stored->package().document;
-    return result;
-  }
-  return undo_or_redo(*stored, method, error, ok);
+  if (stored != nullptr) answer = list_actors(*stored);
+  return stored != nullptr;
 }
 
-Value HostSession::reload(const Value& params, std::string& error, bool& ok) {
+bool HostSession::placed_actors(const Value& params, Value& answer, std::string& error) {
+  StoredPackage* stored = this->stored(params, error);
+  if (stored == nullptr) return false;
+  bool ok = false;
+  answer = host::placed_actors(stored->name(), stored->package().document, params, error, ok);
+  return ok;
+}
+
+bool HostSession::document(const Value& params, Value& answer, std::string& error) {
+  StoredPackage* stored = this->stored(params, error);
+  if (stored == nullptr) return false;
+  answer = with_package(stored->name());
+  answer["document"] = stored->package().document;
+  return true;
+}
+
+bool HostSession::history(const Value& params, Value& answer, std::string& error) {
+  StoredPackage* stored = this->stored(params, error);
+  if (stored != nullptr) answer = history_of(*stored);
+  return stored != nullptr;
+}
+
+bool HostSession::undo(const Value& params, Value& answer, std::string& error) {
+  StoredPackage* stored = this->stored(params, error);
+  return stored != nullptr && undo_or_redo(*stored, "undo", answer, error);
+}
+
+bool HostSession::redo(const Value& params, Value& answer, std::string& error) {
+  StoredPackage* stored = this->stored(params, error);
+  return stored != nullptr && undo_or_redo(*stored, "redo", answer, error);
+}
+
+bool HostSession::reload(const Value& params, Value& answer, std::string& error) {
   Value kept = Value::object();
   std::string name;
-  if (!resolve_name(params, name, error)) {
-    ok = false;
-    return Value();
-  }
+  if (!resolve_name(params, name, error)) return false;
   auto it = packages_.find(name);
   if (it != packages_.end()) {
     // Changes still waiting in the journal reach the file first when they can; if others replaced the
@@ -144,46 +147,35 @@ Value HostSession::reload(const Value& params, std::string& error, bool& ok) {
     it->second->fold(ignored);
     Value discarded = Value::array();
     const bool conflict = it->second->in_conflict();
-    if (conflict && !keep_discarded(*it->second, discarded, error)) {
-      ok = false;  // the answered changes are still in memory and in the journal: nothing is dropped
-      return Value();
-    }
+    // On failure the answered changes are still in memory and in the journal: nothing is dropped.
+    if (conflict && !keep_discarded(*it->second, discarded, error)) return false;
     // The discarded changes are in NAME.discarded now; their journal must not meet the file again, or the
     // next open would set them aside once more.
-    if (conflict && !it->second->drop_journal(error)) {
-      ok = false;
-      return Value();
-    }
+    if (conflict && !it->second->drop_journal(error)) return false;
     packages_.erase(it);
     if (!discarded.items.empty()) kept["discarded"] = std::move(discarded);
   }
   StoredPackage* stored = load(name, error);
-  if (stored == nullptr) {
-    ok = false;
-    return Value();
-  }
+  if (stored == nullptr) return false;
   changed(*stored, "reload", "");
-  Value result = with_package(name);
+  answer = with_package(name);
   if (kept.has("discarded")) {
-    result["discarded"] = kept["discarded"];
-    result["kept_in"] = Value::of(store_->journal_folder() + "/" + name + kDiscardedSuffix);
+    answer["discarded"] = kept["discarded"];
+    answer["kept_in"] = Value::of(store_->journal_folder() + "/" + name + kDiscardedSuffix);
   }
-  result["actors"] = Value::of(static_cast<double>(actors_of(stored->package().document).items.size()));
-  result["changes"] = Value::of(static_cast<double>(stored->history().changes().size()));
-  return result;
+  answer["actors"] = Value::of(static_cast<double>(actors_of(stored->package().document).items.size()));
+  answer["changes"] = Value::of(static_cast<double>(stored->history().changes().size()));
+  return true;
 }
 
-Value HostSession::undo_or_redo(StoredPackage& stored, const std::string& method, std::string& error, bool& ok) {
+bool HostSession::undo_or_redo(StoredPackage& stored, const std::string& method, Value& answer, std::string& error) {
   std::string label;
   bool undo = method == "undo";
-  if (!(undo ? stored.undo(label, error) : stored.redo(label, error))) {
-    ok = false;
-    return Value();
-  }
+  if (!(undo ? stored.undo(label, error) : stored.redo(label, error))) return false;
   changed(stored, method, label);
-  Value result = with_package(stored.name());
-  result[undo ? "undone" : "redone"] = Value::of(label);
-  return result;
+  answer = with_package(stored.name());
+  answer[undo ? "undone" : "redone"] = Value::of(label);
+  return true;
 }
 
 // Appends one line to .pathwright/NAME.discarded: {"time", "labels", "document"}, the labels of the answered

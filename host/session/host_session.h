@@ -50,10 +50,24 @@ class HostSession : public editor::Session {
   // Resolves "position" or "at" (link or camera); see resolve_place.
   bool where(const mods::json::Value& params, editor::Place& place, std::string& error) override;
 
-  // The host's own commands: "packages", "actors", "document", "undo", "redo", "history", "reload".
-  // `handled` false (and nothing done) for any other name. On failure `ok` false and `error` says why.
-  mods::json::Value host_command(const std::string& method, const mods::json::Value& params, std::string& error,
-                                 bool& ok, bool& handled);
+  // The host's own commands on the store, one each (the front ends' command table names them). On true
+  // `answer` is the command's answer; on false `error` says why and `answer` holds nothing to send.
+  // packages -> {"packages": [{"name", "actors", "routes"} or {"name", "error"}], "skipped"?}
+  bool packages(mods::json::Value& answer, std::string& error);
+  // actors {"package"} -> {"package", "actors": [summary]} (see actor_listing.h)
+  bool actors(const mods::json::Value& params, mods::json::Value& answer, std::string& error);
+  // placed_actors {"package", "region", "id", "start", "limit", "routes"}: see actor_listing.h
+  bool placed_actors(const mods::json::Value& params, mods::json::Value& answer, std::string& error);
+  // document {"package"} -> {"package", "document"}
+  bool document(const mods::json::Value& params, mods::json::Value& answer, std::string& error);
+  // history {"package"} -> {"package", "changes": [{"label", "time", "undone"}]}
+  bool history(const mods::json::Value& params, mods::json::Value& answer, std::string& error);
+  // undo / redo {"package"} -> {"package", "undone"} / {"package", "redone"}: the change's label
+  bool undo(const mods::json::Value& params, mods::json::Value& answer, std::string& error);
+  bool redo(const mods::json::Value& params, mods::json::Value& answer, std::string& error);
+  // reload {"package"} -> {"package", "actors", "changes", "discarded"?, "kept_in"?}: reads the package
+  // file again, setting aside (in NAME.discarded) the answered changes a change outside the editor met.
+  bool reload(const mods::json::Value& params, mods::json::Value& answer, std::string& error);
 
   // Called after every applied change, undo, redo and reload, with the package as it now stands (the
   // front end uses it to send "load" to the game). May be empty.
@@ -91,12 +105,9 @@ class HostSession : public editor::Session {
   void changed(StoredPackage& stored, const std::string& kind, const std::string& label);
 
   bool keep_discarded(StoredPackage& stored, mods::json::Value& labels, std::string& error);
-  mods::json::Value list_packages(std::string& error, bool& ok);
   mods::json::Value list_actors(StoredPackage& stored);
   mods::json::Value history_of(StoredPackage& stored);
-  // host_command's "reload", "undo" and "redo"; on failure `ok` is false and `error` says why.
-  mods::json::Value reload(const mods::json::Value& params, std::string& error, bool& ok);
-  mods::json::Value undo_or_redo(StoredPackage& stored, const std::string& method, std::string& error, bool& ok);
+  bool undo_or_redo(StoredPackage& stored, const std::string& method, mods::json::Value& answer, std::string& error);
 
   std::unique_ptr<PackageStore> store_;
   std::map<std::string, std::unique_ptr<StoredPackage>> packages_;

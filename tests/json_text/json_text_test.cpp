@@ -237,7 +237,9 @@ TEST(PrintJson, RefusesWhatJsonCannotCarryNamingWhere) {
       std::string out, error;
       EXPECT_TRUE(!json_text::print_json(c.v, layout, out, error) && error == c.error) << error;
     }
+    EXPECT_EQ(json_text::compact(c.v), std::string("(unprintable: ") + c.error + ")");
   }
+  EXPECT_EQ(json_text::compact(parsed(R"({"a": [1, "b"]})")), R"({"a":[1,"b"]})");
 }
 
 // Every accepted conformance file round-trips too; these are the doubles hardest to print exactly.

@@ -1,5 +1,5 @@
-// JSON text for tests: a parse whose failure is a failed expectation naming the text, and the compact and
-// indented prints. Header only, over json_text (a test that includes it links pathwright_json_text).
+// JSON text for tests: a parse whose failure is a failed expectation naming the text, and the indented
+// print (the compact one is json_text's). Header only, over json_text (a test that includes it links pathwright_json_text).
 // Plain functions; any thread.
 #ifndef PATHWRIGHT_TESTS_SUPPORT_JSON_HELPERS_H_
 #define PATHWRIGHT_TESTS_SUPPORT_JSON_HELPERS_H_
@@ -26,7 +26,7 @@ inline std::string printed(const mods::json::Value& value, json_text::JsonLayout
   return text;
 }
 
-inline std::string compact(const mods::json::Value& value) { return printed(value, json_text::JsonLayout::Compact); }
+using json_text::compact;  // the one compact print
 inline std::string indented(const mods::json::Value& value) { return printed(value, json_text::JsonLayout::Indented); }
 
 }  // namespace support

@@ -34,7 +34,7 @@ constexpr int kAnswerWaitMs = 20000;  // ms; generous, for the sanitizer build o
 
 inline Value parse(const std::string& text) { return support::parsed(text); }
 
-using support::compact;
+using json_text::compact;
 
 inline std::string file_text(const std::string& path) {
   std::stringstream text;

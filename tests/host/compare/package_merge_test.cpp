@@ -15,7 +15,7 @@ using mods::json::Value;
 
 using support::parsed;
 
-using support::compact;
+using json_text::compact;
 
 // Actor "g" with a route of one point per character: x is the digit, or 10 for 'a', 11 for 'b' (the
 // points only one side has).

@@ -240,10 +240,25 @@ struct StoreTest : ::testing::Test {
     Answer answer;
     bool handled = false;
     answer.result = session->dispatch_route(method, request, answer.error, answer.ok, handled);
-    if (!handled) answer.result = session->host_command(method, request, answer.error, answer.ok, handled);
-    EXPECT_TRUE(handled) << method;
+    if (!handled) answer.ok = run_store_command(method, request, answer.result, answer.error);
     EXPECT_EQ(answer.ok, answer.error.empty()) << method << ": " << answer.error;
     return answer;
+  }
+  // The session's own command `method`; fails the test for a name it does not have.
+  bool run_store_command(const std::string& method, const Value& request, Value& result, std::string& error) {
+    using Command = bool (host::HostSession::*)(const Value&, Value&, std::string&);
+    static const std::map<std::string, Command> kStoreCommands = {
+        {"actors", &host::HostSession::actors},     {"placed_actors", &host::HostSession::placed_actors},
+        {"document", &host::HostSession::document}, {"history", &host::HostSession::history},
+        {"undo", &host::HostSession::undo},         {"redo", &host::HostSession::redo},
+        {"reload", &host::HostSession::reload}};
+    if (method == "packages") return session->packages(result, error);
+    const auto command = kStoreCommands.find(method);
+    if (command == kStoreCommands.end()) {
+      ADD_FAILURE() << "no command " << method;
+      return false;
+    }
+    return (*session.*command->second)(request, result, error);
   }
   // A checkpoint of every package now: "" when it succeeded, else why not.
   std::string flush_error() {
