@@ -1,6 +1,6 @@
 // JSON text for tests: a parse whose failure is a failed expectation naming the text, and the indented
-// print (the compact one is json_text's). Header only, over json_text (a test that includes it links pathwright_json_text).
-// Plain functions; any thread.
+// print (the compact one is json_text's). Header only, over json_text (a test that includes it links
+// pathwright_json_text). Plain functions; any thread.
 #ifndef PATHWRIGHT_TESTS_SUPPORT_JSON_HELPERS_H_
 #define PATHWRIGHT_TESTS_SUPPORT_JSON_HELPERS_H_
 
