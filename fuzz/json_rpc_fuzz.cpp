@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "host/cli/json_rpc.h"
-#include "host/cli/workbench.h"
 #include "json_text/json_text.h"
+#include "server/json_rpc.h"
+#include "server/workbench.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static std::unique_ptr<host::Workbench> bench = [] {

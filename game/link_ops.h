@@ -1,8 +1,8 @@
 // The game side of the game link (docs/game-link.md): turns one request line into one answer line
 // against a GameWorld. Stateless apart from the world it serves, which it does not own; several
 // connections may share one LinkProtocol from several threads (the world guards itself).
-#ifndef PATHWRIGHT_GAME_PROTOCOL_H_
-#define PATHWRIGHT_GAME_PROTOCOL_H_
+#ifndef PATHWRIGHT_GAME_LINK_OPS_H_
+#define PATHWRIGHT_GAME_LINK_OPS_H_
 
 #include <string>
 #include <string_view>
@@ -26,4 +26,4 @@ class LinkProtocol {
 
 }  // namespace game
 
-#endif  // PATHWRIGHT_GAME_PROTOCOL_H_
+#endif  // PATHWRIGHT_GAME_LINK_OPS_H_

@@ -12,8 +12,8 @@
 #include <stdexcept>
 
 #include "bench/json_text/mod_package_generator.h"
-#include "host/cli/workbench.h"
 #include "json_text/json_text.h"
+#include "server/workbench.h"
 
 namespace {
 

@@ -16,10 +16,10 @@
 
 #include "game/game_world.h"
 #include "game/link_server.h"
-#include "host/cli/shared_workbench.h"
-#include "host/cli/workbench.h"
 #include "host/map/ground_tiles.h"
 #include "host/map/map_server.h"
+#include "server/shared_workbench.h"
+#include "server/workbench.h"
 
 namespace {
 

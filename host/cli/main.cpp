@@ -24,13 +24,13 @@
 #include "host/cli/check_command.h"
 #include "host/cli/diff_command.h"
 #include "host/cli/merge_command.h"
-#include "host/cli/shared_workbench.h"
-#include "host/cli/stdio_server.h"
-#include "host/cli/store_socket.h"
 #include "host/cli/tour.h"
-#include "host/cli/workbench.h"
 #include "json_text/json_text.h"
 #include "protocol/link_protocol.h"
+#include "server/shared_workbench.h"
+#include "server/stdio_server.h"
+#include "server/store_socket.h"
+#include "server/workbench.h"
 
 namespace {
 

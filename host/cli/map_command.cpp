@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <iostream>
 
-#include "host/cli/shared_workbench.h"
-#include "host/cli/store_socket.h"
-#include "host/cli/workbench.h"
 #include "host/map/map_security.h"
+#include "server/shared_workbench.h"
+#include "server/store_socket.h"
+#include "server/workbench.h"
 
 namespace host {
 namespace {

@@ -4,9 +4,9 @@
 #include <functional>
 #include <vector>
 
-#include "host/cli/json_rpc.h"
-#include "host/cli/workbench.h"
 #include "json_text/json_text.h"
+#include "server/json_rpc.h"
+#include "server/workbench.h"
 
 namespace host {
 namespace {

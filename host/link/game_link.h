@@ -5,7 +5,7 @@
 //
 // Errors: a failure of the link itself travels as GameLinkError only where editor::LiveGame has no error
 // channel (ground_height, live_route); the route service passes it on, and the workbench catches it
-// around each command (host/cli/workbench.cpp). Every other call answers false with the text.
+// around each command (server/workbench.cpp). Every other call answers false with the text.
 #ifndef PATHWRIGHT_HOST_LINK_GAME_LINK_H_
 #define PATHWRIGHT_HOST_LINK_GAME_LINK_H_
 

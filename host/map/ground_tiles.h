@@ -12,7 +12,7 @@
 #include <tuple>
 #include <vector>
 
-#include "host/cli/shared_workbench.h"
+#include "server/shared_workbench.h"
 
 namespace host::map {
 

@@ -11,11 +11,11 @@
 #include <memory>
 #include <utility>
 
-#include "host/cli/json_rpc.h"
 #include "host/map/ground_tiles.h"
 #include "host/map/map_security.h"
 #include "host/map/page_files.h"
 #include "json_text/json_text.h"
+#include "server/json_rpc.h"
 
 namespace host::map {
 namespace {

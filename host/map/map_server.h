@@ -15,8 +15,8 @@
 #include <thread>
 #include <vector>
 
-#include "host/cli/shared_workbench.h"
 #include "host/map/event_hub.h"
+#include "server/shared_workbench.h"
 
 namespace httplib {
 class Server;

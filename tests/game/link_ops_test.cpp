@@ -1,4 +1,4 @@
-#include "game/protocol.h"
+#include "game/link_ops.h"
 
 #include <gtest/gtest.h>
 

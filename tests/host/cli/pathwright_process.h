@@ -21,9 +21,9 @@
 #include <utility>
 #include <vector>
 
-#include "host/cli/temp_folder.h"
 #include "json/value.h"
 #include "json_text/json_text.h"
+#include "server/temp_folder.h"
 
 namespace host::testing {
 

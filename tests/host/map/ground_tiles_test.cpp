@@ -4,7 +4,7 @@
 
 #include <png.h>
 
-#include "host/cli/temp_folder.h"
+#include "server/temp_folder.h"
 #include "tests/host/map/map_fixture.h"
 
 namespace host::map::testing {

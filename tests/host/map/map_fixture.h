@@ -12,10 +12,10 @@
 #include <memory>
 #include <string>
 
-#include "host/cli/shared_workbench.h"
-#include "host/cli/workbench.h"
 #include "host/map/map_server.h"
 #include "json_text/json_text.h"
+#include "server/shared_workbench.h"
+#include "server/workbench.h"
 
 namespace host::map::testing {
 

@@ -7,8 +7,8 @@
 #include <mutex>
 #include <thread>
 
-#include "host/cli/json_rpc.h"
 #include "host/map/event_hub.h"
+#include "server/json_rpc.h"
 #include "tests/host/map/map_fixture.h"
 
 namespace host::map::testing {

@@ -2,14 +2,14 @@
 // map's HTTP requests): each command runs alone, in the order the lock is granted, so all front ends
 // share one history and none sees another's command half done. Owns nothing; the Workbench must outlive
 // it. Safe to use from any thread.
-#ifndef PATHWRIGHT_HOST_CLI_SHARED_WORKBENCH_H_
-#define PATHWRIGHT_HOST_CLI_SHARED_WORKBENCH_H_
+#ifndef PATHWRIGHT_SERVER_SHARED_WORKBENCH_H_
+#define PATHWRIGHT_SERVER_SHARED_WORKBENCH_H_
 
 #include <mutex>
 #include <string>
 
-#include "host/cli/json_rpc.h"
-#include "host/cli/workbench.h"
+#include "server/json_rpc.h"
+#include "server/workbench.h"
 
 namespace host {
 
@@ -48,4 +48,4 @@ class SharedWorkbench {
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CLI_SHARED_WORKBENCH_H_
+#endif  // PATHWRIGHT_SERVER_SHARED_WORKBENCH_H_

@@ -1,4 +1,4 @@
-#include "host/cli/stdio_server.h"
+#include "server/stdio_server.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -7,9 +7,9 @@
 #include <cstring>
 #include <string_view>
 
-#include "host/cli/json_rpc.h"
-#include "host/cli/shared_workbench.h"
-#include "host/cli/workbench.h"
+#include "server/json_rpc.h"
+#include "server/shared_workbench.h"
+#include "server/workbench.h"
 
 namespace host {
 namespace {

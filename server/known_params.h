@@ -1,7 +1,7 @@
 // The parameters each command reads, in one table, so that a misspelt one ("speeed") is told back rather
 // than passed over in silence. Pure; any thread.
-#ifndef PATHWRIGHT_HOST_CLI_KNOWN_PARAMS_H_
-#define PATHWRIGHT_HOST_CLI_KNOWN_PARAMS_H_
+#ifndef PATHWRIGHT_SERVER_KNOWN_PARAMS_H_
+#define PATHWRIGHT_SERVER_KNOWN_PARAMS_H_
 
 #include <string>
 #include <vector>
@@ -20,4 +20,4 @@ void add_warnings(mods::json::Value& answer, const std::vector<std::string>& war
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CLI_KNOWN_PARAMS_H_
+#endif  // PATHWRIGHT_SERVER_KNOWN_PARAMS_H_

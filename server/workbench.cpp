@@ -1,4 +1,4 @@
-#include "host/cli/workbench.h"
+#include "server/workbench.h"
 
 #include <unistd.h>
 
@@ -8,14 +8,14 @@
 
 #include "host/check/check_commands.h"
 #include "host/check/package_check.h"
-#include "host/cli/known_params.h"
-#include "host/cli/temp_folder.h"
 #include "host/link/local_live_game.h"
 #include "host/session/host_session.h"
 #include "host/session/number_param.h"
 #include "host/store/file_system.h"
 #include "host/store/package_store.h"
 #include "host/store/store_lock.h"
+#include "server/known_params.h"
+#include "server/temp_folder.h"
 
 namespace host {
 namespace {

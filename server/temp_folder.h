@@ -1,8 +1,8 @@
 // A private copy of a folder under the system's temporary folder, removed with everything in it when the
 // object goes: the store that `--demo` and the tour work on, so the examples stay untouched. Owned by
 // one front end; not for use from several threads.
-#ifndef PATHWRIGHT_HOST_CLI_TEMP_FOLDER_H_
-#define PATHWRIGHT_HOST_CLI_TEMP_FOLDER_H_
+#ifndef PATHWRIGHT_SERVER_TEMP_FOLDER_H_
+#define PATHWRIGHT_SERVER_TEMP_FOLDER_H_
 
 #include <memory>
 #include <string>
@@ -28,4 +28,4 @@ class TempFolder {
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CLI_TEMP_FOLDER_H_
+#endif  // PATHWRIGHT_SERVER_TEMP_FOLDER_H_

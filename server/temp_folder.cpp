@@ -1,4 +1,4 @@
-#include "host/cli/temp_folder.h"
+#include "server/temp_folder.h"
 
 #include <stdlib.h>
 

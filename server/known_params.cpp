@@ -1,4 +1,4 @@
-#include "host/cli/known_params.h"
+#include "server/known_params.h"
 
 #include <algorithm>
 #include <initializer_list>

@@ -3,8 +3,8 @@
 // the session's `live_game` pointing at the game only while the game is connected, hands the game every
 // package after a (re)connect and each package again after it changes, and turns a failing game link
 // into the command's error. Owned by the front end; used by one thread.
-#ifndef PATHWRIGHT_HOST_CLI_WORKBENCH_H_
-#define PATHWRIGHT_HOST_CLI_WORKBENCH_H_
+#ifndef PATHWRIGHT_SERVER_WORKBENCH_H_
+#define PATHWRIGHT_SERVER_WORKBENCH_H_
 
 #include <functional>
 #include <map>
@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "host/cli/json_rpc.h"
 #include "host/link/game_link.h"
 #include "json/value.h"
+#include "server/json_rpc.h"
 
 namespace host {
 
@@ -132,4 +132,4 @@ class Workbench {
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CLI_WORKBENCH_H_
+#endif  // PATHWRIGHT_SERVER_WORKBENCH_H_

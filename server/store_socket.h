@@ -2,14 +2,14 @@
 // Pathwright processes on `.pathwright/socket`, so that `call` runs its command through that process, in
 // its history, instead of waiting for the store's lock. Unix domain, owner-only. The listener owns its
 // thread and its socket file; `forward_call` is used by one thread.
-#ifndef PATHWRIGHT_HOST_CLI_STORE_SOCKET_H_
-#define PATHWRIGHT_HOST_CLI_STORE_SOCKET_H_
+#ifndef PATHWRIGHT_SERVER_STORE_SOCKET_H_
+#define PATHWRIGHT_SERVER_STORE_SOCKET_H_
 
 #include <memory>
 #include <string>
 #include <thread>
 
-#include "host/cli/json_rpc.h"
+#include "server/json_rpc.h"
 
 namespace host {
 
@@ -52,4 +52,4 @@ Forwarded forward_call(const std::string& store_dir, const std::string& line, do
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CLI_STORE_SOCKET_H_
+#endif  // PATHWRIGHT_SERVER_STORE_SOCKET_H_

@@ -1,4 +1,4 @@
-#include "host/cli/json_rpc.h"
+#include "server/json_rpc.h"
 
 #include <exception>
 #include <new>

@@ -1,4 +1,4 @@
-#include "host/cli/store_socket.h"
+#include "server/store_socket.h"
 
 #include <fcntl.h>
 #include <poll.h>

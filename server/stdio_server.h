@@ -1,8 +1,8 @@
 // `pathwright serve`'s loop: reads JSON-RPC messages from standard input, one per line, answers each on
 // standard output as one line, and lets the store fold its journal while input is idle. Nothing else is
 // ever written to standard output. Runs on the calling thread until input ends.
-#ifndef PATHWRIGHT_HOST_CLI_STDIO_SERVER_H_
-#define PATHWRIGHT_HOST_CLI_STDIO_SERVER_H_
+#ifndef PATHWRIGHT_SERVER_STDIO_SERVER_H_
+#define PATHWRIGHT_SERVER_STDIO_SERVER_H_
 
 #include <cstddef>
 #include <string>
@@ -28,4 +28,4 @@ int serve_stdio(SharedWorkbench& bench, std::string& error, std::size_t max_requ
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CLI_STDIO_SERVER_H_
+#endif  // PATHWRIGHT_SERVER_STDIO_SERVER_H_

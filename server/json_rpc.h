@@ -1,8 +1,8 @@
 // JSON-RPC 2.0 over lines of text: turns one received line (a request, a notification or a batch) into
 // the one line to answer, running each call through the method runner it is given. It keeps no state
 // between lines and runs calls one at a time, in order; used by one thread.
-#ifndef PATHWRIGHT_HOST_CLI_JSON_RPC_H_
-#define PATHWRIGHT_HOST_CLI_JSON_RPC_H_
+#ifndef PATHWRIGHT_SERVER_JSON_RPC_H_
+#define PATHWRIGHT_SERVER_JSON_RPC_H_
 
 #include <functional>
 #include <string>
@@ -54,4 +54,4 @@ class JsonRpcServer {
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CLI_JSON_RPC_H_
+#endif  // PATHWRIGHT_SERVER_JSON_RPC_H_
