@@ -13,10 +13,10 @@
 #include <string>
 #include <string_view>
 
-#include "host/store/change_journal.h"
-#include "host/store/content_hash.h"
-#include "host/store/file_system.h"
-#include "host/store/stored_package.h"
+#include "store/change_journal.h"
+#include "store/content_hash.h"
+#include "store/file_system.h"
+#include "store/stored_package.h"
 
 namespace {
 

@@ -15,8 +15,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "host/store/package_store.h"
-#include "host/store/store_lock.h"
+#include "store/package_store.h"
+#include "store/store_lock.h"
 
 namespace host {
 namespace {

@@ -11,11 +11,11 @@
 #include "host/link/local_live_game.h"
 #include "host/session/host_session.h"
 #include "host/session/number_param.h"
-#include "host/store/file_system.h"
-#include "host/store/package_store.h"
-#include "host/store/store_lock.h"
 #include "server/known_params.h"
 #include "server/temp_folder.h"
+#include "store/file_system.h"
+#include "store/package_store.h"
+#include "store/store_lock.h"
 
 namespace host {
 namespace {

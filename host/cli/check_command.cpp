@@ -5,10 +5,10 @@
 
 #include "host/check/check_places.h"
 #include "host/check/check_report.h"
-#include "host/store/file_system.h"
-#include "host/store/package_name.h"
 #include "json_text/json_text.h"
 #include "server/workbench.h"
+#include "store/file_system.h"
+#include "store/package_name.h"
 
 namespace host {
 namespace {

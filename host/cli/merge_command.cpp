@@ -4,8 +4,8 @@
 
 #include "host/cli/package_file.h"
 #include "host/compare/package_merge.h"
-#include "host/store/file_system.h"
 #include "json_text/json_text.h"
+#include "store/file_system.h"
 
 namespace host {
 

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "host/compare/package_diff.h"
-#include "host/store/file_system.h"
 #include "json_text/json_text.h"
+#include "store/file_system.h"
 
 namespace host {
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "host/session/place_request.h"
-#include "host/store/package_name.h"
+#include "store/package_name.h"
 
 namespace host {
 

@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "editor/session.h"
-#include "host/store/file_system.h"
-#include "host/store/package_store.h"
-#include "host/store/stored_package.h"
 #include "json/value.h"
+#include "store/file_system.h"
+#include "store/package_store.h"
+#include "store/stored_package.h"
 
 namespace host {
 

@@ -11,7 +11,7 @@
 #include <set>
 #include <thread>
 
-#include "host/store/store_lock.h"
+#include "store/store_lock.h"
 #include "tests/host/cli/pathwright_process.h"
 
 namespace host::testing {

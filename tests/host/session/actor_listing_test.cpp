@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tests/host/store/store_fixture.h"
+#include "tests/store/store_fixture.h"
 
 namespace store_test {
 namespace {

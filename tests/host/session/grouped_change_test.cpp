@@ -2,7 +2,7 @@
 // whole (also after a restart), and nothing at all when one of the commands fails.
 #include "host/session/grouped_change.h"
 
-#include "tests/host/store/store_fixture.h"
+#include "tests/store/store_fixture.h"
 
 namespace store_test {
 

@@ -1,6 +1,6 @@
 // The host's own commands and place resolution.
 #include "host/session/place_request.h"
-#include "tests/host/store/store_fixture.h"
+#include "tests/store/store_fixture.h"
 
 namespace store_test {
 
