@@ -28,8 +28,8 @@
 #include <string>
 #include <vector>
 
-#include "host/session/host_session.h"
 #include "json_text/json_text.h"
+#include "session/host_session.h"
 
 namespace {
 

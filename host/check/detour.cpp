@@ -8,10 +8,10 @@
 #include "editor/checks/route_samples.h"
 #include "editor/live_game.h"
 #include "host/check/detour_search.h"
-#include "host/session/grouped_change.h"
-#include "host/session/number_param.h"
 #include "protocol/point_codec.h"
 #include "residents/walkers.h"
+#include "session/grouped_change.h"
+#include "session/number_param.h"
 
 namespace host {
 namespace {

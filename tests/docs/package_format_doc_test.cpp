@@ -8,10 +8,10 @@
 #include <set>
 
 #include "host/link/local_live_game.h"
-#include "host/session/actor_listing.h"
 #include "json_text/json_text.h"
 #include "residents/resident_types.h"
 #include "residents/walkers.h"
+#include "session/actor_listing.h"
 #include "tests/docs/doc_examples.h"
 #include "tests/support/memory_session.h"
 

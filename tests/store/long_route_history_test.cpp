@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/session/grouped_change.h"
+#include "session/grouped_change.h"
 #include "tests/store/store_fixture.h"
 
 namespace store_test {

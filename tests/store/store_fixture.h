@@ -19,9 +19,9 @@
 #include <string>
 #include <vector>
 
-#include "host/session/host_session.h"
 #include "json/value.h"
 #include "json_text/json_text.h"
+#include "session/host_session.h"
 #include "store/file_system.h"
 #include "store/package_store.h"
 

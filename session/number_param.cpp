@@ -1,4 +1,4 @@
-#include "host/session/number_param.h"
+#include "session/number_param.h"
 
 #include <cmath>
 #include <sstream>

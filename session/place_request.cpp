@@ -1,5 +1,5 @@
 // Place resolution for the host session's `where`.
-#include "host/session/place_request.h"
+#include "session/place_request.h"
 
 #include "protocol/point_codec.h"
 

@@ -1,5 +1,5 @@
 // The host's own commands and place resolution.
-#include "host/session/place_request.h"
+#include "session/place_request.h"
 #include "tests/store/store_fixture.h"
 
 namespace store_test {

@@ -1,11 +1,11 @@
 // The host session's services to the route service: package lookup and loading, the change service and
 // place resolution, plus the timed checkpoints. Host commands live in host_commands.cpp.
-#include "host/session/host_session.h"
+#include "session/host_session.h"
 
 #include <cctype>
 #include <utility>
 
-#include "host/session/place_request.h"
+#include "session/place_request.h"
 #include "store/package_name.h"
 
 namespace host {

@@ -1,11 +1,11 @@
-#include "host/session/actor_listing.h"
+#include "session/actor_listing.h"
 
 #include <algorithm>
 #include <cmath>
 #include <optional>
 
-#include "host/session/number_param.h"
 #include "residents/walkers.h"
+#include "session/number_param.h"
 
 namespace host {
 namespace {

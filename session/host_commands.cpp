@@ -5,9 +5,9 @@
 #include <chrono>
 #include <ctime>
 
-#include "host/session/actor_listing.h"
-#include "host/session/host_session.h"
 #include "json_text/json_text.h"
+#include "session/actor_listing.h"
+#include "session/host_session.h"
 
 namespace host {
 namespace {

@@ -1,5 +1,5 @@
 // placed_actors: the map's listing of a package by region and in pages, and its refusals of bad params.
-#include "host/session/actor_listing.h"
+#include "session/actor_listing.h"
 
 #include <string>
 

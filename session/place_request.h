@@ -1,8 +1,8 @@
 // How a request names a place in the world: "position" (a point given outright) or "at" (where Link or the
 // camera is, asked of the running game). Stateless; the game link it is given is used by one thread at a
 // time.
-#ifndef PATHWRIGHT_HOST_SESSION_PLACE_REQUEST_H_
-#define PATHWRIGHT_HOST_SESSION_PLACE_REQUEST_H_
+#ifndef PATHWRIGHT_SESSION_PLACE_REQUEST_H_
+#define PATHWRIGHT_SESSION_PLACE_REQUEST_H_
 
 #include <cstdint>
 #include <string>
@@ -25,4 +25,4 @@ bool resolve_place(const mods::json::Value& params, editor::LiveGame* game, edit
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_SESSION_PLACE_REQUEST_H_
+#endif  // PATHWRIGHT_SESSION_PLACE_REQUEST_H_

@@ -1,4 +1,4 @@
-#include "host/session/grouped_change.h"
+#include "session/grouped_change.h"
 
 namespace host {
 namespace {

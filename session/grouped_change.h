@@ -2,8 +2,8 @@
 // that one history entry (one undo) holds them all, and either all of them apply or none does. The
 // commands run on a working copy of the package; the session sees one change under the group's label.
 // Works over any editor::Session; used on the command's thread, within one call.
-#ifndef PATHWRIGHT_HOST_SESSION_GROUPED_CHANGE_H_
-#define PATHWRIGHT_HOST_SESSION_GROUPED_CHANGE_H_
+#ifndef PATHWRIGHT_SESSION_GROUPED_CHANGE_H_
+#define PATHWRIGHT_SESSION_GROUPED_CHANGE_H_
 
 #include <string>
 #include <utility>
@@ -30,4 +30,4 @@ bool grouped_change(editor::Session& session, const mods::json::Value& params, c
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_SESSION_GROUPED_CHANGE_H_
+#endif  // PATHWRIGHT_SESSION_GROUPED_CHANGE_H_

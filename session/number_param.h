@@ -1,8 +1,8 @@
 // The one reader of the host commands' numeric parameters: a finite number (whole where asked) within a
 // range, or a clear error naming the command, the parameter and the range in plain numbers. Pure; any
 // thread.
-#ifndef PATHWRIGHT_HOST_SESSION_NUMBER_PARAM_H_
-#define PATHWRIGHT_HOST_SESSION_NUMBER_PARAM_H_
+#ifndef PATHWRIGHT_SESSION_NUMBER_PARAM_H_
+#define PATHWRIGHT_SESSION_NUMBER_PARAM_H_
 
 #include <string>
 
@@ -29,4 +29,4 @@ bool read_number_param(const mods::json::Value& params, const NumberParam& rule,
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_SESSION_NUMBER_PARAM_H_
+#endif  // PATHWRIGHT_SESSION_NUMBER_PARAM_H_

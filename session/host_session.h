@@ -2,8 +2,8 @@
 // every change goes through the durable change service (journal before the answer, atomic checkpoint of
 // the package file within a second), with undo/redo per package that survives restarts. The session owns
 // its store and open packages; it is used by one thread at a time.
-#ifndef PATHWRIGHT_HOST_SESSION_HOST_SESSION_H_
-#define PATHWRIGHT_HOST_SESSION_HOST_SESSION_H_
+#ifndef PATHWRIGHT_SESSION_HOST_SESSION_H_
+#define PATHWRIGHT_SESSION_HOST_SESSION_H_
 
 #include <functional>
 #include <map>
@@ -106,4 +106,4 @@ class HostSession : public editor::Session {
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_SESSION_HOST_SESSION_H_
+#endif  // PATHWRIGHT_SESSION_HOST_SESSION_H_

@@ -2,8 +2,8 @@
 // of route points) and, for the map, where it stands and its route, for a region of the world or one
 // page of the package's actor list, so that a page never needs the whole document of a big package.
 // Pure functions over a document; they keep no state and may run on any thread that owns the document.
-#ifndef PATHWRIGHT_HOST_SESSION_ACTOR_LISTING_H_
-#define PATHWRIGHT_HOST_SESSION_ACTOR_LISTING_H_
+#ifndef PATHWRIGHT_SESSION_ACTOR_LISTING_H_
+#define PATHWRIGHT_SESSION_ACTOR_LISTING_H_
 
 #include <string>
 
@@ -30,4 +30,4 @@ mods::json::Value placed_actors(const std::string& package_name, const mods::jso
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_SESSION_ACTOR_LISTING_H_
+#endif  // PATHWRIGHT_SESSION_ACTOR_LISTING_H_

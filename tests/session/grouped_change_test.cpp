@@ -1,6 +1,6 @@
 // Grouped changes on the durable store: several route commands, one history entry that one undo removes
 // whole (also after a restart), and nothing at all when one of the commands fails.
-#include "host/session/grouped_change.h"
+#include "session/grouped_change.h"
 
 #include "tests/store/store_fixture.h"
 
