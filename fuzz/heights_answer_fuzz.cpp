@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/link/heights_answer_reader.h"
+#include "link/heights_answer_reader.h"
 
 namespace {
 constexpr std::uint64_t kRequestId = 7;  // the id the seeds answer

@@ -8,7 +8,7 @@
 
 #include "host/check/check_commands.h"
 #include "host/check/package_check.h"
-#include "host/link/local_live_game.h"
+#include "link/local_live_game.h"
 #include "server/known_params.h"
 #include "server/temp_folder.h"
 #include "session/host_session.h"

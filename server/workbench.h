@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "host/link/game_link.h"
 #include "json/value.h"
+#include "link/game_link.h"
 #include "server/json_rpc.h"
 
 namespace host {

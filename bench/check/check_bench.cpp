@@ -9,7 +9,7 @@
 #include "host/check/detour.h"
 #include "host/check/meetings.h"
 #include "host/check/package_check.h"
-#include "host/link/local_live_game.h"
+#include "link/local_live_game.h"
 #include "tests/support/memory_session.h"
 #include "walking/package_walk.h"
 

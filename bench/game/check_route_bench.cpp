@@ -5,7 +5,7 @@
 #include <benchmark/benchmark.h>
 
 #include "game/game_world.h"
-#include "host/link/local_live_game.h"
+#include "link/local_live_game.h"
 #include "tests/support/memory_session.h"
 
 namespace {

@@ -18,8 +18,8 @@
 
 #include "game/game_world.h"
 #include "game/link_server.h"
-#include "host/link/game_link.h"
-#include "host/link/local_live_game.h"
+#include "link/game_link.h"
+#include "link/local_live_game.h"
 #include "protocol/flat_numbers.h"
 
 namespace {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "host/bridge_check/answer_checks.h"
-#include "host/link/game_link.h"
 #include "json/value.h"
+#include "link/game_link.h"
 
 namespace host::bridge_check {
 

@@ -8,9 +8,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "host/link/game_link.h"
-#include "host/link/line_connection.h"
 #include "json/value.h"
+#include "link/game_link.h"
+#include "link/line_connection.h"
 
 namespace host::bridge_check {
 

@@ -7,8 +7,8 @@
 #include <regex>
 #include <set>
 
-#include "host/link/local_live_game.h"
 #include "json_text/json_text.h"
+#include "link/local_live_game.h"
 #include "residents/resident_types.h"
 #include "residents/walkers.h"
 #include "session/actor_listing.h"

@@ -8,8 +8,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "host/link/local_live_game.h"
 #include "json_text/json_text.h"
+#include "link/local_live_game.h"
 #include "tests/support/windfall_fixture.h"
 
 namespace host {

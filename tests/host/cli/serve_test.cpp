@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <thread>
 
-#include "host/link/game_link.h"
+#include "link/game_link.h"
 #include "tests/host/cli/pathwright_process.h"
 
 namespace host::testing {

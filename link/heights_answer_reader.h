@@ -3,8 +3,8 @@
 // a well-formed answer is read straight off simdjson's tape. Anything else is left to the careful reader,
 // which can say what is wrong. Owned by one GameLink; not for use from several threads (it keeps its
 // parser's buffers between answers).
-#ifndef PATHWRIGHT_HOST_LINK_HEIGHTS_ANSWER_READER_H_
-#define PATHWRIGHT_HOST_LINK_HEIGHTS_ANSWER_READER_H_
+#ifndef PATHWRIGHT_LINK_HEIGHTS_ANSWER_READER_H_
+#define PATHWRIGHT_LINK_HEIGHTS_ANSWER_READER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -32,4 +32,4 @@ class HeightsAnswerReader {
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_LINK_HEIGHTS_ANSWER_READER_H_
+#endif  // PATHWRIGHT_LINK_HEIGHTS_ANSWER_READER_H_

@@ -1,8 +1,8 @@
 // The failure of the game link itself: the game did not answer in time, closed the connection, or sent
 // something that is not an answer. Thrown by host::GameLink where the editor's interface has no error
 // channel, and caught at the request loop, where its text becomes the command's error. A plain value.
-#ifndef PATHWRIGHT_HOST_LINK_GAME_LINK_ERROR_H_
-#define PATHWRIGHT_HOST_LINK_GAME_LINK_ERROR_H_
+#ifndef PATHWRIGHT_LINK_GAME_LINK_ERROR_H_
+#define PATHWRIGHT_LINK_GAME_LINK_ERROR_H_
 
 #include <stdexcept>
 #include <string>
@@ -16,4 +16,4 @@ class GameLinkError : public std::runtime_error {
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_LINK_GAME_LINK_ERROR_H_
+#endif  // PATHWRIGHT_LINK_GAME_LINK_ERROR_H_

@@ -1,6 +1,6 @@
 // The game link against a scripted game on a real loopback socket: what travels each way, bit-exact
 // floats, and a game that hangs up, hangs, babbles, refuses or starts late.
-#include "host/link/game_link.h"
+#include "link/game_link.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "host/link/line_connection.h"
+#include "link/line_connection.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>

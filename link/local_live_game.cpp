@@ -1,4 +1,4 @@
-#include "host/link/local_live_game.h"
+#include "link/local_live_game.h"
 
 #include <cstdint>
 

@@ -1,12 +1,12 @@
-#include "host/link/game_link.h"
+#include "link/game_link.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <utility>
 
-#include "host/link/heights_answer_reader.h"
 #include "json_text/json_text.h"
+#include "link/heights_answer_reader.h"
 #include "protocol/flat_numbers.h"
 #include "protocol/point_codec.h"
 

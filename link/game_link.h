@@ -6,8 +6,8 @@
 // Errors: a failure of the link itself travels as GameLinkError only where editor::LiveGame has no error
 // channel (ground_height, live_route); the route service passes it on, and the workbench catches it
 // around each command (server/workbench.cpp). Every other call answers false with the text.
-#ifndef PATHWRIGHT_HOST_LINK_GAME_LINK_H_
-#define PATHWRIGHT_HOST_LINK_GAME_LINK_H_
+#ifndef PATHWRIGHT_LINK_GAME_LINK_H_
+#define PATHWRIGHT_LINK_GAME_LINK_H_
 
 #include <chrono>
 #include <cstdint>
@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "editor/live_game.h"
-#include "host/link/game_link_error.h"
-#include "host/link/line_connection.h"
+#include "link/game_link_error.h"
+#include "link/line_connection.h"
 #include "protocol/link_protocol.h"
 
 namespace host {
@@ -136,4 +136,4 @@ class GameLink : public editor::LiveGame {
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_LINK_GAME_LINK_H_
+#endif  // PATHWRIGHT_LINK_GAME_LINK_H_

@@ -1,4 +1,4 @@
-#include "host/link/heights_answer_reader.h"
+#include "link/heights_answer_reader.h"
 
 #include <simdjson.h>
 

@@ -1,8 +1,8 @@
 // One TCP connection that carries newline-terminated messages, with a deadline on every wait: the game
 // link's transport. The object owns its socket and closes it when destroyed. Used by one thread at a
 // time.
-#ifndef PATHWRIGHT_HOST_LINK_LINE_CONNECTION_H_
-#define PATHWRIGHT_HOST_LINK_LINE_CONNECTION_H_
+#ifndef PATHWRIGHT_LINK_LINE_CONNECTION_H_
+#define PATHWRIGHT_LINK_LINE_CONNECTION_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -45,4 +45,4 @@ class LineConnection {
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_LINK_LINE_CONNECTION_H_
+#endif  // PATHWRIGHT_LINK_LINE_CONNECTION_H_

@@ -2,8 +2,8 @@
 // `pathwright serve --demo` connects its session to. This is the host's one adapter to the game library:
 // nothing else under host/ includes game/. It either owns its world (`open`) or serves one the caller
 // owns, which must outlive it. Safe from several threads as far as the world is (it is).
-#ifndef PATHWRIGHT_HOST_LINK_LOCAL_LIVE_GAME_H_
-#define PATHWRIGHT_HOST_LINK_LOCAL_LIVE_GAME_H_
+#ifndef PATHWRIGHT_LINK_LOCAL_LIVE_GAME_H_
+#define PATHWRIGHT_LINK_LOCAL_LIVE_GAME_H_
 
 #include <memory>
 #include <string>
@@ -60,4 +60,4 @@ class LocalLiveGame : public editor::LiveGame {
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_LINK_LOCAL_LIVE_GAME_H_
+#endif  // PATHWRIGHT_LINK_LOCAL_LIVE_GAME_H_
