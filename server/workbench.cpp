@@ -6,8 +6,8 @@
 #include <cmath>
 #include <vector>
 
-#include "host/check/check_commands.h"
-#include "host/check/package_check.h"
+#include "check/check_commands.h"
+#include "check/package_check.h"
 #include "link/local_live_game.h"
 #include "server/known_params.h"
 #include "server/temp_folder.h"

@@ -5,10 +5,10 @@
 // answering that many probes on its own.
 #include <benchmark/benchmark.h>
 
+#include "check/detour.h"
+#include "check/meetings.h"
+#include "check/package_check.h"
 #include "game/game_world.h"
-#include "host/check/detour.h"
-#include "host/check/meetings.h"
-#include "host/check/package_check.h"
 #include "link/local_live_game.h"
 #include "tests/support/memory_session.h"
 #include "walking/package_walk.h"

@@ -3,8 +3,8 @@
 #include <iostream>
 #include <memory>
 
-#include "host/check/check_places.h"
-#include "host/check/check_report.h"
+#include "check/check_places.h"
+#include "check/check_report.h"
 #include "json_text/json_text.h"
 #include "server/workbench.h"
 #include "store/file_system.h"

@@ -1,13 +1,13 @@
-#include "host/check/detour.h"
+#include "check/detour.h"
 
 #include <cmath>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "check/detour_search.h"
 #include "editor/checks/route_samples.h"
 #include "editor/live_game.h"
-#include "host/check/detour_search.h"
 #include "protocol/point_codec.h"
 #include "residents/walkers.h"
 #include "session/grouped_change.h"

@@ -1,6 +1,6 @@
 // route_fields and ground_point: what the map asks before it edits. Every refusal route_fields gives must
 // be exactly set_route's own answer for the same setting, and an allowed field must really be settable.
-#include "host/check/edit_queries.h"
+#include "check/edit_queries.h"
 
 #include <gtest/gtest.h>
 

@@ -12,8 +12,8 @@
 //                     "errors", "warnings", "meetings"}}
 // "segments" and "skipped" exactly as check_route answers them; "problem" for a route too long to
 // sample; without a game each route holds only "id" and "checked": false.
-#ifndef PATHWRIGHT_HOST_CHECK_PACKAGE_CHECK_H_
-#define PATHWRIGHT_HOST_CHECK_PACKAGE_CHECK_H_
+#ifndef PATHWRIGHT_CHECK_PACKAGE_CHECK_H_
+#define PATHWRIGHT_CHECK_PACKAGE_CHECK_H_
 
 #include <cstddef>
 #include <string>
@@ -37,4 +37,4 @@ void add_game_refusal(mods::json::Value& answer, const std::string& refusal);
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CHECK_PACKAGE_CHECK_H_
+#endif  // PATHWRIGHT_CHECK_PACKAGE_CHECK_H_

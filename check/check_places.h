@@ -5,8 +5,8 @@
 // The place is the route point a finding or a failing segment concerns (point 0: the actor's "position";
 // a segment: the point it starts from), else the actor. An id several actors share: findings stand at the
 // first of them (where the shared-id error is), routes at the last (the one check_route checks).
-#ifndef PATHWRIGHT_HOST_CHECK_CHECK_PLACES_H_
-#define PATHWRIGHT_HOST_CHECK_CHECK_PLACES_H_
+#ifndef PATHWRIGHT_CHECK_CHECK_PLACES_H_
+#define PATHWRIGHT_CHECK_CHECK_PLACES_H_
 
 #include <string_view>
 
@@ -21,4 +21,4 @@ void place_answer(mods::json::Value& answer, std::string_view file_text);
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CHECK_CHECK_PLACES_H_
+#endif  // PATHWRIGHT_CHECK_CHECK_PLACES_H_

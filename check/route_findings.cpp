@@ -1,4 +1,4 @@
-#include "host/check/route_findings.h"
+#include "check/route_findings.h"
 
 #include <cmath>
 #include <map>

@@ -12,8 +12,8 @@
 //    "probes": n, "check": {"segments": [...]}}
 // with the points rounded as stored, to insert after point `from`, and "check" as check_route would answer
 // the new segments (numbered as they will be after the insertion).
-#ifndef PATHWRIGHT_HOST_CHECK_DETOUR_H_
-#define PATHWRIGHT_HOST_CHECK_DETOUR_H_
+#ifndef PATHWRIGHT_CHECK_DETOUR_H_
+#define PATHWRIGHT_CHECK_DETOUR_H_
 
 #include <cstddef>
 #include <string>
@@ -38,4 +38,4 @@ mods::json::Value apply_detour(editor::Session& session, const mods::json::Value
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CHECK_DETOUR_H_
+#endif  // PATHWRIGHT_CHECK_DETOUR_H_

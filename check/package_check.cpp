@@ -1,13 +1,13 @@
-#include "host/check/package_check.h"
+#include "check/package_check.h"
 
 #include <algorithm>
 #include <map>
 #include <vector>
 
+#include "check/meetings.h"
+#include "check/route_findings.h"
 #include "editor/checks/route_samples.h"
 #include "editor/live_game.h"
-#include "host/check/meetings.h"
-#include "host/check/route_findings.h"
 #include "residents/walkers.h"
 #include "walking/package_walk.h"
 

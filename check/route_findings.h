@@ -1,8 +1,8 @@
 // Findings: what the route service accepts as written in a package but a modder almost certainly did not
 // mean (a shared id, a mode the game does not know, a route point that is not a point...), each with a
 // level, the actor's id, the point it concerns and an exact text. Reads the document only; any thread.
-#ifndef PATHWRIGHT_HOST_CHECK_ROUTE_FINDINGS_H_
-#define PATHWRIGHT_HOST_CHECK_ROUTE_FINDINGS_H_
+#ifndef PATHWRIGHT_CHECK_ROUTE_FINDINGS_H_
+#define PATHWRIGHT_CHECK_ROUTE_FINDINGS_H_
 
 #include <optional>
 #include <string>
@@ -36,4 +36,4 @@ mods::json::Value finding_json(const Finding& finding);
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CHECK_ROUTE_FINDINGS_H_
+#endif  // PATHWRIGHT_CHECK_ROUTE_FINDINGS_H_

@@ -1,6 +1,6 @@
 // The prediction against the game: walkers_at must answer what the simulated game's live_actors shows at
 // the same moment, and package_timeline's keys must be the walks as the game walks them.
-#include "host/check/timeline.h"
+#include "check/timeline.h"
 
 #include <gtest/gtest.h>
 

@@ -4,8 +4,8 @@
 //   windfall.json: young_man_um2: segment 0 to 1: a drop at (1525, 45.8, 800)
 //   windfall.json: gate_guard: point 2: error: not a point (...): the check passes over it
 //   windfall.json: 30 actors, 15 routes: 14 ok, 1 with problems; 0 errors, 0 warnings
-#ifndef PATHWRIGHT_HOST_CHECK_CHECK_REPORT_H_
-#define PATHWRIGHT_HOST_CHECK_CHECK_REPORT_H_
+#ifndef PATHWRIGHT_CHECK_CHECK_REPORT_H_
+#define PATHWRIGHT_CHECK_CHECK_REPORT_H_
 
 #include <string>
 
@@ -21,4 +21,4 @@ bool check_passed(const mods::json::Value& answer);
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CHECK_CHECK_REPORT_H_
+#endif  // PATHWRIGHT_CHECK_CHECK_REPORT_H_

@@ -1,4 +1,4 @@
-#include "host/check/edit_queries.h"
+#include "check/edit_queries.h"
 
 #include "editor/live_game.h"
 #include "editor/routes/route_settings.h"

@@ -1,4 +1,4 @@
-#include "host/check/detour_search.h"
+#include "check/detour_search.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,8 +6,8 @@
 #include <limits>
 #include <queue>
 
-#include "host/check/detour.h"
-#include "host/check/package_check.h"
+#include "check/detour.h"
+#include "check/package_check.h"
 
 namespace host {
 namespace {

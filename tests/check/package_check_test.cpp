@@ -1,6 +1,6 @@
 // check_package against the scripted game: every route answers exactly as check_route, the ground of
 // the whole package is asked in batches, and without a game the findings still come.
-#include "host/check/package_check.h"
+#include "check/package_check.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "host/check/check_report.h"
+#include "check/check_report.h"
 
 #include "json_text/json_text.h"
 

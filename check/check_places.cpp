@@ -1,11 +1,11 @@
-#include "host/check/check_places.h"
+#include "check/check_places.h"
 
 #include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
-#include "host/check/route_findings.h"
+#include "check/route_findings.h"
 #include "json_text/json_places.h"
 #include "json_text/json_text.h"
 

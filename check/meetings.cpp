@@ -1,4 +1,4 @@
-#include "host/check/meetings.h"
+#include "check/meetings.h"
 
 #include <algorithm>
 #include <cassert>

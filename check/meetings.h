@@ -2,8 +2,8 @@
 // an actor that stands still, within a horizon of game time. A pure function of the walkers' tracks
 // (walking/walker_track.h) and the standing actors; meeting_finding writes each as check_package lists it.
 // Reads its arguments only; any thread.
-#ifndef PATHWRIGHT_HOST_CHECK_MEETINGS_H_
-#define PATHWRIGHT_HOST_CHECK_MEETINGS_H_
+#ifndef PATHWRIGHT_CHECK_MEETINGS_H_
+#define PATHWRIGHT_CHECK_MEETINGS_H_
 
 #include <cstddef>
 #include <string>
@@ -45,4 +45,4 @@ mods::json::Value meeting_finding(const Meeting& meeting);
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CHECK_MEETINGS_H_
+#endif  // PATHWRIGHT_CHECK_MEETINGS_H_

@@ -1,6 +1,6 @@
 // The meeting search on tracks written out key by key, each case with its exact findings as
 // "id point: text (times N)" lines.
-#include "host/check/meetings.h"
+#include "check/meetings.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
-#include "host/check/check_commands.h"
+#include "check/check_commands.h"
 
-#include "host/check/detour.h"
-#include "host/check/edit_queries.h"
-#include "host/check/package_check.h"
-#include "host/check/route_findings.h"
-#include "host/check/timeline.h"
+#include "check/detour.h"
+#include "check/edit_queries.h"
+#include "check/package_check.h"
+#include "check/route_findings.h"
+#include "check/timeline.h"
 
 namespace host {
 

@@ -1,4 +1,4 @@
-#include "host/check/timeline.h"
+#include "check/timeline.h"
 
 #include <cmath>
 

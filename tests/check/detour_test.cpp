@@ -1,6 +1,6 @@
 // suggest_detour and apply_detour on small meshes with known answers, played by the simulated game in
 // this process. Every proposed way is judged by the route service's own check_route after it is applied.
-#include "host/check/detour.h"
+#include "check/detour.h"
 
 #include <gtest/gtest.h>
 

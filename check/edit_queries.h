@@ -1,8 +1,8 @@
 // What the map's editing asks before it edits, answered without changing anything: which route settings
 // an actor may set (refused with the route service's own texts), and where a point dropped on the map
 // lands on the ground. Used on the command's thread, like every command.
-#ifndef PATHWRIGHT_HOST_CHECK_EDIT_QUERIES_H_
-#define PATHWRIGHT_HOST_CHECK_EDIT_QUERIES_H_
+#ifndef PATHWRIGHT_CHECK_EDIT_QUERIES_H_
+#define PATHWRIGHT_CHECK_EDIT_QUERIES_H_
 
 #include <string>
 
@@ -25,4 +25,4 @@ mods::json::Value ground_point(editor::Session& session, const mods::json::Value
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CHECK_EDIT_QUERIES_H_
+#endif  // PATHWRIGHT_CHECK_EDIT_QUERIES_H_

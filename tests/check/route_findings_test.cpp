@@ -1,6 +1,6 @@
 // Findings of whole packages: each row a package's "actors" and the exact findings expected, as
 // "level id point: text" lines ("-" where no point applies).
-#include "host/check/route_findings.h"
+#include "check/route_findings.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 // moment, in the shape of the game link's live_actors) and "package_timeline" (every walker's track as
 // keys the map interpolates). Both walk the package with the game's own rules (walking/); the ground is
 // the connected game's, asked in batches, or none. Run on the command's thread.
-#ifndef PATHWRIGHT_HOST_CHECK_TIMELINE_H_
-#define PATHWRIGHT_HOST_CHECK_TIMELINE_H_
+#ifndef PATHWRIGHT_CHECK_TIMELINE_H_
+#define PATHWRIGHT_CHECK_TIMELINE_H_
 
 #include <string>
 
@@ -23,4 +23,4 @@ mods::json::Value package_timeline(editor::Session& session, const mods::json::V
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CHECK_TIMELINE_H_
+#endif  // PATHWRIGHT_CHECK_TIMELINE_H_

@@ -1,8 +1,8 @@
 // The search behind suggest_detour: the ground on a grid around a segment, asked of the game in batched
 // ground_heights calls, and the shortest way over it (A*) on which no edge steps more than the check's
 // largest step. Private to host/check; the grid owns its heights; one thread.
-#ifndef PATHWRIGHT_HOST_CHECK_DETOUR_SEARCH_H_
-#define PATHWRIGHT_HOST_CHECK_DETOUR_SEARCH_H_
+#ifndef PATHWRIGHT_CHECK_DETOUR_SEARCH_H_
+#define PATHWRIGHT_CHECK_DETOUR_SEARCH_H_
 
 #include <cstddef>
 #include <string>
@@ -46,4 +46,4 @@ class GroundGrid {
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_HOST_CHECK_DETOUR_SEARCH_H_
+#endif  // PATHWRIGHT_CHECK_DETOUR_SEARCH_H_
