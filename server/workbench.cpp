@@ -6,7 +6,7 @@
 #include <cmath>
 #include <vector>
 
-#include "check/check_commands.h"
+#include "check/check_methods.h"
 #include "check/package_check.h"
 #include "link/local_live_game.h"
 #include "server/known_params.h"

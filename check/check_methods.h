@@ -2,8 +2,8 @@
 // "apply_detour", the map's "route_fields" and "ground_point" (edit_queries.h), the prediction's
 // "walkers_at" and "package_timeline" (timeline.h), and the "warnings" that a set_route answer gains when
 // it stored a setting the game will not use. Used on the command's thread.
-#ifndef PATHWRIGHT_CHECK_CHECK_COMMANDS_H_
-#define PATHWRIGHT_CHECK_CHECK_COMMANDS_H_
+#ifndef PATHWRIGHT_CHECK_CHECK_METHODS_H_
+#define PATHWRIGHT_CHECK_CHECK_METHODS_H_
 
 #include <string>
 
@@ -23,4 +23,4 @@ void add_settings_warnings(editor::Session& session, const mods::json::Value& pa
 
 }  // namespace host
 
-#endif  // PATHWRIGHT_CHECK_CHECK_COMMANDS_H_
+#endif  // PATHWRIGHT_CHECK_CHECK_METHODS_H_

@@ -1,4 +1,4 @@
-#include "check/check_commands.h"
+#include "check/check_methods.h"
 
 #include "check/detour.h"
 #include "check/edit_queries.h"
