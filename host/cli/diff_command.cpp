@@ -7,8 +7,8 @@
 #include <cstring>
 #include <iostream>
 
+#include "compare/package_diff.h"
 #include "host/cli/package_file.h"
-#include "host/compare/package_diff.h"
 #include "json_text/json_text.h"
 
 extern char** environ;

@@ -1,5 +1,5 @@
 // `pathwright diff`: what changed between two versions of a package, by actor and route
-// (host/compare/package_diff.h), as lines or JSON; with --git, git's external diff (its seven arguments).
+// (compare/package_diff.h), as lines or JSON; with --git, git's external diff (its seven arguments).
 // The command object owns its flags; registered on the application before parsing, run after it.
 #ifndef PATHWRIGHT_HOST_CLI_DIFF_COMMAND_H_
 #define PATHWRIGHT_HOST_CLI_DIFF_COMMAND_H_

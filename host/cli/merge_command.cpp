@@ -2,8 +2,8 @@
 
 #include <iostream>
 
+#include "compare/package_merge.h"
 #include "host/cli/package_file.h"
-#include "host/compare/package_merge.h"
 #include "json_text/json_text.h"
 #include "store/file_system.h"
 

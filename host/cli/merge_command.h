@@ -1,5 +1,5 @@
 // `pathwright merge`, a three-way merge of package files that git runs as a merge driver
-// (host/compare/package_merge.h), and `pathwright resolve`, which settles one conflicting actor or member
+// (compare/package_merge.h), and `pathwright resolve`, which settles one conflicting actor or member
 // by taking one side's version from the conflicts file the merge kept. The command objects own their
 // flags; registered on the application before parsing, run after it.
 #ifndef PATHWRIGHT_HOST_CLI_MERGE_COMMAND_H_

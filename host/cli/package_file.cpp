@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "host/compare/package_diff.h"
+#include "compare/package_diff.h"
 #include "json_text/json_text.h"
 #include "store/file_system.h"
 

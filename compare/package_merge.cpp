@@ -1,10 +1,10 @@
-#include "host/compare/package_merge.h"
+#include "compare/package_merge.h"
 
 #include <set>
 
-#include "host/compare/actor_keys.h"
-#include "host/compare/point_alignment.h"
-#include "host/compare/value_text.h"
+#include "compare/actor_keys.h"
+#include "compare/point_alignment.h"
+#include "compare/value_text.h"
 
 namespace host::compare {
 namespace {

@@ -1,6 +1,6 @@
 // The three-way package merge: edits of different actors, members and points merge; the same edit twice
 // is one; different edits of one value conflict, keep ours in the result and all three in the record.
-#include "host/compare/package_merge.h"
+#include "compare/package_merge.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "host/compare/point_alignment.h"
+#include "compare/point_alignment.h"
 
 #include <algorithm>
 #include <cstdint>

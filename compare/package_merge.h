@@ -13,8 +13,8 @@
 //   {"actors": [{"id", "occurrence", "base", "ours", "theirs",          whole actors; a side without it: absent
 //                "conflicts": [{"text", "base", "ours", "theirs"}]}],   the conflicting values; absent likewise
 //    "members": [{"name", "text", "base", "ours", "theirs"}]}          the package's own members
-#ifndef PATHWRIGHT_HOST_COMPARE_PACKAGE_MERGE_H_
-#define PATHWRIGHT_HOST_COMPARE_PACKAGE_MERGE_H_
+#ifndef PATHWRIGHT_COMPARE_PACKAGE_MERGE_H_
+#define PATHWRIGHT_COMPARE_PACKAGE_MERGE_H_
 
 #include <string>
 #include <vector>
@@ -35,4 +35,4 @@ MergeOutcome merge_packages(const mods::json::Value& base, mods::json::Value our
 
 }  // namespace host::compare
 
-#endif  // PATHWRIGHT_HOST_COMPARE_PACKAGE_MERGE_H_
+#endif  // PATHWRIGHT_COMPARE_PACKAGE_MERGE_H_

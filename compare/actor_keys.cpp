@@ -1,4 +1,4 @@
-#include "host/compare/actor_keys.h"
+#include "compare/actor_keys.h"
 
 namespace host::compare {
 

@@ -15,8 +15,8 @@
 //                  package itself (no "id"): package "NAME" changed
 // Points count from 1 (0 is the actor's own position, as in the check); a removed point is numbered as it
 // stood before, every other as it stands after.
-#ifndef PATHWRIGHT_HOST_COMPARE_PACKAGE_DIFF_H_
-#define PATHWRIGHT_HOST_COMPARE_PACKAGE_DIFF_H_
+#ifndef PATHWRIGHT_COMPARE_PACKAGE_DIFF_H_
+#define PATHWRIGHT_COMPARE_PACKAGE_DIFF_H_
 
 #include <string>
 #include <vector>
@@ -36,4 +36,4 @@ std::vector<mods::json::Value> diff_packages(const mods::json::Value& before, co
 
 }  // namespace host::compare
 
-#endif  // PATHWRIGHT_HOST_COMPARE_PACKAGE_DIFF_H_
+#endif  // PATHWRIGHT_COMPARE_PACKAGE_DIFF_H_

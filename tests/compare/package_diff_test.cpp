@@ -1,6 +1,6 @@
 // The package diff: one line per change by actor and route, none for layout, points aligned so that an
 // inserted point is one added point.
-#include "host/compare/package_diff.h"
+#include "compare/package_diff.h"
 
 #include <gtest/gtest.h>
 

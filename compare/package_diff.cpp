@@ -1,8 +1,8 @@
-#include "host/compare/package_diff.h"
+#include "compare/package_diff.h"
 
-#include "host/compare/actor_keys.h"
-#include "host/compare/point_alignment.h"
-#include "host/compare/value_text.h"
+#include "compare/actor_keys.h"
+#include "compare/point_alignment.h"
+#include "compare/value_text.h"
 
 namespace host::compare {
 namespace {

@@ -1,4 +1,4 @@
-#include "host/compare/value_text.h"
+#include "compare/value_text.h"
 
 #include <cmath>
 

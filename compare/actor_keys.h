@@ -1,7 +1,7 @@
 // Which actor of one package is which actor of another: the same "id", and among actors sharing an id the
 // same place in their order (the second "guard" is the second "guard"). Pure; any thread.
-#ifndef PATHWRIGHT_HOST_COMPARE_ACTOR_KEYS_H_
-#define PATHWRIGHT_HOST_COMPARE_ACTOR_KEYS_H_
+#ifndef PATHWRIGHT_COMPARE_ACTOR_KEYS_H_
+#define PATHWRIGHT_COMPARE_ACTOR_KEYS_H_
 
 #include <cstddef>
 #include <string>
@@ -40,4 +40,4 @@ class ActorIndex {
 
 }  // namespace host::compare
 
-#endif  // PATHWRIGHT_HOST_COMPARE_ACTOR_KEYS_H_
+#endif  // PATHWRIGHT_COMPARE_ACTOR_KEYS_H_

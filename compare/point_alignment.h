@@ -1,8 +1,8 @@
 // Aligning two sequences of JSON values, such as a route's points before and after, by a minimal edit
 // script: the longest run of equal values kept in order, everything else added or removed. Used by the
 // package diff and the three-way merge. Pure; any thread.
-#ifndef PATHWRIGHT_HOST_COMPARE_POINT_ALIGNMENT_H_
-#define PATHWRIGHT_HOST_COMPARE_POINT_ALIGNMENT_H_
+#ifndef PATHWRIGHT_COMPARE_POINT_ALIGNMENT_H_
+#define PATHWRIGHT_COMPARE_POINT_ALIGNMENT_H_
 
 #include <cstddef>
 #include <vector>
@@ -23,4 +23,4 @@ std::vector<std::size_t> align(const std::vector<mods::json::Value>& before,
 
 }  // namespace host::compare
 
-#endif  // PATHWRIGHT_HOST_COMPARE_POINT_ALIGNMENT_H_
+#endif  // PATHWRIGHT_COMPARE_POINT_ALIGNMENT_H_

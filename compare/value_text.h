@@ -1,8 +1,8 @@
 // How the diff and the merge quote values in their lines: numbers shortest (as the check writes places),
 // a point as (X, Y, Z), anything else as compact JSON, and an actor's id as it is unless it would be
 // misread. Pure; any thread.
-#ifndef PATHWRIGHT_HOST_COMPARE_VALUE_TEXT_H_
-#define PATHWRIGHT_HOST_COMPARE_VALUE_TEXT_H_
+#ifndef PATHWRIGHT_COMPARE_VALUE_TEXT_H_
+#define PATHWRIGHT_COMPARE_VALUE_TEXT_H_
 
 #include <string>
 
@@ -22,4 +22,4 @@ std::string id_label(const std::string& id);
 
 }  // namespace host::compare
 
-#endif  // PATHWRIGHT_HOST_COMPARE_VALUE_TEXT_H_
+#endif  // PATHWRIGHT_COMPARE_VALUE_TEXT_H_
