@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <iostream>
 
-#include "host/bridge_check/bridge_check.h"
+#include "bridge_check/bridge_check.h"
 #include "json_text/json_text.h"
 
 namespace host {

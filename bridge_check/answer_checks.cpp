@@ -1,4 +1,4 @@
-#include "host/bridge_check/answer_checks.h"
+#include "bridge_check/answer_checks.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,11 +1,11 @@
-#include "host/bridge_check/bridge_check.h"
+#include "bridge_check/bridge_check.h"
 
 #include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <cmath>
 
-#include "host/bridge_check/check_cases.h"
+#include "bridge_check/check_cases.h"
 #include "protocol/flat_numbers.h"
 #include "protocol/point_codec.h"
 

@@ -5,8 +5,8 @@
 //
 // Every reader answers true when the answer has the shape, else false with `error` saying what is
 // wrong in the document's words; outputs are unspecified after false.
-#ifndef PATHWRIGHT_HOST_BRIDGE_CHECK_ANSWER_CHECKS_H_
-#define PATHWRIGHT_HOST_BRIDGE_CHECK_ANSWER_CHECKS_H_
+#ifndef PATHWRIGHT_BRIDGE_CHECK_ANSWER_CHECKS_H_
+#define PATHWRIGHT_BRIDGE_CHECK_ANSWER_CHECKS_H_
 
 #include <cstddef>
 #include <string>
@@ -63,4 +63,4 @@ double distance_from_route(const WorldPoint& position, const std::vector<WorldPo
 
 }  // namespace host::bridge_check
 
-#endif  // PATHWRIGHT_HOST_BRIDGE_CHECK_ANSWER_CHECKS_H_
+#endif  // PATHWRIGHT_BRIDGE_CHECK_ANSWER_CHECKS_H_

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <thread>
 
-#include "host/bridge_check/check_cases.h"
+#include "bridge_check/check_cases.h"
 #include "protocol/link_protocol.h"
 
 namespace host::bridge_check {

@@ -1,8 +1,8 @@
 // One connection of bridge-check to the bridge under test: raw lines out, answer lines in, every wait
 // bounded by the check's timeout. A failure of the connection (closed, late, not JSON) ends the running
 // case with a CaseFailure whose text names what was sent. Owns its socket; used by one thread.
-#ifndef PATHWRIGHT_HOST_BRIDGE_CHECK_BRIDGE_SESSION_H_
-#define PATHWRIGHT_HOST_BRIDGE_CHECK_BRIDGE_SESSION_H_
+#ifndef PATHWRIGHT_BRIDGE_CHECK_BRIDGE_SESSION_H_
+#define PATHWRIGHT_BRIDGE_CHECK_BRIDGE_SESSION_H_
 
 #include <memory>
 #include <stdexcept>
@@ -66,4 +66,4 @@ std::string compact(const mods::json::Value& value);
 
 }  // namespace host::bridge_check
 
-#endif  // PATHWRIGHT_HOST_BRIDGE_CHECK_BRIDGE_SESSION_H_
+#endif  // PATHWRIGHT_BRIDGE_CHECK_BRIDGE_SESSION_H_

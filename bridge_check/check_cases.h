@@ -1,15 +1,15 @@
 // The cases of bridge-check, one function each, and what they share: the options, the greeting and a
 // way to open fresh connections. A case returns a note ("" for none) when it passed, sets `skipped`
 // when it cannot run against this bridge, and throws CaseFailure when the bridge is wrong. One thread.
-#ifndef PATHWRIGHT_HOST_BRIDGE_CHECK_CHECK_CASES_H_
-#define PATHWRIGHT_HOST_BRIDGE_CHECK_CHECK_CASES_H_
+#ifndef PATHWRIGHT_BRIDGE_CHECK_CHECK_CASES_H_
+#define PATHWRIGHT_BRIDGE_CHECK_CHECK_CASES_H_
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "host/bridge_check/bridge_check.h"
-#include "host/bridge_check/bridge_session.h"
+#include "bridge_check/bridge_check.h"
+#include "bridge_check/bridge_session.h"
 
 namespace host::bridge_check {
 
@@ -45,4 +45,4 @@ std::string closed_mid_request_case(CheckContext& context);
 
 }  // namespace host::bridge_check
 
-#endif  // PATHWRIGHT_HOST_BRIDGE_CHECK_CHECK_CASES_H_
+#endif  // PATHWRIGHT_BRIDGE_CHECK_CHECK_CASES_H_

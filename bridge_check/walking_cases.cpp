@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/bridge_check/check_cases.h"
+#include "bridge_check/check_cases.h"
 #include "protocol/flat_numbers.h"
 #include "protocol/point_codec.h"
 #include "walking/package_walk.h"

@@ -1,4 +1,4 @@
-#include "host/bridge_check/bridge_session.h"
+#include "bridge_check/bridge_session.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,7 +1,7 @@
 // The cases about the world: single and batched ground queries, Link and the camera.
 #include <cmath>
 
-#include "host/bridge_check/check_cases.h"
+#include "bridge_check/check_cases.h"
 #include "protocol/flat_numbers.h"
 #include "protocol/link_protocol.h"
 #include "protocol/point_codec.h"

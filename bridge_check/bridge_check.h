@@ -1,14 +1,14 @@
 // bridge-check: runs every case of the game link protocol (docs/game-link.md) against a running bridge
 // and measures its round trips, so that a bridge author learns everything that is wrong at once. The
 // runner opens its own connections (one or more per case) and closes them; one thread.
-#ifndef PATHWRIGHT_HOST_BRIDGE_CHECK_BRIDGE_CHECK_H_
-#define PATHWRIGHT_HOST_BRIDGE_CHECK_BRIDGE_CHECK_H_
+#ifndef PATHWRIGHT_BRIDGE_CHECK_BRIDGE_CHECK_H_
+#define PATHWRIGHT_BRIDGE_CHECK_BRIDGE_CHECK_H_
 
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "host/bridge_check/answer_checks.h"
+#include "bridge_check/answer_checks.h"
 #include "json/value.h"
 #include "link/game_link.h"
 
@@ -54,4 +54,4 @@ CheckReport run_bridge_check(const CheckOptions& options, const std::function<vo
 
 }  // namespace host::bridge_check
 
-#endif  // PATHWRIGHT_HOST_BRIDGE_CHECK_BRIDGE_CHECK_H_
+#endif  // PATHWRIGHT_BRIDGE_CHECK_BRIDGE_CHECK_H_

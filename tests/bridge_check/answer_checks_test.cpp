@@ -1,6 +1,6 @@
 // bridge-check's readers of answers: every shape the document allows is taken, and each way a bridge
 // can get it wrong is named; the distance that decides whether a walker is on its route.
-#include "host/bridge_check/answer_checks.h"
+#include "bridge_check/answer_checks.h"
 
 #include <gtest/gtest.h>
 
