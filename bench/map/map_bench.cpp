@@ -16,8 +16,8 @@
 
 #include "game/game_world.h"
 #include "game/link_server.h"
-#include "host/map/ground_tiles.h"
-#include "host/map/map_server.h"
+#include "map/ground_tiles.h"
+#include "map/map_server.h"
 #include "server/shared_workbench.h"
 #include "server/workbench.h"
 

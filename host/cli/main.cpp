@@ -18,7 +18,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "host/map/map_server.h"  // the map's flags: parsed here, then the map program takes over
+#include "map/map_server.h"  // the map's flags: parsed here, then the map program takes over
 #endif
 #include "host/cli/bridge_check_command.h"
 #include "host/cli/check_command.h"

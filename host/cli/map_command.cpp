@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <iostream>
 
-#include "host/map/map_security.h"
+#include "map/map_security.h"
 #include "server/shared_workbench.h"
 #include "server/store_socket.h"
 #include "server/workbench.h"

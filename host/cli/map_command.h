@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "host/map/map_server.h"
+#include "map/map_server.h"
 
 namespace host {
 

@@ -1,8 +1,8 @@
 // The map server's gatekeeping, as plain functions over request header values: the random token, where
 // a request may carry it (bearer header or cookie), and which Host and Origin headers count as the
 // server's own. No state; any thread.
-#ifndef PATHWRIGHT_HOST_MAP_MAP_SECURITY_H_
-#define PATHWRIGHT_HOST_MAP_MAP_SECURITY_H_
+#ifndef PATHWRIGHT_MAP_MAP_SECURITY_H_
+#define PATHWRIGHT_MAP_MAP_SECURITY_H_
 
 #include <string>
 #include <string_view>
@@ -33,4 +33,4 @@ bool origin_allowed(std::string_view origin, bool has_origin, const std::vector<
 
 }  // namespace host::map
 
-#endif  // PATHWRIGHT_HOST_MAP_MAP_SECURITY_H_
+#endif  // PATHWRIGHT_MAP_MAP_SECURITY_H_

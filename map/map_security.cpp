@@ -1,4 +1,4 @@
-#include "host/map/map_security.h"
+#include "map/map_security.h"
 
 #include <cstdio>
 #include <fstream>

@@ -1,8 +1,8 @@
 // A map server for the tests: the demo store (a temporary copy) with the in-process game on a manual
 // clock, behind a MapServer on a free loopback port with a known token, and a page folder the test may
 // fill. Real HTTP clients (cpp-httplib's) talk to it. One thread drives it; the server has its own.
-#ifndef PATHWRIGHT_TESTS_HOST_MAP_MAP_FIXTURE_H_
-#define PATHWRIGHT_TESTS_HOST_MAP_MAP_FIXTURE_H_
+#ifndef PATHWRIGHT_TESTS_MAP_MAP_FIXTURE_H_
+#define PATHWRIGHT_TESTS_MAP_MAP_FIXTURE_H_
 
 #include <gtest/gtest.h>
 #include <httplib.h>
@@ -12,8 +12,8 @@
 #include <memory>
 #include <string>
 
-#include "host/map/map_server.h"
 #include "json_text/json_text.h"
+#include "map/map_server.h"
 #include "server/shared_workbench.h"
 #include "server/workbench.h"
 
@@ -78,4 +78,4 @@ class MapFixture : public ::testing::Test {
 
 }  // namespace host::map::testing
 
-#endif  // PATHWRIGHT_TESTS_HOST_MAP_MAP_FIXTURE_H_
+#endif  // PATHWRIGHT_TESTS_MAP_MAP_FIXTURE_H_

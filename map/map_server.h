@@ -3,8 +3,8 @@
 // Workbench. Owns the HTTP server, its worker threads, the event hub and a watcher thread that notes the
 // game coming and going, sends live events while pages watch, and lets the store do its upkeep. start/stop from one
 // thread; the rest runs on the server's own threads.
-#ifndef PATHWRIGHT_HOST_MAP_MAP_SERVER_H_
-#define PATHWRIGHT_HOST_MAP_MAP_SERVER_H_
+#ifndef PATHWRIGHT_MAP_MAP_SERVER_H_
+#define PATHWRIGHT_MAP_MAP_SERVER_H_
 
 #include <atomic>
 #include <cstddef>
@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "host/map/event_hub.h"
+#include "map/event_hub.h"
 #include "server/shared_workbench.h"
 
 namespace httplib {
@@ -96,4 +96,4 @@ class MapServer {
 
 }  // namespace host::map
 
-#endif  // PATHWRIGHT_HOST_MAP_MAP_SERVER_H_
+#endif  // PATHWRIGHT_MAP_MAP_SERVER_H_

@@ -1,4 +1,4 @@
-#include "host/map/map_server.h"
+#include "map/map_server.h"
 
 #include <httplib.h>
 #include <netdb.h>
@@ -11,10 +11,10 @@
 #include <memory>
 #include <utility>
 
-#include "host/map/ground_tiles.h"
-#include "host/map/map_security.h"
-#include "host/map/page_files.h"
 #include "json_text/json_text.h"
+#include "map/ground_tiles.h"
+#include "map/map_security.h"
+#include "map/page_files.h"
 #include "server/json_rpc.h"
 
 namespace host::map {

@@ -7,9 +7,9 @@
 #include <mutex>
 #include <thread>
 
-#include "host/map/event_hub.h"
+#include "map/event_hub.h"
 #include "server/json_rpc.h"
-#include "tests/host/map/map_fixture.h"
+#include "tests/map/map_fixture.h"
 
 namespace host::map::testing {
 namespace {

@@ -1,11 +1,11 @@
 // Ground tiles through HTTP: a tile of the island decodes as a 256 x 256 PNG with water over the sea and
 // land over the plateau, only the map's zooms have tiles, and without a game the answer is 404.
-#include "host/map/ground_tiles.h"
+#include "map/ground_tiles.h"
 
 #include <png.h>
 
 #include "server/temp_folder.h"
-#include "tests/host/map/map_fixture.h"
+#include "tests/map/map_fixture.h"
 
 namespace host::map::testing {
 namespace {

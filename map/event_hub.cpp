@@ -1,4 +1,4 @@
-#include "host/map/event_hub.h"
+#include "map/event_hub.h"
 
 namespace host::map {
 

@@ -1,8 +1,8 @@
 // The page's files: where a request may look (the request target's path turned into a path relative to
 // the page's folder, or refused: a pure function over text, so that it can be fuzzed) and the file read
 // from below the `--web` folder with its content type. No state; any thread.
-#ifndef PATHWRIGHT_HOST_MAP_PAGE_FILES_H_
-#define PATHWRIGHT_HOST_MAP_PAGE_FILES_H_
+#ifndef PATHWRIGHT_MAP_PAGE_FILES_H_
+#define PATHWRIGHT_MAP_PAGE_FILES_H_
 
 #include <string>
 #include <string_view>
@@ -29,4 +29,4 @@ PageFileAnswer read_page_file(const std::string& web_dir, std::string_view targe
 
 }  // namespace host::map
 
-#endif  // PATHWRIGHT_HOST_MAP_PAGE_FILES_H_
+#endif  // PATHWRIGHT_MAP_PAGE_FILES_H_

@@ -2,8 +2,8 @@
 // the last kCapacity "game" and "change" events kept for pages that reconnect, and the newest "live"
 // event of each package (live events are only ever sent fresh, never replayed). Owned by the map
 // server; any thread may publish and any number of threads may wait.
-#ifndef PATHWRIGHT_HOST_MAP_EVENT_HUB_H_
-#define PATHWRIGHT_HOST_MAP_EVENT_HUB_H_
+#ifndef PATHWRIGHT_MAP_EVENT_HUB_H_
+#define PATHWRIGHT_MAP_EVENT_HUB_H_
 
 #include <chrono>
 #include <condition_variable>
@@ -61,4 +61,4 @@ class EventHub {
 
 }  // namespace host::map
 
-#endif  // PATHWRIGHT_HOST_MAP_EVENT_HUB_H_
+#endif  // PATHWRIGHT_MAP_EVENT_HUB_H_

@@ -1,4 +1,4 @@
-#include "host/map/page_files.h"
+#include "map/page_files.h"
 
 #include <algorithm>
 #include <filesystem>

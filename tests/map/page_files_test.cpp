@@ -1,12 +1,12 @@
 // The page's files: which request targets name a file inside the page's folder, and, through a real HTTP
 // client sending each target byte for byte, that nothing outside the folder is ever served.
-#include "host/map/page_files.h"
+#include "map/page_files.h"
 
 #include <unistd.h>
 
 #include <fstream>
 
-#include "tests/host/map/map_fixture.h"
+#include "tests/map/map_fixture.h"
 
 namespace host::map::testing {
 namespace {

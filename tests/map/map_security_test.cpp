@@ -1,7 +1,7 @@
 // The map's gatekeeping through a real HTTP client: what is refused without the token or from a foreign
 // Host or Origin, the body limit, the page loading without a token, the cookie, and a connection that
 // stalls without holding the server.
-#include "host/map/map_security.h"
+#include "map/map_security.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -12,7 +12,7 @@
 #include <chrono>
 #include <fstream>
 
-#include "tests/host/map/map_fixture.h"
+#include "tests/map/map_fixture.h"
 
 namespace host::map::testing {
 namespace {

@@ -2,8 +2,8 @@
 // the world's bounds, shaded as lit from the north-west, with water wherever there is no ground. Each
 // tile costs one ground_heights query to the game. Tiles are kept per world until the game reconnects.
 // Thread-safe: every call takes the shared Workbench's lock for the query, and its own for the cache.
-#ifndef PATHWRIGHT_HOST_MAP_GROUND_TILES_H_
-#define PATHWRIGHT_HOST_MAP_GROUND_TILES_H_
+#ifndef PATHWRIGHT_MAP_GROUND_TILES_H_
+#define PATHWRIGHT_MAP_GROUND_TILES_H_
 
 #include <cstdint>
 #include <map>
@@ -64,4 +64,4 @@ class GroundTiles {
 
 }  // namespace host::map
 
-#endif  // PATHWRIGHT_HOST_MAP_GROUND_TILES_H_
+#endif  // PATHWRIGHT_MAP_GROUND_TILES_H_

@@ -1,4 +1,4 @@
-#include "host/map/ground_tiles.h"
+#include "map/ground_tiles.h"
 
 #include <png.h>
 
