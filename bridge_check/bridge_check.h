@@ -30,7 +30,7 @@ struct Latency {
 };
 
 struct CheckOptions {
-  GameAddress address;
+  link::GameAddress address;
   double timeout_seconds = 10.0;  // the longest wait for any one answer
   bool latency = true;
 };

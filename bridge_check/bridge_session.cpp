@@ -7,6 +7,10 @@
 #include "protocol/link_protocol.h"
 
 namespace host::bridge_check {
+
+using link::GameAddress;
+using link::LineConnection;
+
 namespace {
 
 constexpr std::size_t kExcerptBytes = 160;  // bytes of a long line shown in a FAIL text

@@ -29,7 +29,8 @@ class BridgeSession {
   static constexpr int kConnectTimeoutMs = 2000;  // ms; a bridge on loopback accepts at once
 
   // Connects to `address`. On null, `error` says why.
-  static std::unique_ptr<BridgeSession> open(const GameAddress& address, double timeout_seconds, std::string& error);
+  static std::unique_ptr<BridgeSession> open(const link::GameAddress& address, double timeout_seconds,
+                                             std::string& error);
 
   // Sends `line` (without its "\n"). Throws CaseFailure when it cannot be sent in time.
   void send(const std::string& line);
@@ -54,9 +55,9 @@ class BridgeSession {
   double next_id() { return next_id_++; }
 
  private:
-  BridgeSession(std::unique_ptr<LineConnection> connection, int timeout_ms)
+  BridgeSession(std::unique_ptr<link::LineConnection> connection, int timeout_ms)
       : connection_(std::move(connection)), timeout_ms_(timeout_ms) {}
-  std::unique_ptr<LineConnection> connection_;
+  std::unique_ptr<link::LineConnection> connection_;
   int timeout_ms_;
   double next_id_ = 1;
 };

@@ -6,7 +6,7 @@
 #include "check/route_findings.h"
 #include "check/timeline.h"
 
-namespace host {
+namespace host::check {
 
 using mods::json::Value;
 
@@ -42,4 +42,4 @@ void add_settings_warnings(editor::Session& session, const Value& params, Value&
   }
 }
 
-}  // namespace host
+}  // namespace host::check

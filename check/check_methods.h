@@ -10,7 +10,7 @@
 #include "editor/session.h"
 #include "json/value.h"
 
-namespace host {
+namespace host::check {
 
 // Runs `method` when it is a checking command (`handled` true); otherwise `handled` false and nothing
 // done. On failure `ok` false and `error` says why.
@@ -21,6 +21,6 @@ mods::json::Value check_command(editor::Session& session, const std::string& met
 // when the route as stored has a mode, speed or pauses the game will not use. Changes nothing else.
 void add_settings_warnings(editor::Session& session, const mods::json::Value& params, mods::json::Value& result);
 
-}  // namespace host
+}  // namespace host::check
 
 #endif  // PATHWRIGHT_CHECK_CHECK_METHODS_H_

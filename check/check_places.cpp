@@ -9,7 +9,7 @@
 #include "json_text/json_places.h"
 #include "json_text/json_text.h"
 
-namespace host {
+namespace host::check {
 namespace {
 
 using json_text::PathStep;
@@ -99,4 +99,4 @@ void place_answer(Value& answer, std::string_view file_text) {
   }
 }
 
-}  // namespace host
+}  // namespace host::check

@@ -12,13 +12,13 @@
 
 #include "json/value.h"
 
-namespace host {
+namespace host::check {
 
 // Adds "line" and "column" to each entry of `answer`'s "findings", to each entry of its "routes", and to
 // each of their failing "segments", as `file_text` (the package's file) holds them. Entries whose actor
 // the text does not hold, and every entry when the text is not a package, are left as they are.
 void place_answer(mods::json::Value& answer, std::string_view file_text);
 
-}  // namespace host
+}  // namespace host::check
 
 #endif  // PATHWRIGHT_CHECK_CHECK_PLACES_H_

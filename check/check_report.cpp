@@ -2,7 +2,7 @@
 
 #include "json_text/json_text.h"
 
-namespace host {
+namespace host::check {
 namespace {
 
 using mods::json::Value;
@@ -83,4 +83,4 @@ bool check_passed(const Value& answer) {
   return answer.get("checked").boolean && count(answer, "routes_with_problems") == 0 && count(answer, "errors") == 0;
 }
 
-}  // namespace host
+}  // namespace host::check

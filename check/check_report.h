@@ -11,7 +11,7 @@
 
 #include "json/value.h"
 
-namespace host {
+namespace host::check {
 
 // The report of one check_package answer, every line ending in a newline.
 std::string check_report(const mods::json::Value& answer);
@@ -19,6 +19,6 @@ std::string check_report(const mods::json::Value& answer);
 // True when every route of the answer was checked and is walkable and there is no error finding.
 bool check_passed(const mods::json::Value& answer);
 
-}  // namespace host
+}  // namespace host::check
 
 #endif  // PATHWRIGHT_CHECK_CHECK_REPORT_H_

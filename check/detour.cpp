@@ -13,7 +13,13 @@
 #include "session/grouped_change.h"
 #include "session/number_param.h"
 
-namespace host {
+namespace host::check {
+
+using session::grouped_change;
+using session::GroupedCommand;
+using session::kLargestExactCount;
+using session::read_number_param;
+
 namespace {
 
 using mods::json::Value;
@@ -302,4 +308,4 @@ Value apply_detour(editor::Session& session, const Value& params, std::string& e
   return suggestion;
 }
 
-}  // namespace host
+}  // namespace host::check

@@ -21,7 +21,7 @@
 #include "editor/session.h"
 #include "json/value.h"
 
-namespace host {
+namespace host::check {
 
 constexpr double kDetourCell = 25.0;              // grid spacing, as the check's samples [world units]
 constexpr double kDetourMargin = 1000.0;          // search reach beyond the segment's ends [world units]
@@ -36,6 +36,6 @@ mods::json::Value suggest_detour(editor::Session& session, const mods::json::Val
 // one undo removes whole. On true answers the suggestion; on false `error` says why and nothing changed.
 mods::json::Value apply_detour(editor::Session& session, const mods::json::Value& params, std::string& error, bool& ok);
 
-}  // namespace host
+}  // namespace host::check
 
 #endif  // PATHWRIGHT_CHECK_DETOUR_H_

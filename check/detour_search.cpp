@@ -9,7 +9,7 @@
 #include "check/detour.h"
 #include "check/package_check.h"
 
-namespace host {
+namespace host::check {
 namespace {
 
 using story_notebook::WorldPoint;
@@ -158,4 +158,4 @@ bool GroundGrid::passes(const WorldPoint& p, const WorldPoint& q) const {
   return true;
 }
 
-}  // namespace host
+}  // namespace host::check

@@ -1,6 +1,6 @@
 // The search behind suggest_detour: the ground on a grid around a segment, asked of the game in batched
 // ground_heights calls, and the shortest way over it (A*) on which no edge steps more than the check's
-// largest step. Private to host/check; the grid owns its heights; one thread.
+// largest step. Private to check/; the grid owns its heights; one thread.
 #ifndef PATHWRIGHT_CHECK_DETOUR_SEARCH_H_
 #define PATHWRIGHT_CHECK_DETOUR_SEARCH_H_
 
@@ -11,7 +11,7 @@
 #include "editor/live_game.h"
 #include "editor/points/world_point.h"
 
-namespace host {
+namespace host::check {
 
 constexpr float kDetourStep = 50.0f;     // largest height change between neighbouring cells [world units]
 constexpr float kDetourOffset = 150.0f;  // largest distance of the ground from a segment's line [world units]
@@ -44,6 +44,6 @@ class GroundGrid {
   std::vector<bool> clear_;  // usable by the way; see mark_clear
 };
 
-}  // namespace host
+}  // namespace host::check
 
 #endif  // PATHWRIGHT_CHECK_DETOUR_SEARCH_H_

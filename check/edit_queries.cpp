@@ -5,7 +5,7 @@
 #include "protocol/point_codec.h"
 #include "residents/walkers.h"
 
-namespace host {
+namespace host::check {
 
 using mods::json::Value;
 
@@ -119,4 +119,4 @@ Value ground_point(editor::Session& session, const Value& params, std::string& e
   return answer;
 }
 
-}  // namespace host
+}  // namespace host::check

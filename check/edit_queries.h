@@ -9,7 +9,7 @@
 #include "editor/session.h"
 #include "json/value.h"
 
-namespace host {
+namespace host::check {
 
 // route_fields {"package", "id"} -> {"id", "fields": {NAME: {"may_set": true} or {"may_set": false,
 // "refusal": TEXT}}} for "mode", "speed", "pauses", "walk" and "idle", plus "refusal" when the actor may
@@ -23,6 +23,6 @@ mods::json::Value route_fields(editor::Session& session, const mods::json::Value
 // with "snap_note" saying why. On failure (no readable "position") `ok` is false and `error` says why.
 mods::json::Value ground_point(editor::Session& session, const mods::json::Value& params, std::string& error, bool& ok);
 
-}  // namespace host
+}  // namespace host::check
 
 #endif  // PATHWRIGHT_CHECK_EDIT_QUERIES_H_

@@ -16,7 +16,7 @@
 // both move in a straight line, their distance is a quadratic and their height difference a line in time, so the
 // moments where they meet form one interval found in closed form.
 
-namespace host {
+namespace host::check {
 namespace {
 
 using mods::json::Value;
@@ -316,4 +316,4 @@ Value meeting_finding(const Meeting& meeting) {
   return finding;
 }
 
-}  // namespace host
+}  // namespace host::check

@@ -12,7 +12,7 @@
 #include "json/value.h"
 #include "walking/walker_track.h"
 
-namespace host {
+namespace host::check {
 
 // Every actor stands on a circle of this radius around its place. [world units]
 constexpr double kActorRadius = 25.0;
@@ -43,6 +43,6 @@ std::vector<Meeting> find_meetings(const std::vector<walking::WalkerTrack>& walk
 // `meets "OTHER" at (X, Y, Z) after T s` or `walks through "OTHER" at (X, Y, Z) after T s`.
 mods::json::Value meeting_finding(const Meeting& meeting);
 
-}  // namespace host
+}  // namespace host::check
 
 #endif  // PATHWRIGHT_CHECK_MEETINGS_H_

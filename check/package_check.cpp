@@ -11,7 +11,7 @@
 #include "residents/walkers.h"
 #include "walking/package_walk.h"
 
-namespace host {
+namespace host::check {
 namespace {
 
 using mods::json::Value;
@@ -197,4 +197,4 @@ void add_game_refusal(Value& answer, const std::string& refusal) {
   errors = Value::of(errors.number + 1);
 }
 
-}  // namespace host
+}  // namespace host::check

@@ -21,7 +21,7 @@
 #include "editor/session.h"
 #include "json/value.h"
 
-namespace host {
+namespace host::check {
 
 constexpr std::size_t kBatchProbes = 100000;  // most probes in one ground_heights call [probes]
 
@@ -35,6 +35,6 @@ mods::json::Value check_package(editor::Session& session, const mods::json::Valu
 // error finding of the whole package, counted among its errors.
 void add_game_refusal(mods::json::Value& answer, const std::string& refusal);
 
-}  // namespace host
+}  // namespace host::check
 
 #endif  // PATHWRIGHT_CHECK_PACKAGE_CHECK_H_

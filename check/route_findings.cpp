@@ -6,7 +6,7 @@
 #include "json_text/json_text.h"
 #include "residents/walkers.h"
 
-namespace host {
+namespace host::check {
 namespace {
 
 using mods::json::Value;
@@ -179,4 +179,4 @@ Value finding_json(const Finding& finding) {
   return entry;
 }
 
-}  // namespace host
+}  // namespace host::check

@@ -10,7 +10,7 @@
 
 #include "json/value.h"
 
-namespace host {
+namespace host::check {
 
 struct Finding {
   enum class Level { Error, Warning };
@@ -34,6 +34,6 @@ std::vector<std::string> settings_warnings(const mods::json::Value& path);
 // {"level", "id" (not for a finding about the whole package), "point" (only where it applies), "text"}
 mods::json::Value finding_json(const Finding& finding);
 
-}  // namespace host
+}  // namespace host::check
 
 #endif  // PATHWRIGHT_CHECK_ROUTE_FINDINGS_H_

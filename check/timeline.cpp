@@ -12,7 +12,7 @@
 // Walkers and standing actors in document order; keys by time, the first at 0 and the last at T (or at
 // arrival); places to one decimal, times to a millisecond.
 
-namespace host {
+namespace host::check {
 namespace {
 
 using mods::json::Value;
@@ -117,4 +117,4 @@ Value package_timeline(editor::Session& session, const Value& params, std::strin
   return result;
 }
 
-}  // namespace host
+}  // namespace host::check

@@ -10,7 +10,7 @@
 #include "editor/session.h"
 #include "json/value.h"
 
-namespace host {
+namespace host::check {
 
 // {"package", "seconds"} -> {"seconds", "actors": [{"id", "position", "point"}]}. On failure (an unknown
 // package, a bad "seconds", the game's failure) `ok` is false and `error` says why.
@@ -21,6 +21,6 @@ mods::json::Value walkers_at(editor::Session& session, const mods::json::Value& 
 mods::json::Value package_timeline(editor::Session& session, const mods::json::Value& params, std::string& error,
                                    bool& ok);
 
-}  // namespace host
+}  // namespace host::check
 
 #endif  // PATHWRIGHT_CHECK_TIMELINE_H_

@@ -6,7 +6,10 @@
 #include "bridge_check/bridge_check.h"
 #include "json_text/json_text.h"
 
-namespace host {
+namespace host::cli {
+
+using link::parse_game_address;
+
 namespace {
 
 using bridge_check::CaseResult;
@@ -113,4 +116,4 @@ int BridgeCheckCommand::run() const {
   return report.failed() > 0 ? kExitFailed : kExitPassed;
 }
 
-}  // namespace host
+}  // namespace host::cli

@@ -7,7 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
-namespace host {
+namespace host::cli {
 
 class BridgeCheckCommand {
  public:
@@ -30,6 +30,6 @@ class BridgeCheckCommand {
   std::string format_ = "text";
 };
 
-}  // namespace host
+}  // namespace host::cli
 
 #endif  // PATHWRIGHT_CLI_BRIDGE_CHECK_COMMAND_H_

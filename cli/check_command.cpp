@@ -10,7 +10,19 @@
 #include "store/file_system.h"
 #include "store/package_name.h"
 
-namespace host {
+namespace host::cli {
+
+using check::check_passed;
+using check::check_report;
+using check::place_answer;
+using link::parse_game_address;
+using server::CallOutcome;
+using server::Workbench;
+using server::WorkbenchOptions;
+using store::FileIdentity;
+using store::kPackageFileSuffix;
+using store::PosixFileSystem;
+
 namespace {
 
 using mods::json::Value;
@@ -176,4 +188,4 @@ int CheckCommand::run() const {
   return status;
 }
 
-}  // namespace host
+}  // namespace host::cli

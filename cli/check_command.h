@@ -10,7 +10,7 @@
 
 #include "json/value.h"
 
-namespace host {
+namespace host::cli {
 
 class CheckCommand {
  public:
@@ -43,6 +43,6 @@ class CheckCommand {
   std::string examples_;
 };
 
-}  // namespace host
+}  // namespace host::cli
 
 #endif  // PATHWRIGHT_CLI_CHECK_COMMAND_H_

@@ -13,7 +13,7 @@
 
 extern char** environ;
 
-namespace host {
+namespace host::cli {
 namespace {
 
 using mods::json::Value;
@@ -128,4 +128,4 @@ int DiffCommand::run_git() const {
   return kExitSame;  // git takes any other status for an external diff that died
 }
 
-}  // namespace host
+}  // namespace host::cli

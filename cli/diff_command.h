@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace host::cli {
 
 class DiffCommand {
  public:
@@ -31,6 +31,6 @@ class DiffCommand {
   bool git_ = false;
 };
 
-}  // namespace host
+}  // namespace host::cli
 
 #endif  // PATHWRIGHT_CLI_DIFF_COMMAND_H_

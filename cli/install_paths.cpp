@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <system_error>
 
-namespace host {
+namespace host::cli {
 namespace {
 
 // PREFIX/bin of the running executable; empty when its own path cannot be read.
@@ -31,4 +31,4 @@ std::string program_path(const std::string& name) {
   return bin.empty() ? "" : (bin / name).string();
 }
 
-}  // namespace host
+}  // namespace host::cli

@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace host {
+namespace host::cli {
 
 // PREFIX/share/pathwright for the running executable PREFIX/bin/pathwright; "" when the executable's
 // own path cannot be read (then the caller needs an explicit folder).
@@ -21,6 +21,6 @@ constexpr const char* kMapProgram = "pathwright-map";
 // PREFIX/bin/`name`, beside the running executable; "" when the executable's own path cannot be read.
 std::string program_path(const std::string& name);
 
-}  // namespace host
+}  // namespace host::cli
 
 #endif  // PATHWRIGHT_CLI_INSTALL_PATHS_H_

@@ -34,8 +34,8 @@
 
 namespace {
 
-using host::Workbench;
-using host::WorkbenchOptions;
+using host::server::Workbench;
+using host::server::WorkbenchOptions;
 
 constexpr int kExitFailed = 1;    // the command failed
 constexpr int kExitBadUsage = 2;  // unknown method, bad flags or parameters
@@ -69,12 +69,12 @@ constexpr double kCallLockWaitSeconds = 10;  // s; how long `call` waits for ano
 struct Flags {
   std::string store;
   std::string game;
-  double game_timeout = host::GameLink::kDefaultTimeoutSeconds;
+  double game_timeout = host::link::GameLink::kDefaultTimeoutSeconds;
   bool demo = false;
   std::string world;  // an OBJ mesh for the in-process game instead of the island
   bool manual_clock = false;
-  std::string examples = host::shared_data_path("examples");
-  std::size_t max_request = host::kDefaultMaxRequestBytes;
+  std::string examples = host::cli::shared_data_path("examples");
+  std::size_t max_request = host::server::kDefaultMaxRequestBytes;
   double lock_wait = 0;  // s; `serve` never waits: it refuses a store that another process holds
 };
 
@@ -89,7 +89,7 @@ void add_store_flags(CLI::App& command, Flags& flags) {
   command.add_option("--game-timeout", flags.game_timeout, "seconds to wait for each answer of the game")
       ->check(in_range("the game timeout", kMinGameTimeoutSeconds, kMaxGameTimeoutSeconds, "seconds"))
       ->type_name("SECONDS")
-      ->default_val(host::GameLink::kDefaultTimeoutSeconds);
+      ->default_val(host::link::GameLink::kDefaultTimeoutSeconds);
   auto* demo = command.add_flag("--demo", flags.demo,
                                 "run the simulated game in this process on the built-in island and, unless --store "
                                 "is given, work on a temporary copy of the demo store");
@@ -103,14 +103,14 @@ void add_store_flags(CLI::App& command, Flags& flags) {
   demo->excludes(world);
   command.add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
       ->type_name("DIR")
-      ->default_val(host::shared_data_path("examples"));
+      ->default_val(host::cli::shared_data_path("examples"));
 }
 
 // Opens the workbench the flags describe; null after writing the reason to standard error.
 std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status, const std::string& only_command = "") {
   WorkbenchOptions options;
   options.only_command = only_command;
-  options.reads_only = host::reads_only_command(only_command);
+  options.reads_only = host::server::reads_only_command(only_command);
   options.store_dir = flags.store.empty() && !flags.world.empty() ? "." : flags.store;
   options.demo = flags.demo || !flags.world.empty();
   options.world_file = flags.world;
@@ -125,7 +125,7 @@ std::unique_ptr<Workbench> open_bench(const Flags& flags, int& status, const std
       status = kExitBadUsage;
       return nullptr;
     }
-    if (!host::parse_game_address(flags.game, options.game, error)) {
+    if (!host::link::parse_game_address(flags.game, options.game, error)) {
       std::cerr << "pathwright: " << error << "\n";
       status = kExitBadUsage;
       return nullptr;
@@ -150,14 +150,14 @@ int serve(Flags flags) {
   auto bench = open_bench(flags, status);
   if (!bench) return status;
   std::string error;
-  host::SharedWorkbench shared(*bench);
+  host::server::SharedWorkbench shared(*bench);
   // `call` on this store runs through this process, in its history.
-  auto listener = host::StoreSocketListener::start(bench->store_dir(), shared.runner(), error);
+  auto listener = host::server::StoreSocketListener::start(bench->store_dir(), shared.runner(), error);
   if (!listener) {
     std::cerr << "pathwright: " << error << "\n";
     return kExitFailed;
   }
-  status = host::serve_stdio(shared, error, flags.max_request);
+  status = host::server::serve_stdio(shared, error, flags.max_request);
   if (status != 0) std::cerr << "pathwright: " << error << "\n";
   return status;
 }
@@ -169,12 +169,12 @@ int map(const Flags& flags, const host::map::MapServerOptions& options, char** /
                  "hold)\n";
     return kExitBadUsage;
   }
-  host::block_stop_signals();  // before any thread starts: run_map alone takes SIGINT and SIGTERM
+  host::cli::block_stop_signals();  // before any thread starts: run_map alone takes SIGINT and SIGTERM
   int status = 0;
   auto bench = open_bench(flags, status);
   if (!bench) return status;
   std::string error;
-  status = host::run_map(*bench, options, error);
+  status = host::cli::run_map(*bench, options, error);
   if (status != 0) std::cerr << "pathwright: " << error << "\n";
   return status;
 }
@@ -183,7 +183,7 @@ int map(const Flags& flags, const host::map::MapServerOptions& options, char** /
 // libraries (TLS among them: about half of this program's start-up). `map`, its flags checked, is run by
 // the same program built with the map, which lies beside this one, in this process (same id, same output).
 int map(const Flags& /*flags*/, const host::map::MapServerOptions& /*options*/, char** argv) {
-  const std::string program = host::program_path(host::kMapProgram);
+  const std::string program = host::cli::program_path(host::cli::kMapProgram);
   ::execv(program.c_str(), argv);
   std::cerr << "pathwright: the map program \"" << program << "\" cannot be started: " << std::strerror(errno) << "\n";
   return kExitFailed;
@@ -191,7 +191,7 @@ int map(const Flags& /*flags*/, const host::map::MapServerOptions& /*options*/, 
 #endif
 
 // Prints a command's outcome as `call` does; answers the exit status.
-int report(const std::string& method, const host::CallOutcome& outcome) {
+int report(const std::string& method, const host::server::CallOutcome& outcome) {
   std::string text, error;
   if (!outcome.handled) {
     std::cerr << "pathwright: unknown method \"" << method << "\"\n";
@@ -216,8 +216,8 @@ int report(const std::string& method, const host::CallOutcome& outcome) {
 
 // Runs the command through the process that holds the store, when one listens on its socket; `outcome`
 // then holds its answer (or, for Failed, the reason in `error`).
-host::Forwarded forward(const std::string& store, double wait_seconds, const std::string& method,
-                        const mods::json::Value& params, host::CallOutcome& outcome) {
+host::server::Forwarded forward(const std::string& store, double wait_seconds, const std::string& method,
+                                const mods::json::Value& params, host::server::CallOutcome& outcome) {
   using mods::json::Value;
   Value request = Value::object();
   request["jsonrpc"] = Value::of("2.0");
@@ -227,15 +227,16 @@ host::Forwarded forward(const std::string& store, double wait_seconds, const std
   std::string line, answer_text, error;
   if (!json_text::print_json(request, json_text::JsonLayout::Compact, line, error)) {
     outcome.error = "the parameters cannot be sent: " + error;
-    return host::Forwarded::Failed;
+    return host::server::Forwarded::Failed;
   }
-  const host::Forwarded forwarded = host::forward_call(store, line, wait_seconds, answer_text, outcome.error);
-  if (forwarded != host::Forwarded::Answered) return forwarded;
+  const host::server::Forwarded forwarded =
+      host::server::forward_call(store, line, wait_seconds, answer_text, outcome.error);
+  if (forwarded != host::server::Forwarded::Answered) return forwarded;
   Value answer;
   json_text::JsonTextError parse_error;
   if (!json_text::parse_json(answer_text, answer, parse_error) || !answer.is_object()) {
     outcome.error = "the Pathwright process that holds the store answered something that is not JSON-RPC";
-    return host::Forwarded::Failed;
+    return host::server::Forwarded::Failed;
   }
   outcome.handled = true;
   outcome.ok = answer.has("result");
@@ -244,7 +245,7 @@ host::Forwarded forward(const std::string& store, double wait_seconds, const std
     return forwarded;
   }
   const Value& failure = answer.get("error");
-  outcome.handled = failure.get("code").number != host::rpc_code::kMethodNotFound;
+  outcome.handled = failure.get("code").number != host::server::rpc_code::kMethodNotFound;
   outcome.error = failure.get("message").string("the command failed");
   outcome.result = failure.get("data");
   return forwarded;
@@ -264,11 +265,11 @@ int call(const Flags& flags, const std::string& method, const std::string& param
     }
   }
   if (!(flags.demo && flags.store.empty())) {
-    host::CallOutcome outcome;
+    host::server::CallOutcome outcome;
     switch (forward(flags.store.empty() ? "." : flags.store, flags.lock_wait, method, params, outcome)) {
-      case host::Forwarded::Answered: return report(method, outcome);
-      case host::Forwarded::Failed: std::cerr << "pathwright: " << outcome.error << "\n"; return kExitFailed;
-      case host::Forwarded::NoListener: break;
+      case host::server::Forwarded::Answered: return report(method, outcome);
+      case host::server::Forwarded::Failed: std::cerr << "pathwright: " << outcome.error << "\n"; return kExitFailed;
+      case host::server::Forwarded::NoListener: break;
     }
   }
   int status = 0;
@@ -292,7 +293,7 @@ CLI::App* add_serve_command(CLI::App& app, Flags& flags) {
                    "the longest request line served, in bytes; a longer one is skipped and answered with an error")
       ->check(in_range("the longest request", 1, kMaxRequestBytes, "bytes"))
       ->type_name("BYTES")
-      ->default_val(host::kDefaultMaxRequestBytes);
+      ->default_val(host::server::kDefaultMaxRequestBytes);
   return serve_command;
 }
 
@@ -313,7 +314,7 @@ CLI::App* add_call_command(CLI::App& app, Flags& flags, std::string& method, std
 }
 
 CLI::App* add_map_command(CLI::App& app, Flags& flags, host::map::MapServerOptions& map_options) {
-  map_options.web_dir = host::shared_data_path("web");
+  map_options.web_dir = host::cli::shared_data_path("web");
   CLI::App* map_command =
       app.add_subcommand("map",
                          "serve the browser map over HTTP on 127.0.0.1; prints the address to open, with its token, as "
@@ -347,7 +348,7 @@ void add_tour_command(CLI::App& app, Flags& flags) {
   tour_command->add_flag("--demo", flags.demo, "accepted for symmetry: the tour always runs the simulated game");
   tour_command->add_option("--examples", flags.examples, "the folder holding the demo store windfall/")
       ->type_name("DIR")
-      ->default_val(host::shared_data_path("examples"));
+      ->default_val(host::cli::shared_data_path("examples"));
 }
 
 int run(int argc, char** argv) {
@@ -360,12 +361,12 @@ int run(int argc, char** argv) {
   CLI::App* call_command = add_call_command(app, flags, method, params_text);
   CLI::App* map_command = add_map_command(app, flags, map_options);
   add_tour_command(app, flags);
-  host::CheckCommand check_command(app, flags.examples);
-  host::DiffCommand diff_command(app);
-  host::MergeCommand merge_command(app);
-  host::ResolveCommand resolve_command(app);
+  host::cli::CheckCommand check_command(app, flags.examples);
+  host::cli::DiffCommand diff_command(app);
+  host::cli::MergeCommand merge_command(app);
+  host::cli::ResolveCommand resolve_command(app);
   app.set_version_flag("--version", std::string("pathwright ") + PATHWRIGHT_VERSION);
-  host::BridgeCheckCommand bridge_check_command(app);
+  host::cli::BridgeCheckCommand bridge_check_command(app);
 
   // CLI11 would only say that a subcommand is required.
   const auto named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
@@ -388,7 +389,7 @@ int run(int argc, char** argv) {
   if (merge_command.parsed()) return merge_command.run();
   if (resolve_command.parsed()) return resolve_command.run();
   if (bridge_check_command.parsed()) return bridge_check_command.run();
-  return host::run_tour(flags.examples, std::cout) ? 0 : kExitFailed;
+  return host::cli::run_tour(flags.examples, std::cout) ? 0 : kExitFailed;
 }
 
 }  // namespace

@@ -10,7 +10,12 @@
 #include "server/store_socket.h"
 #include "server/workbench.h"
 
-namespace host {
+namespace host::cli {
+
+using server::SharedWorkbench;
+using server::StoreSocketListener;
+using server::Workbench;
+
 namespace {
 
 constexpr int kExitPortInUse = 2;  // as bad usage: the user must pick another --port
@@ -65,4 +70,4 @@ int run_map(Workbench& bench, map::MapServerOptions options, std::string& error)
   return shared.flush(error) ? 0 : 1;
 }
 
-}  // namespace host
+}  // namespace host::cli

@@ -7,7 +7,11 @@
 #include "json_text/json_text.h"
 #include "store/file_system.h"
 
-namespace host {
+namespace host::cli {
+
+using store::FileIdentity;
+using store::PosixFileSystem;
+using store::read_error_text;
 
 using mods::json::Value;
 
@@ -166,4 +170,4 @@ int ResolveCommand::run() const {
   return kExitDone;
 }
 
-}  // namespace host
+}  // namespace host::cli

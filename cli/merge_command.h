@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <string>
 
-namespace host {
+namespace host::cli {
 
 // The file beside a merged package that keeps each conflict's base, ours and theirs: PACKAGE.conflicts.
 // Never a package to the store, which takes only NAME.json.
@@ -45,6 +45,6 @@ class ResolveCommand {
   std::size_t occurrence_ = 0;
 };
 
-}  // namespace host
+}  // namespace host::cli
 
 #endif  // PATHWRIGHT_CLI_MERGE_COMMAND_H_

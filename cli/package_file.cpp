@@ -6,7 +6,13 @@
 #include "json_text/json_text.h"
 #include "store/file_system.h"
 
-namespace host {
+namespace host::cli {
+
+using store::error_text;
+using store::FileIdentity;
+using store::PosixFileSystem;
+using store::read_error_text;
+using store::StartedFile;
 
 bool read_package_file(const std::string& path, mods::json::Value& document, std::string& error) {
   PosixFileSystem files;
@@ -55,4 +61,4 @@ bool write_package_file(const std::string& path, const mods::json::Value& docume
   return true;
 }
 
-}  // namespace host
+}  // namespace host::cli

@@ -8,7 +8,7 @@
 
 #include "json/value.h"
 
-namespace host {
+namespace host::cli {
 
 // Reads the package at `path`. On false `error` says why, naming the file: `PATH: line L, column C:
 // REASON`, `PATH: cannot be read: REASON` or `PATH: not a package: ...`; `document` is unspecified.
@@ -19,6 +19,6 @@ bool read_package_file(const std::string& path, mods::json::Value& document, std
 // `error` says why and `path` is as it was.
 bool write_package_file(const std::string& path, const mods::json::Value& document, std::string& error);
 
-}  // namespace host
+}  // namespace host::cli
 
 #endif  // PATHWRIGHT_CLI_PACKAGE_FILE_H_

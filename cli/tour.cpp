@@ -8,7 +8,14 @@
 #include "server/json_rpc.h"
 #include "server/workbench.h"
 
-namespace host {
+namespace host::cli {
+
+using server::CallOutcome;
+using server::JsonRpcServer;
+using server::Workbench;
+using server::WorkbenchOptions;
+namespace rpc_code = server::rpc_code;
+
 namespace {
 
 using mods::json::Value;
@@ -281,4 +288,4 @@ bool run_tour(const std::string& examples_dir, std::ostream& out) {
   return failed == 0;
 }
 
-}  // namespace host
+}  // namespace host::cli

@@ -8,12 +8,12 @@
 #include <ostream>
 #include <string>
 
-namespace host {
+namespace host::cli {
 
 // Runs every step, writing the walk-through to `out`. True when every step answered as expected; the
 // steps that did not are marked in `out`, and a failure to set up the tour is written there too.
 bool run_tour(const std::string& examples_dir, std::ostream& out);
 
-}  // namespace host
+}  // namespace host::cli
 
 #endif  // PATHWRIGHT_CLI_TOUR_H_

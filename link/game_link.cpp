@@ -10,7 +10,7 @@
 #include "protocol/flat_numbers.h"
 #include "protocol/point_codec.h"
 
-namespace host {
+namespace host::link {
 namespace {
 
 using mods::json::Value;
@@ -368,4 +368,4 @@ bool GameLink::advance(double seconds, double& time, std::string& error) {
   });
 }
 
-}  // namespace host
+}  // namespace host::link

@@ -21,7 +21,7 @@
 #include "link/line_connection.h"
 #include "protocol/link_protocol.h"
 
-namespace host {
+namespace host::link {
 
 class HeightsAnswerReader;
 
@@ -134,6 +134,6 @@ class GameLink : public editor::LiveGame {
   std::chrono::steady_clock::time_point last_attempt_{};
 };
 
-}  // namespace host
+}  // namespace host::link
 
 #endif  // PATHWRIGHT_LINK_GAME_LINK_H_

@@ -2,7 +2,7 @@
 
 #include <simdjson.h>
 
-namespace host {
+namespace host::link {
 
 struct HeightsAnswerReader::Parser {
   simdjson::dom::parser dom;
@@ -48,4 +48,4 @@ bool HeightsAnswerReader::read(const std::string& text, std::uint64_t id, std::s
   return true;
 }
 
-}  // namespace host
+}  // namespace host::link

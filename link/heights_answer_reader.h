@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace host::link {
 
 class HeightsAnswerReader {
  public:
@@ -30,6 +30,6 @@ class HeightsAnswerReader {
   std::unique_ptr<Parser> parser_;
 };
 
-}  // namespace host
+}  // namespace host::link
 
 #endif  // PATHWRIGHT_LINK_HEIGHTS_ANSWER_READER_H_

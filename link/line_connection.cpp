@@ -15,7 +15,7 @@
 
 #include "protocol/link_protocol.h"
 
-namespace host {
+namespace host::link {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -166,4 +166,4 @@ LineConnection::Read LineConnection::read_line(std::string& line, int timeout_ms
   }
 }
 
-}  // namespace host
+}  // namespace host::link

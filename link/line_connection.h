@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-namespace host {
+namespace host::link {
 
 class LineConnection {
  public:
@@ -43,6 +43,6 @@ class LineConnection {
   std::string pending_;  // bytes received after the last whole line
 };
 
-}  // namespace host
+}  // namespace host::link
 
 #endif  // PATHWRIGHT_LINK_LINE_CONNECTION_H_

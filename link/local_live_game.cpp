@@ -4,7 +4,7 @@
 
 #include "game/game_world.h"
 
-namespace host {
+namespace host::link {
 
 std::unique_ptr<LocalLiveGame> LocalLiveGame::open(const std::string& world_file, bool manual_clock,
                                                    std::string& error) {
@@ -75,4 +75,4 @@ bool LocalLiveGame::load_package(const editor::Session::Package& package, std::s
   return world_.load(package.name, package.document, walking, error);
 }
 
-}  // namespace host
+}  // namespace host::link

@@ -1,6 +1,6 @@
 // The running game as the editor sees it, played by a GameWorld in the same process (no sockets): what
 // `pathwright serve --demo` connects its session to. This is the host's one adapter to the game library:
-// nothing else under host/ includes game/. It either owns its world (`open`) or serves one the caller
+// nothing else of the host includes game/. It either owns its world (`open`) or serves one the caller
 // owns, which must outlive it. Safe from several threads as far as the world is (it is).
 #ifndef PATHWRIGHT_LINK_LOCAL_LIVE_GAME_H_
 #define PATHWRIGHT_LINK_LOCAL_LIVE_GAME_H_
@@ -15,7 +15,7 @@ namespace game {
 class GameWorld;
 }
 
-namespace host {
+namespace host::link {
 
 class LocalLiveGame : public editor::LiveGame {
  public:
@@ -58,6 +58,6 @@ class LocalLiveGame : public editor::LiveGame {
   game::GameWorld& world_;
 };
 
-}  // namespace host
+}  // namespace host::link
 
 #endif  // PATHWRIGHT_LINK_LOCAL_LIVE_GAME_H_

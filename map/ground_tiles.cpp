@@ -8,6 +8,10 @@
 #include "editor/live_game.h"
 
 namespace host::map {
+
+using server::SharedWorkbench;
+using server::Workbench;
+
 namespace {
 
 using mods::json::Value;

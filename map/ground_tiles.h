@@ -49,7 +49,7 @@ class GroundTiles {
 
   // The PNG of tile `key`. On false, `status` is the HTTP status to answer (404: no game or no such zoom;
   // 502: the game failed) and `error` the text to send.
-  bool tile(SharedWorkbench& bench, const TileKey& key, std::string& png, int& status, std::string& error);
+  bool tile(server::SharedWorkbench& bench, const TileKey& key, std::string& png, int& status, std::string& error);
   // Forgets every kept tile: the game reconnected, perhaps with another world.
   void forget();
 

@@ -18,6 +18,11 @@
 #include "server/json_rpc.h"
 
 namespace host::map {
+
+using server::JsonRpcServer;
+using server::SharedWorkbench;
+using server::Workbench;
+
 namespace {
 
 using mods::json::Value;

@@ -41,7 +41,7 @@ struct MapServerOptions {
 
 class MapServer {
  public:
-  MapServer(SharedWorkbench& bench, MapServerOptions options);
+  MapServer(server::SharedWorkbench& bench, MapServerOptions options);
   ~MapServer();  // stops
 
   // Binds and starts serving on background threads. On false `error` says why and nothing listens.
@@ -75,7 +75,7 @@ class MapServer {
   std::string default_package();
   bool has_package(const std::string& name);
 
-  SharedWorkbench& bench_;
+  server::SharedWorkbench& bench_;
   MapServerOptions options_;
   int port_ = 0;
   bool port_in_use_ = false;

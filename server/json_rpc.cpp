@@ -7,7 +7,7 @@
 
 #include "json_text/json_text.h"
 
-namespace host {
+namespace host::server {
 namespace {
 
 using mods::json::Value;
@@ -134,4 +134,4 @@ std::string JsonRpcServer::answer_line_or_throw(std::string_view line) {
   return text.empty() ? "" : text + "]";
 }
 
-}  // namespace host
+}  // namespace host::server

@@ -10,7 +10,7 @@
 
 #include "json/value.h"
 
-namespace host {
+namespace host::server {
 
 // The error codes a Pathwright answer may carry. The reserved range -32768..-32000 holds only those that
 // JSON-RPC itself defines; the application's own are small positive numbers.
@@ -52,6 +52,6 @@ class JsonRpcServer {
   MethodRunner runner_;
 };
 
-}  // namespace host
+}  // namespace host::server
 
 #endif  // PATHWRIGHT_SERVER_JSON_RPC_H_

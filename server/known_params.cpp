@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <initializer_list>
 
-namespace host {
+namespace host::server {
 namespace {
 
 struct Command {
@@ -63,4 +63,4 @@ void add_warnings(mods::json::Value& answer, const std::vector<std::string>& war
   for (const std::string& text : warnings) list.items.push_back(mods::json::Value::of(text));
 }
 
-}  // namespace host
+}  // namespace host::server

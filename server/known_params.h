@@ -8,7 +8,7 @@
 
 #include "json/value.h"
 
-namespace host {
+namespace host::server {
 
 // `unknown parameter "NAME"` for each member of `params` that `method` does not read, sorted by
 // name; empty for a method the table does not know (it is refused elsewhere) or params not an object.
@@ -18,6 +18,6 @@ std::vector<std::string> unknown_param_warnings(const std::string& method, const
 // is left as it is.
 void add_warnings(mods::json::Value& answer, const std::vector<std::string>& warnings);
 
-}  // namespace host
+}  // namespace host::server
 
 #endif  // PATHWRIGHT_SERVER_KNOWN_PARAMS_H_

@@ -11,7 +11,7 @@
 #include "server/json_rpc.h"
 #include "server/workbench.h"
 
-namespace host {
+namespace host::server {
 
 class SharedWorkbench {
  public:
@@ -46,6 +46,6 @@ class SharedWorkbench {
   Workbench& bench_;
 };
 
-}  // namespace host
+}  // namespace host::server
 
 #endif  // PATHWRIGHT_SERVER_SHARED_WORKBENCH_H_

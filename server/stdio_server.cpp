@@ -11,7 +11,7 @@
 #include "server/shared_workbench.h"
 #include "server/workbench.h"
 
-namespace host {
+namespace host::server {
 namespace {
 
 // Writes all of `text` to standard output. False when it is closed.
@@ -96,4 +96,4 @@ int serve_stdio(SharedWorkbench& bench, std::string& error, std::size_t max_requ
   return error.empty() ? 0 : 1;
 }
 
-}  // namespace host
+}  // namespace host::server

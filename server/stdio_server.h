@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <string>
 
-namespace host {
+namespace host::server {
 
 class SharedWorkbench;
 class Workbench;
@@ -26,6 +26,6 @@ int serve_stdio(Workbench& bench, std::string& error, std::size_t max_request = 
 // command and each upkeep runs with the Workbench to itself.
 int serve_stdio(SharedWorkbench& bench, std::string& error, std::size_t max_request = kDefaultMaxRequestBytes);
 
-}  // namespace host
+}  // namespace host::server
 
 #endif  // PATHWRIGHT_SERVER_STDIO_SERVER_H_

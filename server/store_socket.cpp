@@ -18,7 +18,11 @@
 #include "store/package_store.h"
 #include "store/store_lock.h"
 
-namespace host {
+namespace host::server {
+
+using store::kJournalFolderName;
+using store::StoreLock;
+
 namespace {
 
 constexpr const char* kSocketName = "socket";                // inside the store's .pathwright folder
@@ -184,4 +188,4 @@ Forwarded forward_call(const std::string& store_dir, const std::string& line, do
   return Forwarded::Answered;
 }
 
-}  // namespace host
+}  // namespace host::server

@@ -11,7 +11,7 @@
 
 #include "server/json_rpc.h"
 
-namespace host {
+namespace host::server {
 
 class StoreSocketListener {
  public:
@@ -50,6 +50,6 @@ enum class Forwarded {
 Forwarded forward_call(const std::string& store_dir, const std::string& line, double wait_seconds, std::string& answer,
                        std::string& error);
 
-}  // namespace host
+}  // namespace host::server
 
 #endif  // PATHWRIGHT_SERVER_STORE_SOCKET_H_

@@ -6,7 +6,7 @@
 #include <system_error>
 #include <vector>
 
-namespace host {
+namespace host::server {
 
 namespace fs = std::filesystem;
 
@@ -37,4 +37,4 @@ TempFolder::~TempFolder() {
   fs::remove_all(path_, ec);  // best effort: nothing useful to do when it fails at exit
 }
 
-}  // namespace host
+}  // namespace host::server

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-namespace host {
+namespace host::server {
 
 class TempFolder {
  public:
@@ -26,6 +26,6 @@ class TempFolder {
   std::string path_;
 };
 
-}  // namespace host
+}  // namespace host::server
 
 #endif  // PATHWRIGHT_SERVER_TEMP_FOLDER_H_

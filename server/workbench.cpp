@@ -17,7 +17,20 @@
 #include "store/package_store.h"
 #include "store/store_lock.h"
 
-namespace host {
+namespace host::server {
+
+using check::add_game_refusal;
+using check::add_settings_warnings;
+using check::check_command;
+using link::GameLink;
+using link::GameLinkError;
+using link::LocalLiveGame;
+using session::HostSession;
+using session::read_number_param;
+using store::error_text;
+using store::kJournalFolderName;
+using store::StoreLock;
+
 namespace {
 
 using mods::json::Value;
@@ -398,4 +411,4 @@ CallOutcome Workbench::advance_command(const Value& params) {
   return outcome;
 }
 
-}  // namespace host
+}  // namespace host::server

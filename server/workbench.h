@@ -1,4 +1,4 @@
-// What every front end runs commands against: the open store (a host::HostSession), the game (over the
+// What every front end runs commands against: the open store (a host::session::HostSession), the game (over the
 // TCP link, or simulated in this process for --demo and the tour), and the host's "status". It keeps
 // the session's `live_game` pointing at the game only while the game is connected, hands the game every
 // package after a (re)connect and each package again after it changes, and turns a failing game link
@@ -17,11 +17,20 @@
 #include "link/game_link.h"
 #include "server/json_rpc.h"
 
-namespace host {
-
-class HostSession;
+namespace host::link {
 class LocalLiveGame;
+}  // namespace host::link
+
+namespace host::session {
+class HostSession;
+}  // namespace host::session
+
+namespace host::store {
 class StoreLock;
+}  // namespace host::store
+
+namespace host::server {
+
 class TempFolder;
 
 struct WorkbenchOptions {
@@ -30,8 +39,8 @@ struct WorkbenchOptions {
   bool manual_clock = false;  // with `demo`: the game's time stands still until advance_game
   std::string world_file;     // with `demo`: an OBJ mesh as the in-process game's world, not the island
   bool use_game = false;      // connect to the game at `game`
-  GameAddress game;
-  double game_timeout_seconds = GameLink::kDefaultTimeoutSeconds;
+  link::GameAddress game;
+  double game_timeout_seconds = link::GameLink::kDefaultTimeoutSeconds;
   std::string examples_dir;         // holds windfall/, the demo store
   double lock_wait_seconds = 0;     // how long to wait for another process to let go of the store
   std::string only_command;         // the one command this Workbench runs, when known (`call`); "" otherwise
@@ -119,17 +128,17 @@ class Workbench {
 
   WorkbenchOptions options_;
   std::unique_ptr<TempFolder> temp_store_;  // outlives the session that works in it
-  std::unique_ptr<StoreLock> lock_;         // held while the session works in the store
+  std::unique_ptr<store::StoreLock> lock_;  // held while the session works in the store
   bool read_only_ = false;                  // no lock, nothing written: see open
   std::string read_only_reason_;            // why, for the refusal of a command that would write
-  std::unique_ptr<HostSession> session_;
-  std::unique_ptr<GameLink> link_;
-  std::unique_ptr<LocalLiveGame> local_;        // the in-process game and its world, for --demo
+  std::unique_ptr<session::HostSession> session_;
+  std::unique_ptr<link::GameLink> link_;
+  std::unique_ptr<link::LocalLiveGame> local_;  // the in-process game and its world, for --demo
   std::set<std::string> handed_over_;           // packages the game has had since it (re)connected
   std::map<std::string, std::string> refused_;  // package -> the game's words, while it refuses it
   std::map<std::string, std::string> told_;     // package -> the refusal last told through on_note
 };
 
-}  // namespace host
+}  // namespace host::server
 
 #endif  // PATHWRIGHT_SERVER_WORKBENCH_H_

@@ -7,7 +7,7 @@
 #include "residents/walkers.h"
 #include "session/number_param.h"
 
-namespace host {
+namespace host::session {
 namespace {
 
 using mods::json::Value;
@@ -164,4 +164,4 @@ Value placed_actors(const std::string& package_name, const Value& document, cons
   return result;
 }
 
-}  // namespace host
+}  // namespace host::session

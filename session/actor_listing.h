@@ -9,7 +9,7 @@
 
 #include "json/value.h"
 
-namespace host {
+namespace host::session {
 
 // One actor as `actors` lists it: {"id", "type", "walker", "refusal"?, "points"}. "walker" is
 // "resident", "patroller", "model", or "none" when the route service refuses the actor a route
@@ -28,6 +28,6 @@ mods::json::Value actor_summary(const mods::json::Value& actor);
 mods::json::Value placed_actors(const std::string& package_name, const mods::json::Value& document,
                                 const mods::json::Value& params, std::string& error, bool& ok);
 
-}  // namespace host
+}  // namespace host::session
 
 #endif  // PATHWRIGHT_SESSION_ACTOR_LISTING_H_

@@ -1,6 +1,6 @@
 #include "session/grouped_change.h"
 
-namespace host {
+namespace host::session {
 namespace {
 
 using mods::json::Value;
@@ -72,4 +72,4 @@ bool grouped_change(editor::Session& session, const Value& params, const std::st
       ignored, error);
 }
 
-}  // namespace host
+}  // namespace host::session

@@ -12,7 +12,7 @@
 #include "editor/session.h"
 #include "json/value.h"
 
-namespace host {
+namespace host::session {
 
 struct GroupedCommand {
   std::string route;         // a route command that changes the package, e.g. "add_route_point"
@@ -28,6 +28,6 @@ bool grouped_change(editor::Session& session, const mods::json::Value& params, c
                     const std::vector<GroupedCommand>& commands, std::vector<mods::json::Value>& results,
                     std::string& error);
 
-}  // namespace host
+}  // namespace host::session
 
 #endif  // PATHWRIGHT_SESSION_GROUPED_CHANGE_H_

@@ -9,7 +9,16 @@
 #include "session/actor_listing.h"
 #include "session/host_session.h"
 
-namespace host {
+namespace host::session {
+
+using store::ChangeHistory;
+using store::ChangeRecord;
+using store::error_text;
+using store::FileIdentity;
+using store::PackageStore;
+using store::StagedFile;
+using store::StoredPackage;
+
 namespace {
 
 using mods::json::Value;
@@ -230,4 +239,4 @@ Value HostSession::conflicts() {
   return list;
 }
 
-}  // namespace host
+}  // namespace host::session

@@ -8,7 +8,17 @@
 #include "session/place_request.h"
 #include "store/package_name.h"
 
-namespace host {
+namespace host::session {
+
+using store::error_text;
+using store::FileIdentity;
+using store::FileSystem;
+using store::is_package_name;
+using store::kPackageFileSuffix;
+using store::kPackageNameRule;
+using store::PackageStore;
+using store::PosixFileSystem;
+using store::StoredPackage;
 
 HostSession::HostSession(std::unique_ptr<PackageStore> store) : store_(std::move(store)) {}
 
@@ -187,4 +197,4 @@ std::vector<std::string> HostSession::loaded_package_names() const {
   return names;
 }
 
-}  // namespace host
+}  // namespace host::session

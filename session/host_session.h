@@ -17,7 +17,7 @@
 #include "store/package_store.h"
 #include "store/stored_package.h"
 
-namespace host {
+namespace host::session {
 
 // Beside a package's journal: what reloads discarded, one JSON object per line.
 constexpr const char* kDiscardedSuffix = ".discarded";
@@ -27,7 +27,7 @@ class HostSession : public editor::Session {
   // Opens the store folder `store_dir` (it must exist and be a folder). On null, `error` says why.
   static std::unique_ptr<HostSession> open(const std::string& store_dir, std::string& error);
   // The same through `files` (tests hand in a file system that fails on demand).
-  static std::unique_ptr<HostSession> open(const std::string& store_dir, std::unique_ptr<FileSystem> files,
+  static std::unique_ptr<HostSession> open(const std::string& store_dir, std::unique_ptr<store::FileSystem> files,
                                            std::string& error);
 
   // Packages load outlined from now on (StoredPackage::Reading::Outline), for a process that runs one
@@ -83,27 +83,27 @@ class HostSession : public editor::Session {
   std::vector<std::string> loaded_package_names() const;
 
  private:
-  explicit HostSession(std::unique_ptr<PackageStore> store);
+  explicit HostSession(std::unique_ptr<store::PackageStore> store);
   bool resolve_name(const mods::json::Value& params, std::string& name, std::string& error);
-  StoredPackage* stored(const mods::json::Value& params, std::string& error);
-  StoredPackage* load(const std::string& name, std::string& error);
-  StoredPackage* owner_of(const Package& package);
-  void changed(StoredPackage& stored, const std::string& kind, const std::string& label);
+  store::StoredPackage* stored(const mods::json::Value& params, std::string& error);
+  store::StoredPackage* load(const std::string& name, std::string& error);
+  store::StoredPackage* owner_of(const Package& package);
+  void changed(store::StoredPackage& stored, const std::string& kind, const std::string& label);
 
-  bool keep_discarded(StoredPackage& stored, mods::json::Value& labels, std::string& error);
+  bool keep_discarded(store::StoredPackage& stored, mods::json::Value& labels, std::string& error);
   mods::json::Value list_packages(std::string& error, bool& ok);
-  mods::json::Value list_actors(StoredPackage& stored);
-  mods::json::Value history_of(StoredPackage& stored);
+  mods::json::Value list_actors(store::StoredPackage& stored);
+  mods::json::Value history_of(store::StoredPackage& stored);
   // host_command's "reload", "undo" and "redo"; on failure `ok` is false and `error` says why.
   mods::json::Value reload(const mods::json::Value& params, std::string& error, bool& ok);
-  mods::json::Value undo_or_redo(StoredPackage& stored, const std::string& method, std::string& error, bool& ok);
+  mods::json::Value undo_or_redo(store::StoredPackage& stored, const std::string& method, std::string& error, bool& ok);
 
-  std::unique_ptr<PackageStore> store_;
-  std::map<std::string, std::unique_ptr<StoredPackage>> packages_;
+  std::unique_ptr<store::PackageStore> store_;
+  std::map<std::string, std::unique_ptr<store::StoredPackage>> packages_;
   std::string request_id_;  // the "id" of the request whose `package` came last
   bool outlined_ = false;   // see load_outlined
 };
 
-}  // namespace host
+}  // namespace host::session
 
 #endif  // PATHWRIGHT_SESSION_HOST_SESSION_H_

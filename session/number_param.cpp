@@ -3,7 +3,7 @@
 #include <cmath>
 #include <sstream>
 
-namespace host {
+namespace host::session {
 namespace {
 
 // A bound in plain digits: 9007199254740992, 0.5, never 9.007e+15.
@@ -41,4 +41,4 @@ bool read_number_param(const mods::json::Value& params, const NumberParam& rule,
   return true;
 }
 
-}  // namespace host
+}  // namespace host::session

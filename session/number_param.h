@@ -8,7 +8,7 @@
 
 #include "json/value.h"
 
-namespace host {
+namespace host::session {
 
 // 2^53: every count up to it is exact in a JSON number.
 constexpr double kLargestExactCount = 9007199254740992.0;
@@ -27,6 +27,6 @@ struct NumberParam {
 // missing), and `value` is unchanged.
 bool read_number_param(const mods::json::Value& params, const NumberParam& rule, double& value, std::string& error);
 
-}  // namespace host
+}  // namespace host::session
 
 #endif  // PATHWRIGHT_SESSION_NUMBER_PARAM_H_

@@ -3,7 +3,7 @@
 
 #include "protocol/point_codec.h"
 
-namespace host {
+namespace host::session {
 
 bool resolve_place(const mods::json::Value& params, editor::LiveGame* game, editor::Place& place, std::string& error) {
   story_notebook::WorldPoint point;
@@ -38,4 +38,4 @@ bool resolve_place(const mods::json::Value& params, editor::LiveGame* game, edit
   return true;
 }
 
-}  // namespace host
+}  // namespace host::session

@@ -11,7 +11,7 @@
 #include "editor/session.h"
 #include "json/value.h"
 
-namespace host {
+namespace host::session {
 
 // What resolved a place, as Place::resolved_from records it.
 constexpr std::uint8_t kPlaceFromPosition = 1;
@@ -23,6 +23,6 @@ constexpr std::uint8_t kPlaceFromCamera = 3;
 // camera. On false, `error` says why and `place` is unchanged.
 bool resolve_place(const mods::json::Value& params, editor::LiveGame* game, editor::Place& place, std::string& error);
 
-}  // namespace host
+}  // namespace host::session
 
 #endif  // PATHWRIGHT_SESSION_PLACE_REQUEST_H_

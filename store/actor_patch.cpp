@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace host {
+namespace host::store {
 namespace {
 
 using mods::json::Value;
@@ -179,4 +179,4 @@ Value patch_json(const ActorPatch& patch) {
   return list;
 }
 
-}  // namespace host
+}  // namespace host::store

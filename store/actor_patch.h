@@ -12,7 +12,7 @@
 
 #include "json/value.h"
 
-namespace host {
+namespace host::store {
 
 // One difference, at `at` (object keys and array indexes from the actor down to the container it is in).
 struct PatchEdit {
@@ -45,6 +45,6 @@ bool apply_patch(mods::json::Value& actor, const ActorPatch& patch, bool forward
 // from an object is left out).
 mods::json::Value patch_json(const ActorPatch& patch);
 
-}  // namespace host
+}  // namespace host::store
 
 #endif  // PATHWRIGHT_STORE_ACTOR_PATCH_H_

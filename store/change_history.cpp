@@ -1,7 +1,7 @@
 // Undo/redo bookkeeping. Positions only; the document is changed by the caller through patch_actor.
 #include "store/change_history.h"
 
-namespace host {
+namespace host::store {
 
 void ChangeHistory::record(ChangeRecord change) {
   changes_.resize(applied_);
@@ -57,4 +57,4 @@ bool patch_touches_id(const ActorPatch& patch) {
   return false;
 }
 
-}  // namespace host
+}  // namespace host::store

@@ -12,7 +12,7 @@
 #include "json/value.h"
 #include "store/actor_patch.h"
 
-namespace host {
+namespace host::store {
 
 // One applied change: actor `actor_index` of the document's "actors" changed by `patch`.
 struct ChangeRecord {
@@ -63,6 +63,6 @@ bool patch_actor(mods::json::Value& document, std::size_t index, const ActorPatc
 // True when `patch` may change the actor's "id".
 bool patch_touches_id(const ActorPatch& patch);
 
-}  // namespace host
+}  // namespace host::store
 
 #endif  // PATHWRIGHT_STORE_CHANGE_HISTORY_H_

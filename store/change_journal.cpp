@@ -16,7 +16,7 @@
 #include "store/content_hash.h"
 #include "store/package_store.h"
 
-namespace host {
+namespace host::store {
 namespace {
 
 constexpr std::size_t kFrameBytes = 4 + 8;
@@ -247,9 +247,9 @@ bool decode_journal(std::string_view bytes, JournalContents& contents) {
   return true;
 }
 
-}  // namespace host
+}  // namespace host::store
 
-namespace host {
+namespace host::store {
 
 namespace {
 
@@ -379,4 +379,4 @@ void JournalFile::break_off() {
   file_.reset();
 }
 
-}  // namespace host
+}  // namespace host::store

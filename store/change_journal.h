@@ -16,7 +16,7 @@
 #include "store/change_history.h"
 #include "store/file_system.h"
 
-namespace host {
+namespace host::store {
 
 // One saved version of a package file.
 struct FileVersion {
@@ -142,6 +142,6 @@ class JournalFile {
   bool torn_ = false;  // a tail beyond `bytes_` waits to be cut off
 };
 
-}  // namespace host
+}  // namespace host::store
 
 #endif  // PATHWRIGHT_STORE_CHANGE_JOURNAL_H_

@@ -4,7 +4,7 @@
 
 #include <bit>
 
-namespace host {
+namespace host::store {
 namespace {
 
 constexpr std::uint64_t kMul1 = 0x9E3779B97F4A7C15ULL;
@@ -44,4 +44,4 @@ std::uint64_t content_hash(std::string_view bytes) {
   return avalanche(h);
 }
 
-}  // namespace host
+}  // namespace host::store

@@ -7,10 +7,10 @@
 #include <cstdint>
 #include <string_view>
 
-namespace host {
+namespace host::store {
 
 std::uint64_t content_hash(std::string_view bytes);
 
-}  // namespace host
+}  // namespace host::store
 
 #endif  // PATHWRIGHT_STORE_CONTENT_HASH_H_

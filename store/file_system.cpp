@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace host {
+namespace host::store {
 namespace {
 
 class Descriptor {
@@ -228,4 +228,4 @@ int PosixFileSystem::open_append(const std::string& path, std::unique_ptr<Append
   return 0;
 }
 
-}  // namespace host
+}  // namespace host::store

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace host {
+namespace host::store {
 
 // What tells one version of a file from another without reading it: a file rewritten in place changes its
 // size or modification time, a file replaced by a rename changes its inode, and a modification time set
@@ -119,6 +119,6 @@ constexpr std::uint64_t kMaxReadBytes = std::uint64_t{256} << 20;  // 256 MiB
 // error_text for a code of read_file, saying what the path is when it is not a regular file.
 std::string read_error_text(int code);
 
-}  // namespace host
+}  // namespace host::store
 
 #endif  // PATHWRIGHT_STORE_FILE_SYSTEM_H_

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-namespace host {
+namespace host::store {
 
 bool is_package_name(const std::string& name) {
   if (name.empty() || name.size() > kMaxPackageNameChars || name[0] == '.') return false;
@@ -23,4 +23,4 @@ std::string package_name_of_file(const std::string& file_name) {
   return is_package_name(name) ? name : "";
 }
 
-}  // namespace host
+}  // namespace host::store

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <string>
 
-namespace host {
+namespace host::store {
 
 constexpr std::size_t kMaxPackageNameChars = 100;  // characters
 constexpr const char* kPackageFileSuffix = ".json";
@@ -21,6 +21,6 @@ bool is_package_name(const std::string& name);
 // The package name of a folder entry "NAME.json", or "" when the entry is not a package file.
 std::string package_name_of_file(const std::string& file_name);
 
-}  // namespace host
+}  // namespace host::store
 
 #endif  // PATHWRIGHT_STORE_PACKAGE_NAME_H_

@@ -9,7 +9,7 @@
 
 #include "store/package_name.h"
 
-namespace host {
+namespace host::store {
 
 namespace {
 
@@ -203,4 +203,4 @@ bool PackageStore::ensure_journal_folder(std::string& error) {
   return true;
 }
 
-}  // namespace host
+}  // namespace host::store

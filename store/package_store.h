@@ -14,7 +14,7 @@
 
 #include "store/file_system.h"
 
-namespace host {
+namespace host::store {
 
 // The editor's own files inside the store: the journals.
 constexpr const char* kJournalFolderName = ".pathwright";
@@ -119,6 +119,6 @@ class PackageStore {
   std::thread releaser_;                        // touches only the file it releases
 };
 
-}  // namespace host
+}  // namespace host::store
 
 #endif  // PATHWRIGHT_STORE_PACKAGE_STORE_H_

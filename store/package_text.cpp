@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace host {
+namespace host::store {
 namespace {
 
 // Room beyond the last size for a print that grew a little, so it is not copied while it grows.
@@ -94,4 +94,4 @@ bool PackageText::print(const mods::json::Value& document, std::uint64_t size_hi
   return true;
 }
 
-}  // namespace host
+}  // namespace host::store

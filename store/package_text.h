@@ -14,7 +14,7 @@
 #include "json/value.h"
 #include "json_text/json_text.h"
 
-namespace host {
+namespace host::store {
 
 class PackageText {
  public:
@@ -50,6 +50,6 @@ class PackageText {
   bool valid_ = false;                        // text_ and actors_ describe a print of the document
 };
 
-}  // namespace host
+}  // namespace host::store
 
 #endif  // PATHWRIGHT_STORE_PACKAGE_TEXT_H_

@@ -2,7 +2,7 @@
 
 #include "store/change_history.h"
 
-namespace host {
+namespace host::store {
 namespace {
 
 void note(SetAsideChanges& set_aside, const std::string& label, const ChangeRecord& change, bool forward) {
@@ -53,4 +53,4 @@ SetAsideChanges waiting_changes(const std::vector<JournalRecord>& records) {
   return set_aside;
 }
 
-}  // namespace host
+}  // namespace host::store

@@ -10,7 +10,7 @@
 #include "json/value.h"
 #include "store/change_journal.h"
 
-namespace host {
+namespace host::store {
 
 struct SetAsideChanges {
   // Their labels, oldest first, undo and redo as "Undo: LABEL" / "Redo: LABEL".
@@ -23,6 +23,6 @@ struct SetAsideChanges {
 // The changes after the last checkpoint of `records` (none when it ends in one).
 SetAsideChanges waiting_changes(const std::vector<JournalRecord>& records);
 
-}  // namespace host
+}  // namespace host::store
 
 #endif  // PATHWRIGHT_STORE_SET_ASIDE_CHANGES_H_

@@ -16,7 +16,7 @@
 #include "store/file_system.h"
 #include "store/package_store.h"
 
-namespace host {
+namespace host::store {
 namespace {
 
 constexpr std::chrono::milliseconds kRetryEvery{25};  // between tries while another process holds the lock
@@ -94,4 +94,4 @@ std::unique_ptr<StoreLock> StoreLock::take(const std::string& store_dir, double 
 
 StoreLock::~StoreLock() { ::close(fd_); }
 
-}  // namespace host
+}  // namespace host::store

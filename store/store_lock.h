@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-namespace host {
+namespace host::store {
 
 constexpr const char* kLockFileName = "lock";  // inside the store's .pathwright folder
 
@@ -31,6 +31,6 @@ class StoreLock {
   int fd_;
 };
 
-}  // namespace host
+}  // namespace host::store
 
 #endif  // PATHWRIGHT_STORE_STORE_LOCK_H_

@@ -9,7 +9,7 @@
 #include "json_text/json_text.h"
 #include "store/content_hash.h"
 
-namespace host {
+namespace host::store {
 namespace {
 
 constexpr unsigned kAnyoneMayWrite = 0222;  // permission bits: write for owner, group or others
@@ -429,4 +429,4 @@ bool StoredPackage::step(bool back, std::string& label, std::string& error) {
   return true;
 }
 
-}  // namespace host
+}  // namespace host::store

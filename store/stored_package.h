@@ -21,7 +21,7 @@
 #include "store/set_aside_changes.h"
 #include "store/unread_actors.h"
 
-namespace host {
+namespace host::store {
 
 class StoredPackage {
  public:
@@ -160,6 +160,6 @@ class StoredPackage {
   bool ids_indexed_ = false;
 };
 
-}  // namespace host
+}  // namespace host::store
 
 #endif  // PATHWRIGHT_STORE_STORED_PACKAGE_H_

@@ -8,7 +8,7 @@
 #include "store/content_hash.h"
 #include "store/stored_package.h"
 
-namespace host {
+namespace host::store {
 namespace {
 
 // A checkpoint hashes a text larger than this on its second thread, beside writing it; a smaller one
@@ -130,4 +130,4 @@ bool StoredPackage::journal_checkpoint(const FileVersion& saved, std::string& er
   return append(record, error);
 }
 
-}  // namespace host
+}  // namespace host::store

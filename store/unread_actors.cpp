@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
-namespace host {
+namespace host::store {
 
 void UnreadActors::outline(std::size_t count) {
   unread_.assign(count, true);
@@ -73,4 +73,4 @@ const mods::json::Value* UnreadActors::stand_in(std::size_t index, const Package
   return &scratch;
 }
 
-}  // namespace host
+}  // namespace host::store

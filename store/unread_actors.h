@@ -15,7 +15,7 @@
 #include "json_text/json_text.h"
 #include "store/package_text.h"
 
-namespace host {
+namespace host::store {
 
 class UnreadActors {
  public:
@@ -51,6 +51,6 @@ class UnreadActors {
   std::vector<json_text::TextRange> ranges_;  // where each actor stands in source_
 };
 
-}  // namespace host
+}  // namespace host::store
 
 #endif  // PATHWRIGHT_STORE_UNREAD_ACTORS_H_

@@ -9,6 +9,10 @@
 #include "tests/support/memory_session.h"
 
 namespace host {
+
+using check::apply_detour;
+using check::suggest_detour;
+
 namespace {
 
 using mods::json::Value;
@@ -43,7 +47,7 @@ class DetourTest : public ::testing::Test {
     std::string error;
     world_ = game::GameWorld::create(mesh, "test", false, {0, 0, 0}, game::Clock::Manual, error);
     ASSERT_NE(world_, nullptr) << error;
-    game_ = std::make_unique<host::LocalLiveGame>(*world_);
+    game_ = std::make_unique<host::link::LocalLiveGame>(*world_);
     session_.live_game = game_.get();
     Value walker = obj({{"id", str("m")}, {"actor", str("cart")}, {"kind", str("mod")}, {"position", a}});
     walker["path"] = obj({{"points", arr({a, b})}, {"mode", str("once")}, {"speed", num(60)}});
@@ -75,7 +79,7 @@ class DetourTest : public ::testing::Test {
 
   PlacingSession session_;
   std::unique_ptr<game::GameWorld> world_;
-  std::unique_ptr<host::LocalLiveGame> game_;
+  std::unique_ptr<host::link::LocalLiveGame> game_;
 };
 
 TEST_F(DetourTest, ABlockOnFlatGroundIsWalkedAroundInOneChange) {

@@ -7,6 +7,10 @@
 #include "tests/support/memory_session.h"
 
 namespace host {
+
+using check::ground_point;
+using check::route_fields;
+
 namespace {
 
 using mods::json::Value;

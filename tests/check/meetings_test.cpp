@@ -10,6 +10,11 @@
 #include <vector>
 
 namespace host {
+
+using check::find_meetings;
+using check::Meeting;
+using check::meeting_finding;
+
 namespace {
 
 using walking::Motion;

@@ -7,6 +7,10 @@
 #include "tests/support/windfall_fixture.h"
 
 namespace host {
+
+using check::check_package;
+using check::kBatchProbes;
+
 namespace {
 
 using mods::json::Value;

@@ -10,6 +10,11 @@
 #include "json_text/json_text.h"
 
 namespace host {
+
+using check::Finding;
+using check::level_name;
+using check::package_findings;
+
 namespace {
 
 using mods::json::Value;

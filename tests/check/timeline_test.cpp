@@ -13,6 +13,11 @@
 #include "tests/support/windfall_fixture.h"
 
 namespace host {
+
+using check::package_timeline;
+using check::walkers_at;
+using link::LocalLiveGame;
+
 namespace {
 
 using mods::json::Value;

@@ -51,9 +51,9 @@ inline std::string file_text(const std::string& path) {
 }
 
 // A temporary copy of the demo store; null (and a failed expectation) when it cannot be made.
-inline std::unique_ptr<TempFolder> demo_store() {
+inline std::unique_ptr<server::TempFolder> demo_store() {
   std::string error;
-  auto store = TempFolder::copy_of(std::string(PATHWRIGHT_EXAMPLES_DIR) + "/windfall", error);
+  auto store = server::TempFolder::copy_of(std::string(PATHWRIGHT_EXAMPLES_DIR) + "/windfall", error);
   EXPECT_NE(store, nullptr) << error;
   return store;
 }

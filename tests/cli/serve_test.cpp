@@ -10,6 +10,9 @@
 #include "tests/cli/pathwright_process.h"
 
 namespace host::testing {
+
+using link::GameLink;
+
 namespace {
 
 // "code:id" for an error answer, "ok:id" for a result; a batch in brackets.

@@ -15,6 +15,9 @@
 #include "tests/cli/pathwright_process.h"
 
 namespace host::testing {
+
+using store::StoreLock;
+
 namespace {
 
 constexpr int kConcurrentCalls = 20;

@@ -24,13 +24,13 @@ const std::string kPage = std::string(PATHWRIGHT_DOCS_DIR) + "/package-format.md
 constexpr const char* kSettings[] = {"speed", "mode", "pauses", "walk", "idle"};
 
 // The route service's own classification, named as the page (and the actor listing) names it.
-std::string walker_class(const Value& actor) { return host::actor_summary(actor).get("walker").string(""); }
+std::string walker_class(const Value& actor) { return host::session::actor_summary(actor).get("walker").string(""); }
 
 class PackageFormatPage : public ::testing::Test {
  protected:
   void SetUp() override {
     std::string error;
-    game_ = host::LocalLiveGame::open("", true, error);
+    game_ = host::link::LocalLiveGame::open("", true, error);
     ASSERT_NE(game_, nullptr) << error;
     for (const std::string& block : fenced_blocks(file_text(kPage), "json actor")) {
       Value actor;
@@ -40,7 +40,7 @@ class PackageFormatPage : public ::testing::Test {
     }
   }
 
-  std::unique_ptr<host::LocalLiveGame> game_;
+  std::unique_ptr<host::link::LocalLiveGame> game_;
   std::vector<Value> examples_;
 };
 

@@ -22,6 +22,12 @@
 #include "protocol/flat_numbers.h"
 
 namespace host {
+
+using link::GameAddress;
+using link::GameLink;
+using link::GameLinkError;
+using link::parse_game_address;
+
 namespace {
 
 using mods::json::Value;

@@ -16,7 +16,7 @@ using Island = OnTheIsland;
 
 // Batched ground queries through this link are exercised by the island's route check test.
 TEST_F(LocalLiveGameTest, AnswersTheEditorFromTheWorldInTheSameProcess) {
-  host::LocalLiveGame live(*world_);
+  host::link::LocalLiveGame live(*world_);
   editor::LiveGame& game = live;
   std::string error, note;
   float height = 0;
@@ -43,7 +43,7 @@ TEST_F(LocalLiveGameTest, AnswersTheEditorFromTheWorldInTheSameProcess) {
 // The routes the island's guide gives for each problem, run through the editor's own route check over
 // the in-process link: one problem per segment, "" for a fine one.
 TEST_F(Island, ShowsEveryProblemOfARouteCheckOnTheRoutesItsGuideGives) {
-  host::LocalLiveGame live(*world_);
+  host::link::LocalLiveGame live(*world_);
   support::MemorySession session;
   session.live_game = &live;
   struct Case {

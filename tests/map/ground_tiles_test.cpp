@@ -8,6 +8,12 @@
 #include "tests/map/map_fixture.h"
 
 namespace host::map::testing {
+
+using server::SharedWorkbench;
+using server::TempFolder;
+using server::Workbench;
+using server::WorkbenchOptions;
+
 namespace {
 
 constexpr unsigned char kWaterBlue = 180;  // the blue of water pixels (paint_tile's water colour)

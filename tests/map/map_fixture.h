@@ -37,13 +37,13 @@ class MapFixture : public ::testing::Test {
     char web[] = "/tmp/pathwright-map-test-XXXXXX";
     ASSERT_NE(::mkdtemp(web), nullptr);
     web_ = web;
-    WorkbenchOptions options;
+    server::WorkbenchOptions options;
     options.demo = true;
     options.manual_clock = true;
     options.examples_dir = PATHWRIGHT_EXAMPLES_DIR;
-    bench_ = Workbench::open(options, error);
+    bench_ = server::Workbench::open(options, error);
     ASSERT_NE(bench_, nullptr) << error;
-    shared_ = std::make_unique<SharedWorkbench>(*bench_);
+    shared_ = std::make_unique<server::SharedWorkbench>(*bench_);
     server_ = std::make_unique<MapServer>(*shared_, MapServerOptions{.port = 0, .token = kToken, .web_dir = web_});
     bench_->on_applied = [this](const std::string& package, const std::string& kind, const std::string& label) {
       server_->applied(package, kind, label);
@@ -71,8 +71,8 @@ class MapFixture : public ::testing::Test {
   }
 
   std::string web_;  // the page's folder, empty until a test writes into it
-  std::unique_ptr<Workbench> bench_;
-  std::unique_ptr<SharedWorkbench> shared_;
+  std::unique_ptr<server::Workbench> bench_;
+  std::unique_ptr<server::SharedWorkbench> shared_;
   std::unique_ptr<MapServer> server_;
 };
 

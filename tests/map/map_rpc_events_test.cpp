@@ -12,6 +12,9 @@
 #include "tests/map/map_fixture.h"
 
 namespace host::map::testing {
+
+using server::JsonRpcServer;
+
 namespace {
 
 constexpr const char* kAddPoint = R"({"jsonrpc":"2.0","id":7,"method":"add_route_point",)"

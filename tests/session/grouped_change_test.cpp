@@ -8,8 +8,8 @@ namespace store_test {
 
 using GroupedChange = StoreTest;
 
-std::vector<host::GroupedCommand> add_points(const std::vector<std::string>& positions) {
-  std::vector<host::GroupedCommand> commands;
+std::vector<host::session::GroupedCommand> add_points(const std::vector<std::string>& positions) {
+  std::vector<host::session::GroupedCommand> commands;
   for (std::size_t k = 0; k < positions.size(); ++k) {
     commands.push_back({"add_route_point", parse(R"({"package": "windfall", "id": "walker", "snap": false, "after": )" +
                                                  std::to_string(k + 1) + R"(, "position": )" + positions[k] + "}")});
@@ -22,9 +22,9 @@ TEST_F(GroupedChange, SeveralCommandsAreOneHistoryEntryThatOneUndoRemoves) {
   const std::size_t points = before.get("actors").items[1].get("path").get("points").items.size();
   std::vector<Value> results;
   std::string error;
-  ASSERT_TRUE(host::grouped_change(*session, parse(R"({"package": "windfall", "id": "walker"})"), "Two more points",
-                                   add_points({R"({"x": 1, "y": 0, "z": 5})", R"({"x": 2, "y": 0, "z": 5})"}), results,
-                                   error))
+  ASSERT_TRUE(host::session::grouped_change(
+      *session, parse(R"({"package": "windfall", "id": "walker"})"), "Two more points",
+      add_points({R"({"x": 1, "y": 0, "z": 5})", R"({"x": 2, "y": 0, "z": 5})"}), results, error))
       << error;
   ASSERT_EQ(results.size(), 2u);
   EXPECT_EQ(results[1].get("point").number, 3);
@@ -41,13 +41,13 @@ TEST_F(GroupedChange, SeveralCommandsAreOneHistoryEntryThatOneUndoRemoves) {
 
 TEST_F(GroupedChange, AFailingCommandLeavesThePackageAndHistoryUntouched) {
   const Value before = document();
-  std::vector<host::GroupedCommand> commands =
+  std::vector<host::session::GroupedCommand> commands =
       add_points({R"({"x": 1, "y": 0, "z": 5})", R"({"x": 2, "y": 0, "z": 5})"});
   commands[1].params["after"] = Value::of(99.0);
   std::vector<Value> results;
   std::string error;
-  EXPECT_FALSE(host::grouped_change(*session, parse(R"({"package": "windfall", "id": "walker"})"), "Two more points",
-                                    commands, results, error));
+  EXPECT_FALSE(host::session::grouped_change(*session, parse(R"({"package": "windfall", "id": "walker"})"),
+                                             "Two more points", commands, results, error));
   EXPECT_EQ(error.rfind("step 2 of 2: ", 0), 0u) << error;
   EXPECT_EQ(document(), before);
   EXPECT_EQ(history().items.size(), 0u);

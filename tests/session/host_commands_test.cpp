@@ -74,7 +74,7 @@ TEST(PlaceRequest, ResolvesPositionOrAskedPlaceAndNamesEachFault) {
   for (const auto& c : cases) {
     editor::Place place;
     std::string error;
-    EXPECT_EQ(host::resolve_place(parse(c.params), c.game, place, error), !*c.error) << c.params;
+    EXPECT_EQ(host::session::resolve_place(parse(c.params), c.game, place, error), !*c.error) << c.params;
     EXPECT_EQ(error, c.error) << c.params;
     EXPECT_TRUE(!error.empty() || (place.point.x == 1 && place.point.y == 2 && place.point.z == 3)) << c.params;
   }

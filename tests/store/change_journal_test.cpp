@@ -26,7 +26,7 @@ struct ChangeJournal : StoreTest {
 TEST_F(ChangeJournal, TornOrDamagedLastRecordIsIgnoredAndCutOffBeforeTheNextAppend) {
   std::size_t start = 0;
   const std::string journal = crash_after_two_changes(&start);
-  const host::FileIdentity file = package_identity();  // the file the changes were made on
+  const host::store::FileIdentity file = package_identity();  // the file the changes were made on
   std::string bad_checksum = journal;
   bad_checksum[journal.size() - 3] ^= 0x20;  // inside the last record's payload
   // Cut inside its payload (at the last byte and half way) and inside its frame of length and checksum.
@@ -63,13 +63,13 @@ TEST_F(ChangeJournal, JournalOfTheFirstFormatStillOpensAndIsWrittenAfreshInTheCu
   const auto frame = [&](const std::string& payload) {
     std::string framed;
     u64(framed, payload.size(), 4);
-    u64(framed, host::content_hash(payload) ^ (payload.size() * 0x9E3779B97F4A7C15ULL), 8);
+    u64(framed, host::store::content_hash(payload) ^ (payload.size() * 0x9E3779B97F4A7C15ULL), 8);
     return framed + payload;
   };
   const std::string text = kWindfallText;
   std::string checkpoint = "K";  // saved and replaced: the file as it stands
   for (int i = 0; i < 2; ++i) {
-    u64(checkpoint, host::content_hash(text), 8);
+    u64(checkpoint, host::store::content_hash(text), 8);
     u64(checkpoint, text.size(), 8);
   }
   // A change of the first format: the walker before and after, whole.
@@ -86,12 +86,12 @@ TEST_F(ChangeJournal, JournalOfTheFirstFormatStillOpensAndIsWrittenAfreshInTheCu
   text_of(change, before);
   text_of(change, after);
   std::filesystem::create_directories(folder + "/.pathwright");
-  write_text(journal_path(), std::string(host::kJournalHeaderFormat1) + frame(checkpoint) + frame(change));
+  write_text(journal_path(), std::string(host::store::kJournalHeaderFormat1) + frame(checkpoint) + frame(change));
 
   reopen();
   EXPECT_EQ(walker_mode(), "loop");
   EXPECT_EQ(parse(read_text(package_path())), document());
-  EXPECT_EQ(read_text(journal_path()).substr(0, host::kJournalHeader.size()), host::kJournalHeader);
+  EXPECT_EQ(read_text(journal_path()).substr(0, host::store::kJournalHeader.size()), host::store::kJournalHeader);
   ASSERT_TRUE(run("undo").ok);
   reopen();
   EXPECT_EQ(walker_mode(), "once");

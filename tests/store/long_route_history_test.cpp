@@ -66,7 +66,7 @@ TEST_F(LongRouteHistory, UndoAndRedoAfterARestartGiveBackTheFilesBytesAndCostWha
     const std::string before = read_text(package_path());
     const std::size_t journal_before = read_text(journal_path()).size();
     if (step.method == "detour") {
-      std::vector<host::GroupedCommand> commands;
+      std::vector<host::session::GroupedCommand> commands;
       for (const char* after : {"10", "11"}) {
         commands.push_back({"add_route_point",
                             parse(std::string(R"({"package": "windfall", "id": "walker", )") +
@@ -74,8 +74,8 @@ TEST_F(LongRouteHistory, UndoAndRedoAfterARestartGiveBackTheFilesBytesAndCostWha
       }
       std::vector<Value> results;
       std::string error;
-      ASSERT_TRUE(host::grouped_change(*session, parse(R"({"package": "windfall", "id": "walker"})"), "A detour",
-                                       commands, results, error))
+      ASSERT_TRUE(host::session::grouped_change(*session, parse(R"({"package": "windfall", "id": "walker"})"),
+                                                "A detour", commands, results, error))
           << error;
     } else {
       ASSERT_TRUE(run(step.method, step.params).ok) << step.method;

@@ -14,8 +14,8 @@
 namespace store_test {
 namespace {
 
-using host::JournalContents;
-using host::JournalRecord;
+using host::store::JournalContents;
+using host::store::JournalRecord;
 
 constexpr char kHexDigits[] = "0123456789abcdef";
 
@@ -51,8 +51,8 @@ TEST(OnDiskFormat, ContentHashOfKnownTextsIsStable) {
   };
   // clang-format on
   for (const HashCase& c : cases) {
-    EXPECT_EQ(host::content_hash(c.text), c.hash)
-        << hex(c.text) << ": 0x" << std::hex << host::content_hash(c.text) << "ULL";
+    EXPECT_EQ(host::store::content_hash(c.text), c.hash)
+        << hex(c.text) << ": 0x" << std::hex << host::store::content_hash(c.text) << "ULL";
   }
 }
 
@@ -62,9 +62,9 @@ JournalRecord known_change() {
   record.change.label = "Add a route point to gate_guard";
   record.change.time_ms = 1795423000000;  // 2026-11-23T08:36:40Z
   record.change.actor_index = 2;
-  record.change.patch = host::diff_actor(parse(R"({"id":"gate_guard","actor":"resident","type":"Ym1"})"),
-                                         parse(R"({"id":"gate_guard","actor":"resident","type":"Ym1",)"
-                                               R"("path":{"points":[{"x":-150,"y":100,"z":1100.5}]}})"));
+  record.change.patch = host::store::diff_actor(parse(R"({"id":"gate_guard","actor":"resident","type":"Ym1"})"),
+                                                parse(R"({"id":"gate_guard","actor":"resident","type":"Ym1",)"
+                                                      R"("path":{"points":[{"x":-150,"y":100,"z":1100.5}]}})"));
   return record;
 }
 
@@ -158,13 +158,13 @@ const std::string kGoldenJournalFormat1 = from_hex(
 // clang-format on
 
 TEST(OnDiskFormat, JournalBytesOfKnownChangesAreStable) {
-  std::string bytes(host::kJournalHeader), error;
+  std::string bytes(host::store::kJournalHeader), error;
   JournalRecord undo, redo;
   undo.kind = JournalRecord::Kind::Undo;
   redo.kind = JournalRecord::Kind::Redo;
   for (JournalRecord record : {known_change(), undo, redo, known_checkpoint(), known_file()}) {
     std::string framed;
-    ASSERT_TRUE(host::encode_record(record, framed, error)) << error;
+    ASSERT_TRUE(host::store::encode_record(record, framed, error)) << error;
     bytes += framed;
   }
   EXPECT_EQ(bytes, kGoldenJournal) << "now written: " << hex(bytes);
@@ -174,7 +174,7 @@ TEST(OnDiskFormat, JournalBytesOfKnownChangesAreStable) {
 TEST(OnDiskFormat, JournalsOfTheSecondAndCurrentFormatReadTheirChangesAndFiles) {
   for (const std::string* journal : {&kGoldenJournalFormat2, &kGoldenJournal}) {
     JournalContents contents;
-    ASSERT_TRUE(host::decode_journal(*journal, contents));
+    ASSERT_TRUE(host::store::decode_journal(*journal, contents));
     EXPECT_EQ(contents.format, journal == &kGoldenJournal ? 3 : 2);
     EXPECT_EQ(contents.valid_bytes, journal->size());
     EXPECT_EQ(contents.records[0].change.patch, known_change().change.patch);
@@ -187,7 +187,7 @@ TEST(OnDiskFormat, JournalsOfTheSecondAndCurrentFormatReadTheirChangesAndFiles) 
 
 TEST(OnDiskFormat, JournalWrittenByEarlierBuildsStillReads) {
   JournalContents contents;
-  ASSERT_TRUE(host::decode_journal(kGoldenJournalFormat1, contents));
+  ASSERT_TRUE(host::store::decode_journal(kGoldenJournalFormat1, contents));
   EXPECT_EQ(contents.format, 1);
   EXPECT_EQ(contents.valid_bytes, kGoldenJournalFormat1.size());
   ASSERT_EQ(contents.records.size(), 4u);

@@ -26,10 +26,10 @@ TEST(PackageName, AcceptsOnlyNamesThatStayInsideTheStoreAndReadsThemFromPackageF
       {.name = "semi;colon", .valid = false},
   };
   // clang-format on
-  for (const auto& c : cases) EXPECT_EQ(host::is_package_name(c.name), c.valid) << '"' << c.name << '"';
-  EXPECT_EQ(host::package_name_of_file("windfall.json"), "windfall");
+  for (const auto& c : cases) EXPECT_EQ(host::store::is_package_name(c.name), c.valid) << '"' << c.name << '"';
+  EXPECT_EQ(host::store::package_name_of_file("windfall.json"), "windfall");
   for (const char* file : {"windfall.json.tmp-a1b2c3", ".json", ".hidden.json", "notes.txt"})
-    EXPECT_EQ(host::package_name_of_file(file), "") << file;
+    EXPECT_EQ(host::store::package_name_of_file(file), "") << file;
 }
 
 struct PackageStore : StoreTest {
@@ -83,9 +83,9 @@ TEST_F(PackageStore, UsesTheOnlyPackageWhenNoneIsNamedAndSaysWhenTheStoreIsEmpty
 
 TEST_F(PackageStore, OpeningRefusesAStoreThatIsNotAFolder) {
   std::string error;
-  EXPECT_EQ(host::HostSession::open("/nonexistent/store", error), nullptr);
+  EXPECT_EQ(host::session::HostSession::open("/nonexistent/store", error), nullptr);
   EXPECT_EQ(error, "the store \"/nonexistent/store\" cannot be opened: no such file or directory");
-  EXPECT_EQ(host::HostSession::open(package_path(), error), nullptr);
+  EXPECT_EQ(host::session::HostSession::open(package_path(), error), nullptr);
   EXPECT_EQ(error, "the store \"" + package_path() + "\" is not a folder");
 }
 

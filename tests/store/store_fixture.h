@@ -74,19 +74,19 @@ struct UnflushedRename {
   std::string target;
   bool existed = false;
   std::string before;
-  host::FileIdentity identity_before;  // of the file `before` was in
+  host::store::FileIdentity identity_before;  // of the file `before` was in
 };
 
 // A file rewritten in place by a test that stands for another: while the file on disk is still `real`, the
 // stand-in reports `reported` as its identity (the file a power cut brings back keeps its inode and times).
 struct PutBack {
-  host::FileIdentity real;
-  host::FileIdentity reported;
+  host::store::FileIdentity real;
+  host::store::FileIdentity reported;
 };
 using PutBacks = std::map<std::string, PutBack>;
 
-struct FaultyAppendFile : host::AppendFile {
-  FaultyAppendFile(std::unique_ptr<host::AppendFile> inner, const Faults& faults)
+struct FaultyAppendFile : host::store::AppendFile {
+  FaultyAppendFile(std::unique_ptr<host::store::AppendFile> inner, const Faults& faults)
       : inner(std::move(inner)), faults(faults) {}
   int append(std::string_view bytes) override {
     // A failed flush after the bytes were written: the worst case, the record may be on disk.
@@ -94,39 +94,40 @@ struct FaultyAppendFile : host::AppendFile {
     return faults.append ? faults.append : written;
   }
   int truncate(std::uint64_t size) override { return faults.truncate ? faults.truncate : inner->truncate(size); }
-  std::unique_ptr<host::AppendFile> inner;
+  std::unique_ptr<host::store::AppendFile> inner;
   const Faults& faults;
 };
 
-struct FaultyStartedFile : host::StartedFile {
-  FaultyStartedFile(std::unique_ptr<host::StartedFile> inner, int fault) : inner(std::move(inner)), fault(fault) {}
+struct FaultyStartedFile : host::store::StartedFile {
+  FaultyStartedFile(std::unique_ptr<host::store::StartedFile> inner, int fault)
+      : inner(std::move(inner)), fault(fault) {}
   int finish() override {
     const int flushed = inner->finish();
     return fault ? fault : flushed;
   }
-  std::unique_ptr<host::StartedFile> inner;
+  std::unique_ptr<host::store::StartedFile> inner;
   int fault;  // as the temporary was started
 };
 
-struct FaultyFileSystem : host::PosixFileSystem {
+struct FaultyFileSystem : host::store::PosixFileSystem {
   FaultyFileSystem(const Faults& faults, std::vector<UnflushedRename>& unflushed, PutBacks& put_back)
       : faults_(faults), unflushed_(unflushed), put_back_(put_back) {}
   int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes, unsigned mode,
-                      std::string& temporary, std::unique_ptr<host::StartedFile>& file) override {
+                      std::string& temporary, std::unique_ptr<host::store::StartedFile>& file) override {
     if (faults_.write_temporary) return faults_.write_temporary;
-    std::unique_ptr<host::StartedFile> inner;
+    std::unique_ptr<host::store::StartedFile> inner;
     const int code = PosixFileSystem::start_temporary(folder, prefix, bytes, mode, temporary, inner);
     if (code == 0) file = std::make_unique<FaultyStartedFile>(std::move(inner), faults_.flush_temporary);
     return code;
   }
-  int read_file(const std::string& path, std::string& bytes, host::FileIdentity& identity) override {
+  int read_file(const std::string& path, std::string& bytes, host::store::FileIdentity& identity) override {
     ++faults_.reads;
     return stand_in(path, PosixFileSystem::read_file(path, bytes, identity), identity);
   }
-  int identify(const std::string& path, host::FileIdentity& identity) override {
+  int identify(const std::string& path, host::store::FileIdentity& identity) override {
     return stand_in(path, PosixFileSystem::identify(path, identity), identity);
   }
-  int stand_in(const std::string& path, int code, host::FileIdentity& identity) {
+  int stand_in(const std::string& path, int code, host::store::FileIdentity& identity) {
     auto found = put_back_.find(std::filesystem::weakly_canonical(path).string());
     if (code != 0 || found == put_back_.end()) return code;
     if (!(found->second.real == identity)) {
@@ -152,14 +153,14 @@ struct FaultyFileSystem : host::PosixFileSystem {
     return code;
   }
   int sync_folder(const std::string& path) override {
-    const bool journals = path.ends_with(std::string("/") + host::kJournalFolderName);
+    const bool journals = path.ends_with(std::string("/") + host::store::kJournalFolderName);
     const int code =
         faults_.sync_package_folder && !journals ? faults_.sync_package_folder : PosixFileSystem::sync_folder(path);
     if (code == 0) std::erase_if(unflushed_, [&](const UnflushedRename& r) { return r.folder == path; });
     return code;
   }
-  int open_append(const std::string& path, std::unique_ptr<host::AppendFile>& file) override {
-    std::unique_ptr<host::AppendFile> inner;
+  int open_append(const std::string& path, std::unique_ptr<host::store::AppendFile>& file) override {
+    std::unique_ptr<host::store::AppendFile> inner;
     const int code = PosixFileSystem::open_append(path, inner);
     if (code == 0) file = std::make_unique<FaultyAppendFile>(std::move(inner), faults_);
     return code;
@@ -184,7 +185,8 @@ struct StoreTest : ::testing::Test {
   void reopen() {
     session.reset();
     std::string error;
-    session = host::HostSession::open(folder, std::make_unique<FaultyFileSystem>(faults, unflushed, put_back), error);
+    session = host::session::HostSession::open(folder, std::make_unique<FaultyFileSystem>(faults, unflushed, put_back),
+                                               error);
     ASSERT_TRUE(session) << error;
     if (outlined) session->load_outlined();
     session->on_changed = [this](const editor::Session::Package&) { ++changed_calls; };
@@ -206,15 +208,15 @@ struct StoreTest : ::testing::Test {
     reopen();
   }
   // Writes `text` into `path` in place, as the very file `identity` names (what a power cut brings back).
-  void put_back_file(const std::string& path, const std::string& text, const host::FileIdentity& identity) {
+  void put_back_file(const std::string& path, const std::string& text, const host::store::FileIdentity& identity) {
     write_text(path, text);
     PutBack entry{.real = {}, .reported = identity};
-    if (host::PosixFileSystem().identify(path, entry.real) == 0)
+    if (host::store::PosixFileSystem().identify(path, entry.real) == 0)
       put_back[std::filesystem::weakly_canonical(path).string()] = entry;
   }
   // The package file's identity as the store sees it.
-  host::FileIdentity package_identity() {
-    host::FileIdentity identity;
+  host::store::FileIdentity package_identity() {
+    host::store::FileIdentity identity;
     std::vector<UnflushedRename> none;
     EXPECT_EQ(FaultyFileSystem(faults, none, put_back).identify(package_path(), identity), 0);
     return identity;
@@ -278,7 +280,7 @@ struct StoreTest : ::testing::Test {
   Faults faults;          // outlives the session
   std::vector<UnflushedRename> unflushed;
   PutBacks put_back;  // outlives the session too
-  std::unique_ptr<host::HostSession> session;
+  std::unique_ptr<host::session::HostSession> session;
   int changed_calls = 0;
 };
 
