@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/bridge_check/answer_checks.h"
+#include "bridge_check/answer_checks.h"
 #include "json_text/json_text.h"
 
 namespace {

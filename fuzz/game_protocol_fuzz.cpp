@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "game/protocol.h"
+#include "game/link_ops.h"
 #include "json_text/json_text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -5,14 +5,14 @@
 #include <string>
 #include <vector>
 
-#include "host/link/heights_answer_reader.h"
+#include "link/heights_answer_reader.h"
 
 namespace {
 constexpr std::uint64_t kRequestId = 7;  // the id the seeds answer
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static host::HeightsAnswerReader reader;  // kept between answers, as a GameLink keeps it
+  static host::link::HeightsAnswerReader reader;  // kept between answers, as a GameLink keeps it
   if (size == 0) return 0;
   const std::size_t count = data[0] % 8;
   const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);

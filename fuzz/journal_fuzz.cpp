@@ -13,10 +13,10 @@
 #include <string>
 #include <string_view>
 
-#include "host/store/change_journal.h"
-#include "host/store/content_hash.h"
-#include "host/store/file_system.h"
-#include "host/store/stored_package.h"
+#include "store/change_journal.h"
+#include "store/content_hash.h"
+#include "store/file_system.h"
+#include "store/stored_package.h"
 
 namespace {
 
@@ -28,16 +28,16 @@ constexpr std::string_view kPackageText =
 
 // Frames `payload` as encode_record does; checked against encode_record once at start.
 std::string frame(std::string_view payload) {
-  const std::uint64_t checksum = host::content_hash(payload) ^ (payload.size() * 0x9E3779B97F4A7C15ULL);
+  const std::uint64_t checksum = host::store::content_hash(payload) ^ (payload.size() * 0x9E3779B97F4A7C15ULL);
   std::string bytes;
   for (int i = 0; i < 4; ++i) bytes.push_back(static_cast<char>((payload.size() >> (8 * i)) & 0xFF));
   for (int i = 0; i < 8; ++i) bytes.push_back(static_cast<char>((checksum >> (8 * i)) & 0xFF));
   return bytes.append(payload);
 }
 
-std::string encoded(host::JournalRecord record) {
+std::string encoded(host::store::JournalRecord record) {
   std::string bytes, error;
-  if (!host::encode_record(record, bytes, error)) std::abort();
+  if (!host::store::encode_record(record, bytes, error)) std::abort();
   return bytes;
 }
 
@@ -52,17 +52,17 @@ struct Store {
     std::string pattern = (std::filesystem::temp_directory_path() / "pathwright-journal-fuzz-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) std::abort();
     folder = pattern;
-    store = std::make_unique<host::PackageStore>(folder, std::make_unique<host::PosixFileSystem>());
+    store = std::make_unique<host::store::PackageStore>(folder, std::make_unique<host::store::PosixFileSystem>());
     std::string error;
     if (!store->ensure_journal_folder(error)) std::abort();
-    host::JournalRecord checkpoint;
-    checkpoint.saved = {host::content_hash(kPackageText), kPackageText.size()};
-    head = std::string(host::kJournalHeader) + encoded(checkpoint);
+    host::store::JournalRecord checkpoint;
+    checkpoint.saved = {host::store::content_hash(kPackageText), kPackageText.size()};
+    head = std::string(host::store::kJournalHeader) + encoded(checkpoint);
     if (frame(encoded(checkpoint).substr(12)) != encoded(checkpoint)) std::abort();  // framing drifted
   }
   ~Store() { std::filesystem::remove_all(folder); }
   std::string folder;
-  std::unique_ptr<host::PackageStore> store;
+  std::unique_ptr<host::store::PackageStore> store;
   std::string head;  // the journal header and a checkpoint of kPackageText
 };
 
@@ -71,8 +71,8 @@ struct Store {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static Store fixture;
   const std::string_view input(reinterpret_cast<const char*>(data), size);
-  host::JournalContents contents;
-  if (host::decode_journal(input, contents) && contents.valid_bytes > size) std::abort();
+  host::store::JournalContents contents;
+  if (host::store::decode_journal(input, contents) && contents.valid_bytes > size) std::abort();
 
   std::string journal = fixture.head;
   for (std::size_t at = 0; at <= size;) {
@@ -82,14 +82,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const std::string name(kPackage);
   write(fixture.store->package_path(name), kPackageText);
-  host::FileIdentity identity;
+  host::store::FileIdentity identity;
   if (fixture.store->files().identify(fixture.store->package_path(name), identity) != 0) std::abort();
-  host::JournalRecord file;
-  file.kind = host::JournalRecord::Kind::File;
-  file.saved_file = host::FileStamp::of(identity);
+  host::store::JournalRecord file;
+  file.kind = host::store::JournalRecord::Kind::File;
+  file.saved_file = host::store::FileStamp::of(identity);
   journal.insert(fixture.head.size(), encoded(file));  // without it nothing would replay onto the file
   write(fixture.store->journal_path(name), journal);
   std::string error;
-  if (!host::StoredPackage::open(*fixture.store, name, error) && error.empty()) std::abort();
+  if (!host::store::StoredPackage::open(*fixture.store, name, error) && error.empty()) std::abort();
   return 0;
 }

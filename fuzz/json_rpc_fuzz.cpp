@@ -7,22 +7,22 @@
 #include <string>
 #include <string_view>
 
-#include "host/cli/json_rpc.h"
-#include "host/cli/workbench.h"
 #include "json_text/json_text.h"
+#include "server/json_rpc.h"
+#include "server/workbench.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static std::unique_ptr<host::Workbench> bench = [] {
-    host::WorkbenchOptions options;
+  static std::unique_ptr<host::server::Workbench> bench = [] {
+    host::server::WorkbenchOptions options;
     options.demo = true;
     options.manual_clock = true;
     options.examples_dir = PATHWRIGHT_EXAMPLES_DIR;
     std::string error;
-    auto opened = host::Workbench::open(options, error);
+    auto opened = host::server::Workbench::open(options, error);
     if (!opened) std::abort();
     return opened;
   }();
-  static host::JsonRpcServer server(
+  static host::server::JsonRpcServer server(
       [](const std::string& method, const mods::json::Value& params) { return bench->run(method, params); });
   const std::string_view line(reinterpret_cast<const char*>(data), size);
   const std::string answer = server.answer_line(line);

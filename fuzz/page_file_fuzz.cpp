@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-#include "host/map/page_files.h"
+#include "map/page_files.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string target(reinterpret_cast<const char*>(data), size);

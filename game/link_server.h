@@ -15,7 +15,7 @@
 #include <thread>
 
 #include "game/game_world.h"
-#include "game/protocol.h"
+#include "game/link_ops.h"
 #include "protocol/link_protocol.h"
 
 namespace game {

@@ -5,11 +5,11 @@
 // answering that many probes on its own.
 #include <benchmark/benchmark.h>
 
+#include "check/detour.h"
+#include "check/meetings.h"
+#include "check/package_check.h"
 #include "game/game_world.h"
-#include "host/check/detour.h"
-#include "host/check/meetings.h"
-#include "host/check/package_check.h"
-#include "host/link/local_live_game.h"
+#include "link/local_live_game.h"
 #include "tests/support/builders.h"
 #include "tests/support/memory_session.h"
 #include "walking/package_walk.h"
@@ -30,13 +30,13 @@ const char* const kResidentTypes[] = {"ub3", "uo3", "um2", "uw1"};
 
 struct IslandPackage {
   std::unique_ptr<game::GameWorld> world;
-  std::unique_ptr<host::LocalLiveGame> live;
+  std::unique_ptr<host::link::LocalLiveGame> live;
   support::MemorySession session;
 
   IslandPackage() {
     std::string error;
     world = game::GameWorld::island(game::Clock::Manual, error);
-    live = std::make_unique<host::LocalLiveGame>(*world);
+    live = std::make_unique<host::link::LocalLiveGame>(*world);
     session.live_game = live.get();
     Value actors = Value::array();
     for (int i = 0; i < kWalkers; ++i) {
@@ -64,7 +64,7 @@ void BM_CheckPackage1000Walkers(benchmark::State& state) {
   for (auto _ : state) {
     std::string error;
     bool ok = false;
-    Value answer = host::check_package(package.session, Value::object(), error, ok);
+    Value answer = host::check::check_package(package.session, Value::object(), error, ok);
     if (!ok) state.SkipWithError(error.c_str());
     benchmark::DoNotOptimize(answer);
   }
@@ -105,7 +105,7 @@ void BM_Meetings1000Walkers600s(benchmark::State& state) {
   std::size_t found = 0, keys = 0;
   for (const walking::WalkerTrack& track : tracks) keys += track.keys.size();
   for (auto _ : state) {
-    const std::vector<host::Meeting> meetings = host::find_meetings(tracks, walk.standing, kHorizon);
+    const std::vector<host::check::Meeting> meetings = host::check::find_meetings(tracks, walk.standing, kHorizon);
     found = meetings.size();
     benchmark::DoNotOptimize(meetings);
   }
@@ -116,7 +116,7 @@ void BM_Meetings1000Walkers600s(benchmark::State& state) {
 // A model walking straight across a 100 by 100 block, 80 high (a step the check refuses), on flat ground.
 struct BlockWalk {
   std::unique_ptr<game::GameWorld> world;
-  std::unique_ptr<host::LocalLiveGame> live;
+  std::unique_ptr<host::link::LocalLiveGame> live;
   support::MemorySession session;
 
   explicit BlockWalk(double length) {
@@ -125,7 +125,7 @@ struct BlockWalk {
     mesh.add_floor(-50, 50, -50, 50, 80);
     std::string error;
     world = game::GameWorld::create(mesh, "block", false, {0, 0, 0}, game::Clock::Manual, error);
-    live = std::make_unique<host::LocalLiveGame>(*world);
+    live = std::make_unique<host::link::LocalLiveGame>(*world);
     session.live_game = live.get();
     const Value a = point(-length / 2, 0, 0), b = point(length / 2, 0, 0);
     session.add("windfall",
@@ -144,7 +144,7 @@ void BM_SuggestDetourAroundBlock(benchmark::State& state) {
   for (auto _ : state) {
     std::string error;
     bool ok = false;
-    Value answer = host::suggest_detour(walk.session, params, error, ok);
+    Value answer = host::check::suggest_detour(walk.session, params, error, ok);
     if (!ok) state.SkipWithError(error.c_str());
     probes = answer.get("probes").number;
     benchmark::DoNotOptimize(answer);
@@ -156,7 +156,7 @@ void BM_BaselineGameAnswersAsManyProbes(benchmark::State& state) {
   BlockWalk walk(static_cast<double>(state.range(0)));
   std::string error;
   bool ok = false;
-  const Value answer = host::suggest_detour(walk.session, obj({{"id", str("m")}, {"from", num(1)}}), error, ok);
+  const Value answer = host::check::suggest_detour(walk.session, obj({{"id", str("m")}, {"from", num(1)}}), error, ok);
   const std::size_t count = static_cast<std::size_t>(answer.get("probes").number);
   std::vector<story_notebook::WorldPoint> probes;
   for (std::size_t k = 0; k < count; ++k) {

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "bench/json_text/mod_package_generator.h"
-#include "host/compare/package_diff.h"
-#include "host/compare/package_merge.h"
+#include "compare/package_diff.h"
+#include "compare/package_merge.h"
 #include "json_text/json_text.h"
 
 namespace {

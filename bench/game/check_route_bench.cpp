@@ -5,7 +5,7 @@
 #include <benchmark/benchmark.h>
 
 #include "game/game_world.h"
-#include "host/link/local_live_game.h"
+#include "link/local_live_game.h"
 #include "tests/support/builders.h"
 #include "tests/support/memory_session.h"
 
@@ -18,13 +18,13 @@ constexpr int kPointsPerRow = 50;  // the route zigzags over the town plateau in
 
 struct IslandCheck {
   std::unique_ptr<game::GameWorld> world;
-  std::unique_ptr<host::LocalLiveGame> live;
+  std::unique_ptr<host::link::LocalLiveGame> live;
   support::MemorySession session;
 
   IslandCheck() {
     std::string error;
     world = game::GameWorld::island(game::Clock::Manual, error);
-    live = std::make_unique<host::LocalLiveGame>(*world);
+    live = std::make_unique<host::link::LocalLiveGame>(*world);
     session.live_game = live.get();
     std::vector<Value> points;
     for (int k = 0; k < kRoutePoints; ++k) {

@@ -1,6 +1,6 @@
 // What the TCP game link costs a route check: one "ground_heights" query of N probes through
-// host::GameLink against the simulated game's link server on loopback, reported beside two baselines
-// measured in the same run: the same query in-process (host::LocalLiveGame, no link at all) and a bare
+// host::link::GameLink against the simulated game's link server on loopback, reported beside two baselines
+// measured in the same run: the same query in-process (host::link::LocalLiveGame, no link at all) and a bare
 // round trip of the very same request bytes on a plain socket (no encoding, no parsing on our side).
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
@@ -18,8 +18,8 @@
 
 #include "game/game_world.h"
 #include "game/link_server.h"
-#include "host/link/game_link.h"
-#include "host/link/local_live_game.h"
+#include "link/game_link.h"
+#include "link/local_live_game.h"
 #include "protocol/flat_numbers.h"
 
 namespace {
@@ -35,8 +35,8 @@ struct Fixture {
   std::unique_ptr<game::GameWorld> world;
   std::unique_ptr<game::LinkServer> server;
   std::thread serving;
-  std::unique_ptr<host::LocalLiveGame> local;
-  std::unique_ptr<host::GameLink> link;
+  std::unique_ptr<host::link::LocalLiveGame> local;
+  std::unique_ptr<host::link::GameLink> link;
   int raw = -1;
 
   Fixture() {
@@ -46,10 +46,10 @@ struct Fixture {
     server = std::make_unique<game::LinkServer>(*world);
     if (!server->listen(0, error)) throw std::runtime_error(error);
     serving = std::thread([this] { server->run(); });
-    local = std::make_unique<host::LocalLiveGame>(*world);
-    host::GameAddress address;
+    local = std::make_unique<host::link::LocalLiveGame>(*world);
+    host::link::GameAddress address;
     address.port = server->port();
-    link = std::make_unique<host::GameLink>(address, host::GameLink::kDefaultTimeoutSeconds);
+    link = std::make_unique<host::link::GameLink>(address, host::link::GameLink::kDefaultTimeoutSeconds);
     if (!link->connect_now()) throw std::runtime_error(link->last_problem());
     raw = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in to{};

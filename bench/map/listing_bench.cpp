@@ -12,8 +12,8 @@
 #include <stdexcept>
 
 #include "bench/json_text/mod_package_generator.h"
-#include "host/cli/workbench.h"
 #include "json_text/json_text.h"
+#include "server/workbench.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ constexpr int kBaselineRuns = 3;  // `document` answers timed for the baseline
 
 struct Crowd {
   std::string dir;
-  std::unique_ptr<host::Workbench> bench;
+  std::unique_ptr<host::server::Workbench> bench;
   Crowd() = default;
   Crowd(Crowd&&) = default;
   ~Crowd() {
@@ -39,10 +39,10 @@ Crowd make_crowd() {
   made.dir = (std::filesystem::temp_directory_path() / ("pathwright-listing-" + std::to_string(::getpid()))).string();
   std::filesystem::create_directories(made.dir);
   std::ofstream(made.dir + "/crowd.json") << bench_json_text::generate_mod_package(kActors);
-  host::WorkbenchOptions options;
+  host::server::WorkbenchOptions options;
   options.store_dir = made.dir;
   std::string error;
-  made.bench = host::Workbench::open(options, error);
+  made.bench = host::server::Workbench::open(options, error);
   if (!made.bench) throw std::runtime_error(error);
   return made;
 }
@@ -57,7 +57,7 @@ std::size_t answer(const std::string& method, const std::string& params_text) {
   Value params;
   json_text::JsonTextError parse_error;
   if (!json_text::parse_json(params_text, params, parse_error)) throw std::runtime_error(parse_error.message());
-  const host::CallOutcome outcome = crowd().bench->run(method, params);
+  const host::server::CallOutcome outcome = crowd().bench->run(method, params);
   if (!outcome.ok) throw std::runtime_error(method + ": " + outcome.error);
   std::string text, error;
   if (!json_text::print_json(outcome.result, json_text::JsonLayout::Compact, text, error))

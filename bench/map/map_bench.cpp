@@ -16,10 +16,10 @@
 
 #include "game/game_world.h"
 #include "game/link_server.h"
-#include "host/cli/shared_workbench.h"
-#include "host/cli/workbench.h"
-#include "host/map/ground_tiles.h"
-#include "host/map/map_server.h"
+#include "map/ground_tiles.h"
+#include "map/map_server.h"
+#include "server/shared_workbench.h"
+#include "server/workbench.h"
 
 namespace {
 
@@ -50,15 +50,15 @@ double single_rays(const game::GameWorld& world) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-std::unique_ptr<host::Workbench> open_bench(const host::WorkbenchOptions& options) {
+std::unique_ptr<host::server::Workbench> open_bench(const host::server::WorkbenchOptions& options) {
   std::string error;
-  auto bench = host::Workbench::open(options, error);
+  auto bench = host::server::Workbench::open(options, error);
   if (!bench) throw std::runtime_error(error);
   return bench;
 }
 
 // One tile at zoom -3 over the town (8 world units a pixel), made afresh every iteration.
-void make_tiles(benchmark::State& state, host::SharedWorkbench& shared, const game::GameWorld& world) {
+void make_tiles(benchmark::State& state, host::server::SharedWorkbench& shared, const game::GameWorld& world) {
   host::map::GroundTiles tiles;
   const double baseline = single_rays(world);
   std::string png, error;
@@ -79,12 +79,12 @@ void make_tiles(benchmark::State& state, host::SharedWorkbench& shared, const ga
 }
 
 void BM_TileFromTheInProcessGame(benchmark::State& state) {
-  host::WorkbenchOptions options;
+  host::server::WorkbenchOptions options;
   options.demo = true;
   options.manual_clock = true;
   options.examples_dir = PATHWRIGHT_EXAMPLES_DIR;
   auto bench = open_bench(options);
-  host::SharedWorkbench shared(*bench);
+  host::server::SharedWorkbench shared(*bench);
   std::string error;
   auto world = game::GameWorld::island(game::Clock::Manual, error);
   make_tiles(state, shared, *world);
@@ -98,12 +98,12 @@ void BM_TileThroughTheLink(benchmark::State& state) {
   if (!server.listen(0, error)) throw std::runtime_error(error);
   std::thread serving([&] { server.run(); });
   {
-    host::WorkbenchOptions options;
+    host::server::WorkbenchOptions options;
     options.store_dir = std::string(PATHWRIGHT_EXAMPLES_DIR) + "/windfall";  // read only: no command changes it
     options.use_game = true;
     options.game.port = server.port();
     auto bench = open_bench(options);
-    host::SharedWorkbench shared(*bench);
+    host::server::SharedWorkbench shared(*bench);
     make_tiles(state, shared, *world);
   }
   server.stop();
@@ -137,12 +137,12 @@ double cpu_share_over_a_while() {
 
 void BM_LiveEventsForACrowd(benchmark::State& state) {
   const std::string store = crowd_store();
-  host::WorkbenchOptions options;
+  host::server::WorkbenchOptions options;
   options.store_dir = store;
   options.demo = true;
   options.examples_dir = PATHWRIGHT_EXAMPLES_DIR;
   auto bench = open_bench(options);
-  host::SharedWorkbench shared(*bench);
+  host::server::SharedWorkbench shared(*bench);
   host::map::MapServer server(shared, {.port = 0, .token = kToken, .web_dir = store});
   std::string error;
   if (!server.start(error)) throw std::runtime_error(error);

@@ -28,8 +28,8 @@
 #include <string>
 #include <vector>
 
-#include "host/session/host_session.h"
 #include "json_text/json_text.h"
+#include "session/host_session.h"
 
 namespace {
 
@@ -97,14 +97,14 @@ class TempStore {
 };
 
 // The real file system except that journal appends stay in memory: the change service without the disk.
-class NoDiskJournal : public host::PosixFileSystem {
-  class Discard : public host::AppendFile {
+class NoDiskJournal : public host::store::PosixFileSystem {
+  class Discard : public host::store::AppendFile {
     int append(std::string_view) override { return 0; }
     int truncate(std::uint64_t) override { return 0; }
   };
 
  public:
-  int open_append(const std::string&, std::unique_ptr<host::AppendFile>& file) override {
+  int open_append(const std::string&, std::unique_ptr<host::store::AppendFile>& file) override {
     file = std::make_unique<Discard>();
     return 0;
   }
@@ -160,7 +160,7 @@ void ChangeInMemory(benchmark::State& state) {
   const int actors = static_cast<int>(state.range(0));
   TempStore store(actors);
   std::string error;
-  auto session = host::HostSession::open(store.path, std::make_unique<NoDiskJournal>(), error);
+  auto session = host::session::HostSession::open(store.path, std::make_unique<NoDiskJournal>(), error);
   BareSession bare;
   if (!session) throw std::runtime_error(error);
   json_text::JsonTextError json_error;
@@ -179,10 +179,11 @@ void ChangeInMemory(benchmark::State& state) {
 }
 
 // The real file system, counting the operations that flush to the disk.
-class CountingFileSystem : public host::PosixFileSystem {
-  class Counted : public host::AppendFile {
+class CountingFileSystem : public host::store::PosixFileSystem {
+  class Counted : public host::store::AppendFile {
    public:
-    Counted(std::unique_ptr<host::AppendFile> inner, long& flushes) : inner_(std::move(inner)), flushes_(flushes) {}
+    Counted(std::unique_ptr<host::store::AppendFile> inner, long& flushes)
+        : inner_(std::move(inner)), flushes_(flushes) {}
     int append(std::string_view bytes) override {
       ++flushes_;
       return inner_->append(bytes);
@@ -193,14 +194,14 @@ class CountingFileSystem : public host::PosixFileSystem {
     }
 
    private:
-    std::unique_ptr<host::AppendFile> inner_;
+    std::unique_ptr<host::store::AppendFile> inner_;
     long& flushes_;
   };
 
  public:
   explicit CountingFileSystem(long& flushes) : flushes_(flushes) {}
   int start_temporary(const std::string& folder, const std::string& prefix, std::string_view bytes, unsigned mode,
-                      std::string& temporary, std::unique_ptr<host::StartedFile>& file) override {
+                      std::string& temporary, std::unique_ptr<host::store::StartedFile>& file) override {
     ++flushes_;  // its finish
     return PosixFileSystem::start_temporary(folder, prefix, bytes, mode, temporary, file);
   }
@@ -208,8 +209,8 @@ class CountingFileSystem : public host::PosixFileSystem {
     ++flushes_;
     return PosixFileSystem::sync_folder(path);
   }
-  int open_append(const std::string& path, std::unique_ptr<host::AppendFile>& file) override {
-    std::unique_ptr<host::AppendFile> inner;
+  int open_append(const std::string& path, std::unique_ptr<host::store::AppendFile>& file) override {
+    std::unique_ptr<host::store::AppendFile> inner;
     int code = PosixFileSystem::open_append(path, inner);
     if (code == 0) file = std::make_unique<Counted>(std::move(inner), flushes_);
     return code;
@@ -232,7 +233,7 @@ void DurableChange(benchmark::State& state) {
   TempStore store(actors);
   std::string error;
   long flushes = 0;
-  auto session = host::HostSession::open(store.path, std::make_unique<CountingFileSystem>(flushes), error);
+  auto session = host::session::HostSession::open(store.path, std::make_unique<CountingFileSystem>(flushes), error);
   if (!session) throw std::runtime_error(error);
   BareSession bare;
   json_text::JsonTextError json_error;
@@ -262,7 +263,7 @@ void Checkpoint(benchmark::State& state) {
   const int actors = static_cast<int>(state.range(0));
   TempStore store(actors);
   std::string error;
-  auto session = host::HostSession::open(store.path, error);
+  auto session = host::session::HostSession::open(store.path, error);
   if (!session) throw std::runtime_error(error);
   const std::string plain = store.path + "/plain.bin";
   std::vector<double> figure, baseline;
@@ -314,7 +315,7 @@ void OpenPackage(benchmark::State& state) {
       std::ofstream("/proc/self/clear_refs") << "5";  // peak resident size starts again from here
       const long before = status_kib("VmRSS");
       std::string error;
-      auto session = host::HostSession::open(store.path, error);
+      auto session = host::session::HostSession::open(store.path, error);
       Value which = Value::object();
       which["package"] = Value::of("generated");
       bool loaded = session && session->package(which, error) != nullptr;

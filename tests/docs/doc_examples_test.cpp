@@ -14,7 +14,7 @@
 
 #include "game/game_world.h"
 #include "game/link_server.h"
-#include "tests/host/cli/pathwright_process.h"
+#include "tests/cli/pathwright_process.h"
 
 namespace doc_examples {
 namespace {

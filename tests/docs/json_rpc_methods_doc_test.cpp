@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "host/cli/command_table.h"
+#include "server/command_table.h"
 #include "tests/docs/doc_examples.h"
 
 namespace doc_examples {
@@ -34,7 +34,7 @@ std::multiset<std::string> documented_methods(const std::string& page) {
 TEST(JsonRpcMethodsPage, ListsExactlyTheCommandTablesMethodsOnceEach) {
   const std::multiset<std::string> documented = documented_methods(file_text(PATHWRIGHT_DOCS_DIR "/json-rpc.md"));
   std::multiset<std::string> table;
-  for (const host::Command& command : host::commands()) table.insert(command.name);
+  for (const host::server::Command& command : host::server::commands()) table.insert(command.name);
   EXPECT_EQ(documented, table);
 }
 

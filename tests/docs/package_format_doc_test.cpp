@@ -7,11 +7,11 @@
 #include <regex>
 #include <set>
 
-#include "host/link/local_live_game.h"
-#include "host/session/actor_listing.h"
 #include "json_text/json_text.h"
+#include "link/local_live_game.h"
 #include "residents/resident_types.h"
 #include "residents/walkers.h"
+#include "session/actor_listing.h"
 #include "tests/docs/doc_examples.h"
 #include "tests/support/memory_session.h"
 
@@ -24,13 +24,13 @@ const std::string kPage = std::string(PATHWRIGHT_DOCS_DIR) + "/package-format.md
 constexpr const char* kSettings[] = {"speed", "mode", "pauses", "walk", "idle"};
 
 // The route service's own classification, named as the page (and the actor listing) names it.
-std::string walker_class(const Value& actor) { return host::actor_summary(actor).get("walker").string(""); }
+std::string walker_class(const Value& actor) { return host::session::actor_summary(actor).get("walker").string(""); }
 
 class PackageFormatPage : public ::testing::Test {
  protected:
   void SetUp() override {
     std::string error;
-    game_ = host::LocalLiveGame::open("", true, error);
+    game_ = host::link::LocalLiveGame::open("", true, error);
     ASSERT_NE(game_, nullptr) << error;
     for (const std::string& block : fenced_blocks(file_text(kPage), "json actor")) {
       Value actor;
@@ -40,7 +40,7 @@ class PackageFormatPage : public ::testing::Test {
     }
   }
 
-  std::unique_ptr<host::LocalLiveGame> game_;
+  std::unique_ptr<host::link::LocalLiveGame> game_;
   std::vector<Value> examples_;
 };
 

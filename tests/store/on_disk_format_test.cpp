@@ -1,0 +1,215 @@
+// Golden bytes of what the store leaves on disk: the content hash that names a saved package version and
+// the journal records of known changes. Stores written by earlier builds hold exactly these bytes, so
+// changing any of them is a change of the file format that old stores meet: they must still be read
+// (a new header version and a reader for the old one), never silently misread. Update a golden value
+// only together with that decision.
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "store/change_journal.h"
+#include "store/content_hash.h"
+#include "tests/store/store_fixture.h"
+
+namespace store_test {
+namespace {
+
+using host::store::JournalContents;
+using host::store::JournalRecord;
+
+constexpr char kHexDigits[] = "0123456789abcdef";
+
+// Bytes as hex, so that a failure shows the new bytes ready to paste after the decision.
+std::string hex(std::string_view bytes) {
+  std::string out;
+  for (const unsigned char c : bytes) out += {kHexDigits[c >> 4], kHexDigits[c & 0xf]};
+  return out;
+}
+
+std::string from_hex(std::string_view digits) {
+  std::string bytes;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+    const auto value = [](char c) { return static_cast<int>(std::string_view(kHexDigits).find(c)); };
+    bytes.push_back(static_cast<char>(value(digits[i]) * 16 + value(digits[i + 1])));
+  }
+  return bytes;
+}
+
+struct HashCase {
+  std::string_view text;
+  std::uint64_t hash;
+};
+
+TEST(OnDiskFormat, ContentHashOfKnownTextsIsStable) {
+  // clang-format off
+  const HashCase cases[] = {
+      {.text = "", .hash = 0x0ff2e69699c4857eULL},
+      {.text = "{}", .hash = 0x47f147c38127bf2dULL},
+      {.text = "{\n  \"actors\": []\n}\n", .hash = 0x4c977f4b66999568ULL},
+      {.text = "eight by", .hash = 0xebc58fe7b2ff9a48ULL},
+      {.text = "{\"actors\":[{\"id\":\"gate_guard\",\"actor\":\"resident\"}]}", .hash = 0x26951f416f269b1cULL},
+  };
+  // clang-format on
+  for (const HashCase& c : cases) {
+    EXPECT_EQ(host::store::content_hash(c.text), c.hash)
+        << hex(c.text) << ": 0x" << std::hex << host::store::content_hash(c.text) << "ULL";
+  }
+}
+
+JournalRecord known_change() {
+  JournalRecord record;
+  record.kind = JournalRecord::Kind::Change;
+  record.change.label = "Add a route point to gate_guard";
+  record.change.time_ms = 1795423000000;  // 2026-11-23T08:36:40Z
+  record.change.actor_index = 2;
+  record.change.patch = host::store::diff_actor(parse(R"({"id":"gate_guard","actor":"resident","type":"Ym1"})"),
+                                                parse(R"({"id":"gate_guard","actor":"resident","type":"Ym1",)"
+                                                      R"("path":{"points":[{"x":-150,"y":100,"z":1100.5}]}})"));
+  return record;
+}
+
+JournalRecord known_checkpoint() {
+  JournalRecord record;
+  record.kind = JournalRecord::Kind::Checkpoint;
+  record.saved = {.hash = 0x0123456789abcdefULL, .size = 4096};
+  record.replaced = {.hash = 0xfedcba9876543210ULL, .size = 4000};
+  record.replaced_file = {.device = 0x801, .inode = 1234567, .status_changed_ns = 1795423000123456789};
+  return record;
+}
+
+JournalRecord known_file() {
+  JournalRecord record;
+  record.kind = JournalRecord::Kind::File;
+  record.saved_file = {.device = 0x801, .inode = 1234599, .status_changed_ns = 1795423000223456789};
+  return record;
+}
+
+// Header, a change, its undo and redo, a checkpoint and the file it renamed in, as a store writes them.
+// clang-format off
+const std::string kGoldenJournal = from_hex(
+    // the header, "PWJRNL3\n"
+    "50574a524e4c330a"
+    // a change (C): time, actor index, undone flag, label, then its patch: one edit, a member (M) at the
+    // actor itself (no steps), key "path", index 0, only an after side (flags 2), before "" and after JSON
+    "81000000" "6ac852e897214099"  // payload length, checksum
+    "43c0d58c07a20100000200000000000000001f000000416464206120726f7574"
+    "6520706f696e7420746f20676174655f6775617264"
+    "01000000" "4d" "00000000" "0400000070617468" "0000000000000000" "02" "00000000"
+    "2a0000007b22706f696e7473223a5b7b2278223a2d3135302c2279223a313030"
+    "2c227a223a313130302e357d5d7d"
+    // an undo (U) and a redo (R)
+    "01000000" "b8d999da2a577d2a" "55"
+    "01000000" "c6f7251b15226b38" "52"
+    // a checkpoint (K) and the file it renamed in (F), as in the second format
+    "39000000" "15e2afa5ec3caff6"
+    "4befcdab896745230100100000000000001032547698badcfea00f0000000000"
+    "000108000000000000" "87d6120000000000" "15bdecbfb49fea18"
+    "19000000" "b498095dcfb29df5"
+    "46" "0108000000000000" "a7d6120000000000" "159ee2c5b49fea18");
+
+// The same in the second format, as builds before patches wrote it: the change holds the actor before and
+// after, whole.
+const std::string kGoldenJournalFormat2 = from_hex(
+    // the header, "PWJRNL2\n"
+    "50574a524e4c320a"
+    // a change (C), its undo (U) and redo (R), as in the first format
+    "d5000000" "d4328e64b970c35b"  // payload length, checksum
+    "43c0d58c07a20100000200000000000000001f000000416464206120726f7574"
+    "6520706f696e7420746f20676174655f6775617264330000007b226163746f72"
+    "223a227265736964656e74222c226964223a22676174655f6775617264222c22"
+    "74797065223a22596d31227d650000007b226163746f72223a22726573696465"
+    "6e74222c226964223a22676174655f6775617264222c2270617468223a7b2270"
+    "6f696e7473223a5b7b2278223a2d3135302c2279223a3130302c227a223a3131"
+    "30302e357d5d7d2c2274797065223a22596d31227d"
+    "01000000" "b8d999da2a577d2a" "55"
+    "01000000" "c6f7251b15226b38" "52"
+    // a checkpoint (K): saved hash and size, replaced hash and size, replaced file (device, inode, ctime)
+    "39000000" "15e2afa5ec3caff6"  // payload length, checksum
+    "4befcdab896745230100100000000000001032547698badcfea00f0000000000"
+    "000108000000000000" "87d6120000000000" "15bdecbfb49fea18"
+    // the file it renamed in (F): device, inode, ctime
+    "19000000" "b498095dcfb29df5"  // payload length, checksum
+    "46" "0108000000000000" "a7d6120000000000" "159ee2c5b49fea18");
+
+// The same in the first format, as builds before the files' stamps wrote it: no `F` record, and a
+// checkpoint without the replaced file's stamp.
+const std::string kGoldenJournalFormat1 = from_hex(
+    // the header, "PWJRNL1\n"
+    "50574a524e4c310a"
+    // a change (C): time, actor index, undone flag, then label, actor before and after as compact JSON
+    "d5000000" "d4328e64b970c35b"  // payload length, checksum
+    "43c0d58c07a20100000200000000000000001f000000416464206120726f7574"
+    "6520706f696e7420746f20676174655f6775617264330000007b226163746f72"
+    "223a227265736964656e74222c226964223a22676174655f6775617264222c22"
+    "74797065223a22596d31227d650000007b226163746f72223a22726573696465"
+    "6e74222c226964223a22676174655f6775617264222c2270617468223a7b2270"
+    "6f696e7473223a5b7b2278223a2d3135302c2279223a3130302c227a223a3131"
+    "30302e357d5d7d2c2274797065223a22596d31227d"
+    // an undo (U)
+    "01000000" "b8d999da2a577d2a"  // payload length, checksum
+    "55"
+    // a redo (R)
+    "01000000" "c6f7251b15226b38"  // payload length, checksum
+    "52"
+    // a checkpoint (K): saved hash and size, replaced hash and size
+    "21000000" "b9669ad3cf8663a4"  // payload length, checksum
+    "4befcdab896745230100100000000000001032547698badcfea00f0000000000"
+    "00");
+// clang-format on
+
+TEST(OnDiskFormat, JournalBytesOfKnownChangesAreStable) {
+  std::string bytes(host::store::kJournalHeader), error;
+  JournalRecord undo, redo;
+  undo.kind = JournalRecord::Kind::Undo;
+  redo.kind = JournalRecord::Kind::Redo;
+  for (JournalRecord record : {known_change(), undo, redo, known_checkpoint(), known_file()}) {
+    std::string framed;
+    ASSERT_TRUE(host::store::encode_record(record, framed, error)) << error;
+    bytes += framed;
+  }
+  EXPECT_EQ(bytes, kGoldenJournal) << "now written: " << hex(bytes);
+}
+
+// Each format's journal reads as the same records: changes as patches, and (from the second) the files.
+TEST(OnDiskFormat, JournalWrittenByEarlierBuildsStillReads) {
+  const struct {
+    const std::string* journal;
+    int format;
+    bool files;  // whether it names the files: the checkpoint's replaced file and a File record
+    // clang-format off
+  } cases[] = {
+      {.journal = &kGoldenJournalFormat1, .format = 1, .files = false},
+      {.journal = &kGoldenJournalFormat2, .format = 2, .files = true},
+      {.journal = &kGoldenJournal,        .format = 3, .files = true},
+  };
+  // clang-format on
+  const JournalRecord change = known_change();
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.format);
+    JournalContents contents;
+    ASSERT_TRUE(host::store::decode_journal(*c.journal, contents));
+    EXPECT_EQ(contents.format, c.format);
+    EXPECT_EQ(contents.valid_bytes, c.journal->size());
+    ASSERT_EQ(contents.records.size(), c.files ? 5u : 4u);
+    EXPECT_EQ(contents.records[0].kind, JournalRecord::Kind::Change);
+    EXPECT_EQ(contents.records[0].change.label, change.change.label);
+    EXPECT_EQ(contents.records[0].change.time_ms, change.change.time_ms);
+    EXPECT_EQ(contents.records[0].change.actor_index, change.change.actor_index);
+    EXPECT_EQ(contents.records[0].change.patch, change.change.patch);
+    EXPECT_EQ(contents.records[1].kind, JournalRecord::Kind::Undo);
+    EXPECT_EQ(contents.records[2].kind, JournalRecord::Kind::Redo);
+    EXPECT_EQ(contents.records[3].kind, JournalRecord::Kind::Checkpoint);
+    EXPECT_EQ(contents.records[3].saved, known_checkpoint().saved);
+    EXPECT_EQ(contents.records[3].replaced, known_checkpoint().replaced);
+    if (!c.files) {
+      EXPECT_FALSE(contents.records[3].replaced_file.known());
+      continue;
+    }
+    EXPECT_EQ(contents.records[3].replaced_file, known_checkpoint().replaced_file);
+    EXPECT_EQ(contents.records[4].kind, JournalRecord::Kind::File);
+    EXPECT_EQ(contents.records[4].saved_file, known_file().saved_file);
+  }
+}
+
+}  // namespace
+}  // namespace store_test
