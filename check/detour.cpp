@@ -180,7 +180,7 @@ bool refine(editor::LiveGame& game, const Segment& segment, const std::vector<Wo
 
 // The answer: the inner points of the way, lengths, probes, and the check numbered as after insertion.
 Value answer_of(const Segment& segment, const std::vector<WorldPoint>& way, const std::vector<std::size_t>& kept,
-                Value& check, std::size_t probes, bool& ok) {
+                Value& check, std::size_t probes) {
   Value answer = Value::object();
   answer["from"] = Value::of(static_cast<double>(segment.from));
   answer["to"] = Value::of(static_cast<double>(segment.to));
@@ -212,54 +212,55 @@ Value answer_of(const Segment& segment, const std::vector<WorldPoint>& way, cons
     segments[k]["to"] = Value::of(static_cast<double>(to));
   }
   answer["check"] = std::move(check);
-  ok = true;
   return answer;
 }
 
 }  // namespace
 
-Value suggest_detour(editor::Session& session, const Value& params, std::string& error, bool& ok) {
-  ok = false;
+bool suggest_detour(editor::Session& session, const Value& params, Value& answer, std::string& error) {
   editor::Session::Package* package = session.package(params, error);
-  if (package == nullptr) return Value();
+  if (package == nullptr) return false;
   const std::string id = params.get("id").string("");
   const Value* actor = checked_actor(package->document, id);
   if (actor == nullptr) {
     error = "no placed actor \"" + id + "\"";
-    return Value();
+    return false;
   }
   double from = 0;
   if (!walks(*actor, id, error) ||
       !read_number_param(params, {"suggest_detour", "from", 0, kLargestExactCount, true, true}, from, error)) {
-    return Value();
+    return false;
   }
   if (session.live_game == nullptr) {
     error = "the game is not running";
-    return Value();
+    return false;
   }
   Segment segment;
-  if (!find_segment(*actor, static_cast<std::size_t>(from), id, segment, error)) return Value();
+  if (!find_segment(*actor, static_cast<std::size_t>(from), id, segment, error)) return false;
 
   // A segment that passes as it is needs no way around (the search sees from higher up than the check
   // and would walk around what the check does not mind).
   std::size_t probes = 0;
   Value check;
   const std::vector<WorldPoint> straight{segment.a, segment.b};
-  if (!judge(*session.live_game, straight, check, probes, error)) return Value();
-  if (check.get("segments").items.at(0).get("ok").boolean)
-    return answer_of(segment, straight, {0, 1}, check, probes, ok);
+  if (!judge(*session.live_game, straight, check, probes, error)) return false;
+  if (check.get("segments").items.at(0).get("ok").boolean) {
+    answer = answer_of(segment, straight, {0, 1}, check, probes);
+    return true;
+  }
 
   GroundGrid grid;
-  if (!grid.sample(*session.live_game, segment.a, segment.b, error)) return Value();
+  if (!grid.sample(*session.live_game, segment.a, segment.b, error)) return false;
   const std::vector<WorldPoint> way = way_on_grid(grid, segment);
   if (way.empty()) {
     error = no_way(segment);
-    return Value();
+    return false;
   }
   std::vector<std::size_t> kept = simplified(grid, way);
   probes += grid.probes();
-  if (!refine(*session.live_game, segment, way, kept, check, probes, error)) return Value();
-  return answer_of(segment, way, kept, check, probes, ok);
+  if (!refine(*session.live_game, segment, way, kept, check, probes, error)) return false;
+  answer = answer_of(segment, way, kept, check, probes);
+  return true;
 }
 
 namespace {
@@ -268,19 +269,18 @@ std::string number_text(const Value& number) { return std::to_string(static_cast
 
 }  // namespace
 
-Value apply_detour(editor::Session& session, const Value& params, std::string& error, bool& ok) {
-  Value suggestion = suggest_detour(session, params, error, ok);
-  if (!ok) return Value();
+bool apply_detour(editor::Session& session, const Value& params, Value& answer, std::string& error) {
+  Value suggestion;
+  if (!suggest_detour(session, params, suggestion, error)) return false;
   // The way was found for the last actor with the id, but edits reach the first: only one may have it.
-  ok = false;
   const std::string id = params.get("id").string("");
   editor::Session::Package* package = session.package(params, error);
-  if (package == nullptr) return Value();
+  if (package == nullptr) return false;
   std::size_t sharing = 0;
   for (const Value& actor : package->document.get("actors").items) sharing += actor.get("id").string("") == id;
   if (sharing > 1) {
     error = std::to_string(sharing) + " actors share the id \"" + id + "\": give each its own before applying a detour";
-    return Value();
+    return false;
   }
   const std::size_t from = static_cast<std::size_t>(suggestion.get("from").number);
   const std::vector<Value>& points = suggestion.get("points").items;
@@ -288,8 +288,8 @@ Value apply_detour(editor::Session& session, const Value& params, std::string& e
     // Nothing to insert: no change, and the answer says why.
     suggestion["note"] = Value::of("the segment from point " + std::to_string(from) + " to point " +
                                    number_text(suggestion.get("to")) + " already passes: nothing was changed");
-    ok = true;
-    return suggestion;
+    answer = std::move(suggestion);
+    return true;
   }
   std::vector<GroupedCommand> commands;
   for (std::size_t k = 0; k < points.size(); ++k) {
@@ -303,9 +303,9 @@ Value apply_detour(editor::Session& session, const Value& params, std::string& e
   }
   const std::string label = "Walk around the problem after point " + std::to_string(from) + " of " + id;
   std::vector<Value> results;
-  if (!grouped_change(session, params, label, commands, results, error)) return Value();
-  ok = true;
-  return suggestion;
+  if (!grouped_change(session, params, label, commands, results, error)) return false;
+  answer = std::move(suggestion);
+  return true;
 }
 
 }  // namespace host::check

@@ -29,12 +29,13 @@ constexpr std::size_t kDetourMaxProbes = 250000;  // most grid cells one search 
 
 // On true the answer above. On false `error` says why: no game, no such actor or segment, or no walkable
 // way within the bounds ("no walkable way from point 2 to point 3 within 1000 units").
-mods::json::Value suggest_detour(editor::Session& session, const mods::json::Value& params, std::string& error,
-                                 bool& ok);
+bool suggest_detour(editor::Session& session, const mods::json::Value& params, mods::json::Value& answer,
+                    std::string& error);
 
 // Inserts the suggested points as one change labelled "Walk around the problem after point N of ID", which
 // one undo removes whole. On true answers the suggestion; on false `error` says why and nothing changed.
-mods::json::Value apply_detour(editor::Session& session, const mods::json::Value& params, std::string& error, bool& ok);
+bool apply_detour(editor::Session& session, const mods::json::Value& params, mods::json::Value& answer,
+                  std::string& error);
 
 }  // namespace host::check
 

@@ -59,10 +59,9 @@ std::string refusal_of(const Value& actor, const Trial& trial) {
 
 }  // namespace
 
-Value route_fields(editor::Session& session, const Value& params, std::string& error, bool& ok) {
-  ok = false;
+bool route_fields(editor::Session& session, const Value& params, Value& answer, std::string& error) {
   editor::Session::Package* package = session.package(params, error);
-  if (package == nullptr) return Value();
+  if (package == nullptr) return false;
   const std::string id = params.get("id").string("");
   const Value* actor = nullptr;
   for (const Value& candidate : package->document.get("actors").items) {
@@ -73,32 +72,31 @@ Value route_fields(editor::Session& session, const Value& params, std::string& e
   }
   if (actor == nullptr) {
     error = "no placed actor \"" + id + "\" in " + package->name;
-    return Value();
+    return false;
   }
-  Value answer = Value::object();
-  answer["id"] = Value::of(id);
+  Value result = Value::object();
+  result["id"] = Value::of(id);
   const std::string walk_refusal = editor::route_refusal(*actor);
-  if (!walk_refusal.empty()) answer["refusal"] = Value::of(walk_refusal);
+  if (!walk_refusal.empty()) result["refusal"] = Value::of(walk_refusal);
   Value fields = Value::object();
   for (const Trial& trial : trials()) {
     const std::string refusal = walk_refusal.empty() ? refusal_of(*actor, trial) : walk_refusal;
     fields[trial.field] = refusal.empty() ? allowed() : refused(refusal);
   }
-  answer["fields"] = std::move(fields);
-  ok = true;
-  return answer;
+  result["fields"] = std::move(fields);
+  answer = std::move(result);
+  return true;
 }
 
-Value ground_point(editor::Session& session, const Value& params, std::string& error, bool& ok) {
-  ok = false;
+bool ground_point(editor::Session& session, const Value& params, Value& answer, std::string& error) {
   story_notebook::WorldPoint point;
   if (!protocol::read_point_in_float_range(params.get("position"), point)) {
     error = "ground_point needs \"position\": an object with finite numbers \"x\", \"y\" and \"z\"";
-    return Value();
+    return false;
   }
-  Value answer = Value::object();
+  Value result = Value::object();
   if (session.live_game == nullptr) {
-    answer["snap_note"] = Value::of("the game is not running: the point keeps its height");
+    result["snap_note"] = Value::of("the game is not running: the point keeps its height");
   } else {
     story_notebook::WorldPoint probe = point;
     probe.y += kGroundProbeRaise;
@@ -107,16 +105,16 @@ Value ground_point(editor::Session& session, const Value& params, std::string& e
     if (session.live_game->ground_height(probe, height, note)) {
       point.y = height;
     } else {
-      answer["snap_note"] = Value::of("not on the ground: " + note);
+      result["snap_note"] = Value::of("not on the ground: " + note);
     }
   }
   Value position = Value::object();
   position["x"] = Value::of(static_cast<double>(point.x));
   position["y"] = Value::of(static_cast<double>(point.y));
   position["z"] = Value::of(static_cast<double>(point.z));
-  answer["position"] = std::move(position);
-  ok = true;
-  return answer;
+  result["position"] = std::move(position);
+  answer = std::move(result);
+  return true;
 }
 
 }  // namespace host::check

@@ -140,11 +140,11 @@ Value counts_of(std::size_t actors, const Value& routes, const std::vector<Findi
 
 }  // namespace
 
-Value check_package(editor::Session& session, const Value& params, std::string& error, bool& ok) {
+bool check_package(editor::Session& session, const Value& params, Value& answer, std::string& error) {
   editor::Session::Package* package = session.package(params, error);
-  if (package == nullptr) return Value();
+  if (package == nullptr) return false;
   double horizon = 0;
-  if (!horizon_of(params, horizon, error)) return Value();
+  if (!horizon_of(params, horizon, error)) return false;
   const Value& actors = package->document.get("actors");
   std::vector<Walk> walks = walks_of(actors);
 
@@ -156,9 +156,9 @@ Value check_package(editor::Session& session, const Value& params, std::string& 
   std::vector<float> heights;
   std::vector<bool> found;
   editor::LiveGame* game = session.live_game;
-  if (game != nullptr && !ground_below(*game, probes, heights, found, error)) return Value();
+  if (game != nullptr && !ground_below(*game, probes, heights, found, error)) return false;
   std::vector<Meeting> meetings;
-  if (!meetings_of(package->document, game, horizon, meetings, error)) return Value();
+  if (!meetings_of(package->document, game, horizon, meetings, error)) return false;
 
   Value result = Value::object();
   result["package"] = Value::of(package->name);
@@ -186,8 +186,8 @@ Value check_package(editor::Session& session, const Value& params, std::string& 
   for (const Finding& finding : findings) listed.items.push_back(finding_json(finding));
   for (const Meeting& meeting : meetings) listed.items.push_back(meeting_finding(meeting));
   result["counts"] = counts_of(actors.items.size(), routes, findings, meetings.size());
-  ok = true;
-  return result;
+  answer = std::move(result);
+  return true;
 }
 
 void add_game_refusal(Value& answer, const std::string& refusal) {

@@ -26,10 +26,10 @@ namespace host::check {
 constexpr std::size_t kBatchProbes = 100000;  // most probes in one ground_heights call [probes]
 
 // On true the answer above. On false (no such package, a bad "seconds", the game failed while asked, or
-// walks too fine to lay out) `error` says why and the answer is null. A game that is not connected is no
+// walks too fine to lay out) `error` says why. A game that is not connected is no
 // failure: the routes are "not checked".
-mods::json::Value check_package(editor::Session& session, const mods::json::Value& params, std::string& error,
-                                bool& ok);
+bool check_package(editor::Session& session, const mods::json::Value& params, mods::json::Value& answer,
+                   std::string& error);
 
 // Adds the game's refusal of the package (`refusal`: the game's words) to a check_package answer as one
 // error finding of the whole package, counted among its errors.

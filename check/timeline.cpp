@@ -51,45 +51,43 @@ Value key_value(const walking::TrackKey& key) {
 
 }  // namespace
 
-Value walkers_at(editor::Session& session, const Value& params, std::string& error, bool& ok) {
-  ok = false;
+bool walkers_at(editor::Session& session, const Value& params, Value& answer, std::string& error) {
   editor::Session::Package* package = session.package(params, error);
-  if (package == nullptr) return Value();
+  if (package == nullptr) return false;
   const Value& seconds = params.get("seconds");
   if (!seconds.is_number() || !std::isfinite(seconds.number) || seconds.number < 0) {
     error = "walkers_at: \"seconds\" is a number of at least 0";
-    return Value();
+    return false;
   }
   const walking::GroundBelow ground = ground_of(session);
   walking::PackageWalk walk;
   std::vector<walking::WalkerPose> poses;
-  if (!walking::plan_package(package->document, ground, walk, error)) return Value();
-  if (!walking::poses_at(walk, seconds.number, ground, poses, error)) return Value();
+  if (!walking::plan_package(package->document, ground, walk, error)) return false;
+  if (!walking::poses_at(walk, seconds.number, ground, poses, error)) return false;
   Value result = Value::object();
   result["seconds"] = Value::of(seconds.number);
   result["actors"] = walking::live_actor_list(walk, poses);
-  ok = true;
-  return result;
+  answer = std::move(result);
+  return true;
 }
 
-Value package_timeline(editor::Session& session, const Value& params, std::string& error, bool& ok) {
-  ok = false;
+bool package_timeline(editor::Session& session, const Value& params, Value& answer, std::string& error) {
   editor::Session::Package* package = session.package(params, error);
-  if (package == nullptr) return Value();
+  if (package == nullptr) return false;
   double horizon = kDefaultHorizonSeconds;
   if (params.has("seconds")) {
     const Value& seconds = params.get("seconds");
     if (!seconds.is_number() || !(seconds.number >= 1 && seconds.number <= kLongestHorizonSeconds)) {
       error = "package_timeline: \"seconds\" is a number from 1 to 3600";
-      return Value();
+      return false;
     }
     horizon = seconds.number;
   }
   const walking::GroundBelow ground = ground_of(session);
   walking::PackageWalk walk;
   std::vector<walking::WalkerTrack> tracks;
-  if (!walking::plan_package(package->document, ground, walk, error)) return Value();
-  if (!walking::tracks(walk, horizon, ground, tracks, error)) return Value();
+  if (!walking::plan_package(package->document, ground, walk, error)) return false;
+  if (!walking::tracks(walk, horizon, ground, tracks, error)) return false;
 
   Value result = Value::object();
   result["seconds"] = Value::of(horizon);
@@ -113,8 +111,8 @@ Value package_timeline(editor::Session& session, const Value& params, std::strin
     entry["position"] = place(actor.x, actor.y, actor.z);
     standing.items.push_back(std::move(entry));
   }
-  ok = true;
-  return result;
+  answer = std::move(result);
+  return true;
 }
 
 }  // namespace host::check

@@ -12,14 +12,15 @@
 
 namespace host::check {
 
-// {"package", "seconds"} -> {"seconds", "actors": [{"id", "position", "point"}]}. On failure (an unknown
-// package, a bad "seconds", the game's failure) `ok` is false and `error` says why.
-mods::json::Value walkers_at(editor::Session& session, const mods::json::Value& params, std::string& error, bool& ok);
+// {"package", "seconds"} -> {"seconds", "actors": [{"id", "position", "point"}]}. On false (an unknown
+// package, a bad "seconds", the game's failure) `error` says why.
+bool walkers_at(editor::Session& session, const mods::json::Value& params, mods::json::Value& answer,
+                std::string& error);
 
 // {"package", "seconds" (default 600, 1 to 3600)} -> {"seconds", "walkers": [{"id", "keys"}], "standing":
-// [{"id", "position"}]}. On failure `ok` is false and `error` says why.
-mods::json::Value package_timeline(editor::Session& session, const mods::json::Value& params, std::string& error,
-                                   bool& ok);
+// [{"id", "position"}]}. On false `error` says why.
+bool package_timeline(editor::Session& session, const mods::json::Value& params, mods::json::Value& answer,
+                      std::string& error);
 
 }  // namespace host::check
 

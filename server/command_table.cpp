@@ -47,12 +47,10 @@ bool store(CommandCall& call, Value& result, std::string& error) {
 
 bool packages(CommandCall& call, Value& result, std::string& error) { return call.session.packages(result, error); }
 
-// The check's commands, which answer their value and set `ok`.
-template <Value (*command)(editor::Session&, const Value&, std::string&, bool&)>
+// The check's commands, on the session's route service.
+template <bool (*command)(editor::Session&, const Value&, Value&, std::string&)>
 bool check(CommandCall& call, Value& result, std::string& error) {
-  bool ok = false;
-  result = command(call.session, call.params, error, ok);
-  return ok;
+  return command(call.session, call.params, result, error);
 }
 
 // check_package also tells when the game refuses the package.

@@ -137,11 +137,10 @@ Value actor_summary(const Value& actor) {
   return entry;
 }
 
-Value placed_actors(const std::string& package_name, const Value& document, const Value& params, std::string& error,
-                    bool& ok) {
-  ok = false;
+bool placed_actors(const std::string& package_name, const Value& document, const Value& params, Value& answer,
+                   std::string& error) {
   Request request;
-  if (!read_request(params, request, error)) return Value();
+  if (!read_request(params, request, error)) return false;
   const std::vector<Value>& actors = document.get("actors").items;
   Value list = Value::array();
   Value next;
@@ -160,8 +159,8 @@ Value placed_actors(const std::string& package_name, const Value& document, cons
   result["total"] = Value::of(static_cast<double>(actors.size()));
   result["actors"] = std::move(list);
   result["next"] = std::move(next);
-  ok = true;
-  return result;
+  answer = std::move(result);
+  return true;
 }
 
 }  // namespace host::session

@@ -20,13 +20,12 @@ mods::json::Value actor_summary(const mods::json::Value& actor);
 // document's order. Params, all optional: "region" {"low": {"x", "z"}, "high": {"x", "z"}} (only actors
 // standing inside, bounds included), "id" (only actors with that id), "start" (the index in the
 // document's actor list to begin at, default 0), "limit" (at most this many actors, 1 to 10000, default
-// 1000) and "routes" (false leaves the routes out). On success `ok` is true and the answer is
+// 1000) and "routes" (false leaves the routes out). On true the answer is
 // {"package", "total", "actors": [summary + "index", "position", "path"?], "next"}: "total" counts the
 // package's actors, "next" is the index of the next wanted actor beyond the page (the "start" of
-// the next page), or null when there is none. On
-// failure `ok` is false, `error` names the parameter at fault and the answer is null.
-mods::json::Value placed_actors(const std::string& package_name, const mods::json::Value& document,
-                                const mods::json::Value& params, std::string& error, bool& ok);
+// the next page), or null when there is none. On false `error` names the parameter at fault.
+bool placed_actors(const std::string& package_name, const mods::json::Value& document, const mods::json::Value& params,
+                   mods::json::Value& answer, std::string& error);
 
 }  // namespace host::session
 

@@ -115,9 +115,7 @@ bool HostSession::actors(const Value& params, Value& answer, std::string& error)
 bool HostSession::placed_actors(const Value& params, Value& answer, std::string& error) {
   StoredPackage* stored = this->stored(params, error);
   if (stored == nullptr) return false;
-  bool ok = false;
-  answer = session::placed_actors(stored->name(), stored->package().document, params, error, ok);
-  return ok;
+  return session::placed_actors(stored->name(), stored->package().document, params, answer, error);
 }
 
 bool HostSession::document(const Value& params, Value& answer, std::string& error) {

@@ -63,9 +63,9 @@ void BM_CheckPackage1000Walkers(benchmark::State& state) {
   IslandPackage& package = island();
   for (auto _ : state) {
     std::string error;
-    bool ok = false;
-    Value answer = host::check::check_package(package.session, Value::object(), error, ok);
-    if (!ok) state.SkipWithError(error.c_str());
+    Value answer;
+    if (!host::check::check_package(package.session, Value::object(), answer, error))
+      state.SkipWithError(error.c_str());
     benchmark::DoNotOptimize(answer);
   }
 }
@@ -143,9 +143,8 @@ void BM_SuggestDetourAroundBlock(benchmark::State& state) {
   double probes = 0;
   for (auto _ : state) {
     std::string error;
-    bool ok = false;
-    Value answer = host::check::suggest_detour(walk.session, params, error, ok);
-    if (!ok) state.SkipWithError(error.c_str());
+    Value answer;
+    if (!host::check::suggest_detour(walk.session, params, answer, error)) state.SkipWithError(error.c_str());
     probes = answer.get("probes").number;
     benchmark::DoNotOptimize(answer);
   }
@@ -155,8 +154,11 @@ void BM_SuggestDetourAroundBlock(benchmark::State& state) {
 void BM_BaselineGameAnswersAsManyProbes(benchmark::State& state) {
   BlockWalk walk(static_cast<double>(state.range(0)));
   std::string error;
-  bool ok = false;
-  const Value answer = host::check::suggest_detour(walk.session, obj({{"id", str("m")}, {"from", num(1)}}), error, ok);
+  Value answer;
+  if (!host::check::suggest_detour(walk.session, obj({{"id", str("m")}, {"from", num(1)}}), answer, error)) {
+    state.SkipWithError(error.c_str());
+    return;
+  }
   const std::size_t count = static_cast<std::size_t>(answer.get("probes").number);
   std::vector<story_notebook::WorldPoint> probes;
   for (std::size_t k = 0; k < count; ++k) {

@@ -54,18 +54,17 @@ class DetourTest : public ::testing::Test {
     session_.add("windfall", obj({{"actors", arr({walker})}}));
   }
 
-  Value run(const std::string& method, std::string& error, bool& ok) {
+  bool run(const std::string& method, Value& answer, std::string& error) {
     const Value params = obj({{"id", str("m")}, {"from", num(1)}});
-    return method == "suggest" ? suggest_detour(session_, params, error, ok)
-                               : apply_detour(session_, params, error, ok);
+    return method == "suggest" ? suggest_detour(session_, params, answer, error)
+                               : apply_detour(session_, params, answer, error);
   }
 
   // Applies the detour and answers its points after check_route passed every segment of the new walk.
   std::vector<Value> applied_and_checked() {
     std::string error;
-    bool ok = false;
-    const Value answer = run("apply", error, ok);
-    EXPECT_TRUE(ok) << error;
+    Value answer;
+    EXPECT_TRUE(run("apply", answer, error)) << error;
     const auto checked = session_.run("check_route", obj({{"id", str("m")}}));
     EXPECT_TRUE(checked.ok) << checked.error;
     for (const Value& segment : checked.result.get("segments").items) EXPECT_TRUE(segment.get("ok").boolean);
@@ -117,9 +116,9 @@ TEST_F(DetourTest, ACliffWithNoWayDownWithinTheBoundIsAClearError) {
   walk(mesh, point(-300, 300, 0), point(300, 0, 0));
   const Value before = session_.packages["windfall"].document;
   std::string error;
-  bool ok = true;
-  EXPECT_TRUE(run("apply", error, ok).is_null());
-  EXPECT_FALSE(ok);
+  Value answer;
+  EXPECT_FALSE(run("apply", answer, error));
+  EXPECT_TRUE(answer.is_null());
   EXPECT_EQ(error, "no walkable way from point 1 to point 2 within 1000 units");
   EXPECT_EQ(session_.packages["windfall"].document, before) << "nothing changed";
 }
@@ -132,15 +131,14 @@ TEST_F(DetourTest, ASegmentThatPassesNeedsNoPointsEvenBesideAWallTooHighForTheCh
   mesh.add_floor(-100, 100, -100, 100, 500);  // above the check's probes: the check does not see it
   walk(mesh, point(-500, 0, 0), point(500, 0, 0));
   std::string error;
-  bool ok = false;
-  const Value answer = run("suggest", error, ok);
-  ASSERT_TRUE(ok) << error;
+  Value answer;
+  ASSERT_TRUE(run("suggest", answer, error)) << error;
   EXPECT_EQ(answer.get("points"), Value::array());
   EXPECT_EQ(answer.get("ratio").number, 1);
 
   const Value before = session_.packages["windfall"].document;
-  const Value applied = run("apply", error, ok);
-  ASSERT_TRUE(ok) << error;
+  Value applied;
+  ASSERT_TRUE(run("apply", applied, error)) << error;
   EXPECT_EQ(applied.get("note").str, "the segment from point 1 to point 2 already passes: nothing was changed");
   EXPECT_EQ(session_.packages["windfall"].document, before);
   for (const std::string& call : session_.calls) EXPECT_EQ(call.rfind("change", 0), std::string::npos) << call;
@@ -182,20 +180,19 @@ TEST_F(DetourTest, RefusesWhatItCannotSearch) {
                               {"path", obj({{"points", arr({})}})}}));
   for (const auto& c : cases) {
     std::string error;
-    bool ok = true;
-    suggest_detour(session_, c.params, error, ok);
-    EXPECT_FALSE(ok) << c.name;
+    Value answer;
+    EXPECT_FALSE(suggest_detour(session_, c.params, answer, error)) << c.name;
     EXPECT_EQ(error, c.error) << c.name;
   }
   Value& actors = session_.packages["windfall"].document["actors"];
   actors.items.resize(1);
   actors.items.push_back(actors.items[0]);
   std::string error;
-  bool ok = true;
-  run("apply", error, ok);
+  Value answer;
+  EXPECT_FALSE(run("apply", answer, error));
   EXPECT_EQ(error, "2 actors share the id \"m\": give each its own before applying a detour");
   session_.live_game = nullptr;
-  run("suggest", error, ok);
+  EXPECT_FALSE(run("suggest", answer, error));
   EXPECT_EQ(error, "the game is not running");
 }
 

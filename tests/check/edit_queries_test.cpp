@@ -45,9 +45,8 @@ class EditQueries : public ::testing::Test {
 
   Value fields(const std::string& id) {
     std::string error;
-    bool ok = false;
-    const Value answer = route_fields(session_, obj({{"id", str(id)}}), error, ok);
-    EXPECT_TRUE(ok) << error;
+    Value answer;
+    EXPECT_TRUE(route_fields(session_, obj({{"id", str(id)}}), answer, error)) << error;
     return answer;
   }
 
@@ -103,9 +102,8 @@ TEST_F(EditQueries, UnknownActorsAndPackagesAreRefused) {
   // clang-format on
   for (const auto& [params, text] : cases) {
     std::string error;
-    bool ok = true;
-    route_fields(session_, params, error, ok);
-    EXPECT_FALSE(ok);
+    Value answer;
+    EXPECT_FALSE(route_fields(session_, params, answer, error));
     EXPECT_EQ(error, text);
   }
 }
@@ -132,9 +130,8 @@ TEST_F(EditQueries, GroundPointSnapsLikeAddingAPointOrSaysWhyNot) {
   for (const Case& c : cases) {
     session_.live_game = c.with_game ? &game : nullptr;
     std::string error;
-    bool ok = false;
-    const Value answer = ground_point(session_, obj({{"position", point(c.x, 900, 7)}}), error, ok);
-    ASSERT_TRUE(ok) << error;
+    Value answer;
+    ASSERT_TRUE(ground_point(session_, obj({{"position", point(c.x, 900, 7)}}), answer, error)) << error;
     EXPECT_EQ(answer.get("position"), point(c.x, c.y_after, 7)) << c.x;
     EXPECT_EQ(answer.get("snap_note").string("").rfind(c.note, 0), 0u) << answer.get("snap_note").string("");
     EXPECT_EQ(answer.has("snap_note"), c.note[0] != '\0');
@@ -142,9 +139,8 @@ TEST_F(EditQueries, GroundPointSnapsLikeAddingAPointOrSaysWhyNot) {
   EXPECT_EQ(game.single_probes.back().y, 950.0f) << "probed from 50 above the position";
 
   std::string error;
-  bool ok = true;
-  ground_point(session_, obj({{"position", obj({{"x", num(1)}})}}), error, ok);
-  EXPECT_FALSE(ok);
+  Value answer;
+  EXPECT_FALSE(ground_point(session_, obj({{"position", obj({{"x", num(1)}})}}), answer, error));
   EXPECT_EQ(error, "ground_point needs \"position\": an object with finite numbers \"x\", \"y\" and \"z\"");
 }
 

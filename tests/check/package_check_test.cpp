@@ -33,9 +33,8 @@ class PackageCheckTest : public support::WindfallTest {
   }
 
   Value check(std::string& error) {
-    bool ok = false;
-    Value answer = check_package(session, Value::object(), error, ok);
-    EXPECT_TRUE(ok) << error;
+    Value answer;
+    EXPECT_TRUE(check_package(session, Value::object(), answer, error)) << error;
     return answer;
   }
 };
@@ -113,9 +112,8 @@ TEST_F(PackageCheckTest, AFailingGameFailsTheCheckWithItsReason) {
   connect_game();
   game.batch_error = "the game went away";
   std::string error;
-  bool ok = false;
-  const Value answer = check_package(session, Value::object(), error, ok);
-  EXPECT_FALSE(ok);
+  Value answer;
+  EXPECT_FALSE(check_package(session, Value::object(), answer, error));
   EXPECT_TRUE(answer.is_null());
   EXPECT_EQ(error, "the game went away");
 }
@@ -145,8 +143,8 @@ class MeetingCheckTest : public PackageCheckTest {
                 {"text", str("meets \"B\" at (200, " + std::to_string(static_cast<int>(y)) + ", 0) after 4.4 s")}});
   }
 
-  Value check_within(const Value& params, std::string& error, bool& ok) {
-    return check_package(session, params, error, ok);
+  bool check_within(const Value& params, Value& answer, std::string& error) {
+    return check_package(session, params, answer, error);
   }
 };
 
@@ -179,8 +177,8 @@ TEST_F(MeetingCheckTest, TheHorizonIsTheSecondsAsked) {
   // clang-format on
   for (const auto& row : rows) {
     std::string error;
-    bool ok = false;
-    const Value answer = check_within(obj({{"seconds", row.seconds}}), error, ok);
+    Value answer;
+    const bool ok = check_within(obj({{"seconds", row.seconds}}), answer, error);
     EXPECT_EQ(error, row.error) << row.seconds.number;
     EXPECT_EQ(ok, error.empty());
     if (ok) { EXPECT_EQ(answer.get("findings").items.size(), row.findings) << row.seconds.number; }

@@ -56,9 +56,8 @@ TEST(WalkersAt, AnswersWhatTheSimulatedGameWalksAtEveryMoment) {
   for (double moment : moments) {
     double now = game->time();
     ASSERT_TRUE(game->advance(moment - now, now, error)) << error;
-    bool ok = false;
-    const Value predicted = walkers_at(session, package_at(now), error, ok);
-    ASSERT_TRUE(ok) << error;
+    Value predicted;
+    ASSERT_TRUE(walkers_at(session, package_at(now), predicted, error)) << error;
     const Value live = game->live_actors("windfall");
     const std::vector<Value>& mine = predicted.get("actors").items;
     const std::vector<Value>& theirs = live.get("actors").items;
@@ -87,17 +86,16 @@ TEST(WalkersAt, RefusesABadSecondsNamingIt) {
     Value params = package_at(0);
     params["seconds"] = parsed(seconds);
     std::string error;
-    bool ok = true;
-    walkers_at(session, params, error, ok);
-    EXPECT_FALSE(ok) << seconds;
+    Value answer;
+    EXPECT_FALSE(walkers_at(session, params, answer, error)) << seconds;
     EXPECT_EQ(error, "walkers_at: \"seconds\" is a number of at least 0") << seconds;
   }
 }
 
 class PackageTimelineTest : public support::WindfallTest {
  protected:
-  Value timeline(const std::string& params_text, std::string& error, bool& ok) {
-    return package_timeline(session, parsed(params_text), error, ok);
+  bool timeline(const std::string& params_text, Value& answer, std::string& error) {
+    return package_timeline(session, parsed(params_text), answer, error);
   }
 };
 
@@ -113,9 +111,8 @@ TEST_F(PackageTimelineTest, KeysFollowTheWalkAndTheGroundIsAskedInBatches) {
     return true;
   };
   std::string error;
-  bool ok = false;
-  const Value answer = timeline(R"({"package":"walks","seconds":7.5})", error, ok);
-  ASSERT_TRUE(ok) << error;
+  Value answer;
+  ASSERT_TRUE(timeline(R"({"package":"walks","seconds":7.5})", answer, error)) << error;
   EXPECT_EQ(game.batch_probes.size(), 3u)
       << "the walks' points, the ground along their legs, the places at the horizon";
   const Value expected = parsed(R"({"seconds":7.5,"walkers":[{"id":"m","keys":[
@@ -129,9 +126,8 @@ TEST_F(PackageTimelineTest, KeysFollowTheWalkAndTheGroundIsAskedInBatches) {
 TEST_F(PackageTimelineTest, RefusesAHorizonOutsideItsRange) {
   for (const char* params : {R"({"seconds":0.5})", R"({"seconds":3601})", R"({"seconds":"600"})"}) {
     std::string error;
-    bool ok = true;
-    timeline(params, error, ok);
-    EXPECT_FALSE(ok) << params;
+    Value answer;
+    EXPECT_FALSE(timeline(params, answer, error)) << params;
     EXPECT_EQ(error, "package_timeline: \"seconds\" is a number from 1 to 3600") << params;
   }
 }

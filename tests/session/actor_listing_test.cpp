@@ -36,7 +36,7 @@ struct Page {
 
 Page list(const Value& document, const std::string& params) {
   Page page;
-  page.result = host::session::placed_actors("grid", document, parse(params), page.error, page.ok);
+  page.ok = host::session::placed_actors("grid", document, parse(params), page.result, page.error);
   return page;
 }
 
