@@ -220,6 +220,9 @@ Value Workbench::status() {
   }
   status["conflicts"] = session_->conflicts();
   status["game_timeout"] = Value::of(options_.game_timeout_seconds);
+  Value& methods = status["methods"];
+  methods = Value::array();
+  for (const Command& command : commands()) methods.items.push_back(Value::of(command.name));
   Value& game = status["game"];
   if (game_) {
     game = game_->state();

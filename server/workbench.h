@@ -92,8 +92,8 @@ class Workbench {
   editor::LiveGame* current_game();
   // status()'s "game" member: connected, world, bounds (when known) or problem.
   mods::json::Value game_state() { return status().get("game"); }
-  // The answer to "status": {"store", "packages", "conflicts", "game_timeout", "game": {"connected",
-  // "address", "world"?, "time"?, "bounds"?, "problem"?, "retry_in"?}}.
+  // The answer to "status": {"store", "packages", "conflicts", "game_timeout", "methods" (the command
+  // table's names), "game": {"connected", "address", "world"?, "time"?, "bounds"?, "problem"?, "retry_in"?}}.
   mods::json::Value status();
   // advance_game {"seconds": S} -> {"time": T}: the manual clock of the in-process game moves on. On
   // false `error` says why and the clock stands where it stood.
