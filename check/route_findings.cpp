@@ -4,11 +4,13 @@
 #include <map>
 
 #include "json_text/json_text.h"
+#include "json_text/point_value.h"
 #include "residents/walkers.h"
 
 namespace host::check {
 namespace {
 
+using json_text::is_point;
 using mods::json::Value;
 using Level = Finding::Level;
 
@@ -17,15 +19,6 @@ std::string quoted(const Value& value) {
   std::string text, error;
   if (!json_text::print_json(value, json_text::JsonLayout::Compact, text, error)) return "a number that is not finite";
   return text;
-}
-
-bool is_point(const Value& value) {
-  if (!value.is_object()) return false;
-  for (const char* key : {"x", "y", "z"}) {
-    const Value& member = value.get(key);
-    if (!member.is_number() || !std::isfinite(member.number)) return false;
-  }
-  return true;
 }
 
 // Villagers, and Bokoblins and Moblins without "kind", start their walk from their own position.

@@ -1,21 +1,12 @@
 #include "compare/value_text.h"
 
-#include <cmath>
-
 #include "json_text/json_text.h"
+#include "json_text/point_value.h"
 
 namespace host::compare {
 
+using json_text::is_point;
 using mods::json::Value;
-
-bool is_point(const Value& value) {
-  if (!value.is_object()) return false;
-  for (const char* key : {"x", "y", "z"}) {
-    const Value& member = value.get(key);
-    if (!member.is_number() || !std::isfinite(member.number)) return false;
-  }
-  return true;
-}
 
 std::string value_text(const Value& value) {
   std::string text, error;

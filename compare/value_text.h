@@ -10,9 +10,6 @@
 
 namespace host::compare {
 
-// True for an object with finite numbers "x", "y" and "z" (and possibly more members).
-bool is_point(const mods::json::Value& value);
-
 // "(1525, 45.8, 800)" for a point with nothing else in it; compact JSON otherwise.
 std::string value_text(const mods::json::Value& value);
 
