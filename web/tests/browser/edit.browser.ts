@@ -8,7 +8,7 @@ import { readFileSync } from 'node:fs';
 import { join } from 'node:path';
 import assert from 'node:assert/strict';
 import { type Page } from 'playwright-core';
-import { browserSuite, centre, rpc as call, rpcReply, type Visit } from '../support/harness.js';
+import { browserSuite, centre, openMap, rpc as call, rpcReply, until, worldAt, type Visit } from '../support/harness.js';
 
 const outDir = process.argv[3];
 if (!outDir) throw new Error('usage: edit.browser.ts PATHWRIGHT_BINARY OUTPUT_DIR');
@@ -29,10 +29,12 @@ const route = async (id: string) =>
 const points = async (id: string) => (await route(id))?.points ?? [];
 const ground = async (x: number, z: number) => (await rpc('ground_point', { position: { x, y: 2000, z } })).position.y;
 
-// Waits until the page's point list shows `pts` as points 1..n and has stayed unchanged for a moment: the
-// page has drawn the server's route and finished its own follow-up (the selection after an edit), so the
-// next action meets what the server holds rather than rows or markers about to be replaced.
-async function shows(page: Page, pts: Array<{ x: number; y: number; z: number }>): Promise<void> {
+// gate_guard's points as the store holds them, once the page's point list shows them as points 1..n and
+// has stayed unchanged for a moment: the page has drawn the server's route and finished its own follow-up
+// (the selection after an edit), so the next action meets what the server holds rather than rows or
+// markers about to be replaced.
+async function settled(page: Page): Promise<Array<{ x: number; y: number; z: number }>> {
+  const pts: Array<{ x: number; y: number; z: number }> = await points('gate_guard');
   const rows = pts.map((p, i) => `${i + 1}: x ${p.x.toFixed(1)}, y ${p.y.toFixed(1)}, z ${p.z.toFixed(1)}`);
   await page.waitForFunction(({ want, quietMs }) => {
     const w = window as unknown as { listChanged?: number };
@@ -47,15 +49,7 @@ async function shows(page: Page, pts: Array<{ x: number; y: number; z: number }>
     const same = got.length === want.length && got.every((text, i) => text.startsWith(want[i]));
     return same && performance.now() - w.listChanged >= quietMs;
   }, { want: rows, quietMs: LIST_QUIET_MS });
-}
-
-// The world position under the mouse, as the page's cursor box shows it.
-async function worldAt(page: Page, at: { x: number; y: number }): Promise<{ x: number; z: number }> {
-  await page.mouse.move(at.x + 1, at.y);
-  await page.mouse.move(at.x, at.y);
-  const shown = /^x (-?\d+), z (-?\d+)$/.exec((await page.locator('#cursor').textContent()) ?? '');
-  assert.ok(shown, 'no cursor position shown');
-  return { x: Number(shown[1]), z: Number(shown[2]) };
+  return pts;
 }
 
 async function drag(page: Page, selector: string, by: { x: number; y: number }): Promise<{ x: number; y: number }> {
@@ -67,25 +61,13 @@ async function drag(page: Page, selector: string, by: { x: number; y: number }):
   return { x: from.x + by.x, y: from.y + by.y };
 }
 
-// Waits until `read` holds, through /rpc: the page's command reached the store.
-async function until<T>(read: () => Promise<T>, holds: (v: T) => boolean, what: string, ms = 5000): Promise<T> {
-  const deadline = Date.now() + ms;
-  for (;;) {
-    const v = await read();
-    if (holds(v)) return v;
-    if (Date.now() > deadline) throw new Error(`${what}: still ${JSON.stringify(v)}`);
-    await new Promise((r) => setTimeout(r, 100));
-  }
-}
-
 const near = (p: { x: number; z: number }, q: { x: number; z: number }) =>
   Math.hypot(p.x - q.x, p.z - q.z) <= PLACE_TOLERANCE;
 
+// Ready, and the game's event has come (its ground tiles show): snapping looks down from the world's top.
 async function open(page: Page): Promise<Page> {
-  await page.goto(`${visit.server.origin}/#token=${visit.server.token}`);
-  // Ready, and the game's event has come (its ground tiles show): snapping looks down from the world's top.
-  await page.waitForFunction(() => document.body.dataset.ready === 'true' && document.querySelector('img.leaflet-tile'),
-    null, { timeout: READY_TIMEOUT_MS });
+  await openMap(page, visit.server, READY_TIMEOUT_MS);
+  await page.locator('img.leaflet-tile').first().waitFor({ timeout: READY_TIMEOUT_MS });
   return page;
 }
 
@@ -123,8 +105,7 @@ async function movePoint(page: Page): Promise<void> {
 }
 
 async function insertByDraggingTheMiddle(page: Page): Promise<void> {
-  const before = await points('gate_guard');
-  await shows(page, before);
+  const before = await settled(page);
   await page.locator('[data-insert-after="1"]').waitFor();
   const drop = await drag(page, '[data-insert-after="1"]', { x: 30, y: -40 });
   const after = await until(() => points('gate_guard'), (p) => p.length === before.length + 1, 'inserted point');
@@ -134,8 +115,7 @@ async function insertByDraggingTheMiddle(page: Page): Promise<void> {
 }
 
 async function removeWithDelete(page: Page): Promise<void> {
-  const before = await points('gate_guard');
-  await shows(page, before);
+  const before = await settled(page);
   await page.locator('[data-point="2"]').click();
   await page.keyboard.press('Delete');
   const after = await until(() => points('gate_guard'), (p) => p.length === before.length - 1, 'removed point 2');
@@ -143,8 +123,7 @@ async function removeWithDelete(page: Page): Promise<void> {
 }
 
 async function reorderInTheList(page: Page): Promise<void> {
-  const before = await points('gate_guard');
-  await shows(page, before);
+  const before = await settled(page);
   await page.locator('[data-list-point="1"]').dragTo(page.locator('[data-list-point="3"]'));
   const after = await until(() => points('gate_guard'), (p) => p[2]?.x === before[0].x, 'reordered point 1 to 3');
   assert.deepEqual(after, [before[1], before[2], before[0]]);
@@ -156,12 +135,6 @@ async function reorderInTheList(page: Page): Promise<void> {
   await page.keyboard.press('Alt+ArrowDown');
   await until(() => points('gate_guard'), (p) => p[1]?.x === before[0].x, 'point 2 moved later by keyboard');
   assert.deepEqual(await points('gate_guard'), [before[1], before[0], before[2]]);
-}
-
-async function changeTheMode(page: Page): Promise<void> {
-  await page.locator('#settings select[name="mode"]').selectOption('loop');
-  await until(() => route('gate_guard'), (r) => r.mode === 'loop', 'mode loop');
-  await page.locator('[data-insert-after="3"]').waitFor(); // the loop closes back to point 0
 }
 
 // The chart's cursor marks its place on the route, and a mouse on the route moves the chart's cursor.
@@ -191,7 +164,7 @@ async function undoAllThenRedo(page: Page, demo: Buffer, file: string): Promise<
     await until(async () => (await rpc('history', { package: 'windfall' })).changes.filter((c: any) => c.undone).length,
       (n) => n === undone, `undo ${undone}`);
   }
-  await until(async () => readFileSync(file), (bytes) => bytes.equals(demo), 'the package file is the demo again', SAVE_TIMEOUT_MS);
+  await until(async () => readFileSync(file).equals(demo), (same) => same, 'the package file is the demo again', SAVE_TIMEOUT_MS);
   await page.locator('#history-list li.undone').nth(6).waitFor();
   assert.equal(await page.getByRole('button', { name: 'Redo' }).getAttribute('title'), `Redo: ${labels[0]}`);
   await page.keyboard.press('Control+Shift+Z');
@@ -280,7 +253,9 @@ browserSuite('editing routes', { args: ['--demo', '--manual-clock'], outDir }, [
   ['Delete removes the selected point', ({ page }) => removeWithDelete(page)],
   ['points are reordered in the list', ({ page }) => reorderInTheList(page)],
   ['the mode is changed', async ({ page }) => {
-    await changeTheMode(page);
+    await page.locator('#settings select[name="mode"]').selectOption('loop');
+    await until(() => route('gate_guard'), (r) => r.mode === 'loop', 'mode loop');
+    await page.locator('[data-insert-after="3"]').waitFor(); // the loop closes back to point 0
     await page.locator('#point-list').scrollIntoViewIfNeeded();
     await visit.shot('edit-route.png');
   }],

@@ -9,7 +9,7 @@ import { join } from 'node:path';
 import assert from 'node:assert/strict';
 import { after } from 'node:test';
 import type { Page } from 'playwright-core';
-import { binaryArgument, browserSuite, calibrate, generateStore, isolatedActors, openMap, rpc, startMap, stopMap,
+import { binaryArgument, browserSuite, calibrate, generateStore, isolatedActors, openMap, rpc, startMap, stopMap, until,
   type Generated, type ToScreen, type Visit } from '../support/harness.js';
 
 const ACTORS = 3000;
@@ -30,6 +30,14 @@ after(() => rmSync(dir, { recursive: true, force: true }));
 // Route points drawn for an actor: residents and patrollers start from their own position (point 0).
 const routePoints = (a: Generated) => a.points + (a.walker === 'model' ? 0 : 1);
 
+// The canvas's pixel at a screen point, as [red, green, blue, alpha].
+async function pixel(page: Page, at: { x: number; y: number }): Promise<number[]> {
+  return page.$eval('canvas.actor-canvas', (c: HTMLCanvasElement, p) => {
+    const r = c.getBoundingClientRect();
+    return [...c.getContext('2d')!.getImageData(Math.round(p.x - r.left), Math.round(p.y - r.top), 1, 1).data];
+  }, at);
+}
+
 async function dotsAreDrawnWhereActorsStand(page: Page, toScreen: ToScreen, alone: Generated[]): Promise<void> {
   const drawn = Number(await page.locator('canvas.actor-canvas').getAttribute('data-drawn'));
   const box = (await page.locator('#map').boundingBox())!;
@@ -40,11 +48,7 @@ async function dotsAreDrawnWhereActorsStand(page: Page, toScreen: ToScreen, alon
   assert.equal(await page.locator('[data-actor-id]').count(), 0, 'DOM markers with this many actors in view');
   for (const a of alone.slice(0, CHECKED_DOTS)) {
     const s = toScreen(a);
-    const rgb = await page.$eval('canvas.actor-canvas', (c: HTMLCanvasElement, at) => {
-      const r = c.getBoundingClientRect();
-      return [...c.getContext('2d')!.getImageData(Math.round(at.x - r.left), Math.round(at.y - r.top), 1, 1).data];
-    }, s);
-    assert.deepEqual(rgb.slice(0, 3), COLOURS[a.walker], `the dot of ${a.id} at ${s.x}, ${s.y}`);
+    assert.deepEqual((await pixel(page, s)).slice(0, 3), COLOURS[a.walker], `the dot of ${a.id} at ${s.x}, ${s.y}`);
   }
 }
 
@@ -72,15 +76,6 @@ async function theListIsCappedAndSearchable(page: Page): Promise<void> {
   await routeIsDrawnFor(page, last);
 }
 
-// The canvas's pixel at a screen point, as [red, green, blue, alpha].
-async function pixel(page: Page, at: { x: number; y: number }): Promise<number[]> {
-  return page.$eval('canvas.actor-canvas', (c: HTMLCanvasElement, p) => {
-    const r = c.getBoundingClientRect();
-    return [...c.getContext('2d')!.getImageData(Math.round(p.x - r.left), Math.round(p.y - r.top), 1, 1).data];
-  }, at);
-}
-
-
 // One resident walking across the town among chests, in the in-process game on a held clock: its dot
 // leaves its place and shows where the game says it is.
 async function aDotFollowsItsWalker(v: Visit): Promise<void> {
@@ -99,23 +94,13 @@ async function aDotFollowsItsWalker(v: Visit): Promise<void> {
       document.querySelector('canvas.actor-canvas')?.getAttribute('data-drawn') === String(n), CHESTS + 1);
     const toScreen = await calibrate(page);
     const start = toScreen(walker.position);
+    const resident = (rgb: number[]) => String(rgb.slice(0, 3)) === String(COLOURS.resident);
     // On a busy machine the dots of the framed view may be painted a little after the count is set.
-    let before = await pixel(page, start);
-    for (const stop = Date.now() + LIVE_TIMEOUT_MS; Date.now() < stop && String(before.slice(0, 3)) !== String(COLOURS.resident);) {
-      await page.waitForTimeout(100);
-      before = await pixel(page, start);
-    }
-    assert.deepEqual(before.slice(0, 3), COLOURS.resident, 'the walker\'s dot before it walks');
+    await until(() => pixel(page, start), resident, 'the walker\'s dot before it walks', LIVE_TIMEOUT_MS);
     await rpc(server, 'advance_game', { seconds: WALK_SECONDS });
     const now = toScreen((await rpc(server, 'route_status', { id: 'walker' })).position);
     assert.ok(Math.hypot(now.x - start.x, now.y - start.y) > 20, 'the walker hardly moved on the screen');
-    const deadline = Date.now() + LIVE_TIMEOUT_MS;
-    let there = await pixel(page, now);
-    while (Date.now() < deadline && String(there.slice(0, 3)) !== String(COLOURS.resident)) {
-      await page.waitForTimeout(100);
-      there = await pixel(page, now);
-    }
-    assert.deepEqual(there.slice(0, 3), COLOURS.resident, 'no dot where the game says the walker is');
+    await until(() => pixel(page, now), resident, 'no dot where the game says the walker is', LIVE_TIMEOUT_MS);
     assert.equal((await pixel(page, start))[3], 0, 'the dot is still where the walker started');
   } finally {
     await stopMap(server);

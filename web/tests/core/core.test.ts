@@ -1,7 +1,7 @@
 // Reading the server's answers and the map's coordinates.
 import { test } from 'node:test';
 import assert from 'node:assert/strict';
-import { latLngToWorld, readActors, readCheck, readDocument, readProfile, worldToLatLng } from '../../src/core/model.js';
+import { latLngToWorld, readCheck, readProfile, worldToLatLng } from '../../src/core/model.js';
 
 test('world x is the longitude and z minus the latitude, both ways', () => {
   const cases = [
@@ -15,25 +15,8 @@ test('world x is the longitude and z minus the latitude, both ways', () => {
   }
 });
 
-test('actors keep their walker and refusal; an unknown walker reads as none', () => {
-  const read = readActors({ actors: [
-    { id: 'a', type: 'resident', walker: 'resident' },
-    { id: 'b', type: 'resident', walker: 'none', refusal: 'this villager is seated and does not walk' },
-    { id: 'c', type: 'crate', walker: 'flying' },
-  ] });
-  assert.equal(read.ok, true);
-  assert.deepEqual(read.value!.map((a) => [a.id, a.walker, a.refusal]), [
-    ['a', 'resident', undefined],
-    ['b', 'none', 'this villager is seated and does not walk'],
-    ['c', 'none', undefined],
-  ]);
-});
-
 test('malformed answers are refused with a text saying what is missing', () => {
   const cases = [
-    { read: () => readActors({}), error: /"actors" list/ },
-    { read: () => readActors({ actors: [{ type: 'x' }] }), error: /no "id"/ },
-    { read: () => readDocument({ package: 'windfall' }), error: /"actors" list/ },
     { read: () => readCheck({ segments: [{ from: 0, ok: true }] }), error: /"from", "to" or "ok"/ },
     { read: () => readProfile({ samples: [] }), error: /"length"/ },
     { read: () => readProfile({ samples: [{ distance: 0 }], length: 1 }), error: /"height"/ },
@@ -43,18 +26,6 @@ test('malformed answers are refused with a text saying what is missing', () => {
     assert.equal(r.ok, false);
     assert.match(r.error, c.error);
   }
-});
-
-test('a document gives each actor its position and route settings; unreadable points are passed over', () => {
-  const read = readDocument({ package: 'w', document: { actors: [
-    { id: 'g', position: { x: 1, y: 2, z: 3 }, path: { mode: 'loop', speed: 45, pauses: 1.5,
-      points: [{ x: 4, y: 5, z: 6 }, { x: 'bad' }] } },
-    { id: 'sign', position: { x: 0, y: 0, z: 0 } },
-  ] } });
-  assert.deepEqual(read.value, [
-    { id: 'g', position: { x: 1, y: 2, z: 3 }, route: { mode: 'loop', speed: 45, pauses: 1.5, points: [{ x: 4, y: 5, z: 6 }] } },
-    { id: 'sign', position: { x: 0, y: 0, z: 0 }, route: null },
-  ]);
 });
 
 test('a profile keeps missing ground as null', () => {

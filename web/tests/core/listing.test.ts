@@ -4,17 +4,17 @@ import assert from 'node:assert/strict';
 import type { ActorInfo } from '../../src/core/model.js';
 import { nearestDot, readListingPage, searchActors } from '../../src/core/listing.js';
 
-test('a placed_actors page keeps walker, refusal, position and route; a bad answer says what is wrong', () => {
+test('a placed_actors page keeps walker, refusal, position and route (its readable points); a bad answer says what is wrong', () => {
   const read = readListingPage({ total: 3, next: 7, actors: [
     { id: 'a', type: 'resident', walker: 'resident', position: { x: 1, y: 2, z: 3 },
-      path: { mode: 'loop', points: [{ x: 4, y: 5, z: 6 }] } },
+      path: { mode: 'loop', speed: 45, pauses: 1.5, points: [{ x: 4, y: 5, z: 6 }, { x: 'bad' }] } },
     { id: 'b', type: 'resident', walker: 'none', refusal: 'seated', position: null },
     { id: 'c', type: 'crate', walker: 'flying', position: { x: 1, y: 2 } },
   ] });
   assert.equal(read.ok, true, read.error);
   assert.equal(read.value!.next, 7);
   assert.deepEqual(read.value!.actors.map((l) => [l.info.id, l.info.walker, l.info.refusal, l.placed.position, l.placed.route]), [
-    ['a', 'resident', undefined, { x: 1, y: 2, z: 3 }, { mode: 'loop', points: [{ x: 4, y: 5, z: 6 }] }],
+    ['a', 'resident', undefined, { x: 1, y: 2, z: 3 }, { mode: 'loop', speed: 45, pauses: 1.5, points: [{ x: 4, y: 5, z: 6 }] }],
     ['b', 'none', 'seated', null, null],
     ['c', 'none', undefined, null, null],
   ]);

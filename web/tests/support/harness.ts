@@ -1,8 +1,9 @@
 // What the browser tests and the page's benchmarks share: a generated package of N placed actors in a
-// temporary store, `pathwright map` started on a store, calls to its /rpc, Debian's chromium, where an
-// element stands on screen, and the screen position of a world point worked out from the map's own cursor
-// box (what a person reads), so that a dot on the canvas can be found and clicked; and browserSuite, the
-// browser tests' one setup: their steps as node:test cases on one page. Test use only; single-threaded.
+// temporary store, `pathwright map` started on a store, calls to its /rpc, Debian's chromium, waiting until
+// a reading holds, where an element stands on screen, and the screen position of a world point worked out
+// from the map's own cursor box (what a person reads), so that a dot on the canvas can be found and
+// clicked; and browserSuite, the browser tests' one setup: their steps as node:test cases on one page. Test
+// use only; single-threaded.
 import { spawn, type ChildProcess } from 'node:child_process';
 import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
@@ -18,7 +19,7 @@ const CHROMIUM = '/usr/bin/chromium';
 const CHROMIUM_ARGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
   '--disable-background-networking', '--disable-component-update', '--disable-sync'];
 const START_TIMEOUT_MS = 60000; // the server's first line; a sanitizer build opening 50,000 actors is slow
-export const VIEWPORT = { width: 1400, height: 900 };
+const VIEWPORT = { width: 1400, height: 900 };
 
 export interface Generated { id: string; walker: 'resident' | 'patroller' | 'model'; x: number; z: number; points: number }
 
@@ -83,16 +84,33 @@ export async function rpc(server: Server, method: string, params: Record<string,
   return reply.result;
 }
 
+// Waits until `read` gives a value that `holds`, looking again every 100 ms; after `ms` the test fails with
+// `what` and the last value read.
+export async function until<T>(read: () => Promise<T>, holds: (v: T) => boolean, what: string, ms = 5000): Promise<T> {
+  const deadline = Date.now() + ms;
+  for (;;) {
+    const v = await read();
+    if (holds(v)) return v;
+    if (Date.now() > deadline) throw new Error(`${what}: still ${JSON.stringify(v)}`);
+    await new Promise((r) => setTimeout(r, 100));
+  }
+}
+
 // Where an element stands on screen. A redraw replaces the route's markers, so a marker may be missing for a
 // moment after an edit: look again for up to a second before giving up.
 export async function centre(page: Page, selector: string): Promise<{ x: number; y: number }> {
-  let box = await page.locator(selector).first().boundingBox();
-  for (let tries = 0; !box && tries < 10; ++tries) {
-    await page.waitForTimeout(100);
-    box = await page.locator(selector).first().boundingBox();
-  }
-  assert.ok(box, `${selector} is not on screen`);
+  const box = (await until(() => page.locator(selector).first().boundingBox(), (b) => b !== null, `${selector} is not on screen`, 1000))!;
   return { x: box.x + box.width / 2, y: box.y + box.height / 2 };
+}
+
+// The world position the map's cursor box shows with the mouse at `at` (moved there from a pixel aside, so
+// that the map sees a move even when the mouse already stood there).
+export async function worldAt(page: Page, at: { x: number; y: number }): Promise<{ x: number; z: number }> {
+  await page.mouse.move(at.x + 1, at.y);
+  await page.mouse.move(at.x, at.y);
+  const shown = /^x (-?\d+), z (-?\d+)$/.exec((await page.locator('#cursor').textContent()) ?? '');
+  assert.ok(shown, 'no cursor position shown');
+  return { x: Number(shown[1]), z: Number(shown[2]) };
 }
 
 export async function stopMap(server: Server): Promise<void> {
@@ -103,7 +121,6 @@ export async function stopMap(server: Server): Promise<void> {
 
 export async function launchChromium(): Promise<{ browser: BrowserContext; profile: string }> {
   const profile = mkdtempSync(join(tmpdir(), 'pathwright-chromium-'));
-  mkdirSync(profile, { recursive: true });
   const browser = await chromium.launchPersistentContext(profile, {
     executablePath: CHROMIUM, args: CHROMIUM_ARGS, viewport: VIEWPORT,
   });
@@ -122,15 +139,9 @@ export type ToScreen = (p: { x: number; z: number }) => { x: number; y: number }
 export async function calibrate(page: Page): Promise<ToScreen> {
   const box = await page.locator('#map').boundingBox();
   assert.ok(box, 'the map is not on screen');
-  const read = async (x: number, y: number) => {
-    await page.mouse.move(x, y);
-    const shown = /^x (-?\d+), z (-?\d+)$/.exec((await page.locator('#cursor').textContent()) ?? '');
-    assert.ok(shown, 'no cursor position shown');
-    return { x: Number(shown[1]), z: Number(shown[2]) };
-  };
   const a = { x: box.x + box.width * 0.2, y: box.y + box.height * 0.2 };
   const b = { x: box.x + box.width * 0.8, y: box.y + box.height * 0.8 };
-  const wa = await read(a.x, a.y), wb = await read(b.x, b.y);
+  const wa = await worldAt(page, a), wb = await worldAt(page, b);
   const sx = (b.x - a.x) / (wb.x - wa.x), sy = (b.y - a.y) / (wb.z - wa.z);
   return (p) => ({ x: a.x + (p.x - wa.x) * sx, y: a.y + (p.z - wa.z) * sy });
 }
