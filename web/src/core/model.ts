@@ -12,8 +12,6 @@ export interface Sample { distance: number; height: number; ground: number | nul
 export interface Profile { samples: Sample[]; length: number }
 export interface Outcome<T> { ok: boolean; value?: T; error: string }
 
-const WALKERS: readonly Walker[] = ['resident', 'patroller', 'model', 'none'];
-
 // Leaflet's simple CRS: x to the right, z downwards, so latitude is minus z.
 export function worldToLatLng(p: { x: number; z: number }): [number, number] {
   return [0 - p.z, p.x]; // 0 - z: never the -0 that unary minus makes of 0
@@ -38,20 +36,6 @@ function fail<T>(error: string): Outcome<T> {
   return { ok: false, error };
 }
 
-// The `actors` answer: {"actors":[{"id","type","walker","refusal"?}]}.
-export function readActors(result: unknown): Outcome<ActorInfo[]> {
-  if (!isObject(result) || !Array.isArray(result.actors)) return fail('the actors answer has no "actors" list');
-  const actors: ActorInfo[] = [];
-  for (const a of result.actors) {
-    if (!isObject(a) || typeof a.id !== 'string') return fail('an actor in the actors answer has no "id"');
-    const walker = WALKERS.includes(a.walker as Walker) ? (a.walker as Walker) : 'none';
-    const info: ActorInfo = { id: a.id, type: typeof a.type === 'string' ? a.type : '', walker };
-    if (typeof a.refusal === 'string') info.refusal = a.refusal;
-    actors.push(info);
-  }
-  return { ok: true, value: actors, error: '' };
-}
-
 export function readRoute(path: unknown): Route | null {
   if (!isObject(path) || !Array.isArray(path.points)) return null;
   const points = path.points.map(readVec3).filter((p): p is Vec3 => p !== null);
@@ -61,18 +45,6 @@ export function readRoute(path: unknown): Route | null {
   if (typeof path.walk === 'string') route.walk = path.walk;
   if (typeof path.idle === 'string') route.idle = path.idle;
   return route;
-}
-
-// The `document` answer: {"package","document":{"actors":[{"id","position","path"?}]}}.
-export function readDocument(result: unknown): Outcome<Placed[]> {
-  const doc = isObject(result) ? result.document : undefined;
-  if (!isObject(doc) || !Array.isArray(doc.actors)) return fail('the document answer has no "actors" list');
-  const placed: Placed[] = [];
-  for (const a of doc.actors) {
-    if (!isObject(a) || typeof a.id !== 'string') continue;
-    placed.push({ id: a.id, position: readVec3(a.position), route: readRoute(a.path) });
-  }
-  return { ok: true, value: placed, error: '' };
 }
 
 export function readCheck(result: unknown): Outcome<Segment[]> {
