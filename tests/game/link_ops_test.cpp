@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "tests/game/game_test_helpers.h"
-#include "tests/support/seeded_random.h"
 
 namespace game {
 namespace {
@@ -94,24 +91,6 @@ TEST_F(LinkProtocolTest, RefusesBadRequestsAndGarbageWithAnErrorAnswer) {
     Value expected = parsed(std::string(R"({"ok":false,"id":)") + r.id + "}");
     expected["error"] = Value::of(r.error ? r.error : error.rfind(not_json, 0) == 0 ? error : not_json);
     EXPECT_EQ(answer, expected) << r.request;
-  }
-}
-
-TEST_F(LinkProtocolTest, SurvivesRandomBytesAndMangledRequests) {
-  std::mt19937 random = test_support::seeded_random();
-  const std::string seeds[] = {R"({"id":1,"op":"ground_heights","probes":[0,200,0,1,2,3]})",
-                               R"({"id":2,"op":"load","package":"p","document":{"actors":[{"id":"a"}]}})"};
-  for (int round = 0; round < 2000; ++round) {
-    std::string line = seeds[round % 2];
-    for (int k = 0, edits = 1 + static_cast<int>(random() % 4); k < edits; ++k) {
-      const std::size_t at = random() % line.size();  // then a byte changed, or up to 5 cut out
-      if (random() % 2)
-        line[at] = static_cast<char>(random() % 256);
-      else
-        line.erase(at, 1 + random() % 5);
-      if (line.empty()) line.push_back('{');
-    }
-    EXPECT_TRUE(ask(line).get("ok").is_bool()) << line;  // an object with "ok", whatever came in
   }
 }
 
