@@ -19,14 +19,11 @@ TEST_F(Island, NamedPlacesStandWhereTheLayoutSays) {
   };
   // clang-format off
   const Place places[] = {
-      {.what = "town square", .point = island::kTownSquare, .found = true, .height = 100},
       {.what = "link's spawn", .point = island::kLinkSpawn, .found = true, .height = 100},
       {.what = "cliff edge", .point = island::kCliffEdge, .found = true, .height = 100},
       {.what = "below the cliff", .point = island::kBelowCliff, .found = true, .height = 0},
-      {.what = "on the wall", .point = island::kOnTheWall, .found = true, .height = 300},
       {.what = "west face of the wall", .point = island::kWallFace, .found = true, .height = 100},
       {.what = "pier end", .point = island::kPierEndPoint, .found = true, .height = 100},
-      {.what = "open sea south", .point = island::kOpenSeaSouth, .found = false, .height = 0},
       {.what = "open sea east", .point = island::kOpenSeaEast, .found = false, .height = 0},
       {.what = "between pier and plateau edge", .point = {500, 100, -1600}, .found = false, .height = 0},
   };

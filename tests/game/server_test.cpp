@@ -37,6 +37,12 @@ struct Client {
   int fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
 };
 
+// The island's whole answer to a hello request with `id`.
+std::string hello_answer(int id) {
+  return R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},"id":)" +
+         std::to_string(id) + R"(,"ok":true,"protocol":1,"world":"island"})";
+}
+
 // A server on a free port, serving on its own thread.
 class LinkServerTest : public testing::Test {
  protected:
@@ -57,9 +63,7 @@ TEST_F(LinkServerTest, ServesPipelinedAndSplitLinesInOrderOnSeveralConnections) 
   second.send("{\"id\":7,\"op\":\"teleport\",\"x\":5,\"y\":6,\"z\":7}\n");
   EXPECT_EQ(second.line(), R"({"id":7,"ok":true})");
   first.send("lo\"}\nnot json\r\n{\"id\":2,\"op\":\"link\"}\n\n");
-  EXPECT_EQ(first.line(),
-            R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},)"
-            R"("id":1,"ok":true,"protocol":1,"world":"island"})");
+  EXPECT_EQ(first.line(), hello_answer(1));
   EXPECT_EQ(first.line().rfind(R"({"error":"the line is not json)", 0), 0u);
   EXPECT_EQ(first.line(), R"({"id":2,"ok":true,"x":5,"y":6,"z":7})");
   EXPECT_EQ(first.line().rfind(R"({"error":"the line is not json)", 0), 0u) << "an empty line is answered too";
@@ -72,16 +76,12 @@ TEST_F(LinkServerTest, AnswersAnOverlongLineWithAnErrorAndCarriesOn) {
               R"({"id":2,"op":"hello"})"
               "\n");
   EXPECT_EQ(client.line(), R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})");
-  EXPECT_EQ(client.line(),
-            R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},)"
-            R"("id":2,"ok":true,"protocol":1,"world":"island"})");
+  EXPECT_EQ(client.line(), hello_answer(2));
   // The same, arriving in pieces: answered once, as soon as it is known to be too long.
   client.send("{\"id\":3,\"op\":\"hello\",\"padding\":\"" + std::string(100, 'x'));
   EXPECT_EQ(client.line(), R"({"id":null,"ok":false,"error":"the line is longer than 64 bytes"})");
   client.send(std::string(300, 'y') + "\"}\n{\"id\":4,\"op\":\"hello\"}\n");
-  EXPECT_EQ(client.line(),
-            R"({"bounds":{"high":{"x":2500.01,"y":300,"z":1500.01},"low":{"x":-2000.01,"y":0,"z":-2600.01}},)"
-            R"("id":4,"ok":true,"protocol":1,"world":"island"})");
+  EXPECT_EQ(client.line(), hello_answer(4));
 }
 
 // The real binary on a free port, started by a shell that prints its own pid and then becomes the game;

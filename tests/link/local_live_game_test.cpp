@@ -58,9 +58,7 @@ TEST_F(Island, ShowsEveryProblemOfARouteCheckOnTheRoutesItsGuideGives) {
       {.what = "west up the cliff", .route = {{2000, 0, 0}, {1000, 100, 0}}, .problems = {"a step up too high (a wall)"}},
       {.what = "onto the wall block", .route = {{-1200, 100, 0}, island::kOnTheWall}, .problems = {"a step up too high (a wall)"}},
       {.what = "through the wall block at walking height", .route = {{-1200, 100, 0}, {-700, 100, 0}}, .problems = {""}},
-      {.what = "high above the plateau",
-       .route = {{-300, 400, 300}, {300, 400, 300}},
-       .problems = {"the ground is far from the route's height"}},
+      {.what = "high above the plateau", .route = {{-300, 400, 300}, {300, 400, 300}}, .problems = {"the ground is far from the route's height"}},
       {.what = "round the town", .route = {island::kTownSquare, {400, 100, 0}, {400, 100, 400}}, .problems = {"", ""}},
       {.what = "along the pier", .route = {{0, 100, -1400}, {0, 100, -2550}}, .problems = {""}},
   };

@@ -20,20 +20,12 @@ TEST_F(ChangeService, RefusedEditsLeaveTheDocumentsAndTheFilesExactlyAsBefore) {
     const char* error;
     // clang-format off
   } cases[] = {
-      {.route = "set_route",
-       .params = R"({"id": "gate_1", "mode": "loop"})",
-       .error = "the actor has no route yet: add_route_point adds its first point"},
-      {.route = "add_route_point",
-       .params = R"({"id": "ghost", "position": {"x": 1, "y": 2, "z": 3}})",
-       .error = "the actor has no position"},
+      {.route = "set_route", .params = R"({"id": "gate_1", "mode": "loop"})", .error = "the actor has no route yet: add_route_point adds its first point"},
+      {.route = "add_route_point", .params = R"({"id": "ghost", "position": {"x": 1, "y": 2, "z": 3}})", .error = "the actor has no position"},
       // refused after it set the mode
-      {.route = "set_route",
-       .params = R"({"id": "walker", "mode": "loop", "walk": "run"})",
-       .error = "a resident walks with its own walk and stands with its own idle"},
+      {.route = "set_route", .params = R"({"id": "walker", "mode": "loop", "walk": "run"})", .error = "a resident walks with its own walk and stands with its own idle"},
       {.route = "remove_route", .params = R"({"id": "nobody"})", .error = "no placed actor \"nobody\" in windfall"},
-      {.route = "add_route_point",
-       .params = R"({"id": "chest", "position": {"x": 1, "y": 2, "z": 3}})",
-       .error = "only residents, Bokoblins, Moblins and the mod's own models walk routes"},
+      {.route = "add_route_point", .params = R"({"id": "chest", "position": {"x": 1, "y": 2, "z": 3}})", .error = "only residents, Bokoblins, Moblins and the mod's own models walk routes"},
       // a document without actors gains no "actors" member
       {.route = "remove_route", .params = R"({"id": "x", "package": "empty"})", .error = "no placed actor \"x\" in empty"},
   };
@@ -66,12 +58,16 @@ TEST_F(ChangeService, AppliedChangesStayInTheJournalUntilACheckpointReplacesTheW
   EXPECT_EQ(history().items.size(), 2u);
 }
 
-TEST_F(ChangeService, RefusesEveryChangeOnceTheFileWasChangedOutsideTheEditor) {
+// Changes, undo and the checkpoint of a change made before it are all refused; the file stays as found.
+TEST_F(ChangeService, RefusesEveryChangeAndCheckpointOnceTheFileWasChangedOutsideTheEditor) {
   ASSERT_TRUE(set_walker_mode("loop").ok);
   ASSERT_EQ(flush_error(), "");
+  ASSERT_TRUE(set_walker_mode("back_and_forth").ok);  // not yet saved when the file changes
   const std::string outside = "{\"actors\": [{\"id\": \"walker\", \"actor\": \"resident\"}]}\n";
   write_text(package_path(), outside);
   const std::string refusal = "package \"windfall\" was changed outside the editor: reload it before editing";
+  EXPECT_EQ(flush_error(), refusal);
+  EXPECT_EQ(temporaries(), 0);
   EXPECT_EQ(set_walker_mode("once").error, refusal);
   EXPECT_EQ(run("undo").error, refusal);
   EXPECT_EQ(read_text(package_path()), outside);
@@ -82,15 +78,6 @@ TEST_F(ChangeService, RefusesEveryChangeOnceTheFileWasChangedOutsideTheEditor) {
   EXPECT_EQ(run("undo").error, "nothing to undo in \"windfall\"");
   reopen();
   EXPECT_EQ(document(), parse(outside));
-}
-
-TEST_F(ChangeService, ACheckpointLeavesAFileChangedOutsideAsItFoundIt) {
-  ASSERT_TRUE(set_walker_mode("loop").ok);
-  const std::string outside = "{\"actors\": []}\n";
-  write_text(package_path(), outside);
-  EXPECT_EQ(flush_error(), "package \"windfall\" was changed outside the editor: reload it before editing");
-  EXPECT_EQ(read_text(package_path()), outside);
-  EXPECT_EQ(temporaries(), 0);
 }
 
 // A change whose journal write fails is refused, answers nothing that claims it was made (no "point"), and
@@ -176,14 +163,23 @@ TEST_F(ChangeService, EveryCheckpointWritesExactlyThePrintOfTheWholeDocument) {
   }
 }
 
-// Changes replayed from the journal at open stay in every later checkpoint of the package.
+// Changes replayed from the journal at open stay in every later checkpoint of the package, whether it was
+// opened whole or outlined (for one route edit, its actors replayed whole): the same bytes either way.
 TEST_F(ChangeService, ACheckpointAfterChangesReplayedAtOpenKeepsThem) {
-  ASSERT_TRUE(set_walker_mode("loop").ok);
-  reopen();  // the change waited in the journal: replayed and folded in when the package loads
-  ASSERT_TRUE(run("add_route_point", R"({"id": "statue", "position": {"x": 3, "y": 0, "z": 0}})").ok);
-  ASSERT_EQ(flush_error(), "");
-  EXPECT_EQ(walker_mode(), "loop");
-  EXPECT_EQ(parse(read_text(package_path())), document());
+  std::string saved[2];
+  for (const bool as_outlined : {false, true}) {
+    outlined = as_outlined;
+    start_over();
+    ASSERT_TRUE(set_walker_mode("loop").ok);
+    reopen();  // the change waited in the journal: replayed and folded in when the package loads
+    ASSERT_TRUE(run("add_route_point", R"({"id": "statue", "position": {"x": 3, "y": 0, "z": 0}})").ok);
+    ASSERT_EQ(flush_error(), "");
+    saved[as_outlined] = read_text(package_path());
+  }
+  const Value file = parse(saved[0]);
+  EXPECT_EQ(file.get("actors").items[1].get("path").get("mode").str, "loop");
+  EXPECT_EQ(file.get("actors").items[3].get("path").get("points").items.size(), 3u);
+  EXPECT_EQ(saved[1], saved[0]) << "opened outlined";
 }
 
 }  // namespace store_test

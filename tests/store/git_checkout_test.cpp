@@ -45,10 +45,15 @@ struct GitCheckout : StoreTest {
   const std::string remove_statue_route = R"({"id": "statue"})";
 };
 
+// A stash (as a reset --hard) puts back a version the store once wrote: the history that led away from it
+// is no longer offered, and the next change holds only itself.
 TEST_F(GitCheckout, StashThenChangeHoldsOnlyTheSecondChangeAndPopMergesTheFirst) {
   call("add_route_point", add_to_walker);
   ASSERT_EQ(git("stash -q"), 0);
   ASSERT_EQ(read_text(package_path()), base);
+  EXPECT_EQ(document(), parse(base));
+  EXPECT_EQ(run("undo").error, "nothing to undo in \"windfall\"");
+  EXPECT_EQ(history().items.size(), 0u);
   call("remove_route", remove_statue_route);
   EXPECT_EQ(walker_points(file()), 2u);
   EXPECT_FALSE(statue_route(file()));
@@ -80,19 +85,6 @@ TEST_F(GitCheckout, EachBranchHoldsOnlyItsOwnChange) {
   EXPECT_EQ(document(), parse(on_main));  // the statue's change is not replayed onto main's file
   EXPECT_EQ(read_text(package_path()), on_main);
   EXPECT_EQ(git("diff --quiet"), 0);
-}
-
-TEST_F(GitCheckout, ResetHardTakesTheCommitAndUndoNoLongerOffersTheDiscardedChanges) {
-  call("add_route_point", add_to_walker);
-  call("remove_route", remove_statue_route);
-  ASSERT_EQ(git("reset -q --hard"), 0);
-  EXPECT_EQ(document(), parse(base));
-  EXPECT_EQ(run("undo").error, "nothing to undo in \"windfall\"");
-  EXPECT_EQ(history().items.size(), 0u);
-  call("set_route", R"({"id": "statue", "mode": "once"})");
-  EXPECT_EQ(walker_points(file()), 2u);
-  EXPECT_EQ(file().get("actors").items[3].get("path").get("mode").str, "once");
-  EXPECT_EQ(document(), file());
 }
 
 // A change a crash left in the journal only: the next open must not replay it onto the file git put back,

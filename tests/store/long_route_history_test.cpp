@@ -43,19 +43,12 @@ struct Step {
 TEST_F(LongRouteHistory, UndoAndRedoAfterARestartGiveBackTheFilesBytesAndCostWhatChanged) {
   // clang-format off
   const Step steps[] = {
-      {.method = "add_route_point", .params = R"({"id": "walker", "position": {"x": 5, "y": 1, "z": 5}, "snap": false})",
-       .most_journal_bytes = kOnePointRecordBytes},
-      {.method = "add_route_point",
-       .params = R"({"id": "walker", "position": {"x": 5, "y": 1, "z": 5}, "snap": false, "after": 100})",
-       .most_journal_bytes = kOnePointRecordBytes},
-      {.method = "move_route_point", .params = R"({"id": "walker", "point": 57, "position": {"x": 1, "y": 2, "z": 3}})",
-       .most_journal_bytes = kOnePointRecordBytes},
-      {.method = "remove_route_point", .params = R"({"id": "walker", "point": 3})",
-       .most_journal_bytes = kOnePointRecordBytes},
-      {.method = "reorder_route_point", .params = R"({"id": "walker", "point": 150, "to": 20})",
-       .most_journal_bytes = 200 * kOnePointRecordBytes},  // the points between move: one splice of them
-      {.method = "set_route", .params = R"({"id": "walker", "mode": "back_and_forth", "speed": 45})",
-       .most_journal_bytes = kOnePointRecordBytes},
+      {.method = "add_route_point", .params = R"({"id": "walker", "position": {"x": 5, "y": 1, "z": 5}, "snap": false})", .most_journal_bytes = kOnePointRecordBytes},
+      {.method = "add_route_point", .params = R"({"id": "walker", "position": {"x": 5, "y": 1, "z": 5}, "snap": false, "after": 100})", .most_journal_bytes = kOnePointRecordBytes},
+      {.method = "move_route_point", .params = R"({"id": "walker", "point": 57, "position": {"x": 1, "y": 2, "z": 3}})", .most_journal_bytes = kOnePointRecordBytes},
+      {.method = "remove_route_point", .params = R"({"id": "walker", "point": 3})", .most_journal_bytes = kOnePointRecordBytes},
+      {.method = "reorder_route_point", .params = R"({"id": "walker", "point": 150, "to": 20})", .most_journal_bytes = 200 * kOnePointRecordBytes},  // the points between move: one splice of them
+      {.method = "set_route", .params = R"({"id": "walker", "mode": "back_and_forth", "speed": 45})", .most_journal_bytes = kOnePointRecordBytes},
       {.method = "detour", .params = "", .most_journal_bytes = 2 * kOnePointRecordBytes},
       {.method = "remove_route", .params = R"({"id": "walker"})", .most_journal_bytes = 200 * kOnePointRecordBytes},
   };

@@ -13,14 +13,16 @@ struct Store : StoreTest {
 };
 
 // Two stores that start alike: one reopened whole before each command, one reopened outlined, as each
-// `pathwright call` opens the store afresh.
+// `pathwright call` opens the store afresh. Their file is the windfall file as written by hand, or else
+// one the store printed itself, as every package is after its first change here.
 struct Twins {
-  Twins() {
+  explicit Twins(bool printed) {
     outlined.outlined = true;
     for (StoreTest* store : {&whole, &outlined}) {
-      // A file the store printed itself, as every package is after its first change here.
-      EXPECT_TRUE(store->set_walker_mode("loop").ok);
-      EXPECT_EQ(store->flush_error(), "");
+      if (printed) {
+        EXPECT_TRUE(store->set_walker_mode("loop").ok);
+        EXPECT_EQ(store->flush_error(), "");
+      }
       store->reopen();
     }
   }
@@ -52,33 +54,38 @@ TEST(OutlinedPackage, AnswersAndSavesEveryOneActorCommandExactlyAsAWholePackage)
       {.method = "set_route", .params = R"({"id": "ghost", "mode": "loop"})"},
   };
   // clang-format on
-  Twins twins;
-  for (const Step& step : steps) {
-    twins.whole.reopen();
+  // A hand-written file is printed whole at its first checkpoint: the actors never read are printed from
+  // the file's text, exactly as a whole package prints them, and read from that print afterwards.
+  for (const bool printed : {false, true}) {
+    SCOPED_TRACE(printed ? "a file the store printed" : "a file written by hand");
+    Twins twins(printed);
+    for (const Step& step : steps) {
+      twins.whole.reopen();
+      twins.outlined.reopen();
+      const StoreTest::Answer expected = twins.whole.run(step.method, step.params);
+      const StoreTest::Answer answer = twins.outlined.run(step.method, step.params);
+      EXPECT_EQ(answer.ok, expected.ok) << step.method << " " << step.params;
+      EXPECT_EQ(answer.error, expected.error) << step.method << " " << step.params;
+      EXPECT_EQ(answer.result, expected.result) << step.method << " " << step.params;
+      ASSERT_EQ(twins.outlined.flush_error(), "");
+      ASSERT_EQ(twins.whole.flush_error(), "");
+      EXPECT_EQ(read_text(twins.outlined.package_path()), read_text(twins.whole.package_path())) << step.method;
+    }
     twins.outlined.reopen();
-    const StoreTest::Answer expected = twins.whole.run(step.method, step.params);
-    const StoreTest::Answer answer = twins.outlined.run(step.method, step.params);
-    EXPECT_EQ(answer.ok, expected.ok) << step.method << " " << step.params;
-    EXPECT_EQ(answer.error, expected.error) << step.method << " " << step.params;
-    EXPECT_EQ(answer.result, expected.result) << step.method << " " << step.params;
-    ASSERT_EQ(twins.outlined.flush_error(), "");
-    ASSERT_EQ(twins.whole.flush_error(), "");
-    EXPECT_EQ(read_text(twins.outlined.package_path()), read_text(twins.whole.package_path())) << step.method;
+    EXPECT_EQ(twins.outlined.run("document").result, twins.whole.run("document").result);
+    // The same changes, each stamped to the second when it was made: the twins may straddle a second.
+    const auto untimed = [](Value history) {
+      for (Value& change : history.items) change.members.erase("time");
+      return history;
+    };
+    EXPECT_EQ(untimed(twins.outlined.history()), untimed(twins.whole.history()));
   }
-  twins.outlined.reopen();
-  EXPECT_EQ(twins.outlined.run("document").result, twins.whole.run("document").result);
-  // The same changes, each stamped to the second when it was made: the twins may straddle a second.
-  const auto untimed = [](Value history) {
-    for (Value& change : history.items) change.members.erase("time");
-    return history;
-  };
-  EXPECT_EQ(untimed(twins.outlined.history()), untimed(twins.whole.history()));
 }
 
 // Only the actors a command names are built: the others stand as their bare "id", whether the file is
 // this editor's print or written by hand.
 TEST(OutlinedPackage, BuildsOnlyTheNamedActors) {
-  Twins twins;
+  Twins twins(true);
   Store hand_written;
   hand_written.outlined = true;
   hand_written.reopen();
@@ -88,42 +95,6 @@ TEST(OutlinedPackage, BuildsOnlyTheNamedActors) {
     EXPECT_EQ(store->document().get("actors").items[2], bare_boko);
     EXPECT_EQ(store->document().get("actors").items[1].get("path").get("points").items.size(), 3u);
   }
-}
-
-// A file written by hand is printed whole at its first checkpoint: the actors never read are printed
-// from the file's text, exactly as a whole package prints them, and read from that print afterwards.
-TEST(OutlinedPackage, PrintsAHandWrittenFileWholeFromTheTextOfItsUnreadActors) {
-  Store whole, outlined;
-  outlined.outlined = true;
-  outlined.reopen();
-  // clang-format off
-  const Step steps[] = {
-      {.method = "add_route_point", .params = R"({"id": "walker", "position": {"x": 1, "y": 2, "z": 3}})"},
-      {.method = "set_route", .params = R"({"id": "statue", "mode": "once"})"},
-  };
-  // clang-format on
-  for (const Step& step : steps) {
-    ASSERT_TRUE(whole.run(step.method, step.params).ok) << step.method;
-    ASSERT_TRUE(outlined.run(step.method, step.params).ok) << step.method;
-    ASSERT_EQ(whole.flush_error(), "");
-    ASSERT_EQ(outlined.flush_error(), "");
-    EXPECT_EQ(read_text(outlined.package_path()), read_text(whole.package_path())) << step.method;
-  }
-  EXPECT_EQ(outlined.run("document").result, whole.run("document").result);
-}
-
-// Changes waiting in the journal (a crash came before their checkpoint) are replayed on whole actors.
-TEST(OutlinedPackage, ReplaysChangesAJournalHoldsBeyondTheFile) {
-  Twins twins;
-  ASSERT_TRUE(twins.outlined.run("remove_route", R"({"id": "statue"})").ok);
-  twins.outlined.reopen();  // not flushed: the change is only in the journal
-  ASSERT_TRUE(twins.outlined.run("add_route_point", R"({"id": "walker", "position": {"x": 1, "y": 2, "z": 3}})").ok);
-  ASSERT_EQ(twins.outlined.flush_error(), "");
-  const Value saved = parse(read_text(twins.outlined.package_path()));
-  EXPECT_FALSE(saved.get("actors").items[3].has("path"));
-  EXPECT_EQ(saved.get("actors").items[1].get("path").get("points").items.size(), 3u);
-  EXPECT_EQ(saved.get("actors").items[2],
-            parse(R"({"id": "boko", "actor": "bokoblin", "position": {"x": 5, "y": 0, "z": 5}})"));
 }
 
 }  // namespace

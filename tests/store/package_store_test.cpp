@@ -52,13 +52,9 @@ TEST_F(PackageStore, RefusesEachUnservableRequestWithItsOwnText) {
       {.request = R"({"package": "nope"})", .error = "no package \"nope\" in the store"},
       {.request = "{}", .error = "say which package: \"package\" is one of bad, list, windfall"},
       {.request = R"({"package": 3})", .error = "\"package\" must name a package in the store, such as bad"},
-      {.request = R"({"package": "../windfall"})",
-       .error = "\"package\" \"../windfall\" is refused: a package name is 1 to 100 letters, digits, _, - and ., "
-                "not starting with ."},
-      {.request = R"({"package": "folder"})",
-       .error = "package \"folder\" cannot be read: it is a folder, not a regular file"},
-      {.request = R"({"package": "list"})",
-       .error = "package \"list\" is not a mod package: its document is not a JSON object"},
+      {.request = R"({"package": "../windfall"})", .error = "\"package\" \"../windfall\" is refused: a package name is 1 to 100 letters, digits, _, - and ., not starting with ."},
+      {.request = R"({"package": "folder"})", .error = "package \"folder\" cannot be read: it is a folder, not a regular file"},
+      {.request = R"({"package": "list"})", .error = "package \"list\" is not a mod package: its document is not a JSON object"},
   };
   // clang-format on
   for (const auto& c : cases) EXPECT_EQ(error_for(c.request), c.error);
