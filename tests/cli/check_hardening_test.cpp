@@ -15,11 +15,11 @@ namespace {
 
 namespace fs = std::filesystem;
 using host::testing::check;
+using host::testing::kExamples;
 using host::testing::Outcome;
+using host::testing::pathwright;
 using host::testing::Scratch;
 using mods::json::Value;
-
-const std::string kExamples = std::string("--examples '") + PATHWRIGHT_EXAMPLES_DIR + "'";
 
 // Regression: `{"actors": 5}` checked clean (exit 0) while the game refused it four times on stderr.
 TEST(CheckHardening, APackageTheGameRefusesFailsTheCheckOnce) {
@@ -61,18 +61,14 @@ TEST(CheckHardening, IdsThatCouldForgeALinePrintAsJsonStrings) {
   }
 }
 
-TEST(CheckHardening, WithoutAGroundSourceTheMessagesNameEveryFlagThatGivesOne) {
+// The same for `check` is in check_command_test.cpp (ExitsTwoWhenTheCheckCannotRun).
+TEST(CheckHardening, WithoutAGroundSourceAdvanceGameNamesEveryFlagThatGivesOne) {
   Scratch scratch;
   scratch.write("store/p.json", R"({"actors": []})");
-  const std::string store = "--store '" + scratch.path("store") + "'";
-  const Outcome run = check(scratch, store + " --format json");
-  EXPECT_EQ(run.status, 2);
-  EXPECT_EQ(host::testing::parse(run.out).get("packages").items.at(0).get("game").str,
-            "no ground to check against: give --game HOST:PORT, --demo or --world FILE.obj");
-  const std::string advance = std::string("'") + PATHWRIGHT_BINARY + "' call " + store +
-                              " advance_game '{\"seconds\": 1}' 2>'" + scratch.path("advance.txt") + "'";
-  EXPECT_NE(std::system(advance.c_str()), 0);
-  EXPECT_EQ(host::testing::file_text(scratch.path("advance.txt")),
+  const Outcome run =
+      pathwright(scratch, "call --store '" + scratch.path("store") + "' advance_game '{\"seconds\": 1}'");
+  EXPECT_NE(run.status, 0);
+  EXPECT_EQ(run.err,
             "advance_game needs the in-process game with a manual clock (--demo or --world FILE.obj, with "
             "--manual-clock)\n");
 }
@@ -98,10 +94,9 @@ TEST(CheckHardening, PackageFilesWithOtherNamesAreListedWithTheReason) {
   run = check(scratch, "--store '" + scratch.path("store") + "'" + world);
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.err, warnings);
-  const std::string listing = std::string("'") + PATHWRIGHT_BINARY + "' call --store '" + scratch.path("store") +
-                              "' packages >'" + scratch.path("list.txt") + "'";
-  ASSERT_EQ(std::system(listing.c_str()), 0);
-  const Value skipped = host::testing::parse(host::testing::file_text(scratch.path("list.txt"))).get("skipped");
+  const Outcome listing = pathwright(scratch, "call --store '" + scratch.path("store") + "' packages");
+  ASSERT_EQ(listing.status, 0) << listing.err;
+  const Value skipped = host::testing::parse(listing.out).get("skipped");
   ASSERT_EQ(skipped.items.size(), 2u);
   EXPECT_EQ(skipped.items[1].get("file").str, "my mod.json");
   EXPECT_EQ(skipped.items[1].get("reason").str, rule);
@@ -202,7 +197,8 @@ TEST(CheckHardening, CheckReadsAStoreAnotherProcessHoldsBesideIt) {
   EXPECT_TRUE(server.call("status").has("result")) << "the server goes on";
 }
 
-// Regression: `set_route {"speeed": 5}` succeeded without a word, and `"snapp": false` was passed over.
+// Regression: `set_route {"speeed": 5}` succeeded without a word, and `"snapp": false` was passed over. The
+// warnings of settings the game will not use come the same way.
 TEST(CheckHardening, UnknownParametersAreToldBesideTheAnswer) {
   Scratch scratch;
   const auto demo = host::testing::demo_store();
@@ -219,14 +215,13 @@ TEST(CheckHardening, UnknownParametersAreToldBesideTheAnswer) {
        .warnings = {"unknown parameter \"afterr\"", "unknown parameter \"snapp\""}},
       {.method = "placed_actors", .params = R"({"limit": 1, "package": "windfall"})", .warnings = {}},
       {.method = "status", .params = R"({"verbose": true})", .warnings = {"unknown parameter \"verbose\""}},
+      {.method = "set_route", .params = R"({"id": "baker_ub3", "pauses": "often"})", .warnings = {"the pauses \"often\" are neither true, false nor a number of seconds from 0"}},
   };
   // clang-format on
   for (const auto& c : cases) {
-    const std::string out = scratch.path("call.txt");
-    const std::string command = std::string("'") + PATHWRIGHT_BINARY + "' call --store '" + demo->path() + "' " +
-                                c.method + " '" + c.params + "' >'" + out + "'";
-    ASSERT_EQ(std::system(command.c_str()), 0) << c.method;
-    const Value answer = host::testing::parse(host::testing::file_text(out));
+    const Outcome run = pathwright(scratch, "call --store '" + demo->path() + "' " + c.method + " '" + c.params + "'");
+    ASSERT_EQ(run.status, 0) << c.method << ": " << run.err;
+    const Value answer = host::testing::parse(run.out);
     std::vector<std::string> warnings;
     for (const Value& warning : answer.get("warnings").items) warnings.push_back(warning.str);
     EXPECT_EQ(warnings, c.warnings) << c.method;

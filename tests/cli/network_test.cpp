@@ -16,14 +16,6 @@ namespace {
 constexpr auto kForwardBound = std::chrono::seconds(1);  // the --lock-wait the frozen-holder test gives
 constexpr auto kForwardSlack = std::chrono::seconds(8);  // a loaded machine's start-up and exit on top
 
-int run(std::vector<std::string> args, std::string& output) {
-  Child child(PATHWRIGHT_BINARY, std::move(args));
-  const int code = child.finish();
-  output.clear();
-  for (std::string line; child.read_line(line);) output += line + "\n";
-  return code;
-}
-
 // Regression: a second map on a port another map listened on started too (both sockets shared the port)
 // and the browser's edits were spread over two stores.
 TEST(Network, SecondMapOnATakenPortFailsAtStart) {

@@ -22,16 +22,6 @@ namespace {
 
 constexpr int kConcurrentCalls = 20;
 
-// Runs `pathwright ARGS` with its input closed; its exit code, with standard output and error in `output`
-// (small enough for the pipe to hold until it ends).
-int run(std::vector<std::string> args, std::string& output) {
-  Child child(PATHWRIGHT_BINARY, std::move(args));
-  const int code = child.finish();
-  output.clear();
-  for (std::string line; child.read_line(line);) output += line + "\n";
-  return code;
-}
-
 std::vector<Value> points_of(const Value& document, const std::string& id) {
   for (const Value& actor : document.get("actors").items) {
     if (actor.get("id").str == id) return actor.get("path").get("points").items;
