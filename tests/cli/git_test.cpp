@@ -62,10 +62,8 @@ TEST(GitMerge, ThePointMovedDifferentlyOnBothSidesIsAConflictKeptBesideThePackag
             std::string::npos)
       << merge.out;
   EXPECT_EQ(file_text(repo.path("yard.json")), ours);  // a valid package holding ours
-  const Value kept = parse(file_text(repo.path("yard.json.conflicts")));
-  const Value& conflict = kept.get("actors").items.at(0).get("conflicts").items.at(0);
-  EXPECT_EQ(conflict.get("ours").get("x").number, 5);
-  EXPECT_EQ(conflict.get("theirs").get("x").number, 7);
+  // What the conflicts file holds is in tests/compare/package_merge_test.cpp.
+  EXPECT_TRUE(fs::exists(repo.path("yard.json.conflicts")));
   EXPECT_EQ(repo.run("git ls-files -u yard.json").out.empty(), false);  // git marks it conflicted
 
   // Taking theirs for the actor is one command; the conflicts file goes with the last conflict.
