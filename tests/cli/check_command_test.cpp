@@ -44,14 +44,12 @@ TEST(CheckCommand, DemoStoreOnTheIslandReportsTheDropsLikeACompiler) {
 TEST(CheckCommand, MeetingsAreWarningsWithinTheSecondsAsked) {
   Scratch scratch;
   const std::string floor = scratch.write("floor.obj", kFloor);
-  std::string yard = kYard;  // the stray turned round to walk along the walker's line towards it
-  const auto swap = [&yard](const std::string& from, const std::string& to) {
-    yard.replace(yard.find(from), from.size(), to);
-  };
-  swap(R"("x": 100, "y": 0, "z": 500)", R"("x": 900, "y": 0, "z": 100)");
-  swap(R"("mode": "circle", "points": [{"x": 1500, "y": 0, "z": 500}])",
-       R"("mode": "once", "points": [{"x": 100, "y": 0, "z": 100}])");
-  scratch.write("store/yard.json", yard);
+  // The stray walks along the walker's line towards it.
+  scratch.write("store/yard.json", R"({"actors": [
+  {"actor": "resident", "id": "walker", "parameters": {"resident": "ub3"}, "position": {"x": 100, "y": 0, "z": 100},
+   "path": {"mode": "once", "points": [{"x": 900, "y": 0, "z": 100}]}},
+  {"actor": "resident", "id": "stray", "parameters": {"resident": "ub3"}, "position": {"x": 900, "y": 0, "z": 100},
+   "path": {"mode": "once", "points": [{"x": 100, "y": 0, "z": 100}]}}]})");
   const std::string store = "--store '" + scratch.path("store") + "' --world '" + floor + "'";
   const Outcome run = check(scratch, store);
   EXPECT_EQ(run.status, 0) << "meetings leave the exit status as it was: " << run.err;
