@@ -185,7 +185,6 @@ TEST(JsonRpcServe, FollowsTheGameThroughAbsenceStartDeathRestartAndHang) {
                store->path() + "/serve.log");
   const Value status = server.call("status").get("result");
   EXPECT_EQ(status.get("game").get("address"), Value::of(address));
-  EXPECT_EQ(status.get("game_timeout"), Value::of(0.5));
   EXPECT_EQ(status.get("game").get("problem").string("").rfind("cannot reach the game at " + address + ": ", 0), 0u);
   const Value baker = parse(R"({"id":"baker_ub3"})");
   EXPECT_EQ(server.call("route_status", baker).get("error").get("message"), Value::of("the game is not running"));
