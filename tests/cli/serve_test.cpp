@@ -107,7 +107,8 @@ TEST(DemoStore, IsWrittenInTheLayoutThatSavingPrints) {
   EXPECT_EQ(printed, text);
 }
 
-TEST(CallCommand, ExitStatusSaysHowItWentAndTheChangeIsSaved) {
+// Regression (the flags' rows): `--lock-wait -1` printed a range with a 309-digit upper end.
+TEST(CommandLine, ExitStatusAndErrorSayHowItWentAndTheChangeIsSaved) {
   auto store = demo_store();
   const std::string err_file = store->path() + "/call.err";
   // The arguments, the exit status, and standard error ("..." at the end when only its start is pinned).
@@ -119,30 +120,23 @@ TEST(CallCommand, ExitStatusSaysHowItWentAndTheChangeIsSaved) {
   // clang-format off
   const Case cases[] = {
       {.args = {"call", "status"}, .status = 0, .err = ""},
-      {.args = {"call", "add_route_point", R"({"id":"baker_ub3","position":{"x":10,"y":100,"z":10}})"},
-       .status = 0,
-       .err = ""},
+      {.args = {"call", "add_route_point", R"({"id":"baker_ub3","position":{"x":10,"y":100,"z":10}})"}, .status = 0, .err = ""},
       // The next call finds the point saved.
-      {.args = {"call", "remove_route_point", R"({"id":"baker_ub3","point":6})"},
-       .status = 1,
-       .err = "\"point\" is a point number from 1 to 5\n"},
+      {.args = {"call", "remove_route_point", R"({"id":"baker_ub3","point":6})"}, .status = 1, .err = "\"point\" is a point number from 1 to 5\n"},
       {.args = {"call", "remove_route_point", R"({"id":"baker_ub3","point":5})"}, .status = 0, .err = ""},
       {.args = {"call", "fly"}, .status = 2, .err = "pathwright: unknown method \"fly\"\n"},
       {.args = {"call", "check_route", R"({"id":"baker_ub3"})"}, .status = 1, .err = "the game is not running\n"},
-      {.args = {"call", "add_route_point", "{bad"},
-       .status = 2,
-       .err = "pathwright: the parameters are not JSON: line 1, column 2..."},
-      {.args = {"call", "add_route_point", "[1]"},
-       .status = 2,
-       .err = "pathwright: the parameters must be a JSON object\n"},
-      {.args = {"call", "status", "--game", "nowhere"},
-       .status = 2,
-       .err = "pathwright: the game address \"nowhere\" is not HOST:PORT\n"},
+      {.args = {"call", "add_route_point", "{bad"}, .status = 2, .err = "pathwright: the parameters are not JSON: line 1, column 2..."},
+      {.args = {"call", "add_route_point", "[1]"}, .status = 2, .err = "pathwright: the parameters must be a JSON object\n"},
+      {.args = {"call", "status", "--game", "nowhere"}, .status = 2, .err = "pathwright: the game address \"nowhere\" is not HOST:PORT\n"},
       {.args = {"call"}, .status = 2, .err = "..."},
-      {.args = {"fly"},
-       .status = 2,
-       .err = "pathwright: unknown command \"fly\" (the commands are serve, call, map, check, diff, merge, resolve, "
-              "bridge-check and tour)\n"},
+      {.args = {"fly"}, .status = 2, .err = "pathwright: unknown command \"fly\" (the commands are serve, call, map, check, diff, merge, resolve, bridge-check and tour)\n"},
+      {.args = {"call", "--lock-wait", "-1", "status"}, .status = 2, .err = "--lock-wait: the lock wait is 0 to 86400 seconds, not -1\n..."},
+      {.args = {"call", "--lock-wait", "1e400", "status"}, .status = 2, .err = "--lock-wait: the lock wait is 0 to 86400 seconds, not 1e400\n..."},
+      {.args = {"call", "--game-timeout", "0", "status"}, .status = 2, .err = "--game-timeout: the game timeout is 0.001 to 3600 seconds, not 0\n..."},
+      {.args = {"serve", "--max-request", "0"}, .status = 2, .err = "--max-request: the longest request is 1 to 1073741824 bytes, not 0\n..."},
+      {.args = {"map", "--port", "70000"}, .status = 2, .err = "--port: the port is 0 to 65535 (0 picks a free one), not 70000\n..."},
+      {.args = {"map", "--port", "-1"}, .status = 2, .err = "--port: the port is 0 to 65535 (0 picks a free one), not -1\n..."},
   };
   // clang-format on
   for (const Case& c : cases) {
@@ -154,8 +148,12 @@ TEST(CallCommand, ExitStatusSaysHowItWentAndTheChangeIsSaved) {
     std::remove(err_file.c_str());
     EXPECT_EQ(err.substr(0, expected.find("...")), expected.substr(0, expected.find("...")));
   }
-  Child help(PATHWRIGHT_BINARY, {"call", "--help"});
+  Child game(PATHWRIGHT_GAME_BINARY, {"--port", "70000"});
   std::string line, text;
+  ASSERT_TRUE(game.read_line(line));
+  EXPECT_EQ(line, "--port: the port is 0 to 65535 (0 picks a free one), not 70000");
+  EXPECT_NE(game.finish(), 0);
+  Child help(PATHWRIGHT_BINARY, {"call", "--help"});
   while (help.read_line(line)) text += line + "\n";
   EXPECT_NE(text.find("--game-timeout"), std::string::npos);
   EXPECT_EQ(help.finish(), 0);
