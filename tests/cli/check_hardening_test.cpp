@@ -210,9 +210,7 @@ TEST(CheckHardening, UnknownParametersAreToldBesideTheAnswer) {
     // clang-format off
   } cases[] = {
       {.method = "set_route", .params = R"({"id": "baker_ub3", "speeed": 5})", .warnings = {"unknown parameter \"speeed\""}},
-      {.method = "add_route_point",
-       .params = R"({"id": "baker_ub3", "position": {"x": 0, "y": 0, "z": 0}, "snapp": false, "afterr": 0})",
-       .warnings = {"unknown parameter \"afterr\"", "unknown parameter \"snapp\""}},
+      {.method = "add_route_point", .params = R"({"id": "baker_ub3", "position": {"x": 0, "y": 0, "z": 0}, "snapp": false, "afterr": 0})", .warnings = {"unknown parameter \"afterr\"", "unknown parameter \"snapp\""}},
       {.method = "placed_actors", .params = R"({"limit": 1, "package": "windfall"})", .warnings = {}},
       {.method = "status", .params = R"({"verbose": true})", .warnings = {"unknown parameter \"verbose\""}},
       {.method = "set_route", .params = R"({"id": "baker_ub3", "pauses": "often"})", .warnings = {"the pauses \"often\" are neither true, false nor a number of seconds from 0"}},

@@ -133,16 +133,11 @@ TEST(DiffAndMerge, DamagedInputIsTroubleAndWritesNothing) {
     std::string command, says;
     // clang-format off
   } cases[] = {
-      {.command = pw + "diff good.json cut.json",
-       .says = "pathwright diff: cut.json: line 3, column 1: unexpected end of text, expected ',' or '}'\n"},
+      {.command = pw + "diff good.json cut.json", .says = "pathwright diff: cut.json: line 3, column 1: unexpected end of text, expected ',' or '}'\n"},
       {.command = pw + "diff missing.json good.json", .says = "pathwright diff: missing.json: cannot be read: no such file or directory\n"},
-      {.command = pw + "diff good.json list.json",
-       .says = "pathwright diff: list.json: not a package: the text is JSON but not an object\n"},
-      {.command = pw + "merge good.json cut.json good.json -o out.json",
-       .says = "pathwright merge: cut.json: line 3, column 1: unexpected end of text, expected ',' or '}'; nothing "
-               "written\n"},
-      {.command = pw + "merge good.json good.json list.json -o out.json",
-       .says = "pathwright merge: list.json: not a package: the text is JSON but not an object; nothing written\n"},
+      {.command = pw + "diff good.json list.json", .says = "pathwright diff: list.json: not a package: the text is JSON but not an object\n"},
+      {.command = pw + "merge good.json cut.json good.json -o out.json", .says = "pathwright merge: cut.json: line 3, column 1: unexpected end of text, expected ',' or '}'; nothing written\n"},
+      {.command = pw + "merge good.json good.json list.json -o out.json", .says = "pathwright merge: list.json: not a package: the text is JSON but not an object; nothing written\n"},
   };
   // clang-format on
   for (const auto& c : cases) {

@@ -51,12 +51,8 @@ TEST(Hardening, RequestLinesOverTheLimitAreAnsweredWithAnErrorAndServingGoesOn) 
   };
   // clang-format off
   const LimitCase cases[] = {
-      {.flags = {},
-       .line_bytes = (std::size_t{16} << 20) + 1,
-       .message = "invalid request: the line is longer than 16777216 bytes (serve --max-request)"},
-      {.flags = {"--max-request", "100"},
-       .line_bytes = 101,
-       .message = "invalid request: the line is longer than 100 bytes (serve --max-request)"},
+      {.flags = {}, .line_bytes = (std::size_t{16} << 20) + 1, .message = "invalid request: the line is longer than 16777216 bytes (serve --max-request)"},
+      {.flags = {"--max-request", "100"}, .line_bytes = 101, .message = "invalid request: the line is longer than 100 bytes (serve --max-request)"},
   };
   // clang-format on
   auto store = demo_store();

@@ -68,9 +68,7 @@ TEST(JsonRpcServe, RunsRouteAndHostCommandsAndSavesAtTheEnd) {
     const char* answer;  // the result, or the error
     // clang-format off
   } cases[] = {
-      {.method = "add_route_point",
-       .params = R"({"id":"gate_guard","position":{"x":-150.04,"y":100,"z":1100}})",
-       .answer = R"({"id":"gate_guard","point":3})"},
+      {.method = "add_route_point", .params = R"({"id":"gate_guard","position":{"x":-150.04,"y":100,"z":1100}})", .answer = R"({"id":"gate_guard","point":3})"},
       {.method = "set_route", .params = R"({"id":"gate_guard","mode":"loop"})", .answer = guard},
       {.method = "check_route", .params = guard, .answer = no_game},
       {.method = "remove_route", .params = R"({"id":"bar_worker_uw1"})", .answer = R"({"id":"bar_worker_uw1"})"},

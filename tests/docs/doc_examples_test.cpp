@@ -47,12 +47,9 @@ TEST(DocExamples, ReaderJoinsContinuationsAndRefusesAHalfExchange) {
   const ReadCase cases[] = {
       {.doc = "```\n-> {\"a\":\n    1}\n<- {}\n```\n", .ok = true, .exchanges = 1, .last_request = "{\"a\":1}", .error = ""},
       {.doc = "-> outside a block\n<- is prose\n", .ok = true, .exchanges = 0, .last_request = "", .error = ""},
-      {.doc = "```\n-> {}\n\n    \n```\n", .ok = false, .exchanges = 0, .last_request = "",
-       .error = "line 2: a request (->) without its answer (<-)"},
-      {.doc = "```\n-> {}\n-> {}\n<- {}\n```\n", .ok = false, .exchanges = 0, .last_request = "",
-       .error = "line 2: a request (->) without its answer (<-)"},
-      {.doc = "```\n<- {}\n```\n", .ok = false, .exchanges = 0, .last_request = "",
-       .error = "line 2: an answer (<-) without a request (->) before it"},
+      {.doc = "```\n-> {}\n\n    \n```\n", .ok = false, .exchanges = 0, .last_request = "", .error = "line 2: a request (->) without its answer (<-)"},
+      {.doc = "```\n-> {}\n-> {}\n<- {}\n```\n", .ok = false, .exchanges = 0, .last_request = "", .error = "line 2: a request (->) without its answer (<-)"},
+      {.doc = "```\n<- {}\n```\n", .ok = false, .exchanges = 0, .last_request = "", .error = "line 2: an answer (<-) without a request (->) before it"},
   };
   // clang-format on
   for (const ReadCase& c : cases) {
