@@ -21,28 +21,24 @@ Outcome merged(const Repository& repo, const std::string& base, const std::strin
 
 // The merge itself, case by case, is in tests/compare/package_merge_test.cpp; here git runs the driver.
 TEST(GitMerge, TheDriverMergesEditsOfDifferentActorsAndPoints) {
+  struct Yard {
+    const char *a, *b;  // the x of each point of actor a's route, and of actor b's
+  };
   const struct {
     const char* name;
-    std::string base, ours, theirs, result;
+    Yard base, ours, theirs, result;
     // clang-format off
   } cases[] = {
-      {.name = "different actors",
-       .base = two(route("a", "123"), route("b", "123")),
-       .ours = two(route("a", "153"), route("b", "123")),
-       .theirs = two(route("a", "123"), route("b", "173")),
-       .result = two(route("a", "153"), route("b", "173"))},
-      {.name = "different points of one route",
-       .base = two(route("a", "12345"), route("b", "1")),
-       .ours = two(route("a", "19345"), route("b", "1")),
-       .theirs = two(route("a", "12348"), route("b", "1")),
-       .result = two(route("a", "19348"), route("b", "1"))},
+      {.name = "different actors", .base = {"123", "123"}, .ours = {"153", "123"}, .theirs = {"123", "173"}, .result = {"153", "173"}},
+      {.name = "different points of one route", .base = {"12345", "1"}, .ours = {"19345", "1"}, .theirs = {"12348", "1"}, .result = {"19348", "1"}},
   };
   // clang-format on
+  const auto yard = [](const Yard& routes) { return two(route("a", routes.a), route("b", routes.b)); };
   for (const auto& c : cases) {
     Repository repo;
-    const Outcome merge = merged(repo, c.base, c.ours, c.theirs);
+    const Outcome merge = merged(repo, yard(c.base), yard(c.ours), yard(c.theirs));
     EXPECT_EQ(merge.status, 0) << c.name << ": " << merge.out;
-    EXPECT_EQ(file_text(repo.path("yard.json")), c.result) << c.name;
+    EXPECT_EQ(file_text(repo.path("yard.json")), yard(c.result)) << c.name;
     EXPECT_FALSE(fs::exists(repo.path("yard.json.conflicts"))) << c.name;
     // The merged package loads in the store and is checked like any other.
     const Outcome check = repo.run("'" + kPathwright + "' call --store . check_package '{\"package\": \"yard\"}'");
