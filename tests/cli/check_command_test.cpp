@@ -16,6 +16,8 @@ using host::testing::Outcome;
 using host::testing::Scratch;
 using mods::json::Value;
 
+class CheckCommand : public host::testing::ScratchTest {};
+
 // A floor from (0, 0) to (1000, 1000) at height 0, and a store whose one package walks a resident over it
 // and another off its edge.
 const char* const kFloor = "v 0 0 0\nv 1000 0 0\nv 1000 0 1000\nv 0 0 1000\nf 1 2 3 4\n";
@@ -25,8 +27,7 @@ const char* const kYard = R"({"actors": [
   {"actor": "resident", "id": "stray", "parameters": {"resident": "ub3"}, "position": {"x": 100, "y": 0, "z": 500},
    "path": {"mode": "circle", "points": [{"x": 1500, "y": 0, "z": 500}]}}]})";
 
-TEST(CheckCommand, DemoStoreOnTheIslandReportsTheDropsLikeACompiler) {
-  Scratch scratch;
+TEST_F(CheckCommand, DemoStoreOnTheIslandReportsTheDropsLikeACompiler) {
   const Outcome run = check(scratch, "--demo " + kExamples);
   EXPECT_EQ(run.status, 1) << run.err;
   // Warnings first, then errors, each at the line and column of its point or actor; the counts last.
@@ -41,8 +42,7 @@ TEST(CheckCommand, DemoStoreOnTheIslandReportsTheDropsLikeACompiler) {
   EXPECT_EQ(run.out.find(summary), run.out.size() - summary.size()) << run.out;
 }
 
-TEST(CheckCommand, MeetingsAreWarningsWithinTheSecondsAsked) {
-  Scratch scratch;
+TEST_F(CheckCommand, MeetingsAreWarningsWithinTheSecondsAsked) {
   const std::string floor = scratch.write("floor.obj", kFloor);
   // The stray walks along the walker's line towards it.
   scratch.write("store/yard.json", R"({"actors": [
@@ -61,8 +61,7 @@ TEST(CheckCommand, MeetingsAreWarningsWithinTheSecondsAsked) {
   EXPECT_EQ(check(scratch, store + " --seconds 0").status, 2) << "a horizon from 1 to 3600 s";
 }
 
-TEST(CheckCommand, WorldMeshChecksAStoreWithNoGameRunning) {
-  Scratch scratch;
+TEST_F(CheckCommand, WorldMeshChecksAStoreWithNoGameRunning) {
   const std::string floor = scratch.write("floor.obj", kFloor);
   scratch.write("store/yard.json", kYard);
   const std::string store = "--store '" + scratch.path("store") + "' --world '" + floor + "'";
@@ -81,8 +80,7 @@ TEST(CheckCommand, WorldMeshChecksAStoreWithNoGameRunning) {
   EXPECT_EQ(check(scratch, store).status, 0);
 }
 
-TEST(CheckCommand, LinesAndJsonNameTheLineAndColumnOfThePointOrTheActor) {
-  Scratch scratch;
+TEST_F(CheckCommand, LinesAndJsonNameTheLineAndColumnOfThePointOrTheActor) {
   const std::string floor = scratch.write("floor.obj", kFloor);
   // Two actors share "gate": the shared-id error stands at the first, the second's bad point at its point.
   scratch.write("store/yard.json", R"({"actors": [
@@ -110,8 +108,7 @@ TEST(CheckCommand, LinesAndJsonNameTheLineAndColumnOfThePointOrTheActor) {
 }
 
 // Exit 2 when the check cannot run; a package named by its file is checked under its name.
-TEST(CheckCommand, ExitsTwoWhenTheCheckCannotRun) {
-  Scratch scratch;
+TEST_F(CheckCommand, ExitsTwoWhenTheCheckCannotRun) {
   const std::string floor = scratch.write("floor.obj", kFloor);
   scratch.write("store/yard.json", kYard);
   scratch.write("store/good.json", R"({"actors": []})");

@@ -49,6 +49,12 @@ class Scratch {
   fs::path path_;
 };
 
+// A test with a scratch folder of its own.
+class ScratchTest : public ::testing::Test {
+ protected:
+  Scratch scratch;
+};
+
 // The demo's own examples folder, for `--demo` on a store that is not the demo's.
 const std::string kExamples = std::string("--examples '") + PATHWRIGHT_EXAMPLES_DIR + "'";
 

@@ -21,9 +21,10 @@ using host::testing::pathwright;
 using host::testing::Scratch;
 using mods::json::Value;
 
+class CheckHardening : public host::testing::ScratchTest {};
+
 // Regression: `{"actors": 5}` checked clean (exit 0) while the game refused it four times on stderr.
-TEST(CheckHardening, APackageTheGameRefusesFailsTheCheckOnce) {
-  Scratch scratch;
+TEST_F(CheckHardening, APackageTheGameRefusesFailsTheCheckOnce) {
   scratch.write("store/broken.json", R"({"actors": 5})");
   const Outcome run = check(scratch, "--demo --store '" + scratch.path("store") + "' " + kExamples);
   EXPECT_EQ(run.status, 1) << run.err;
@@ -37,8 +38,7 @@ TEST(CheckHardening, APackageTheGameRefusesFailsTheCheckOnce) {
 }
 
 // Regression: an id holding a newline printed a line that passed for another package's summary.
-TEST(CheckHardening, IdsThatCouldForgeALinePrintAsJsonStrings) {
-  Scratch scratch;
+TEST_F(CheckHardening, IdsThatCouldForgeALinePrintAsJsonStrings) {
   const struct {
     const char* id;  // as written in the package's JSON
     const char* printed;
@@ -62,8 +62,7 @@ TEST(CheckHardening, IdsThatCouldForgeALinePrintAsJsonStrings) {
 }
 
 // The same for `check` is in check_command_test.cpp (ExitsTwoWhenTheCheckCannotRun).
-TEST(CheckHardening, WithoutAGroundSourceAdvanceGameNamesEveryFlagThatGivesOne) {
-  Scratch scratch;
+TEST_F(CheckHardening, WithoutAGroundSourceAdvanceGameNamesEveryFlagThatGivesOne) {
   scratch.write("store/p.json", R"({"actors": []})");
   const Outcome run =
       pathwright(scratch, "call --store '" + scratch.path("store") + "' advance_game '{\"seconds\": 1}'");
@@ -75,8 +74,7 @@ TEST(CheckHardening, WithoutAGroundSourceAdvanceGameNamesEveryFlagThatGivesOne) 
 
 // Regression: "my mod.json" and "dörfchen.json" were passed over without a word, and a store of only such
 // files "held no package".
-TEST(CheckHardening, PackageFilesWithOtherNamesAreListedWithTheReason) {
-  Scratch scratch;
+TEST_F(CheckHardening, PackageFilesWithOtherNamesAreListedWithTheReason) {
   const std::string floor = scratch.write("floor.obj", "v 0 0 0\nv 1000 0 0\nv 1000 0 1000\nf 1 2 3\n");
   scratch.write("store/my mod.json", R"({"actors": []})");
   scratch.write("store/d\xc3\xb6rfchen.json", R"({"actors": []})");
@@ -104,8 +102,7 @@ TEST(CheckHardening, PackageFilesWithOtherNamesAreListedWithTheReason) {
 
 // Regression: --format json left unreadable packages out (only stderr told) and printed nothing when the
 // check could not run.
-TEST(CheckHardening, JsonFormatListsUnreadablePackagesAndSaysWhyItCannotRun) {
-  Scratch scratch;
+TEST_F(CheckHardening, JsonFormatListsUnreadablePackagesAndSaysWhyItCannotRun) {
   scratch.write("store/good.json", R"({"actors": []})");
   scratch.write("store/torn.json", R"({"actors": [)");
   const Outcome run = check(scratch, "--format json --store '" + scratch.path("store") + "' --demo " + kExamples);
@@ -137,8 +134,7 @@ bool run_on_read_only_mount(const Scratch& scratch, const std::string& store, co
 
 // Regression: on a read-only checkout `check` exited 2 and `call actors` 1 ("cannot make .pathwright"), and
 // read-only commands made .pathwright/ in any folder.
-TEST(CheckHardening, CommandsThatOnlyReadWorkOnAStoreThatCannotBeWrittenAndCreateNothing) {
-  Scratch scratch;
+TEST_F(CheckHardening, CommandsThatOnlyReadWorkOnAStoreThatCannotBeWrittenAndCreateNothing) {
   const auto demo = host::testing::demo_store();
   ASSERT_NE(demo, nullptr);
   const std::string store = demo->path();
@@ -182,8 +178,7 @@ TEST(CheckHardening, CommandsThatOnlyReadWorkOnAStoreThatCannotBeWrittenAndCreat
 }
 
 // Regression: `check` on a store a map or serve held exited 2 ("in use by process ...").
-TEST(CheckHardening, CheckReadsAStoreAnotherProcessHoldsBesideIt) {
-  Scratch scratch;
+TEST_F(CheckHardening, CheckReadsAStoreAnotherProcessHoldsBesideIt) {
   const auto demo = host::testing::demo_store();
   ASSERT_NE(demo, nullptr);
   host::testing::Child server(PATHWRIGHT_BINARY, {"serve", "--store", demo->path()}, scratch.path("serve.txt"));
@@ -199,8 +194,7 @@ TEST(CheckHardening, CheckReadsAStoreAnotherProcessHoldsBesideIt) {
 
 // Regression: `set_route {"speeed": 5}` succeeded without a word, and `"snapp": false` was passed over. The
 // warnings of settings the game will not use come the same way.
-TEST(CheckHardening, UnknownParametersAreToldBesideTheAnswer) {
-  Scratch scratch;
+TEST_F(CheckHardening, UnknownParametersAreToldBesideTheAnswer) {
   const auto demo = host::testing::demo_store();
   ASSERT_NE(demo, nullptr);
   const struct {
