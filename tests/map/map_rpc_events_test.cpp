@@ -141,7 +141,8 @@ TEST_F(MapFixture, ListenerWithAnIdFromAnEarlierRunIsToldToReload) {
 
 TEST_F(MapFixture, WatchingPageGetsLiveActorsOfItsPackage) {
   Listener page(server_->port(), bearer());
-  EXPECT_TRUE(rpc(R"({"jsonrpc":"2.0","id":1,"method":"advance_game","params":{"seconds":3}})").has("result"));
+  EXPECT_EQ(rpc(R"({"jsonrpc":"2.0","id":1,"method":"advance_game","params":{"seconds":3}})").get("result"),
+            parse(R"({"time":3})"));
   const std::string text = page.wait_for("\"time\":3");
   const std::size_t live = text.find("event: live\ndata: {\"actors\":[{\"id\":");
   ASSERT_NE(live, std::string::npos) << text;
