@@ -49,14 +49,25 @@ class Scratch {
   fs::path path_;
 };
 
-// Runs `pathwright check ARGS` (ARGS as a shell would split them), its output in files of `scratch`.
-inline Outcome check(const Scratch& scratch, const std::string& args) {
+// A test with a scratch folder of its own.
+class ScratchTest : public ::testing::Test {
+ protected:
+  Scratch scratch;
+};
+
+// The demo's own examples folder, for `--demo` on a store that is not the demo's.
+const std::string kExamples = std::string("--examples '") + PATHWRIGHT_EXAMPLES_DIR + "'";
+
+// Runs `pathwright ARGS` (ARGS as a shell would split them), its output in files of `scratch`.
+inline Outcome pathwright(const Scratch& scratch, const std::string& args) {
   const std::string out = scratch.path("out.txt"), err = scratch.path("err.txt");
-  const std::string command =
-      std::string("'") + PATHWRIGHT_BINARY + "' check " + args + " >'" + out + "' 2>'" + err + "'";
+  const std::string command = std::string("'") + PATHWRIGHT_BINARY + "' " + args + " >'" + out + "' 2>'" + err + "'";
   const int raw = std::system(command.c_str());
   return {.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, .out = file_text(out), .err = file_text(err)};
 }
+
+// Runs `pathwright check ARGS`.
+inline Outcome check(const Scratch& scratch, const std::string& args) { return pathwright(scratch, "check " + args); }
 
 }  // namespace host::testing
 

@@ -15,15 +15,16 @@ namespace {
 
 namespace fs = std::filesystem;
 using host::testing::check;
+using host::testing::kExamples;
 using host::testing::Outcome;
+using host::testing::pathwright;
 using host::testing::Scratch;
 using mods::json::Value;
 
-const std::string kExamples = std::string("--examples '") + PATHWRIGHT_EXAMPLES_DIR + "'";
+class CheckHardening : public host::testing::ScratchTest {};
 
 // Regression: `{"actors": 5}` checked clean (exit 0) while the game refused it four times on stderr.
-TEST(CheckHardening, APackageTheGameRefusesFailsTheCheckOnce) {
-  Scratch scratch;
+TEST_F(CheckHardening, APackageTheGameRefusesFailsTheCheckOnce) {
   scratch.write("store/broken.json", R"({"actors": 5})");
   const Outcome run = check(scratch, "--demo --store '" + scratch.path("store") + "' " + kExamples);
   EXPECT_EQ(run.status, 1) << run.err;
@@ -37,8 +38,7 @@ TEST(CheckHardening, APackageTheGameRefusesFailsTheCheckOnce) {
 }
 
 // Regression: an id holding a newline printed a line that passed for another package's summary.
-TEST(CheckHardening, IdsThatCouldForgeALinePrintAsJsonStrings) {
-  Scratch scratch;
+TEST_F(CheckHardening, IdsThatCouldForgeALinePrintAsJsonStrings) {
   const struct {
     const char* id;  // as written in the package's JSON
     const char* printed;
@@ -61,26 +61,20 @@ TEST(CheckHardening, IdsThatCouldForgeALinePrintAsJsonStrings) {
   }
 }
 
-TEST(CheckHardening, WithoutAGroundSourceTheMessagesNameEveryFlagThatGivesOne) {
-  Scratch scratch;
+// The same for `check` is in check_command_test.cpp (ExitsTwoWhenTheCheckCannotRun).
+TEST_F(CheckHardening, WithoutAGroundSourceAdvanceGameNamesEveryFlagThatGivesOne) {
   scratch.write("store/p.json", R"({"actors": []})");
-  const std::string store = "--store '" + scratch.path("store") + "'";
-  const Outcome run = check(scratch, store + " --format json");
-  EXPECT_EQ(run.status, 2);
-  EXPECT_EQ(host::testing::parse(run.out).get("packages").items.at(0).get("game").str,
-            "no ground to check against: give --game HOST:PORT, --demo or --world FILE.obj");
-  const std::string advance = std::string("'") + PATHWRIGHT_BINARY + "' call " + store +
-                              " advance_game '{\"seconds\": 1}' 2>'" + scratch.path("advance.txt") + "'";
-  EXPECT_NE(std::system(advance.c_str()), 0);
-  EXPECT_EQ(host::testing::file_text(scratch.path("advance.txt")),
+  const Outcome run =
+      pathwright(scratch, "call --store '" + scratch.path("store") + "' advance_game '{\"seconds\": 1}'");
+  EXPECT_NE(run.status, 0);
+  EXPECT_EQ(run.err,
             "advance_game needs the in-process game with a manual clock (--demo or --world FILE.obj, with "
             "--manual-clock)\n");
 }
 
 // Regression: "my mod.json" and "dörfchen.json" were passed over without a word, and a store of only such
 // files "held no package".
-TEST(CheckHardening, PackageFilesWithOtherNamesAreListedWithTheReason) {
-  Scratch scratch;
+TEST_F(CheckHardening, PackageFilesWithOtherNamesAreListedWithTheReason) {
   const std::string floor = scratch.write("floor.obj", "v 0 0 0\nv 1000 0 0\nv 1000 0 1000\nf 1 2 3\n");
   scratch.write("store/my mod.json", R"({"actors": []})");
   scratch.write("store/d\xc3\xb6rfchen.json", R"({"actors": []})");
@@ -98,10 +92,9 @@ TEST(CheckHardening, PackageFilesWithOtherNamesAreListedWithTheReason) {
   run = check(scratch, "--store '" + scratch.path("store") + "'" + world);
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.err, warnings);
-  const std::string listing = std::string("'") + PATHWRIGHT_BINARY + "' call --store '" + scratch.path("store") +
-                              "' packages >'" + scratch.path("list.txt") + "'";
-  ASSERT_EQ(std::system(listing.c_str()), 0);
-  const Value skipped = host::testing::parse(host::testing::file_text(scratch.path("list.txt"))).get("skipped");
+  const Outcome listing = pathwright(scratch, "call --store '" + scratch.path("store") + "' packages");
+  ASSERT_EQ(listing.status, 0) << listing.err;
+  const Value skipped = host::testing::parse(listing.out).get("skipped");
   ASSERT_EQ(skipped.items.size(), 2u);
   EXPECT_EQ(skipped.items[1].get("file").str, "my mod.json");
   EXPECT_EQ(skipped.items[1].get("reason").str, rule);
@@ -109,8 +102,7 @@ TEST(CheckHardening, PackageFilesWithOtherNamesAreListedWithTheReason) {
 
 // Regression: --format json left unreadable packages out (only stderr told) and printed nothing when the
 // check could not run.
-TEST(CheckHardening, JsonFormatListsUnreadablePackagesAndSaysWhyItCannotRun) {
-  Scratch scratch;
+TEST_F(CheckHardening, JsonFormatListsUnreadablePackagesAndSaysWhyItCannotRun) {
   scratch.write("store/good.json", R"({"actors": []})");
   scratch.write("store/torn.json", R"({"actors": [)");
   const Outcome run = check(scratch, "--format json --store '" + scratch.path("store") + "' --demo " + kExamples);
@@ -142,8 +134,7 @@ bool run_on_read_only_mount(const Scratch& scratch, const std::string& store, co
 
 // Regression: on a read-only checkout `check` exited 2 and `call actors` 1 ("cannot make .pathwright"), and
 // read-only commands made .pathwright/ in any folder.
-TEST(CheckHardening, CommandsThatOnlyReadWorkOnAStoreThatCannotBeWrittenAndCreateNothing) {
-  Scratch scratch;
+TEST_F(CheckHardening, CommandsThatOnlyReadWorkOnAStoreThatCannotBeWrittenAndCreateNothing) {
   const auto demo = host::testing::demo_store();
   ASSERT_NE(demo, nullptr);
   const std::string store = demo->path();
@@ -187,8 +178,7 @@ TEST(CheckHardening, CommandsThatOnlyReadWorkOnAStoreThatCannotBeWrittenAndCreat
 }
 
 // Regression: `check` on a store a map or serve held exited 2 ("in use by process ...").
-TEST(CheckHardening, CheckReadsAStoreAnotherProcessHoldsBesideIt) {
-  Scratch scratch;
+TEST_F(CheckHardening, CheckReadsAStoreAnotherProcessHoldsBesideIt) {
   const auto demo = host::testing::demo_store();
   ASSERT_NE(demo, nullptr);
   host::testing::Child server(PATHWRIGHT_BINARY, {"serve", "--store", demo->path()}, scratch.path("serve.txt"));
@@ -202,9 +192,9 @@ TEST(CheckHardening, CheckReadsAStoreAnotherProcessHoldsBesideIt) {
   EXPECT_TRUE(server.call("status").has("result")) << "the server goes on";
 }
 
-// Regression: `set_route {"speeed": 5}` succeeded without a word, and `"snapp": false` was passed over.
-TEST(CheckHardening, UnknownParametersAreToldBesideTheAnswer) {
-  Scratch scratch;
+// Regression: `set_route {"speeed": 5}` succeeded without a word, and `"snapp": false` was passed over. The
+// warnings of settings the game will not use come the same way.
+TEST_F(CheckHardening, UnknownParametersAreToldBesideTheAnswer) {
   const auto demo = host::testing::demo_store();
   ASSERT_NE(demo, nullptr);
   const struct {
@@ -214,19 +204,16 @@ TEST(CheckHardening, UnknownParametersAreToldBesideTheAnswer) {
     // clang-format off
   } cases[] = {
       {.method = "set_route", .params = R"({"id": "baker_ub3", "speeed": 5})", .warnings = {"unknown parameter \"speeed\""}},
-      {.method = "add_route_point",
-       .params = R"({"id": "baker_ub3", "position": {"x": 0, "y": 0, "z": 0}, "snapp": false, "afterr": 0})",
-       .warnings = {"unknown parameter \"afterr\"", "unknown parameter \"snapp\""}},
+      {.method = "add_route_point", .params = R"({"id": "baker_ub3", "position": {"x": 0, "y": 0, "z": 0}, "snapp": false, "afterr": 0})", .warnings = {"unknown parameter \"afterr\"", "unknown parameter \"snapp\""}},
       {.method = "placed_actors", .params = R"({"limit": 1, "package": "windfall"})", .warnings = {}},
       {.method = "status", .params = R"({"verbose": true})", .warnings = {"unknown parameter \"verbose\""}},
+      {.method = "set_route", .params = R"({"id": "baker_ub3", "pauses": "often"})", .warnings = {"the pauses \"often\" are neither true, false nor a number of seconds from 0"}},
   };
   // clang-format on
   for (const auto& c : cases) {
-    const std::string out = scratch.path("call.txt");
-    const std::string command = std::string("'") + PATHWRIGHT_BINARY + "' call --store '" + demo->path() + "' " +
-                                c.method + " '" + c.params + "' >'" + out + "'";
-    ASSERT_EQ(std::system(command.c_str()), 0) << c.method;
-    const Value answer = host::testing::parse(host::testing::file_text(out));
+    const Outcome run = pathwright(scratch, "call --store '" + demo->path() + "' " + c.method + " '" + c.params + "'");
+    ASSERT_EQ(run.status, 0) << c.method << ": " << run.err;
+    const Value answer = host::testing::parse(run.out);
     std::vector<std::string> warnings;
     for (const Value& warning : answer.get("warnings").items) warnings.push_back(warning.str);
     EXPECT_EQ(warnings, c.warnings) << c.method;

@@ -19,41 +19,26 @@ Outcome merged(const Repository& repo, const std::string& base, const std::strin
   return repo.run("git merge -q -m merge theirs");
 }
 
-TEST(GitMerge, TheDriverMergesEditsOfDifferentActorsMembersAndPoints) {
+// The merge itself, case by case, is in tests/compare/package_merge_test.cpp; here git runs the driver.
+TEST(GitMerge, TheDriverMergesEditsOfDifferentActorsAndPoints) {
+  struct Yard {
+    const char *a, *b;  // the x of each point of actor a's route, and of actor b's
+  };
   const struct {
     const char* name;
-    std::string base, ours, theirs, result;
+    Yard base, ours, theirs, result;
     // clang-format off
   } cases[] = {
-      {.name = "different actors",
-       .base = two(route("a", "123"), route("b", "123")),
-       .ours = two(route("a", "153"), route("b", "123")),
-       .theirs = two(route("a", "123"), route("b", "173")),
-       .result = two(route("a", "153"), route("b", "173"))},
-      {.name = "different members of one actor",
-       .base = two(route("a", "123"), route("b", "1")),
-       .ours = two(route("a", "123"), route("b", "1")).replace(
-           two(route("a", "123"), route("b", "1")).find("\"once\""), 6, "\"loop\""),
-       .theirs = two(route("a", "124"), route("b", "1")),
-       .result = two(route("a", "124"), route("b", "1")).replace(
-           two(route("a", "124"), route("b", "1")).find("\"once\""), 6, "\"loop\"")},
-      {.name = "different points of one route",
-       .base = two(route("a", "12345"), route("b", "1")),
-       .ours = two(route("a", "19345"), route("b", "1")),
-       .theirs = two(route("a", "12348"), route("b", "1")),
-       .result = two(route("a", "19348"), route("b", "1"))},
-      {.name = "the same edit on both sides",
-       .base = two(route("a", "123"), route("b", "1")),
-       .ours = two(route("a", "193"), route("b", "1")),
-       .theirs = two(route("a", "193"), route("b", "1")),
-       .result = two(route("a", "193"), route("b", "1"))},
+      {.name = "different actors", .base = {"123", "123"}, .ours = {"153", "123"}, .theirs = {"123", "173"}, .result = {"153", "173"}},
+      {.name = "different points of one route", .base = {"12345", "1"}, .ours = {"19345", "1"}, .theirs = {"12348", "1"}, .result = {"19348", "1"}},
   };
   // clang-format on
+  const auto yard = [](const Yard& routes) { return two(route("a", routes.a), route("b", routes.b)); };
   for (const auto& c : cases) {
     Repository repo;
-    const Outcome merge = merged(repo, c.base, c.ours, c.theirs);
+    const Outcome merge = merged(repo, yard(c.base), yard(c.ours), yard(c.theirs));
     EXPECT_EQ(merge.status, 0) << c.name << ": " << merge.out;
-    EXPECT_EQ(file_text(repo.path("yard.json")), c.result) << c.name;
+    EXPECT_EQ(file_text(repo.path("yard.json")), yard(c.result)) << c.name;
     EXPECT_FALSE(fs::exists(repo.path("yard.json.conflicts"))) << c.name;
     // The merged package loads in the store and is checked like any other.
     const Outcome check = repo.run("'" + kPathwright + "' call --store . check_package '{\"package\": \"yard\"}'");
@@ -73,10 +58,8 @@ TEST(GitMerge, ThePointMovedDifferentlyOnBothSidesIsAConflictKeptBesideThePackag
             std::string::npos)
       << merge.out;
   EXPECT_EQ(file_text(repo.path("yard.json")), ours);  // a valid package holding ours
-  const Value kept = parse(file_text(repo.path("yard.json.conflicts")));
-  const Value& conflict = kept.get("actors").items.at(0).get("conflicts").items.at(0);
-  EXPECT_EQ(conflict.get("ours").get("x").number, 5);
-  EXPECT_EQ(conflict.get("theirs").get("x").number, 7);
+  // What the conflicts file holds is in tests/compare/package_merge_test.cpp.
+  EXPECT_TRUE(fs::exists(repo.path("yard.json.conflicts")));
   EXPECT_EQ(repo.run("git ls-files -u yard.json").out.empty(), false);  // git marks it conflicted
 
   // Taking theirs for the actor is one command; the conflicts file goes with the last conflict.
@@ -146,16 +129,11 @@ TEST(DiffAndMerge, DamagedInputIsTroubleAndWritesNothing) {
     std::string command, says;
     // clang-format off
   } cases[] = {
-      {.command = pw + "diff good.json cut.json",
-       .says = "pathwright diff: cut.json: line 3, column 1: unexpected end of text, expected ',' or '}'\n"},
+      {.command = pw + "diff good.json cut.json", .says = "pathwright diff: cut.json: line 3, column 1: unexpected end of text, expected ',' or '}'\n"},
       {.command = pw + "diff missing.json good.json", .says = "pathwright diff: missing.json: cannot be read: no such file or directory\n"},
-      {.command = pw + "diff good.json list.json",
-       .says = "pathwright diff: list.json: not a package: the text is JSON but not an object\n"},
-      {.command = pw + "merge good.json cut.json good.json -o out.json",
-       .says = "pathwright merge: cut.json: line 3, column 1: unexpected end of text, expected ',' or '}'; nothing "
-               "written\n"},
-      {.command = pw + "merge good.json good.json list.json -o out.json",
-       .says = "pathwright merge: list.json: not a package: the text is JSON but not an object; nothing written\n"},
+      {.command = pw + "diff good.json list.json", .says = "pathwright diff: list.json: not a package: the text is JSON but not an object\n"},
+      {.command = pw + "merge good.json cut.json good.json -o out.json", .says = "pathwright merge: cut.json: line 3, column 1: unexpected end of text, expected ',' or '}'; nothing written\n"},
+      {.command = pw + "merge good.json good.json list.json -o out.json", .says = "pathwright merge: list.json: not a package: the text is JSON but not an object; nothing written\n"},
   };
   // clang-format on
   for (const auto& c : cases) {

@@ -1,5 +1,5 @@
-// The edges between processes, end to end with the real programs: a second map on a taken port, a `call`
-// forwarded to a holder that stopped answering, and numeric flags out of range.
+// The edges between processes, end to end with the real programs: a second map on a taken port and a
+// `call` forwarded to a holder that stopped answering. Numeric flags out of range are in serve_test.cpp.
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -15,14 +15,6 @@ namespace {
 
 constexpr auto kForwardBound = std::chrono::seconds(1);  // the --lock-wait the frozen-holder test gives
 constexpr auto kForwardSlack = std::chrono::seconds(8);  // a loaded machine's start-up and exit on top
-
-int run(std::vector<std::string> args, std::string& output) {
-  Child child(PATHWRIGHT_BINARY, std::move(args));
-  const int code = child.finish();
-  output.clear();
-  for (std::string line; child.read_line(line);) output += line + "\n";
-  return code;
-}
 
 // Regression: a second map on a port another map listened on started too (both sockets shared the port)
 // and the browser's edits were spread over two stores.
@@ -82,38 +74,6 @@ TEST(Network, CallToAHolderThatDoesNotAnswerEndsAtTheBoundAndSaysTheChangeMayFol
   ASSERT_FALSE(history.get("result").get("changes").items.empty());
   EXPECT_EQ(history.get("result").get("changes").items.back().get("label").str, "Add a route point to gate_guard");
   EXPECT_EQ(holder.finish(), 0);
-}
-
-struct FlagCase {
-  std::vector<std::string> args;
-  const char* error;
-};
-
-// Regression: `--lock-wait -1` printed a range with a 309-digit upper end.
-TEST(Network, NumericFlagsSayTheirRangeInPlainNumbers) {
-  // clang-format off
-  const FlagCase cases[] = {
-      {.args = {"call", "--lock-wait", "-1", "status"}, .error = "--lock-wait: the lock wait is 0 to 86400 seconds, not -1"},
-      {.args = {"call", "--lock-wait", "1e400", "status"},
-       .error = "--lock-wait: the lock wait is 0 to 86400 seconds, not 1e400"},
-      {.args = {"call", "--game-timeout", "0", "status"},
-       .error = "--game-timeout: the game timeout is 0.001 to 3600 seconds, not 0"},
-      {.args = {"serve", "--max-request", "0"},
-       .error = "--max-request: the longest request is 1 to 1073741824 bytes, not 0"},
-      {.args = {"map", "--port", "70000"}, .error = "--port: the port is 0 to 65535 (0 picks a free one), not 70000"},
-      {.args = {"map", "--port", "-1"}, .error = "--port: the port is 0 to 65535 (0 picks a free one), not -1"},
-  };
-  // clang-format on
-  for (const FlagCase& c : cases) {
-    std::string output;
-    EXPECT_EQ(run(c.args, output), 2) << c.args[0] << " " << c.args[1] << ": " << output;
-    EXPECT_EQ(output.substr(0, output.find('\n')), c.error);
-  }
-  Child game(PATHWRIGHT_GAME_BINARY, {"--port", "70000"});
-  std::string line;
-  ASSERT_TRUE(game.read_line(line));
-  EXPECT_EQ(line, "--port: the port is 0 to 65535 (0 picks a free one), not 70000");
-  EXPECT_NE(game.finish(), 0);
 }
 
 }  // namespace

@@ -127,6 +127,16 @@ class Child {
   int next_id_ = 1;
 };
 
+// Runs `pathwright ARGS` with its input closed; its exit code, with standard output and error in `output`
+// (small enough for the pipe to hold until it ends).
+inline int run(std::vector<std::string> args, std::string& output) {
+  Child child(PATHWRIGHT_BINARY, std::move(args));
+  const int code = child.finish();
+  output.clear();
+  for (std::string line; child.read_line(line);) output += line + "\n";
+  return code;
+}
+
 }  // namespace host::testing
 
 #endif  // PATHWRIGHT_TESTS_CLI_PATHWRIGHT_PROCESS_H_

@@ -22,15 +22,16 @@ namespace {
 
 constexpr int kConcurrentCalls = 20;
 
-// Runs `pathwright ARGS` with its input closed; its exit code, with standard output and error in `output`
-// (small enough for the pipe to hold until it ends).
-int run(std::vector<std::string> args, std::string& output) {
-  Child child(PATHWRIGHT_BINARY, std::move(args));
-  const int code = child.finish();
-  output.clear();
-  for (std::string line; child.read_line(line);) output += line + "\n";
-  return code;
-}
+// Each test on a copy of the demo store of its own, at `store`.
+class Sharing : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_NE(copy_ = demo_store(), nullptr);
+    store = copy_->path();
+  }
+  std::unique_ptr<server::TempFolder> copy_;
+  std::string store;
+};
 
 std::vector<Value> points_of(const Value& document, const std::string& id) {
   for (const Value& actor : document.get("actors").items) {
@@ -40,15 +41,13 @@ std::vector<Value> points_of(const Value& document, const std::string& id) {
 }
 
 // Two `call`s at the same moment take turns on the store: the package keeps every change either answered.
-TEST(Sharing, ConcurrentCallsLoseNoAnsweredChange) {
-  auto store = demo_store();
-  ASSERT_NE(store, nullptr);
-  const std::size_t before = points_of(parse(file_text(store->path() + "/windfall.json")), "gate_guard").size();
+TEST_F(Sharing, ConcurrentCallsLoseNoAnsweredChange) {
+  const std::size_t before = points_of(parse(file_text(store + "/windfall.json")), "gate_guard").size();
   std::vector<std::unique_ptr<Child>> calls;
   for (int i = 0; i < kConcurrentCalls; ++i) {
     const std::string params = R"({"id":"gate_guard","position":{"x":)" + std::to_string(i) + R"(,"y":100,"z":7}})";
     calls.push_back(std::make_unique<Child>(
-        PATHWRIGHT_BINARY, std::vector<std::string>{"call", "--store", store->path(), "add_route_point", params}));
+        PATHWRIGHT_BINARY, std::vector<std::string>{"call", "--store", store, "add_route_point", params}));
   }
   for (auto& call : calls) {
     std::string line, output;
@@ -57,14 +56,13 @@ TEST(Sharing, ConcurrentCallsLoseNoAnsweredChange) {
     EXPECT_TRUE(parse(output).has("point")) << output;
   }
   std::set<double> xs;
-  for (const Value& point : points_of(parse(file_text(store->path() + "/windfall.json")), "gate_guard")) {
+  for (const Value& point : points_of(parse(file_text(store + "/windfall.json")), "gate_guard")) {
     if (point.get("z").number == 7) xs.insert(point.get("x").number);
   }
   EXPECT_EQ(xs.size(), static_cast<std::size_t>(kConcurrentCalls)) << "answered changes missing from the file";
-  EXPECT_EQ(points_of(parse(file_text(store->path() + "/windfall.json")), "gate_guard").size(),
-            before + kConcurrentCalls);
+  EXPECT_EQ(points_of(parse(file_text(store + "/windfall.json")), "gate_guard").size(), before + kConcurrentCalls);
   std::string output;
-  ASSERT_EQ(run({"call", "--store", store->path(), "history"}, output), 0) << output;
+  ASSERT_EQ(run({"call", "--store", store, "history"}, output), 0) << output;
   int added = 0;
   const Value history = parse(output);
   for (const Value& change : history.get("changes").items) added += change.get("label").str.find("Add") == 0;
@@ -72,73 +70,64 @@ TEST(Sharing, ConcurrentCallsLoseNoAnsweredChange) {
 }
 
 // A store has one editor: a second `serve` on it refuses at start and names the process that holds it.
-TEST(Sharing, SecondServeRefusesAStoreInUseAndNamesItsHolder) {
-  auto store = demo_store();
-  ASSERT_NE(store, nullptr);
-  Child first(PATHWRIGHT_BINARY, {"serve", "--store", store->path()});
+TEST_F(Sharing, SecondServeRefusesAStoreInUseAndNamesItsHolder) {
+  Child first(PATHWRIGHT_BINARY, {"serve", "--store", store});
   ASSERT_TRUE(first.call("status").has("result"));
   std::string output;
-  EXPECT_EQ(run({"serve", "--store", store->path()}, output), 1);
+  EXPECT_EQ(run({"serve", "--store", store}, output), 1);
   EXPECT_NE(output.find("is in use by process"), std::string::npos) << output;
-  EXPECT_NE(output.find("serve --store " + store->path()), std::string::npos) << output;
+  EXPECT_NE(output.find("serve --store " + store), std::string::npos) << output;
   EXPECT_EQ(first.finish(), 0);
-  EXPECT_EQ(run({"serve", "--store", store->path()}, output), 0) << "the lock outlived its holder: " << output;
+  EXPECT_EQ(run({"serve", "--store", store}, output), 0) << "the lock outlived its holder: " << output;
 }
 
 // A running `serve` answers `call` itself (below); a process that holds the store without listening, such as
 // another `call`, makes it wait. This test holds the lock itself, the way such a `call` would.
-TEST(Sharing, CallWaitsForTheBoundThenNamesTheHolder) {
-  auto store = demo_store();
-  ASSERT_NE(store, nullptr);
+TEST_F(Sharing, CallWaitsForTheBoundThenNamesTheHolder) {
   bool held = false;
   std::string error;
-  auto lock = StoreLock::take(store->path(), 0, held, error);
+  auto lock = StoreLock::take(store, 0, held, error);
   ASSERT_NE(lock, nullptr) << error;
   std::string output;
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(run({"call", "--store", store->path(), "--lock-wait", "0.5", "status"}, output), 1);
+  EXPECT_EQ(run({"call", "--store", store, "--lock-wait", "0.5", "status"}, output), 1);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500)) << "did not wait";
   EXPECT_NE(output.find("is in use by process " + std::to_string(::getpid())), std::string::npos) << output;
   EXPECT_NE(output.find("(waited 0.5 s)"), std::string::npos) << output;
   lock.reset();
-  EXPECT_EQ(run({"call", "--store", store->path(), "--lock-wait", "5", "status"}, output), 0) << output;
+  EXPECT_EQ(run({"call", "--store", store, "--lock-wait", "5", "status"}, output), 0) << output;
 }
 
 // `call` beside a running `serve` runs through the editor, over the store's socket, as one more change in
 // the editor's history (never behind its back).
-TEST(Sharing, CallBesideARunningServeGoesThroughIt) {
-  auto store = demo_store();
-  ASSERT_NE(store, nullptr);
-  Child editor(PATHWRIGHT_BINARY, {"serve", "--store", store->path()});
+TEST_F(Sharing, CallBesideARunningServeGoesThroughIt) {
+  Child editor(PATHWRIGHT_BINARY, {"serve", "--store", store});
   ASSERT_TRUE(editor.call("status").has("result"));
-  const auto socket = std::filesystem::status(store->path() + "/.pathwright/socket");
+  const auto socket = std::filesystem::status(store + "/.pathwright/socket");
   EXPECT_EQ(socket.type(), std::filesystem::file_type::socket);
   EXPECT_EQ(socket.permissions() & std::filesystem::perms::all,
             std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 
   std::string output;
   const std::string params = R"({"id":"gate_guard","position":{"x":5,"y":100,"z":7}})";
-  ASSERT_EQ(run({"call", "--store", store->path(), "add_route_point", params}, output), 0) << output;
+  ASSERT_EQ(run({"call", "--store", store, "add_route_point", params}, output), 0) << output;
   EXPECT_TRUE(parse(output).has("point")) << output;
   const Value history = editor.call("history", parse(R"({"package":"windfall"})"));
   ASSERT_FALSE(history.get("result").get("changes").items.empty()) << "the editor did not see the call's change";
   EXPECT_EQ(history.get("result").get("changes").items.back().get("label").str, "Add a route point to gate_guard");
 
-  EXPECT_EQ(run({"call", "--store", store->path(), "no_such_method"}, output), 2) << output;
-  EXPECT_EQ(run({"call", "--store", store->path(), "remove_route_point", R"({"id":"nobody","point":1})"}, output), 1)
-      << output;
+  EXPECT_EQ(run({"call", "--store", store, "no_such_method"}, output), 2) << output;
+  EXPECT_EQ(run({"call", "--store", store, "remove_route_point", R"({"id":"nobody","point":1})"}, output), 1) << output;
   EXPECT_NE(output.find("nobody"), std::string::npos) << output;
   EXPECT_EQ(editor.finish(), 0);
-  EXPECT_FALSE(std::filesystem::exists(store->path() + "/.pathwright/socket")) << "the socket outlived serve";
+  EXPECT_FALSE(std::filesystem::exists(store + "/.pathwright/socket")) << "the socket outlived serve";
 }
 
 // A hand edit in place that keeps the size and the editor's last time stamp is still an outside change:
 // the next edit is refused and the hand edit stays.
-TEST(Sharing, SameSizeHandEditWithTheSameTimeIsFound) {
-  auto store = demo_store();
-  ASSERT_NE(store, nullptr);
-  const std::string file = store->path() + "/windfall.json";
-  Child server(PATHWRIGHT_BINARY, {"serve", "--store", store->path()});
+TEST_F(Sharing, SameSizeHandEditWithTheSameTimeIsFound) {
+  const std::string file = store + "/windfall.json";
+  Child server(PATHWRIGHT_BINARY, {"serve", "--store", store});
   ASSERT_TRUE(
       server.call("add_route_point", parse(R"({"id":"gate_guard","position":{"x":3,"y":100,"z":4}})")).has("result"));
   const std::string saved = file_text(file);
@@ -161,10 +150,8 @@ TEST(Sharing, SameSizeHandEditWithTheSameTimeIsFound) {
 }
 
 // Opening removes the temporaries of saves a kill cut short, and nothing else.
-TEST(Sharing, OpeningRemovesOnlyTemporariesOfInterruptedSaves) {
-  auto store = demo_store();
-  ASSERT_NE(store, nullptr);
-  const std::string root = store->path() + "/";
+TEST_F(Sharing, OpeningRemovesOnlyTemporariesOfInterruptedSaves) {
+  const std::string root = store + "/";
   std::filesystem::create_directories(root + ".pathwright");
   struct Case {
     std::string file;
@@ -181,7 +168,7 @@ TEST(Sharing, OpeningRemovesOnlyTemporariesOfInterruptedSaves) {
   // clang-format on
   for (const Case& c : cases) std::ofstream(root + c.file) << "{";
   std::string output;
-  ASSERT_EQ(run({"call", "--store", store->path(), "status"}, output), 0) << output;
+  ASSERT_EQ(run({"call", "--store", store, "status"}, output), 0) << output;
   for (const Case& c : cases) EXPECT_EQ(!std::filesystem::exists(root + c.file), c.removed) << c.file;
 }
 

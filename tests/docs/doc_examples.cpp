@@ -20,14 +20,6 @@ std::vector<std::string> lines_of(const std::string& text) {
   return lines;
 }
 
-// `where` with the step `key` put in front of it.
-std::string step(const std::string& key, const std::string& where) {
-  std::string path = "/";
-  path += key;
-  path += where;
-  return path;
-}
-
 bool is_placeholder(const nlohmann::json& value) {
   if (!value.is_string()) return false;
   const std::string& text = value.get_ref<const std::string&>();
@@ -37,6 +29,12 @@ bool is_placeholder(const nlohmann::json& value) {
 }  // namespace
 
 bool read_exchanges(const std::string& text, std::vector<Exchange>& exchanges, std::string& error) {
+  // The last request has no answer: it is dropped and its line named.
+  const auto unanswered = [&] {
+    error = "line " + std::to_string(exchanges.back().line) + ": a request (->) without its answer (<-)";
+    exchanges.pop_back();
+    return false;
+  };
   bool in_block = false;
   int number = 0;
   std::string* last = nullptr;  // the message a continuation line extends
@@ -50,11 +48,7 @@ bool read_exchanges(const std::string& text, std::vector<Exchange>& exchanges, s
     if (!in_block) continue;
     const bool open = !exchanges.empty() && exchanges.back().answer.empty();
     if (starts_with(line, kRequestMark)) {
-      if (open) {
-        error = "line " + std::to_string(exchanges.back().line) + ": a request (->) without its answer (<-)";
-        exchanges.pop_back();
-        return false;
-      }
+      if (open) return unanswered();
       exchanges.push_back({.line = number, .request = line.substr(kRequestMark.size()), .answer = ""});
       last = &exchanges.back().request;
     } else if (starts_with(line, kAnswerMark)) {
@@ -71,12 +65,7 @@ bool read_exchanges(const std::string& text, std::vector<Exchange>& exchanges, s
       last = nullptr;
     }
   }
-  if (!exchanges.empty() && exchanges.back().answer.empty()) {
-    error = "line " + std::to_string(exchanges.back().line) + ": a request (->) without its answer (<-)";
-    exchanges.pop_back();
-    return false;
-  }
-  return true;
+  return exchanges.empty() || !exchanges.back().answer.empty() || unanswered();
 }
 
 std::vector<std::string> fenced_blocks(const std::string& text, const std::string& info) {
@@ -104,7 +93,7 @@ bool matches(const nlohmann::json& expected, const nlohmann::json& actual, std::
   if (expected.is_object() && actual.is_object()) {
     for (const auto& [key, value] : expected.items()) {
       if (!actual.contains(key)) return where = "/" + key + " (missing)", false;
-      if (!matches(value, actual.at(key), where)) return where = step(key, where), false;
+      if (!matches(value, actual.at(key), where)) return where = "/" + key + where, false;
     }
     for (const auto& [key, value] : actual.items()) {
       if (!expected.contains(key)) return where = "/" + key + " (not in the doc)", false;
@@ -114,7 +103,7 @@ bool matches(const nlohmann::json& expected, const nlohmann::json& actual, std::
   if (expected.is_array() && actual.is_array()) {
     if (expected.size() != actual.size()) return where = " (array sizes differ)", false;
     for (std::size_t i = 0; i < expected.size(); ++i) {
-      if (!matches(expected[i], actual[i], where)) return where = step(std::to_string(i), where), false;
+      if (!matches(expected[i], actual[i], where)) return where = "/" + std::to_string(i) + where, false;
     }
     return true;
   }

@@ -1,50 +1,20 @@
 // The request/answer examples of docs/game-link.md and docs/json-rpc.md, run in the order of the page
-// against the simulated game over a real loopback connection and against `pathwright serve --demo`: an
-// example the programs no longer answer as shown fails here, with the doc's line.
+// against the simulated game's request handler and against `pathwright serve --demo`: an example the
+// programs no longer answer as shown fails here, with the doc's line.
 #include "tests/docs/doc_examples.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <functional>
-#include <thread>
 
 #include "game/game_world.h"
-#include "game/link_server.h"
+#include "game/link_ops.h"
 #include "tests/cli/pathwright_process.h"
 
 namespace doc_examples {
 namespace {
 
 const std::string kDocs = PATHWRIGHT_DOCS_DIR;
-
-// A blocking line client of the game link over loopback.
-class LinkClient {
- public:
-  explicit LinkClient(std::uint16_t port) {
-    sockaddr_in address{
-        .sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
-    connected_ = ::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-  }
-  ~LinkClient() { ::close(fd_); }
-  bool connected() const { return connected_; }
-  // Sends `line` and answers the answer's line; "" when the game closed the connection.
-  std::string ask(const std::string& line) {
-    const std::string text = line + "\n";
-    if (::send(fd_, text.data(), text.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(text.size())) return "";
-    std::string out;
-    for (char c; ::recv(fd_, &c, 1, 0) == 1; out.push_back(c))
-      if (c == '\n') return out;
-    return "";
-  }
-
- private:
-  int fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
-  bool connected_ = false;
-};
 
 // Runs every exchange of `doc` through `ask` and compares each answer with the doc's.
 void check_doc(const std::string& doc, const std::function<std::string(const std::string&)>& ask) {
@@ -77,12 +47,9 @@ TEST(DocExamples, ReaderJoinsContinuationsAndRefusesAHalfExchange) {
   const ReadCase cases[] = {
       {.doc = "```\n-> {\"a\":\n    1}\n<- {}\n```\n", .ok = true, .exchanges = 1, .last_request = "{\"a\":1}", .error = ""},
       {.doc = "-> outside a block\n<- is prose\n", .ok = true, .exchanges = 0, .last_request = "", .error = ""},
-      {.doc = "```\n-> {}\n\n    \n```\n", .ok = false, .exchanges = 0, .last_request = "",
-       .error = "line 2: a request (->) without its answer (<-)"},
-      {.doc = "```\n-> {}\n-> {}\n<- {}\n```\n", .ok = false, .exchanges = 0, .last_request = "",
-       .error = "line 2: a request (->) without its answer (<-)"},
-      {.doc = "```\n<- {}\n```\n", .ok = false, .exchanges = 0, .last_request = "",
-       .error = "line 2: an answer (<-) without a request (->) before it"},
+      {.doc = "```\n-> {}\n\n    \n```\n", .ok = false, .exchanges = 0, .last_request = "", .error = "line 2: a request (->) without its answer (<-)"},
+      {.doc = "```\n-> {}\n-> {}\n<- {}\n```\n", .ok = false, .exchanges = 0, .last_request = "", .error = "line 2: a request (->) without its answer (<-)"},
+      {.doc = "```\n<- {}\n```\n", .ok = false, .exchanges = 0, .last_request = "", .error = "line 2: an answer (<-) without a request (->) before it"},
   };
   // clang-format on
   for (const ReadCase& c : cases) {
@@ -119,19 +86,13 @@ TEST(DocExamples, PlaceholdersStandForAnyValueAndNothingElseIsLoose) {
   }
 }
 
+// Through the game's own request handler: carrying lines over a connection is tests/game/server_test.cpp's.
 TEST(DocExamples, GameLinkPageAnswersAsTheSimulatedGame) {
   std::string error;
   auto world = game::GameWorld::island(game::Clock::Manual, error);
   ASSERT_NE(world, nullptr) << error;
-  game::LinkServer server(*world);
-  ASSERT_TRUE(server.listen(0, error)) << error;
-  std::jthread serving([&server] { server.run(); });
-  {
-    LinkClient client(server.port());
-    ASSERT_TRUE(client.connected());
-    check_doc("game-link.md", [&](const std::string& line) { return client.ask(line); });
-  }
-  server.stop();
+  const game::LinkProtocol protocol(*world);
+  check_doc("game-link.md", [&](const std::string& line) { return protocol.answer(line); });
 }
 
 TEST(DocExamples, JsonRpcPageAnswersAsServeOnTheDemo) {
