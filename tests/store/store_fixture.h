@@ -249,11 +249,15 @@ struct StoreTest : ::testing::Test {
   // The session's own command `method`; fails the test for a name it does not have.
   bool run_store_command(const std::string& method, const Value& request, Value& result, std::string& error) {
     using Command = bool (host::session::HostSession::*)(const Value&, Value&, std::string&);
-    static const std::map<std::string, Command> kStoreCommands = {{"document", &host::session::HostSession::document},
-                                                                  {"history", &host::session::HostSession::history},
-                                                                  {"undo", &host::session::HostSession::undo},
-                                                                  {"redo", &host::session::HostSession::redo},
-                                                                  {"reload", &host::session::HostSession::reload}};
+    static const std::map<std::string, Command> kStoreCommands = {
+        {"actors", &host::session::HostSession::actors},
+        {"placed_actors", &host::session::HostSession::placed_actors},
+        {"document", &host::session::HostSession::document},
+        {"history", &host::session::HostSession::history},
+        {"undo", &host::session::HostSession::undo},
+        {"redo", &host::session::HostSession::redo},
+        {"reload", &host::session::HostSession::reload}};
+    if (method == "packages") return session->packages(result, error);
     const auto command = kStoreCommands.find(method);
     if (command == kStoreCommands.end()) {
       ADD_FAILURE() << "no command " << method;
