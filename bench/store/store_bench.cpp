@@ -30,19 +30,13 @@
 
 #include "json_text/json_text.h"
 #include "session/host_session.h"
+#include "tests/support/builders.h"
 
 namespace {
 
 using mods::json::Value;
 using Clock = std::chrono::steady_clock;
-
-Value point(double x, double y, double z) {
-  Value p = Value::object();
-  p["x"] = Value::of(x);
-  p["y"] = Value::of(y);
-  p["z"] = Value::of(z);
-  return p;
-}
+using support::point;
 
 // Residents with three-point routes, Bokoblins, and models with routes, in turn.
 std::string package_text(int actors) {
